@@ -1,0 +1,196 @@
+// Cuts the bridge's output into lines. Bytes go in by feed(), in pieces of any size; lines come out
+// by next(), the same lines however the bytes were cut.
+//
+// Where a line ends:
+//  - A log line ends at its first ">", which a line feed follows. Its text never holds "<" or ">"
+//    (they are written "&inf;" and "&sup;"), but it may hold line breaks.
+//  - A host message ends at its first ">", which a line feed follows. Its payload holds neither
+//    "<" nor ">" nor a line feed, except for the following.
+//  - The payload "PJSON;" text ";" holds the device's own text, in which anything of ASCII may
+//    stand, ">" and a line feed included. Such a message ends at the first ">" followed by a line
+//    feed whose four digits before it are the checksum of all that stands before them, and that
+//    ends with ";". A text could hold such an end by intent, but not by chance: a wrong end passes
+//    once in 65,536 times that ";", four hexadecimal digits, ">" and a line feed stand in it.
+//
+// What is damaged: bytes outside a frame, a frame cut off by the next one's "<", a wrong checksum,
+// an impossible time, a line longer than the bridge writes. Damage is returned as a line of its
+// own kind, and reading goes on at the next "<". A damaged "PJSON;" message shows only when no end
+// was found within longestMessage bytes (or at finish()); the lines that came after it are then
+// read, late but whole.
+//
+// Memory: the bytes fed and not yet returned, nothing per line. Not for two threads at once.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Checksum.h"
+#include "Line.h"
+
+namespace vornix_host {
+
+class LineReader {
+ public:
+  // Of a host message, in bytes with frame and line feed: a "PJSON;" of 65,535 bytes of text.
+  static constexpr std::size_t longestMessage = 1 + 6 + 65535 + 1 + 4 + 2;
+
+  // Of a log line. The bridge sets no bound: it repeats a command that it does not know, however
+  // long; a host that sends longer ones gets that line back as damaged.
+  static constexpr std::size_t longestLog = std::size_t{1} << 20U;
+
+  // Takes the next bytes of the output. Ends the validity of all lines returned so far.
+  void feed(std::string_view bytes) {
+    buffer_.erase(0, begin_);
+    begin_ = 0;
+    buffer_.append(bytes);
+  }
+
+  // The output has ended; next() returns what is left. Nothing may be fed after it.
+  void finish() { finished_ = true; }
+
+  // The next line, or nothing until more is fed.
+  std::optional<Line> next() {
+    const std::string_view rest = std::string_view(buffer_).substr(begin_);
+    if (rest.empty()) return std::nullopt;
+    if (rest.front() != '<') return outside(rest.substr(0, longestLog));
+    if (rest.starts_with("<@")) return log(rest.substr(0, longestLog));
+    if (rest.starts_with("<PJSON;")) return json(rest.substr(0, longestMessage));
+    return message(rest.substr(0, longestMessage));
+  }
+
+ private:
+  static constexpr std::string_view::size_type none = std::string_view::npos;
+  static constexpr std::size_t digits = 4;
+
+  std::optional<Line> outside(std::string_view rest) {
+    const std::size_t stop = rest.find_first_of("<\n", scanned_);
+    if (stop == none) return unfinished(rest, longestLog, rest.size(), rest.size());
+    return damaged(rest, rest[stop] == '<' ? stop : stop + 1);
+  }
+
+  std::optional<Line> log(std::string_view rest) {
+    const std::size_t stop = rest.find_first_of("<>", std::max<std::size_t>(scanned_, 1));
+    if (stop == none || stop + 1 == rest.size()) return unfinished(rest, longestLog, stop);
+    if (rest[stop] == '<') return damaged(rest, stop);
+    if (rest[stop + 1] != '\n') return damaged(rest, stop + 1);
+
+    constexpr std::size_t header = std::string_view("<@hh:mm:ss.mmm : ").size();
+    const std::optional<LogTime> time = stop < header ? std::nullopt : logTime(rest);
+    if (!time) return damaged(rest, stop + 2);
+    return taken(
+        {LineKind::log, rest.substr(0, stop + 2), rest.substr(header, stop - header), *time});
+  }
+
+  std::optional<Line> message(std::string_view rest) {
+    const std::size_t stop = rest.find_first_of("<>\n", std::max<std::size_t>(scanned_, 1));
+    if (stop == none || stop + 1 == rest.size()) return unfinished(rest, longestMessage, stop);
+    if (rest[stop] == '<') return damaged(rest, stop);
+    if (rest[stop] == '\n' || rest[stop + 1] != '\n') return damaged(rest, stop + 1);
+    if (!endsHere(rest, stop)) return damaged(rest, stop + 2);
+    return taken({LineKind::message, rest.substr(0, stop + 2), payload(rest, stop), {}});
+  }
+
+  std::optional<Line> json(std::string_view rest) {
+    constexpr std::size_t shortest = std::string_view("<PJSON;;").size() + digits;
+    for (;;) {
+      const std::size_t end = rest.find(">\n", scanned_);
+      if (end == none) break;
+      if (end >= shortest && rest[end - digits - 1] == ';' && endsHere(rest, end)) {
+        return taken({LineKind::message, rest.substr(0, end + 2), payload(rest, end), {}});
+      }
+      scanned_ = end + 1;
+    }
+    const std::size_t nextLine = rest.find("\n<");
+    return unfinished(rest, longestMessage, rest.size() - 1,
+                      nextLine == none ? rest.size() : nextLine + 1);
+  }
+
+  static std::string_view payload(std::string_view rest, std::size_t end) {
+    return rest.substr(1, end - 1 - digits);
+  }
+
+  // Whether the frame's ">" is at this place: the checksum before it is right. The sum is carried
+  // on from one call to the next, so that a long text with many ">" is summed once.
+  bool endsHere(std::string_view rest, std::size_t end) {
+    if (end < 1 + digits) return false;
+    const std::optional<std::uint16_t> stated = hexadecimal(rest.substr(end - digits, digits));
+    if (!stated) return false;
+    const std::string_view summed = payload(rest, end);
+    sum_.add(summed.substr(summed_));
+    summed_ = summed.size();
+    return sum_.value() == *stated;
+  }
+
+  static std::optional<std::uint16_t> hexadecimal(std::string_view text) {
+    unsigned value = 0;
+    for (const char digit : text) {
+      const std::size_t place = std::string_view("0123456789ABCDEF").find(digit);
+      if (place == none) return std::nullopt;
+      value = value << 4U | static_cast<unsigned>(place);
+    }
+    return static_cast<std::uint16_t>(value);
+  }
+
+  // From "<@hh:mm:ss.mmm : ", which rest is long enough for.
+  static std::optional<LogTime> logTime(std::string_view rest) {
+    const bool punctuated =
+        rest[4] == ':' && rest[7] == ':' && rest[10] == '.' && rest.substr(14, 3) == " : ";
+    const int hour = decimal(rest.substr(2, 2));
+    const int minute = decimal(rest.substr(5, 2));
+    const int second = decimal(rest.substr(8, 2));
+    const int millisecond = decimal(rest.substr(11, 3));
+    if (!punctuated || std::min({hour, minute, second, millisecond}) < 0) return std::nullopt;
+    if (hour > 23 || minute > 59 || second > 59) return std::nullopt;
+    return LogTime{hour, minute, second, millisecond};
+  }
+
+  // -1 for anything but digits.
+  static int decimal(std::string_view text) {
+    int value = 0;
+    for (const char digit : text) {
+      if (digit < '0' || digit > '9') return -1;
+      value = value * 10 + (digit - '0');
+    }
+    return value;
+  }
+
+  std::optional<Line> unfinished(std::string_view rest, std::size_t longest, std::size_t stop) {
+    return unfinished(rest, longest, std::min(stop, rest.size()), rest.size());
+  }
+
+  // The line's end is not among these bytes: wait for more, going on at `scanned`, unless no more
+  // can come that would belong to it; then `lost` bytes are damaged.
+  std::optional<Line> unfinished(std::string_view rest, std::size_t longest, std::size_t scanned,
+                                 std::size_t lost) {
+    if (finished_ || rest.size() == longest) return damaged(rest, lost);
+    scanned_ = scanned;
+    return std::nullopt;
+  }
+
+  Line damaged(std::string_view rest, std::size_t size) {
+    return taken({LineKind::damaged, rest.substr(0, size), {}, {}});
+  }
+
+  Line taken(const Line& line) {
+    begin_ += line.bytes.size();
+    scanned_ = 0;
+    summed_ = 0;
+    sum_ = Checksum();
+    return line;
+  }
+
+  std::string buffer_;
+  std::size_t begin_ = 0;  // of the bytes not yet returned
+  bool finished_ = false;
+
+  // Of the line being read: bytes looked through for its end, and payload bytes summed up.
+  std::size_t scanned_ = 0;
+  std::size_t summed_ = 0;
+  Checksum sum_;
+};
+
+}  // namespace vornix_host

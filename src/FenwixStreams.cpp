@@ -1,0 +1,34 @@
+#include "FenwixStreams.h"
+
+#include <bit>
+
+#include "Payload.h"
+#include "Precondition.h"
+#include "Utils.h"
+
+std::uint32_t littleEndian32(platform::Value value) {
+  std::uint32_t number = 0;
+  for (std::size_t i = 0; i < 4; ++i) {
+    number |= static_cast<std::uint32_t>(byteAt(value, i)) << (8 * i);
+  }
+  return number;
+}
+
+void sendRms(std::string_view kind, platform::Value value) {
+  const auto level = std::bit_cast<float>(littleEndian32(value));
+  const float scaled = level * 10000000.0F;
+  // The neighbours of the 64-bit range in binary32; a NaN fails both comparisons.
+  require(scaled > -9.223373e18F && scaled < 9.223372e18F);
+  sendQuelmar(Payload(kind).field(static_cast<std::int64_t>(scaled)));
+}
+
+void sendRaw(std::string_view kind, platform::Value value) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  Payload payload(kind);
+  for (const std::uint8_t byte : value) {
+    payload.text() += kDigits[byte >> 4];
+    payload.text() += kDigits[byte & 0x0F];
+  }
+  payload.text() += ';';
+  sendQuelmar(payload);
+}

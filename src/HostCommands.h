@@ -1,0 +1,16 @@
+// The host's side of standard input: text commands, one per line, exact and case-sensitive. Runs on
+// the reader thread.
+#pragma once
+
+#include <atomic>
+#include <string_view>
+
+#include "ComBLE.h"
+
+// Carries out one line, given without its terminator. What a device command needs has to be there
+// (the handler, the characteristic, well-formed arguments); a line that is no command is logged.
+void handleHostCommand(ComBLE& comBLE, std::string_view line);
+
+// Reads standard input until its end, which ends the process, as does "kill". One command is done
+// before the next line is read.
+[[noreturn]] void readHostCommands(ComBLE& comBLE, const std::atomic<bool>& isRunning);

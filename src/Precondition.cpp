@@ -1,0 +1,7 @@
+#include "Precondition.h"
+
+#include <cstdlib>
+
+void preconditionFailure() {
+  std::abort();
+}

@@ -1,0 +1,22 @@
+// The only writers of standard output.
+//
+// Two kinds of line: log lines, for people, and host messages, framed and checksummed. Each line is
+// handed to the unbuffered stream in one call, which holds the stream's lock: lines of the two
+// threads follow each other in any order but never mix, and each is one write to the host's pipe.
+// Any thread may call these functions.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+// Writes "<@hh:mm:ss.mmm : msg>" with the local time; "<" and ">" in msg become "&inf;" and
+// "&sup;". Any bytes are accepted.
+void writeLine(std::string_view msg);
+
+// Writes "<msgXXXX>", XXXX being calcCrc(msg) in upper-case hexadecimal. The message is not escaped
+// and has to be ASCII.
+void sendQuelmar(std::string_view msg);
+
+// CRC-16/CCITT-FALSE (polynomial 1021, initial value FFFF, nothing reflected, no final
+// exclusive-or) of an ASCII text, in which "\r\n" counts as one line feed: "123456789" gives 29B1.
+std::uint32_t calcCrc(std::string_view msg);

@@ -1,0 +1,85 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "ReadAll.h"
+
+namespace {
+
+using namespace host_test;
+using vornix_host::LineKind;
+using vornix_host::LineReader;
+
+using Lines = std::vector<ReadLine>;
+
+const std::string found = "<C;3;0;4A3D>\n";
+
+TEST(JsonLine, HoldsWhateverTheTextHolds) {
+  for (const std::string text :
+       {"", "[1]", "a;b", "{\n  \"a\": [1, 2]\n}", "<b>", ">", ">\n", "\n<", "0000>\n", ";FFFF>\n",
+        "\r", "x\ry", "<@00:00:00.000 : x>\n", "PJSON;", "<PJSON;;"}) {
+    const std::string payload = "PJSON;" + text + ";";
+    EXPECT_EQ(readSoFar(framed(payload) + found), (Lines{message(payload), message("C;3;0;")}))
+        << text;
+  }
+}
+
+TEST(JsonLine, CountsCarriageReturnAndLineFeedAsOneCharacter) {
+  const std::string output = framed("PJSON;{\r\n}\r\n;", "PJSON;{\n}\n;");
+  EXPECT_EQ(readSoFar(output), Lines{message("PJSON;{\r\n}\r\n;")});
+}
+
+TEST(JsonLine, EndsOnlyWhereTheChecksumIsRight) {
+  const std::string inner = "x;1234>\ny;5678>\n" + found + "z";
+  const std::string payload = "PJSON;" + inner + ";";
+  EXPECT_EQ(readSoFar(framed(payload)), Lines{message(payload)});
+}
+
+// The one ambiguity that the rule leaves: a text that holds its own right end.
+TEST(JsonLine, EndsEarlyWhenItsTextHoldsARightEnd) {
+  const std::string early = framed("PJSON;a;");
+  const std::string whole = framed("PJSON;" + early.substr(7) + "b;");
+  const Lines lines = readAll(whole);
+  EXPECT_EQ(lines.front(), message("PJSON;a;"));
+  EXPECT_EQ(lines.back().kind, LineKind::damaged);
+}
+
+TEST(JsonLine, OfTheGreatestLengthIsRead) {
+  const std::string payload = "PJSON;" + std::string(65535, '>') + ";";
+  const std::string output = framed(payload);
+  EXPECT_EQ(output.size(), LineReader::longestMessage);
+  EXPECT_EQ(readAll(output + found, 4096), (Lines{message(payload), message("C;3;0;")}));
+}
+
+TEST(JsonLine, ThatIsTooLongIsDamagedAndTheNextLineIsRead) {
+  const std::string output = framed("PJSON;" + std::string(65536, 'x') + ";");
+  const Lines lines = readSoFar(output + found);
+  EXPECT_EQ(lines.front().kind, LineKind::damaged);
+  EXPECT_EQ(lines.back(), message("C;3;0;"));
+}
+
+TEST(JsonLine, ThatIsDamagedIsKnownOnceItCannotEndAnyMore) {
+  const std::string broken = "<PJSON;{\"a\":1};0000>\n";
+  std::string later;
+  while (later.size() < LineReader::longestMessage) later += found;
+
+  EXPECT_EQ(readSoFar(broken + found), Lines{});
+  const Lines lines = readSoFar(broken + later);
+  ASSERT_EQ(lines.size(), 1 + later.size() / found.size());
+  EXPECT_EQ(lines.front(), damaged(broken));
+  EXPECT_EQ(lines.back(), message("C;3;0;"));
+}
+
+TEST(JsonLine, ThatIsDamagedIsKnownAtTheEndOfTheOutput) {
+  const std::string broken = "<PJSON;{\"a\":1};0000>\n";
+  EXPECT_EQ(readAll(broken + found + found),
+            (Lines{damaged(broken), message("C;3;0;"), message("C;3;0;")}));
+}
+
+TEST(JsonLine, ThatWasCutOffIsDamaged) {
+  EXPECT_EQ(readAll("<PJSON;{\"a\""), Lines{damaged("<PJSON;{\"a\"")});
+  EXPECT_EQ(readAll("<PJSON;{}\n" + found), (Lines{damaged("<PJSON;{}\n"), message("C;3;0;")}));
+}
+
+}  // namespace

@@ -1,0 +1,68 @@
+// The reader's promise that a line costs no memory of its own.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <new>
+#include <string>
+
+#include "ReadAll.h"
+
+namespace {
+int allocations = 0;
+}  // namespace
+
+// Counted for the whole program; each test looks at the difference over a few lines of its own.
+void* operator new(std::size_t size) {
+  ++allocations;
+  if (void* memory = std::malloc(size)) return memory;
+  throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t /*size*/) noexcept {
+  std::free(memory);
+}
+
+namespace {
+
+using host_test::framed;
+using vornix_host::LineReader;
+
+int readCounting(const std::string& output, bool decoding) {
+  LineReader reader;
+  int lines = 0;
+  const auto readOnce = [&] {
+    reader.feed(output);
+    while (const auto line = reader.next()) {
+      if (decoding) vornix_host::decode(*line);
+      ++lines;
+    }
+  };
+  readOnce();  // the buffer gets its size
+  const int before = allocations;
+  for (int i = 0; i < 100; ++i) readOnce();
+  EXPECT_GE(lines, 101);
+  return allocations - before;
+}
+
+TEST(ReaderMemory, TakesNoneForALine) {
+  const std::string longLine = framed("PJSON;" + std::string(5000, '>') + ";");
+  EXPECT_EQ(
+      readCounting("<@00:00:00.000 : " + std::string(500, 'x') + ">\nstray\n" + longLine, false),
+      0);
+}
+
+TEST(ReaderMemory, TakesNoneForAMessageOfNumbers) {
+  EXPECT_EQ(readCounting(framed("B;92;1;-1;4660;-12;0;1000;-129;-32768;32767;") +
+                             framed("S;80;4660;0;") + framed("P1;10000000;") + "<C;3;0;4A3D>\n",
+                         true),
+            0);
+}
+
+TEST(ReaderMemory, TakesOnePieceForATextOrItsBytes) {
+  EXPECT_EQ(readCounting(framed("PJSON;" + std::string(5000, 'x') + ";"), true), 100);
+  EXPECT_EQ(readCounting(framed("PR1;" + std::string(480, 'A') + ";"), true), 100);
+}
+
+}  // namespace

@@ -15,7 +15,7 @@
 // gives access to a payload that decode does not know.
 #pragma once
 
+#include "vornix_host/Decode.h"      // IWYU pragma: export
 #include "vornix_host/Fields.h"      // IWYU pragma: export
 #include "vornix_host/LineReader.h"  // IWYU pragma: export
 #include "vornix_host/Message.h"     // IWYU pragma: export
-#include "vornix_host/decode.h"      // IWYU pragma: export

@@ -2,6 +2,7 @@
 
 #include <bit>
 
+#include "HexDigits.h"
 #include "Payload.h"
 #include "Precondition.h"
 #include "Utils.h"
@@ -23,11 +24,12 @@ void sendRms(std::string_view kind, platform::Value value) {
 }
 
 void sendRaw(std::string_view kind, platform::Value value) {
-  constexpr char kDigits[] = "0123456789ABCDEF";
   Payload payload(kind);
+  std::size_t position = payload.text().size();
+  payload.text().resize(position + 2 * value.size());
   for (const std::uint8_t byte : value) {
-    payload.text() += kDigits[byte >> 4];
-    payload.text() += kDigits[byte & 0x0F];
+    payload.text()[position++] = kHexDigits[byte >> 4];
+    payload.text()[position++] = kHexDigits[byte & 0x0F];
   }
   payload.text() += ';';
   sendQuelmar(payload);

@@ -1,5 +1,7 @@
 #include "HostCommands.h"
 
+#include <poll.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
@@ -136,6 +138,14 @@ void handleHostCommand(ComBLE& comBLE, std::string_view line) {
   std::string text = "commande recue non traitee : ";
   text += line;
   writeLine(text);
+}
+
+bool hostSendsNothing() {
+  pollfd input{fileno(stdin), POLLIN, 0};
+  if (::poll(&input, 1, 0) <= 0) return false;
+  const int first = std::getc(stdin);
+  if (first != EOF) std::ungetc(first, stdin);
+  return first == EOF;
 }
 
 void readHostCommands(ComBLE& comBLE, const std::atomic<bool>& isRunning) {

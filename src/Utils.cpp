@@ -7,6 +7,7 @@
 #include <memory_resource>
 #include <string>
 
+#include "HexDigits.h"
 #include "Precondition.h"
 
 namespace {
@@ -76,12 +77,11 @@ void writeLine(std::string_view msg) {
 
 void sendQuelmar(std::string_view msg) {
   const std::uint32_t crc = calcCrc(msg);
-  std::array<char, 8> tail;
-  std::snprintf(tail.data(), tail.size(), "%04X>\n", crc);
   Line line(msg.size() + 7);
   line.text() += '<';
   line.text() += msg;
-  line.text() += tail.data();
+  for (int shift = 12; shift >= 0; shift -= 4) line.text() += kHexDigits[crc >> shift & 0x0F];
+  line.text() += ">\n";
   line.write();
 }
 

@@ -5,6 +5,7 @@
 #include <memory>
 #include <thread>
 
+#include "EndProcess.h"
 #include "HostCommands.h"
 #include "RunLoop.h"
 #include "Utils.h"
@@ -20,6 +21,7 @@ int runVornix(platform::Platform& platform) {
   const auto central = std::make_unique<ComBLE>(platform);
   comBLE = central.get();
   writeLine("Demarrage de Vornix " VORNIX_VERSION);
+  if (hostSendsNothing()) endProcess();  // the banner alone: the radio's state must not follow it
   std::thread([] { readHostCommands(*comBLE, isRunning); }).detach();
   while (isRunning) turnRunLoop(platform, *comBLE);
   return 0;

@@ -17,6 +17,7 @@ std::string CBUUID::description() const {
 }
 
 std::string Error::description() const {
+  if (!printed.empty()) return printed;
   return "Error Domain=" + domain + " Code=" + std::to_string(code) + " \"" + message + "\"";
 }
 

@@ -56,8 +56,9 @@ struct Error {
   std::string domain;  // who speaks: "CBATTErrorDomain", "org.bluez.Error.Failed", ...
   int code = 0;        // the domain's own number; 0 where it has none
   std::string message;
+  std::string printed = {};  // the stack's own complete printed form; empty where it has none
 
-  // The complete printed form: Error Domain=D Code=C "message".
+  // The complete printed form: the stack's own, or else Error Domain=D Code=C "message".
   std::string description() const;
   const std::string& localizedDescription() const { return message; }
 };

@@ -1,0 +1,3 @@
+#pragma once
+
+inline constexpr char kHexDigits[] = "0123456789ABCDEF";

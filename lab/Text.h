@@ -1,0 +1,27 @@
+// The few conversions that options, control lines and journals share.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "lab/DeviceModel.h"
+
+namespace lab {
+
+// Two upper-case digits per byte, nothing between them.
+std::string toHex(std::span<const std::uint8_t> bytes);
+
+// The reverse, in either case; an empty text is an empty value.
+std::optional<Bytes> fromHex(std::string_view text);
+
+// Decimal, or hexadecimal after "0x"; nothing else around it.
+std::optional<std::uint32_t> toNumber(std::string_view text);
+
+// What stands before and after the first separator; the second part is empty without one.
+std::pair<std::string_view, std::string_view> splitAt(std::string_view text, char separator);
+
+}  // namespace lab

@@ -1,0 +1,44 @@
+// A GATT identifier as devices carry it: 16 bits on the wire when it lies in the Bluetooth base
+// range, else 128.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "lab/DeviceModel.h"
+
+namespace lab {
+
+class Uuid {
+ public:
+  explicit Uuid(std::uint16_t shortForm);
+
+  // From 4 digits, or 36 characters, in either case.
+  static std::optional<Uuid> parse(std::string_view text);
+
+  // From 2 or 16 bytes, least significant first.
+  static std::optional<Uuid> fromWire(std::span<const std::uint8_t> bytes);
+
+  // 2 bytes in the base range, else 16; least significant first.
+  Bytes wire() const;
+
+  // Upper case: 4 digits in the base range, else 36 characters. The form of journals.
+  std::string text() const;
+
+  bool operator==(const Uuid&) const = default;
+  bool operator<(const Uuid& other) const { return value_ < other.value_; }
+
+ private:
+  using Value = std::array<std::uint8_t, 16>;  // most significant first
+
+  explicit Uuid(const Value& value) : value_(value) {}
+  bool isShort() const;
+
+  Value value_;
+};
+
+}  // namespace lab

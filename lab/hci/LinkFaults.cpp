@@ -1,0 +1,69 @@
+#include "lab/hci/LinkFaults.h"
+
+#include "lab/Text.h"
+#include "lab/Uuid.h"
+
+namespace lab {
+namespace {
+
+// With the identifier in the form in which steps carry it.
+std::optional<std::string> normalizedStep(std::string_view text) {
+  const auto [verb, object] = splitAt(text, ':');
+  if (verb == "request" || verb == "value") {
+    const std::optional<std::uint32_t> number = toNumber(object);
+    if (!number || *number == 0) return std::nullopt;
+    return std::string(verb) + ':' + std::to_string(*number);
+  }
+  if (object.empty()) return std::string(verb);
+  const std::optional<Uuid> uuid = Uuid::parse(object);
+  if (!uuid) return std::nullopt;
+  return std::string(verb) + ':' + uuid->text();
+}
+
+}  // namespace
+
+bool LinkFaults::set(std::string_view name, std::string_view argument) {
+  if (name == "refuse-connections") {
+    const std::optional<std::uint32_t> number = toNumber(argument);
+    refusedConnections_ = number.value_or(0);
+    return number.has_value();
+  }
+  if (name != "drop-at" && name != "silence-at") return false;
+  std::optional<std::string> step = normalizedStep(argument);
+  if (!step) return false;
+  (name == "drop-at" ? dropAt_ : silenceAt_) = std::move(step);
+  return true;
+}
+
+bool LinkFaults::refusesConnection() {
+  if (refusedConnections_ == 0) return false;
+  --refusedConnections_;
+  return true;
+}
+
+void LinkFaults::linkUp() {
+  requests_ = 0;
+  values_ = 0;
+}
+
+LinkFaults::Verdict LinkFaults::onRequest(const std::string& step) {
+  ++requests_;
+  if (isReached(dropAt_, step)) return Verdict::drop;
+  if (isReached(silenceAt_, step)) return Verdict::ignore;
+  return Verdict::serve;
+}
+
+bool LinkFaults::dropsAfterValue() {
+  ++values_;
+  if (dropAt_ != "value:" + std::to_string(values_)) return false;
+  dropAt_.reset();
+  return true;
+}
+
+bool LinkFaults::isReached(std::optional<std::string>& wanted, const std::string& step) const {
+  if (wanted != step && wanted != "request:" + std::to_string(requests_)) return false;
+  wanted.reset();
+  return true;
+}
+
+}  // namespace lab

@@ -1,0 +1,47 @@
+// Misbehaviour of a device on demand: what it refuses, hides, cuts short or says wrongly.
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <set>
+#include <string_view>
+
+#include "lab/DeviceModel.h"
+#include "lab/Uuid.h"
+
+namespace lab {
+
+class ModelFaults {
+ public:
+  // "refuse-read=UUID[:CODE]", "refuse-write=UUID[:CODE]", "refuse-subscribe=UUID[:CODE]": an ATT
+  // error answers; CODE defaults to not permitted.
+  // "short=UUID:N": values of that characteristic are cut to N bytes.
+  // "value=UUID:HEX": it reads and sends these bytes, whatever its value is.
+  // "hide=UUID": the service or characteristic is left out of the tree.
+  // False when it is none of these.
+  bool set(std::string_view name, std::string_view argument);
+
+  AttError onRead(const Uuid& uuid) const { return find(reads_, uuid); }
+  AttError onWrite(const Uuid& uuid) const { return find(writes_, uuid); }
+  AttError onSubscribe(const Uuid& uuid) const { return find(subscriptions_, uuid); }
+  bool hides(const Uuid& uuid) const { return hidden_.contains(uuid); }
+
+  // The value that really goes out.
+  Bytes spoil(const Uuid& uuid, Bytes value) const;
+
+ private:
+  using Refusals = std::map<Uuid, AttError>;
+  static AttError find(const Refusals& refusals, const Uuid& uuid);
+  static bool setRefusal(Refusals& refusals, const Uuid& uuid, std::string_view code,
+                         AttError usual);
+
+  Refusals reads_;
+  Refusals writes_;
+  Refusals subscriptions_;
+  std::map<Uuid, std::size_t> lengths_;
+  std::map<Uuid, Bytes> values_;
+  std::set<Uuid> hidden_;
+};
+
+}  // namespace lab

@@ -1,0 +1,26 @@
+// The command line of vornix-lab.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace lab {
+
+struct Options {
+  int controller = -1;
+  std::string device;
+  std::vector<std::string> controls;  // control lines that are obeyed before the device advertises
+  std::string journal;                // a file; empty: standard output
+  std::size_t largestMtu = 517;
+  bool wantsHelp = false;
+};
+
+// Nothing when the command line cannot be understood, with the reason.
+std::optional<Options> parseOptions(std::span<const char* const> arguments, std::string& reason);
+
+const char* helpText();
+
+}  // namespace lab

@@ -1,0 +1,105 @@
+// vornix-lab: see --help (Options.cpp).
+
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <system_error>
+#include <thread>
+
+#include "lab/hci/Peripheral.h"
+#include "lab/models/Models.h"
+#include "lab/program/Journal.h"
+#include "lab/program/LineReader.h"
+#include "lab/program/Options.h"
+
+namespace {
+
+using Clock = lab::Peripheral::Clock;
+
+constexpr int kFailure = 1;
+constexpr int kMisuse = 2;
+
+int complain(const std::string& what, int status) {
+  std::fprintf(stderr, "vornix-lab: %s\n", what.c_str());
+  return status;
+}
+
+// A controller that was just plugged in is busy with its own set-up, or being powered up by
+// bluetoothd, for some seconds; no event that an ordinary program gets tells when that is over.
+std::optional<lab::HciChannel> openWhenFree(int controller, std::string& reason) {
+  const auto end = Clock::now() + std::chrono::seconds(10);
+  while (true) {
+    int error = 0;
+    std::optional<lab::HciChannel> channel = lab::HciChannel::openUserChannel(controller, error);
+    if (channel) return channel;
+    reason = "hci" + std::to_string(controller) +
+             " cannot be owned: " + std::generic_category().message(error);
+    if ((error != EBUSY && error != ENODEV) || Clock::now() > end) return std::nullopt;
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+}
+
+// Both have a part in "fault clear".
+bool obey(const std::string& line, lab::Peripheral& peripheral, lab::BenchDevice& device) {
+  return peripheral.control(line) || device.control(line);
+}
+
+// Until standard input ends (true) or the controller fails.
+bool serve(lab::Peripheral& peripheral, lab::BenchDevice& device) {
+  lab::LineReader input(STDIN_FILENO);
+  while (!peripheral.hasFailed()) {
+    peripheral.runUntil(Clock::now() + std::chrono::hours(1), STDIN_FILENO);
+    if (!input.isReady()) continue;
+    for (const std::string& line : input.read()) {
+      if (!obey(line, peripheral, device)) complain("not understood: " + line, kMisuse);
+    }
+    peripheral.serve();  // what a line asked for is due now
+    if (input.isAtEnd()) return true;
+  }
+  return false;
+}
+
+// An interrupted device leaves as one whose input has ended, so that its central learns of it.
+void endInputOnSignal() {
+  struct sigaction action {};
+  action.sa_handler = [](int) { ::close(STDIN_FILENO); };
+  ::sigaction(SIGINT, &action, nullptr);
+  ::sigaction(SIGTERM, &action, nullptr);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::string reason;
+  const auto options = lab::parseOptions(std::span(argv + 1, argv + argc), reason);
+  if (!options) return complain(reason + " (see --help)", kMisuse);
+  if (options->wantsHelp) {
+    std::fputs(lab::helpText(), stdout);
+    return 0;
+  }
+  const std::unique_ptr<lab::BenchDevice> device = lab::makeDevice(options->device);
+  if (!device) return complain("no such device: " + options->device, kMisuse);
+  const int output =
+      options->journal.empty()
+          ? ::dup(STDOUT_FILENO)
+          : ::open(options->journal.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+  if (output < 0)
+    return complain(options->journal + ": " + std::generic_category().message(errno), kFailure);
+  lab::Journal journal(output);
+
+  std::optional<lab::HciChannel> channel = openWhenFree(options->controller, reason);
+  if (!channel) {
+    journal.didFail(reason);
+    return complain(reason, kFailure);
+  }
+  endInputOnSignal();
+  lab::Peripheral peripheral(std::move(*channel), *device, journal, options->largestMtu);
+  for (const std::string& line : options->controls) {
+    if (!obey(line, peripheral, *device)) return complain("not understood: " + line, kMisuse);
+  }
+  if (serve(peripheral, *device)) return 0;
+  return complain("the controller cannot be used any more", kFailure);
+}

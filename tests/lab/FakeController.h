@@ -1,0 +1,54 @@
+// A controller at the other end of a socket pair: it obeys, takes one data packet at a time, and
+// plays the central that the test wants.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "lab/hci/HciChannel.h"
+
+namespace lab {
+
+class FakeController {
+ public:
+  FakeController();
+
+  // The descriptor for the host; to be taken once.
+  int hostEnd() const { return hostEnd_; }
+
+  // Reads what the host has sent: answers commands, collects data.
+  void serve();
+
+  void linkUp();
+  void linkDown(std::uint8_t reason);
+  // One L2CAP packet from the central, cut into data packets of at most 27 bytes.
+  void fromCentral(std::uint16_t channel, std::string_view hex);
+  void completePackets();
+  // The adapter is unplugged.
+  void remove() { host_.reset(); }
+
+  bool hasSeen(std::uint16_t opcode) const;
+  // Payloads of the L2CAP packets that came whole, "CHANNEL:HEX"; emptied by the call.
+  std::vector<std::string> toCentral();
+
+  bool answers_ = true;           // whether commands are answered at all
+  bool completesPackets_ = true;  // whether data packets are done with at once
+  std::vector<Bytes> commands_;   // opcode and parameters, as they came
+  std::size_t dataPackets_ = 0;
+  std::size_t longestDataPacket_ = 0;
+
+ private:
+  void handleCommand(const Bytes& packet);
+  void handleData(const Bytes& packet);
+  void complete(std::uint16_t opcode, const Bytes& result);
+
+  int hostEnd_ = -1;
+  std::optional<HciChannel> host_;
+  Bytes incoming_;
+  std::vector<std::string> received_;
+};
+
+}  // namespace lab

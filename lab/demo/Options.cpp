@@ -1,0 +1,103 @@
+#include "lab/demo/Options.h"
+
+#include "lab/Text.h"
+#include "lab/models/Models.h"
+
+namespace lab::demo {
+namespace {
+
+constexpr std::string_view kHelp =
+    R"(vornix-demo: the bridge, complete, with devices that are simulated
+
+  vornix-demo [--devices KIND,...] [--control LINE]... [--fault NAME[=ARGUMENT]]...
+
+It takes the bridge's place: the same commands on standard input, the same lines on standard output,
+an end with status 0 on "kill" or at the end of input. Only the radio and the devices are made up.
+
+  --devices KIND,...    tramsel, ilo, tenoval, corvelta, fenwix; without it, all of them
+  --control LINE        a control line of "vornix-lab --help" for every device that knows it:
+                        "rate 1000", "battery 5", "value UUID HEX"
+  --fault FAULT         misbehaviour, of the radio or of every device chosen
+
+The radio:
+  radio=STATE[@S]           off, unauthorized, unsupported or unknown; from the start, or after S
+                            seconds
+  radio=reset[@S]           resetting, and powered on again two seconds later
+
+Appearance and link:
+  no-name, late-name=S      the device tells no name, or only after S seconds
+  late=S                    it is switched on after S seconds
+  pending                   it never lets anyone connect
+  slow-connection=S         a connection takes S seconds
+  slow=MS                   every answer takes MS milliseconds
+  lost=S                    the link is lost S seconds after it came up
+  refuse-connections=N      the first N links come to nothing
+  drop-at=STEP              the link is lost at that step, once
+  silence-at=STEP           that request is never answered, once
+      STEP: services, characteristics, read:UUID, write:UUID, subscribe:UUID, unsubscribe:UUID,
+      request:N (the Nth of a link), value:N (drop-at: the Nth value sent)
+
+Answers and values:
+  refuse-services           service discovery fails
+  refuse-characteristics    discovery of characteristics fails
+  hide=UUID                 the service or characteristic is missing
+  refuse-read=UUID[:CODE]   refuse-write=UUID[:CODE]   refuse-subscribe=UUID[:CODE]
+  short=UUID:N              its values are cut to N bytes
+  value=UUID:HEX            it reads and sends these bytes, whatever its value is
+  and the faults of each kind that "vornix-lab --help" lists
+
+UUID is 4 digits or 36 characters.
+)";
+
+std::vector<std::string> allKinds() {
+  return {deviceKinds().begin(), deviceKinds().end()};
+}
+
+std::vector<std::string> splitList(std::string_view text) {
+  std::vector<std::string> parts;
+  while (!text.empty()) {
+    const auto [first, rest] = splitAt(text, ',');
+    parts.emplace_back(first);
+    text = rest;
+  }
+  return parts;
+}
+
+Fault parseFault(std::string_view text) {
+  const auto [name, argument] = splitAt(text, '=');
+  return {std::string(name), std::string(argument)};
+}
+
+}  // namespace
+
+std::optional<Options> parseOptions(std::span<const char* const> arguments, std::string& reason) {
+  Options options{allKinds(), {}, {}, false};
+  for (std::size_t i = 0; i < arguments.size(); i += 2) {
+    const std::string_view option = arguments[i];
+    if (option == "--help") {
+      options.wantsHelp = true;
+      return options;
+    }
+    if (i + 1 == arguments.size()) {
+      reason = "not understood: " + std::string(option);
+      return std::nullopt;
+    }
+    if (option == "--devices") {
+      options.devices = splitList(arguments[i + 1]);
+    } else if (option == "--control") {
+      options.controls.emplace_back(arguments[i + 1]);
+    } else if (option == "--fault") {
+      options.faults.push_back(parseFault(arguments[i + 1]));
+    } else {
+      reason = "not understood: " + std::string(option);
+      return std::nullopt;
+    }
+  }
+  return options;
+}
+
+std::string_view helpText() {
+  return kHelp;
+}
+
+}  // namespace lab::demo

@@ -1,0 +1,29 @@
+// The command line of vornix-demo.
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lab::demo {
+
+struct Fault {
+  std::string name;
+  std::string argument;
+};
+
+struct Options {
+  std::vector<std::string> devices;   // kinds; all of them unless the command line chooses
+  std::vector<std::string> controls;  // control lines, obeyed before anything is on the air
+  std::vector<Fault> faults;
+  bool wantsHelp = false;
+};
+
+// Nothing when the command line cannot be understood, with the reason.
+std::optional<Options> parseOptions(std::span<const char* const> arguments, std::string& reason);
+
+std::string_view helpText();
+
+}  // namespace lab::demo

@@ -1,0 +1,55 @@
+// vornix-demo: see --help (Options.cpp).
+#include <unistd.h>
+
+#include <cstdio>
+#include <string>
+
+#include "lab/demo/Air.h"
+#include "lab/demo/Options.h"
+#include "main.h"
+
+namespace {
+
+constexpr int kMisuse = 2;
+
+int complain(const std::string& what) {
+  std::fprintf(stderr, "vornix-demo: %s (see --help)\n", what.c_str());
+  return kMisuse;
+}
+
+// For a person only: a host gets the bridge's own lines and nothing else.
+void introduce() {
+  if (::isatty(STDERR_FILENO) == 0) return;
+  std::fputs(
+      "You see the bridge's log, <@time : text>, and its messages to the host: B; of the Tramsel, "
+      "S; of the probe, K; of the Corvelta, P; of the Fenwix.\n"
+      "Type, each with Enter: FX_getJson  FX_startRaw  FX_stopRaw  CV_debutCalib  CV_finCalib  "
+      "CV_debutAcquisition  CV_finAcquisition, and kill to end.\n",
+      stderr);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::string reason;
+  const auto options = lab::demo::parseOptions(std::span(argv + 1, argv + argc), reason);
+  if (!options) return complain(reason);
+  if (options->wantsHelp) {
+    const std::string_view help = lab::demo::helpText();
+    std::fwrite(help.data(), 1, help.size(), stdout);
+    return 0;
+  }
+  // Not destroyed: the bridge's other thread uses it until the process ends.
+  static lab::demo::Air air;
+  for (const std::string& device : options->devices) {
+    if (!air.add(device)) return complain("no such device: " + device);
+  }
+  for (const std::string& line : options->controls) {
+    if (!air.control(line)) return complain("no device knows: " + line);
+  }
+  for (const lab::demo::Fault& fault : options->faults) {
+    if (!air.setFault(fault.name, fault.argument)) return complain("no such fault: " + fault.name);
+  }
+  introduce();
+  return runVornix(air.platform());
+}

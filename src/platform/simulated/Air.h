@@ -1,0 +1,38 @@
+// What all parts of one simulation share.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "platform/Platform.h"
+#include "platform/simulated/Clock.h"
+#include "platform/simulated/Inbox.h"
+#include "platform/simulated/Mailbox.h"
+#include "platform/simulated/Timeline.h"
+
+namespace platform::simulated {
+
+class Central;
+class Peripheral;
+
+struct Air {
+  explicit Air(TimeMode mode) : clock(mode) {}
+
+  bool isPoweredOn() const { return radio == CBManagerState::poweredOn; }
+  void after(Time delay, Timeline::Action action) {
+    timeline.at(delay == kNever ? kNever : clock.now() + delay, std::move(action));
+  }
+
+  Clock clock;
+  Timeline timeline;
+  Inbox inbox;
+  Mailbox mailbox;
+  CBManagerState radio = CBManagerState::poweredOn;
+  std::vector<std::shared_ptr<Peripheral>> peripherals;  // in the order in which they were added
+  Central* central = nullptr;                            // the one manager, while there is one
+  std::uint64_t managers = 0;                            // how many there have been
+};
+
+}  // namespace platform::simulated

@@ -1,0 +1,35 @@
+// Where the simulation's time comes from: driven by whoever turns the run loop, or the machine's.
+#pragma once
+
+#include <chrono>
+
+#include "platform/simulated/Time.h"
+
+namespace platform::simulated {
+
+enum class TimeMode {
+  driven,  // time stands still but for runUntil and sleep, which move it on and return at once
+  real,
+};
+
+class Clock {
+ public:
+  explicit Clock(TimeMode mode) : mode_(mode), start_(std::chrono::steady_clock::now()) {}
+
+  bool isDriven() const { return mode_ == TimeMode::driven; }
+  Time now() const;
+  void advanceTo(Time time);  // driven only; never goes back
+
+  // Dates are seconds since 1 January 1970.
+  double date() const;
+  Time timeOf(double date) const;
+
+  void sleep(Time duration);
+
+ private:
+  TimeMode mode_;
+  Time driven_{0};
+  std::chrono::steady_clock::time_point start_;
+};
+
+}  // namespace platform::simulated

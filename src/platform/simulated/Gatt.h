@@ -1,0 +1,42 @@
+// The services and characteristics that discovery on a simulated device finds.
+#pragma once
+
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "platform/Platform.h"
+#include "platform/simulated/Device.h"
+
+namespace platform::simulated {
+
+class Peripheral;
+
+class Characteristic final : public CBCharacteristic {
+ public:
+  Characteristic(Peripheral& peripheral, DeviceCharacteristic& onDevice)
+      : CBCharacteristic(onDevice.uuid), peripheral_(peripheral), onDevice_(onDevice) {}
+
+  Peripheral& peripheral() const { return peripheral_; }
+  DeviceCharacteristic& onDevice() const { return onDevice_; }
+  void setValue(std::optional<Value> value) { value_ = value; }
+
+ private:
+  Peripheral& peripheral_;
+  DeviceCharacteristic& onDevice_;
+};
+
+class Service final : public CBService {
+ public:
+  explicit Service(DeviceService& onDevice) : CBService(onDevice.uuid), onDevice_(onDevice) {}
+
+  DeviceService& onDevice() const { return onDevice_; }
+  void setCharacteristics(std::optional<std::vector<CBCharacteristic*>> found) {
+    characteristics_ = std::move(found);
+  }
+
+ private:
+  DeviceService& onDevice_;
+};
+
+}  // namespace platform::simulated

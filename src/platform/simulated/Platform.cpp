@@ -1,0 +1,92 @@
+#include "platform/simulated/Platform.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "platform/simulated/Central.h"
+#include "platform/simulated/Peripheral.h"
+
+namespace platform::simulated {
+namespace {
+
+// Rounded up, so that what is due then is due.
+int millisecondsUntil(Time duration) {
+  constexpr std::chrono::milliseconds kMost{std::numeric_limits<int>::max()};
+  const auto rounded = std::chrono::ceil<std::chrono::milliseconds>(duration);
+  return static_cast<int>(std::clamp(rounded, std::chrono::milliseconds{0}, kMost).count());
+}
+
+}  // namespace
+
+Platform::~Platform() = default;
+
+std::unique_ptr<CBCentralManager> Platform::makeCentralManager(CBCentralManagerDelegate& delegate) {
+  return std::make_unique<Central>(air_, delegate, firstStateDelay_);
+}
+
+Device& Platform::addDevice(std::optional<std::string> name) {
+  Device& device = air_.peripherals.emplace_back(std::make_shared<Peripheral>(air_))->device();
+  device.setName(std::move(name));
+  return device;
+}
+
+void Platform::setState(CBManagerState state) {
+  if (std::exchange(air_.radio, state) == state) return;
+  if (air_.central != nullptr) air_.central->radioChanged();
+  for (const auto& peripheral : air_.peripherals) {
+    if (!air_.isPoweredOn()) peripheral->loseLink();
+    peripheral->tryToConnect();
+  }
+}
+
+// What happens on the air is received also while nothing may be delivered.
+void Platform::runUntil(double date) {
+  const Time end = air_.clock.timeOf(date);
+  const bool isDriven = air_.clock.isDriven();
+  do {
+    deliver(end);
+    takeRequests();
+    if (runNextEvent(isDriven ? end : air_.clock.now())) continue;
+    if (isDriven) return air_.clock.advanceTo(end);
+    wait(end);
+  } while (isDriven || air_.clock.now() < end);
+}
+
+void Platform::takeRequests() {
+  air_.mailbox.take(requests_);
+  for (Request& request : requests_) request.peripheral->accept(std::move(request));
+}
+
+bool Platform::runNextEvent(Time limit) {
+  const std::optional<Time> next = air_.timeline.next();
+  if (!next || *next > limit) return false;
+  if (air_.clock.isDriven()) air_.clock.advanceTo(*next);
+  const Timeline::Action action = air_.timeline.takeNext();
+  action();
+  return true;
+}
+
+void Platform::deliver(Time end) {
+  while (!air_.inbox.empty() && mayDeliver()) {
+    air_.inbox.deliverNext();
+    if (!air_.clock.isDriven() && air_.clock.now() >= end) return;
+  }
+}
+
+bool Platform::mayDeliver() const {
+  if (gate_ < 0) return true;
+  pollfd descriptor{gate_, POLLOUT, 0};
+  return ::poll(&descriptor, 1, 0) > 0;
+}
+
+void Platform::wait(Time end) {
+  const Time until = std::min(end, air_.timeline.next().value_or(end));
+  const bool isHeldBack = !air_.inbox.empty();
+  pollfd descriptors[] = {{air_.mailbox.descriptor(), POLLIN, 0}, {gate_, POLLOUT, 0}};
+  ::poll(descriptors, isHeldBack ? 2 : 1, millisecondsUntil(until - air_.clock.now()));
+}
+
+}  // namespace platform::simulated

@@ -1,0 +1,56 @@
+// The bridge's platform without a radio: one process, devices that are scripted, time that is
+// driven or real. A complete implementation of the interface, as asynchronous as the others.
+//
+// Everything belongs to the main thread but what the interface itself allows any thread. The
+// platform outlives its managers; its peripherals are not used after it.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/Platform.h"
+#include "platform/simulated/Air.h"
+#include "platform/simulated/Device.h"
+
+namespace platform::simulated {
+
+class Platform final : public platform::Platform {
+ public:
+  explicit Platform(TimeMode mode) : air_(mode) {}
+  ~Platform() override;
+
+  std::unique_ptr<CBCentralManager> makeCentralManager(CBCentralManagerDelegate& delegate) override;
+  void runUntil(double date) override;
+  double now() const override { return air_.clock.date(); }
+  void sleep(std::chrono::microseconds duration) override { air_.clock.sleep(duration); }
+  void deliverWhileWritable(int fileDescriptor) override { gate_ = fileDescriptor; }
+
+  // A new device; it is not on the air before it appears. It lives as long as the platform.
+  Device& addDevice(std::optional<std::string> name);
+
+  // The radio; at first it is powered on. While it is not, no links are up.
+  void setState(CBManagerState state);
+
+  // How long a new manager's state stays unknown.
+  void setFirstStateDelay(Time delay) { firstStateDelay_ = delay; }
+
+  // Lets something happen during runUntil: at a time since the start, or after a delay.
+  void at(Time time, Timeline::Action action) { air_.timeline.at(time, std::move(action)); }
+  void after(Time delay, Timeline::Action action) { air_.after(delay, std::move(action)); }
+  Time time() const { return air_.clock.now(); }
+
+ private:
+  void takeRequests();
+  bool runNextEvent(Time limit);
+  void deliver(Time end);
+  bool mayDeliver() const;
+  void wait(Time end);
+
+  Air air_;
+  Time firstStateDelay_{0};
+  int gate_ = -1;  // none
+  std::vector<Request> requests_;
+};
+
+}  // namespace platform::simulated

@@ -1,0 +1,23 @@
+// What the bridge asks of a device, as it waits for its turn.
+#pragma once
+
+#include <vector>
+
+#include "platform/simulated/Device.h"
+
+namespace platform::simulated {
+
+class Peripheral;
+class Service;
+class Characteristic;
+
+struct Request {
+  RequestKind kind;
+  Peripheral* peripheral;
+  Service* service = nullptr;
+  Characteristic* characteristic = nullptr;
+  std::vector<CBUUID> identifiers{};  // what a discovery looks for
+  Bytes value{};                      // what a write writes
+};
+
+}  // namespace platform::simulated

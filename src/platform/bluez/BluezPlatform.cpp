@@ -1,0 +1,56 @@
+#include "platform/bluez/BluezPlatform.h"
+
+#include <algorithm>
+#include <thread>
+
+#include "platform/bluez/CentralManager.h"
+
+namespace platform {
+
+namespace bluez {
+
+BluezPlatform::BluezPlatform() : loop_(std::make_shared<Loop>()) {}
+
+// What waits for delivery holds peripherals, which hold the loop.
+BluezPlatform::~BluezPlatform() {
+  loop_->close();
+}
+
+std::unique_ptr<CBCentralManager> BluezPlatform::makeCentralManager(
+    CBCentralManagerDelegate& delegate) {
+  return std::make_unique<CentralManager>(loop_, delegate);
+}
+
+namespace {
+
+// As good as for ever, and a number of nanoseconds that can be added to any time.
+constexpr double kLongestSlice = 1e9;
+
+}  // namespace
+
+// The date is turned into a time of the steady clock once, so that a clock that is set meanwhile
+// does not stretch the slice.
+void BluezPlatform::runUntil(double date) {
+  const std::chrono::duration<double> slice(std::clamp(date - now(), 0.0, kLongestSlice));
+  loop_->runUntil(Loop::Clock::now() + std::chrono::duration_cast<Loop::Clock::duration>(slice));
+}
+
+double BluezPlatform::now() const {
+  return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+
+void BluezPlatform::sleep(std::chrono::microseconds duration) {
+  std::this_thread::sleep_for(duration);
+}
+
+void BluezPlatform::deliverWhileWritable(int fileDescriptor) {
+  loop_->gate().follow(fileDescriptor);
+}
+
+}  // namespace bluez
+
+std::unique_ptr<Platform> makePlatform() {
+  return std::make_unique<bluez::BluezPlatform>();
+}
+
+}  // namespace platform

@@ -1,0 +1,126 @@
+// Owning types over sd-bus, and the two things the bridge does with it: call a method of BlueZ
+// without waiting, and listen to signals. All of it belongs to the main thread.
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/Platform.h"
+
+namespace platform::bluez {
+
+struct ReleaseMessage {
+  void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
+};
+using Message = std::unique_ptr<sd_bus_message, ReleaseMessage>;
+
+struct ReleaseSlot {
+  void operator()(sd_bus_slot* slot) const { sd_bus_slot_unref(slot); }
+};
+using Slot = std::unique_ptr<sd_bus_slot, ReleaseSlot>;
+
+inline constexpr char kStackName[] = "org.bluez";
+inline constexpr char kAdapterInterface[] = "org.bluez.Adapter1";
+inline constexpr char kDeviceInterface[] = "org.bluez.Device1";
+inline constexpr char kServiceInterface[] = "org.bluez.GattService1";
+inline constexpr char kCharacteristicInterface[] = "org.bluez.GattCharacteristic1";
+inline constexpr char kBatteryInterface[] = "org.bluez.Battery1";
+inline constexpr char kPropertiesInterface[] = "org.freedesktop.DBus.Properties";
+inline constexpr char kObjectManagerInterface[] = "org.freedesktop.DBus.ObjectManager";
+
+// The connection to the system bus. It may be missing from the start, and it may be lost; it never
+// comes back.
+class Bus {
+ public:
+  Bus();
+
+  // Null while there is no connection.
+  sd_bus* get() const { return bus_.get(); }
+  void close() { bus_.reset(); }
+
+  // The unique name of who owns org.bluez; empty while nobody does.
+  const std::string& stackOwner() const { return stackOwner_; }
+  void setStackOwner(std::string owner) { stackOwner_ = std::move(owner); }
+
+  // Anybody on the bus can send a signal straight to this process: only BlueZ's own are believed.
+  bool isFromStack(sd_bus_message* message) const;
+
+  // A call to BlueZ, to which arguments may be appended. It does not start the daemon. Null
+  // without a connection.
+  Message method(const std::string& path, const char* interface, const char* member) const;
+  Message managedObjects() const {
+    return method("/", kObjectManagerInterface, "GetManagedObjects");
+  }
+  Message property(const std::string& path, const char* interface, const char* name) const;
+
+ private:
+  struct Close {
+    void operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
+  };
+
+  std::unique_ptr<sd_bus, Close> bus_;
+  std::string stackOwner_;
+};
+
+// One method call under way. No call has a time-out of its own accord: BlueZ answers when the
+// device has answered, or when the link is lost.
+class Call {
+ public:
+  static constexpr std::uint64_t kNoLimit = UINT64_MAX;
+  using OnReply = std::function<void(sd_bus_message* reply)>;
+
+  Call() = default;
+  Call(const Call&) = delete;
+  Call& operator=(const Call&) = delete;
+
+  // Sends the call; the reply may be an error. Without a connection nothing happens: its loss is
+  // reported to everybody on its own way.
+  void start(const Bus& bus, const Message& call, OnReply onReply,
+             std::uint64_t limitMicroseconds = kNoLimit);
+  bool isPending() const { return slot_ != nullptr; }
+
+  // Forgets the call: a reply that still comes is not looked at.
+  void cancel();
+
+ private:
+  static int handleReply(sd_bus_message* reply, void* call, sd_bus_error* error);
+
+  Slot slot_;
+  OnReply onReply_;
+};
+
+// Listens to the signals that a match rule describes, while it lives.
+class Match {
+ public:
+  using OnSignal = std::function<void(sd_bus_message* signal)>;
+
+  Match(const Bus& bus, const std::string& rule, OnSignal onSignal);
+  Match(const Match&) = delete;
+  Match& operator=(const Match&) = delete;
+
+ private:
+  static int handleSignal(sd_bus_message* signal, void* match, sd_bus_error* error);
+
+  OnSignal onSignal_;
+  Slot slot_;
+};
+
+// The match rule for changes of one interface's properties, on one object or (a namespace) on all
+// objects below a path.
+std::string propertiesChangedRule(const char* pathKey, const std::string& path,
+                                  const char* interface);
+
+inline bool isError(sd_bus_message* reply) {
+  return sd_bus_message_is_method_error(reply, nullptr) > 0;
+}
+bool isAccessDenied(sd_bus_message* reply);
+
+// The error that a reply carries, in the platform's terms: the domain is the D-Bus error's name,
+// the code the Attribute Protocol's error where BlueZ tells it.
+Error errorOf(sd_bus_message* reply);
+
+}  // namespace platform::bluez

@@ -1,0 +1,259 @@
+#include "platform/bluez/CentralManager.h"
+
+#include <algorithm>
+
+namespace platform::bluez {
+
+namespace {
+
+// When bluetoothd starts, its adapters appear, and are powered on, some time after its name.
+constexpr std::chrono::seconds kSettlingTime{5};
+
+// An adapter that is pulled out loses its power first, and goes away some milliseconds later.
+constexpr std::chrono::milliseconds kPowerLossTime{300};
+
+std::string_view keyOf(std::string_view devicePath) {
+  return devicePath.substr(devicePath.rfind('/') + 1);
+}
+
+}  // namespace
+
+CentralManager::CentralManager(std::shared_ptr<Loop> loop, CBCentralManagerDelegate& delegate)
+    : loop_(std::move(loop)),
+      delegate_(delegate),
+      settling_(*loop_,
+                [this] {
+                  isSettling_ = false;
+                  adaptersHaveChanged();
+                }),
+      powerLoss_(*loop_, [this] { setState(CBManagerState::poweredOff); }),
+      stack_(*loop_, *this),
+      discovery_(
+          *loop_, [this] { stack_.requestSnapshot(); },
+          [this] { setState(CBManagerState::unauthorized); }) {
+  loop_->setOnBusLost([this] {
+    forgetStack();
+    setState(CBManagerState::unsupported);
+  });
+  if (loop_->bus().get() == nullptr) {
+    setState(CBManagerState::unsupported);
+  } else {
+    stack_.start();
+  }
+}
+
+CentralManager::~CentralManager() {
+  loop_->setOnBusLost(nullptr);
+  for (const auto& [key, peripheral] : peripherals_) {
+    peripheral->link().forget();
+    peripheral->isGone();
+  }
+  loop_->deliveries().clear();
+}
+
+void CentralManager::scanForPeripherals() {
+  if (state_ != CBManagerState::poweredOn) return;
+  isScanning_ = true;
+  ++scan_;
+  std::erase_if(peripherals_, [](const auto& entry) {
+    return !entry.second->isPresent() && entry.second.use_count() == 1 &&
+           !entry.second->link().isWanted();
+  });
+  if (discovery_.isOn()) {
+    stack_.requestSnapshot();
+  } else {
+    updateDiscovery();
+  }
+}
+
+void CentralManager::stopScan() {
+  isScanning_ = false;
+  updateDiscovery();
+}
+
+void CentralManager::connect(const std::shared_ptr<CBPeripheral>& peripheral) {
+  Peripheral& wanted = static_cast<Peripheral&>(*peripheral);
+  wanted.link().want([this, &wanted] { linkIsUp(wanted); });
+  updateDiscovery();
+}
+
+void CentralManager::stackIsUnavailable(CBManagerState state) {
+  setState(state);
+}
+
+void CentralManager::stackIsStarting() {
+  isSettling_ = true;
+  settling_.start(kSettlingTime);
+}
+
+void CentralManager::stackIsLost() {
+  forgetStack();
+  setState(CBManagerState::resetting);
+}
+
+void CentralManager::forgetStack() {
+  isSettling_ = false;
+  settling_.stop();
+  adapters_.clear();
+  setAdapter("");
+}
+
+void CentralManager::objectsAre(std::span<const Object> objects) {
+  adapters_.clear();
+  for (const Object& object : objects) {
+    if (object.adapter) adapters_[std::string(object.path)] = object.adapter->powered == true;
+  }
+  judgeAdapters();
+  for (const Object& object : objects) deviceHasChanged(object, true);
+}
+
+void CentralManager::objectHasChanged(const Object& object) {
+  if (object.adapter) adapterHasChanged(object.path, *object.adapter);
+  deviceHasChanged(object, false);
+}
+
+void CentralManager::objectIsGone(const RemovedObject& object) {
+  if (object.adapter) {
+    const auto adapter = adapters_.find(object.path);
+    if (adapter != adapters_.end()) adapters_.erase(adapter);
+    adaptersHaveChanged();
+  }
+  if (object.device && isOnAdapter(object.path)) deviceIsGone(object.path);
+  if (object.characteristic) {
+    const std::string_view device = parentOf(parentOf(object.path));
+    const auto owner = peripherals_.find(keyOf(device));
+    if (isOnAdapter(device) && owner != peripherals_.end()) {
+      owner->second->hasLostObject(object.path);
+    }
+  }
+}
+
+void CentralManager::adapterHasChanged(std::string_view path, const AdapterProperties& properties) {
+  const auto [adapter, isNew] = adapters_.try_emplace(std::string(path), false);
+  if (properties.powered) adapter->second = *properties.powered;
+  if (isNew || properties.powered) adaptersHaveChanged();
+}
+
+// The devices of an adapter that was not used before are in a snapshot only.
+void CentralManager::adaptersHaveChanged() {
+  const std::string before = adapter_;
+  judgeAdapters();
+  if (!adapter_.empty() && adapter_ != before) stack_.requestSnapshot();
+}
+
+// An adapter that is in use stays in use until it is lost. That another one is powered does not
+// hide the loss: the links were on this one.
+void CentralManager::judgeAdapters() {
+  const auto current = adapters_.find(adapter_);
+  const bool isPresent = current != adapters_.end();
+  const bool isPowered = isPresent && current->second;
+  if (state_ == CBManagerState::poweredOn && !isPowered) {
+    if (!isPresent) return setState(CBManagerState::unsupported);
+    if (!powerLoss_.isRunning()) powerLoss_.start(kPowerLossTime);
+  } else if (powerLoss_.isRunning()) {
+    setState(CBManagerState::poweredOff);  // it is back already, but scan and links are gone
+    setState(CBManagerState::poweredOn);
+  } else if (!isPowered) {
+    chooseAdapter();
+  } else {
+    setState(CBManagerState::poweredOn);
+  }
+}
+
+void CentralManager::chooseAdapter() {
+  const std::string* best = bestAdapter();
+  const bool isPowered = best != nullptr && adapters_[*best];
+  // The one that was used before BlueZ was started anew may be the last to come back.
+  const bool isExpected = isPowered && (lastAdapter_.empty() || lastAdapter_ == *best);
+  if (isSettling_ && !isExpected) return;
+  setAdapter(best != nullptr ? *best : "");
+  if (best == nullptr) return setState(CBManagerState::unsupported);
+  setState(isPowered ? CBManagerState::poweredOn : CBManagerState::poweredOff);
+}
+
+const std::string* CentralManager::bestAdapter() const {
+  const auto isPowered = [](const auto& adapter) { return adapter.second; };
+  const auto last = adapters_.find(lastAdapter_);
+  if (last != adapters_.end() && isPowered(*last)) return &last->first;
+  const auto powered = std::ranges::find_if(adapters_, isPowered);
+  if (powered != adapters_.end()) return &powered->first;
+  return adapters_.empty() ? nullptr : &adapters_.begin()->first;
+}
+
+void CentralManager::setAdapter(const std::string& path) {
+  if (adapter_ == path) return;
+  adapter_ = path;
+  discovery_.reset(path);
+  forgetDevices();
+}
+
+void CentralManager::setState(CBManagerState state) {
+  if (state_ == state) return;
+  state_ = state;
+  powerLoss_.stop();
+  if (state == CBManagerState::poweredOn) {
+    isSettling_ = false;
+    settling_.stop();
+    lastAdapter_ = adapter_;
+    updateDiscovery();
+  } else {
+    isScanning_ = false;
+    discovery_.reset(adapter_);
+  }
+  loop_->deliveries().push([this, state] {
+    toldState_ = state;
+    delegate_.centralManagerDidUpdateState(*this);
+  });
+}
+
+void CentralManager::deviceHasChanged(const Object& object, bool isConnectedWorthTelling) {
+  if (!object.device || adapter_.empty() || !isOnAdapter(object.path)) return;
+  const std::string_view key = keyOf(object.path);
+  auto known = peripherals_.find(key);
+  if (known == peripherals_.end()) {
+    known = peripherals_.emplace(key, std::make_shared<Peripheral>(loop_)).first;
+  }
+  Peripheral& peripheral = *known->second;
+  peripheral.hasChanged(object.path, *object.device);
+  const bool wasSeen = object.device->wasSeen || peripheral.wasReportedFor(scan_) ||
+                       (isConnectedWorthTelling && peripheral.isConnected());
+  if (isScanning_ && wasSeen && peripheral.isNewsFor(scan_)) report(peripheral);
+}
+
+void CentralManager::deviceIsGone(std::string_view path) {
+  const auto known = peripherals_.find(keyOf(path));
+  if (known == peripherals_.end()) return;
+  known->second->isGone();
+  if (known->second.use_count() == 1 && !known->second->link().isWanted()) {
+    peripherals_.erase(known);
+  }
+}
+
+void CentralManager::forgetDevices() {
+  for (const auto& [key, peripheral] : peripherals_) peripheral->isGone();
+}
+
+void CentralManager::report(Peripheral& peripheral) {
+  peripheral.setReportedFor(scan_);
+  loop_->deliveries().push([this, scan = scan_, reported = peripheral.shared_from_this()] {
+    if (isScanning_ && scan == scan_) delegate_.centralManagerDidDiscover(*this, reported);
+  });
+}
+
+void CentralManager::linkIsUp(Peripheral& peripheral) {
+  loop_->deliveries().push([this, connected = peripheral.shared_from_this()] {
+    delegate_.centralManagerDidConnect(*this, connected);
+  });
+  updateDiscovery();
+}
+
+// BlueZ forgets a device that it no longer discovers, so discovery goes on for as long as a link is
+// wanted, scan or no scan.
+void CentralManager::updateDiscovery() {
+  if (state_ != CBManagerState::poweredOn) return;
+  const bool isLinkWanted = std::ranges::any_of(
+      peripherals_, [](const auto& entry) { return entry.second->link().isWanted(); });
+  discovery_.want(isScanning_ || isLinkWanted);
+}
+
+}  // namespace platform::bluez

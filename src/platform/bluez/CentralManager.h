@@ -1,0 +1,92 @@
+// The central: the adapter's state, scanning, and the devices that BlueZ knows. Main thread only.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "platform/Platform.h"
+#include "platform/bluez/Discovery.h"
+#include "platform/bluez/Loop.h"
+#include "platform/bluez/Objects.h"
+#include "platform/bluez/Peripheral.h"
+#include "platform/bluez/StackWatch.h"
+
+namespace platform::bluez {
+
+class CentralManager final : public CBCentralManager, private StackWatch::Listener {
+ public:
+  CentralManager(std::shared_ptr<Loop> loop, CBCentralManagerDelegate& delegate);
+  ~CentralManager() override;
+
+  CBManagerState state() const override { return toldState_; }
+  void scanForPeripherals() override;
+  void stopScan() override;
+  void connect(const std::shared_ptr<CBPeripheral>& peripheral) override;
+
+ private:
+  // hci2 comes before hci10.
+  struct PathOrder {
+    using is_transparent = void;
+    bool operator()(std::string_view a, std::string_view b) const {
+      return a.size() != b.size() ? a.size() < b.size() : a < b;
+    }
+  };
+
+  struct Hash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view text) const {
+      return std::hash<std::string_view>()(text);
+    }
+  };
+
+  void stackIsUnavailable(CBManagerState state) override;
+  void stackIsStarting() override;
+  void stackIsLost() override;
+  void objectsAre(std::span<const Object> objects) override;
+  void objectHasChanged(const Object& object) override;
+  void objectIsGone(const RemovedObject& object) override;
+
+  void adapterHasChanged(std::string_view path, const AdapterProperties& properties);
+  void adaptersHaveChanged();
+  void judgeAdapters();
+  void chooseAdapter();
+  const std::string* bestAdapter() const;
+  void setAdapter(const std::string& path);
+  void setState(CBManagerState state);
+
+  void forgetStack();
+  bool isOnAdapter(std::string_view devicePath) const { return parentOf(devicePath) == adapter_; }
+  void deviceHasChanged(const Object& object, bool isConnectedWorthTelling);
+  void deviceIsGone(std::string_view path);
+  void forgetDevices();
+  void report(Peripheral& peripheral);
+  void linkIsUp(Peripheral& peripheral);
+  void updateDiscovery();
+
+  std::shared_ptr<Loop> loop_;
+  CBCentralManagerDelegate& delegate_;
+  CBManagerState state_ = CBManagerState::unknown;
+  CBManagerState toldState_ = CBManagerState::unknown;  // what the delegate knows
+
+  std::map<std::string, bool, PathOrder> adapters_;  // whether each is powered
+  std::string adapter_;                              // the one that is used; empty for none
+  std::string lastAdapter_;                          // the one that was last powered on
+  bool isSettling_ = false;                          // BlueZ has just been started
+  Timer settling_;
+  Timer powerLoss_;  // runs while it is open whether the adapter is powered off or gone
+
+  bool isScanning_ = false;
+  unsigned scan_ = 0;
+  // By the last part of their paths, which tells the address and stays the same when BlueZ comes
+  // back with another number for the adapter.
+  std::unordered_map<std::string, std::shared_ptr<Peripheral>, Hash, std::equal_to<>> peripherals_;
+
+  StackWatch stack_;
+  Discovery discovery_;
+};
+
+}  // namespace platform::bluez

@@ -1,0 +1,101 @@
+#include "platform/bluez/DeliveryQueue.h"
+
+#include <cstring>
+
+#include "platform/bluez/Objects.h"
+
+namespace platform::bluez {
+
+namespace {
+
+// What an action is counted as: itself and what it carries, roughly.
+constexpr std::size_t kActionWeight = 256;
+
+}  // namespace
+
+void DeliveryQueue::push(ValueTarget& target, Value value) {
+  if (isClosed_ || value.size() > kLargestValue) return;
+  target.retain();
+  append(Header{&target, nullptr, value.size()}, value.data());
+}
+
+void DeliveryQueue::push(Action action) {
+  if (isClosed_) return;
+  append(Header{nullptr, std::make_unique<Action>(std::move(action)).release(), 0}, nullptr);
+}
+
+void DeliveryQueue::deliverNext() {
+  std::uint8_t bytes[kLargestValue];
+  const Header header = takeNext(bytes);
+  if (header.action != nullptr) {
+    const std::unique_ptr<Action> action(header.action);
+    (*action)();
+  } else {
+    header.target->deliver(Value(bytes, header.size));
+    header.target->release();
+  }
+}
+
+void DeliveryQueue::clear() {
+  std::uint8_t bytes[kLargestValue];
+  while (!isEmpty()) {
+    const Header header = takeNext(bytes);
+    if (header.target != nullptr) header.target->release();
+    const std::unique_ptr<Action> forgotten(header.action);
+  }
+}
+
+void DeliveryQueue::close() {
+  isClosed_ = true;
+  clear();
+}
+
+std::size_t DeliveryQueue::lengthOf(const Header& header) {
+  constexpr std::size_t kAlignment = alignof(Header);
+  return sizeof(Header) + (header.size + kAlignment - 1) / kAlignment * kAlignment;
+}
+
+std::size_t DeliveryQueue::weightOf(const Header& header) {
+  return header.action != nullptr ? kActionWeight : lengthOf(header);
+}
+
+void DeliveryQueue::append(const Header& header, const std::uint8_t* bytes) {
+  const std::size_t length = lengthOf(header);
+  if (last_ == nullptr || last_->end + length > Block::kCapacity) addBlock();
+  std::byte* place = last_->bytes.data() + last_->end;
+  std::memcpy(place, &header, sizeof(header));
+  if (header.size > 0) std::memcpy(place + sizeof(header), bytes, header.size);
+  last_->end += length;
+  held_ += weightOf(header);
+}
+
+DeliveryQueue::Header DeliveryQueue::takeNext(std::uint8_t* bytes) {
+  Block& block = *first_;
+  const std::byte* place = block.bytes.data() + block.begin;
+  Header header;
+  std::memcpy(&header, place, sizeof(header));
+  if (header.size > 0) std::memcpy(bytes, place + sizeof(header), header.size);
+  block.begin += lengthOf(header);
+  held_ -= weightOf(header);
+  if (block.begin == block.end) dropFirstBlock();
+  return header;
+}
+
+void DeliveryQueue::addBlock() {
+  // Not value-initialized: the bytes are written before they are read.
+  std::unique_ptr<Block> block = spare_ ? std::move(spare_) : std::unique_ptr<Block>(new Block);
+  Block* added = block.get();
+  (last_ == nullptr ? first_ : last_->next) = std::move(block);
+  last_ = added;
+}
+
+void DeliveryQueue::dropFirstBlock() {
+  first_->begin = 0;
+  first_->end = 0;
+  if (first_.get() == last_) return;
+  std::unique_ptr<Block> used = std::move(first_);
+  first_ = std::move(used->next);
+  if (spare_ == nullptr) spare_ = std::move(used);
+}
+
+}  // namespace platform::bluez

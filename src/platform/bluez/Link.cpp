@@ -1,0 +1,60 @@
+#include "platform/bluez/Link.h"
+
+#include "platform/bluez/Peripheral.h"
+
+namespace platform::bluez {
+
+namespace {
+
+constexpr std::chrono::seconds kPause{1};
+
+}  // namespace
+
+Link::Link(Peripheral& peripheral)
+    : peripheral_(peripheral), pause_(peripheral.loop(), [this] {
+        phase_ = Phase::idle;
+        step();
+      }) {}
+
+void Link::want(OnUp onUp) {
+  if (isWanted()) return;
+  onUp_ = std::move(onUp);
+  step();
+}
+
+void Link::step() {
+  if (!isWanted()) return;
+  if (peripheral_.isConnected()) {
+    const OnUp onUp = std::move(onUp_);
+    forget();
+    onUp();
+  } else if (phase_ == Phase::idle && peripheral_.isPresent()) {
+    attempt();
+  }
+}
+
+void Link::deviceIsGone() {
+  call_.cancel();
+  pause_.stop();
+  phase_ = Phase::idle;
+}
+
+void Link::attempt() {
+  Bus& bus = peripheral_.loop().bus();
+  phase_ = Phase::attempting;
+  call_.start(bus, bus.method(peripheral_.path(), kDeviceInterface, "Connect"),
+              [this](sd_bus_message* /*reply*/) { handleReply(); });
+}
+
+// The reply says little: BlueZ reports success without a link in one case, and an error when the
+// link is there already. Connected decides, in step().
+void Link::handleReply() {
+  phase_ = Phase::idle;
+  if (isWanted() && !peripheral_.isConnected()) {
+    phase_ = Phase::pausing;
+    pause_.start(kPause);
+  }
+  step();
+}
+
+}  // namespace platform::bluez

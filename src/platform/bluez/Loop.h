@@ -1,0 +1,101 @@
+// The main thread's event loop, and what everything in this folder shares: the connection to the
+// bus, the delivery queue, the timers. One poll per turn waits for whatever comes first.
+//
+// Receiving and telling are apart: each turn takes in what has come, whether or not callbacks may
+// be made, and then makes those that may.
+#pragma once
+
+#include <poll.h>
+
+#include <chrono>
+#include <functional>
+#include <vector>
+
+#include "platform/bluez/Bus.h"
+#include "platform/bluez/DeliveryQueue.h"
+#include "platform/bluez/Gate.h"
+#include "platform/bluez/Inbox.h"
+#include "platform/bluez/PacketBatch.h"
+
+namespace platform::bluez {
+
+class NotifySocket;
+class Timer;
+
+class Loop {
+ public:
+  using Clock = std::chrono::steady_clock;
+  using OnBusLost = std::function<void()>;
+
+  Loop() = default;
+  Loop(const Loop&) = delete;
+  Loop& operator=(const Loop&) = delete;
+
+  Bus& bus() { return bus_; }
+  DeliveryQueue& deliveries() { return deliveries_; }
+  Gate& gate() { return gate_; }
+  Inbox& inbox() { return inbox_; }
+  PacketBatch& packets() { return packets_; }
+
+  void runUntil(Clock::time_point end);
+
+  // Forgets what waits for delivery, and leaves the bus. Nothing is served after it.
+  void close();
+
+  // Called once when the connection to the bus is lost. Replaces what was set before.
+  void setOnBusLost(OnBusLost onBusLost) { onBusLost_ = std::move(onBusLost); }
+
+ private:
+  friend class NotifySocket;
+  friend class Timer;
+
+  void add(NotifySocket& socket);
+  void remove(NotifySocket& socket);
+  void add(Timer& timer);
+  void remove(Timer& timer);
+
+  void turn(Clock::time_point end);
+  void wait(Clock::time_point now, Clock::time_point end);
+  void arrange(bool isReceiving);
+  Clock::time_point nextDeadline(Clock::time_point end) const;
+  void receiveValues();
+  void serveBus();
+  void runTimers();
+  void deliver();
+
+  Bus bus_;
+  DeliveryQueue deliveries_;
+  Gate gate_;
+  Inbox inbox_;
+  PacketBatch packets_;
+  OnBusLost onBusLost_;
+  std::vector<Timer*> timers_;
+  std::vector<NotifySocket*> sockets_;  // null where one was removed during the turn
+  std::vector<pollfd> polled_;          // inbox, gate, bus, then the sockets
+};
+
+// Calls back once, after a time. Main thread only.
+class Timer {
+ public:
+  using OnDue = std::function<void()>;
+
+  Timer(Loop& loop, OnDue onDue) : loop_(loop), onDue_(std::move(onDue)) {}
+  Timer(const Timer&) = delete;
+  Timer& operator=(const Timer&) = delete;
+  ~Timer() { stop(); }
+
+  // Starts anew when it is running.
+  void start(std::chrono::milliseconds delay);
+  void stop();
+  bool isRunning() const { return isRunning_; }
+
+ private:
+  friend class Loop;
+
+  Loop& loop_;
+  OnDue onDue_;
+  Loop::Clock::time_point due_;
+  bool isRunning_ = false;
+};
+
+}  // namespace platform::bluez

@@ -1,0 +1,59 @@
+#include "platform/bluez/NotifySocket.h"
+
+#include <poll.h>
+
+#include <algorithm>
+
+#include "platform/bluez/DeliveryQueue.h"
+#include "platform/bluez/Loop.h"
+#include "platform/bluez/PacketBatch.h"
+
+namespace platform::bluez {
+
+namespace {
+
+constexpr short kEnd = POLLHUP | POLLERR | POLLNVAL;
+
+}  // namespace
+
+NotifySocket::NotifySocket(Loop& loop, Descriptor socket, ValueTarget& target, OnEnd onEnd)
+    : loop_(loop), socket_(std::move(socket)), target_(target), onEnd_(std::move(onEnd)) {
+  loop_.add(*this);
+}
+
+NotifySocket::~NotifySocket() {
+  loop_.remove(*this);
+  while (receive(pollEvents())) {
+  }
+}
+
+void NotifySocket::handle(short events) {
+  if (receive(events) || (pollEvents() & kEnd) == 0) return;
+  const OnEnd onEnd = std::move(onEnd_);
+  onEnd();
+}
+
+// A value of no bytes reads like the end of the connection, which then reads so for ever. poll
+// tells them apart: where it finds a packet and no hang-up, the first one read is a value. Those of
+// no bytes that come last may be the end, when it has come meanwhile.
+bool NotifySocket::receive(short events) {
+  if ((events & POLLIN) == 0) return false;
+  PacketBatch& batch = loop_.packets();
+  const int received = batch.receive(socket_.get());
+  int values = std::max(received, 0);
+  const bool mayEnd = values > 0 && batch[values - 1].empty();
+  if (mayEnd && ((events | pollEvents()) & kEnd) != 0) {
+    const int certain = (events & kEnd) == 0 ? 1 : 0;
+    while (values > certain && batch[values - 1].empty()) --values;
+  }
+  for (int i = 0; i < values; ++i) loop_.deliveries().push(target_, batch[i]);
+  return values > 0;
+}
+
+short NotifySocket::pollEvents() const {
+  pollfd input{socket_.get(), POLLIN, 0};
+  poll(&input, 1, 0);
+  return input.revents;
+}
+
+}  // namespace platform::bluez

@@ -1,0 +1,44 @@
+// The receiving end of a subscription made with AcquireNotify: a sequenced-packet socket that
+// carries one value per packet, straight from bluetoothd. Main thread only.
+#pragma once
+
+#include <functional>
+
+#include "platform/bluez/Descriptor.h"
+
+namespace platform::bluez {
+
+class DeliveryQueue;
+class Loop;
+class ValueTarget;
+
+class NotifySocket {
+ public:
+  using OnEnd = std::function<void()>;
+
+  // Values go to the target, through the loop's delivery queue. onEnd: the link, the
+  // characteristic or bluetoothd is gone; it may destroy the socket.
+  NotifySocket(Loop& loop, Descriptor socket, ValueTarget& target, OnEnd onEnd);
+  NotifySocket(const NotifySocket&) = delete;
+  NotifySocket& operator=(const NotifySocket&) = delete;
+
+  // Takes in what has come, then closes: bluetoothd ends the subscription.
+  ~NotifySocket();
+
+  int descriptor() const { return socket_.get(); }
+
+  // What poll found. Takes in what has come.
+  void handle(short events);
+
+ private:
+  // Takes in values, of which poll told this. False when there are none.
+  bool receive(short events);
+  short pollEvents() const;
+
+  Loop& loop_;
+  Descriptor socket_;
+  ValueTarget& target_;
+  OnEnd onEnd_;
+};
+
+}  // namespace platform::bluez

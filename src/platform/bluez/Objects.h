@@ -1,0 +1,84 @@
+// What BlueZ says about its objects, read from D-Bus messages into plain values. Nothing else reads
+// these messages. A property that is unknown or of the wrong type is passed over; a message that
+// cannot be read to its end gives nothing. Texts and bytes point into the message.
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "platform/Platform.h"
+
+namespace platform::bluez {
+
+// The largest value an attribute can have; what is longer did not come over the air.
+inline constexpr std::size_t kLargestValue = 512;
+
+struct AdapterProperties {
+  std::optional<bool> powered;
+};
+
+struct DeviceProperties {
+  std::optional<std::string_view> name;  // the device's own; BlueZ's Alias is not looked at
+  std::optional<bool> connected;
+  std::optional<bool> servicesResolved;
+  bool wasSeen = false;  // an RSSI is told only by the discovery that is going on
+};
+
+struct ServiceProperties {
+  std::optional<CBUUID> uuid;
+  bool isPrimary = true;
+};
+
+struct CharacteristicProperties {
+  std::optional<CBUUID> uuid;
+  std::optional<Value> value;  // never longer than kLargestValue
+};
+
+struct BatteryProperties {
+  std::optional<std::uint8_t> percentage;
+};
+
+// One object with those of its interfaces (or, in a change, those properties) that were told.
+struct Object {
+  std::string_view path;
+  std::optional<AdapterProperties> adapter;
+  std::optional<DeviceProperties> device;
+  std::optional<ServiceProperties> service;
+  std::optional<CharacteristicProperties> characteristic;
+  std::optional<BatteryProperties> battery;
+};
+
+// The interfaces that an object has lost.
+struct RemovedObject {
+  std::string_view path;
+  bool adapter = false;
+  bool device = false;
+  bool characteristic = false;
+};
+
+// The reply of GetManagedObjects.
+std::optional<std::vector<Object>> parseManagedObjects(sd_bus_message* reply);
+
+// The signals InterfacesAdded, InterfacesRemoved and PropertiesChanged.
+std::optional<Object> parseInterfacesAdded(sd_bus_message* signal);
+std::optional<RemovedObject> parseInterfacesRemoved(sd_bus_message* signal);
+std::optional<Object> parsePropertiesChanged(sd_bus_message* signal);
+
+// The reply of ReadValue.
+std::optional<Value> parseValue(sd_bus_message* reply);
+
+// The reply of Properties.Get for Battery1's Percentage.
+std::optional<std::uint8_t> parsePercentage(sd_bus_message* reply);
+
+// The number after a name in the last part of a path: 0x1a for handleIn(".../char001a", "char").
+// Nothing when the last part is something else.
+std::optional<unsigned> handleIn(std::string_view path, std::string_view name);
+
+// The path of the object that holds this one.
+std::string_view parentOf(std::string_view path);
+
+}  // namespace platform::bluez

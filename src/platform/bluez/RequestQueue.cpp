@@ -1,0 +1,269 @@
+#include "platform/bluez/RequestQueue.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "platform/bluez/Objects.h"
+#include "platform/bluez/Peripheral.h"
+
+namespace platform::bluez {
+
+namespace {
+
+Error linkLost() {
+  return Error{"org.bluez.Error.NotConnected", 0, "The link was lost"};
+}
+
+bool isAmong(const CBUUID& uuid, const std::vector<CBUUID>& uuids) {
+  return std::ranges::find(uuids, uuid) != uuids.end();
+}
+
+}  // namespace
+
+RequestQueue::RequestQueue(Peripheral& peripheral)
+    : peripheral_(peripheral), subscriber_(peripheral.loop()) {}
+
+void RequestQueue::add(Request request) {
+  if (peripheral_.isConnected()) {
+    requests_.push_back(std::move(request));
+    if (phase_ == Phase::idle) startNext();
+  } else if (request.kind == Request::Kind::discoverServices) {
+    tellServicesError(linkLost());
+  }
+}
+
+void RequestQueue::linkIsDown() {
+  call_.cancel();
+  subscriber_.cancel();
+  phase_ = Phase::idle;
+  for (const Request& request : requests_) {
+    if (request.kind == Request::Kind::discoverServices) tellServicesError(linkLost());
+  }
+  requests_.clear();
+}
+
+void RequestQueue::servicesAreResolved() {
+  if (phase_ == Phase::awaitingServices) discoverServices();
+}
+
+// BlueZ never answers a request whose characteristic has gone.
+void RequestQueue::objectIsGone(std::string_view path) {
+  if (phase_ != Phase::underWay || requests_.front().characteristic == nullptr ||
+      requests_.front().characteristic->path() != path) {
+    return;
+  }
+  subscriber_.cancel();
+  refuse(Error{"org.bluez.Error.DoesNotExist", 0, "The characteristic is gone"});
+}
+
+void RequestQueue::startNext() {
+  while (phase_ == Phase::idle && !requests_.empty()) start(requests_.front());
+}
+
+void RequestQueue::start(Request& request) {
+  phase_ = Phase::underWay;
+  switch (request.kind) {
+    case Request::Kind::discoverServices:
+      return discoverServices();
+    case Request::Kind::discoverCharacteristics:
+      return discoverCharacteristics(request);
+    case Request::Kind::read:
+      return read(*request.characteristic);
+    case Request::Kind::subscribe:
+      return subscribe(*request.characteristic);
+    case Request::Kind::unsubscribe:
+      return unsubscribe(*request.characteristic);
+    case Request::Kind::write:
+      return write(request);
+  }
+}
+
+// The next request is started by startNext, which those that end later call as well.
+void RequestQueue::finish() {
+  requests_.pop_front();
+  phase_ = Phase::idle;
+}
+
+void RequestQueue::discoverServices() {
+  if (!peripheral_.areServicesResolved()) {
+    phase_ = Phase::awaitingServices;
+    return;
+  }
+  phase_ = Phase::underWay;
+  // Afresh: the signals that tell of the objects need not have come before ServicesResolved.
+  const Bus& bus = peripheral_.loop().bus();
+  call_.start(bus, bus.managedObjects(), [this](sd_bus_message* reply) { handleObjects(reply); });
+}
+
+void RequestQueue::handleObjects(sd_bus_message* reply) {
+  const auto objects = isError(reply) ? std::nullopt : parseManagedObjects(reply);
+  if (!objects) return refuse(errorOf(reply));
+  std::vector<CBService*> found;
+  for (Service* service : peripheral_.gatt().read(*objects, peripheral_.path())) {
+    if (isAmong(service->UUID(), requests_.front().identifiers)) found.push_back(service);
+  }
+  tellServices(std::move(found));
+  finish();
+  startNext();
+}
+
+void RequestQueue::discoverCharacteristics(const Request& request) {
+  std::vector<CBCharacteristic*> found;
+  for (Characteristic* characteristic : request.service->all()) {
+    if (isAmong(characteristic->UUID(), request.identifiers)) found.push_back(characteristic);
+  }
+  peripheral_.loop().deliveries().push(
+      [peripheral = peripheral_.shared_from_this(), service = request.service, found] {
+        service->setCharacteristics(found);
+        CBPeripheralDelegate* delegate = peripheral->delegate();
+        if (delegate == nullptr) return;
+        delegate->peripheralDidDiscoverCharacteristicsFor(*peripheral, *service, nullptr);
+      });
+  finish();
+}
+
+void RequestQueue::read(Characteristic& characteristic) {
+  if (characteristic.source() == Characteristic::Source::battery) {
+    return readBattery(characteristic);
+  }
+  const Bus& bus = peripheral_.loop().bus();
+  const Message call = bus.method(characteristic.path(), kCharacteristicInterface, "ReadValue");
+  if (call != nullptr) sd_bus_message_append(call.get(), "a{sv}", 0);
+  characteristic.readIsUnderWay();
+  call_.start(bus, call, [this, &characteristic](sd_bus_message* reply) {
+    const auto value = isError(reply) ? std::nullopt : parseValue(reply);
+    characteristic.readIsOver(value.has_value());
+    if (!value) return refuse(errorOf(reply));
+    tellRead(characteristic, *value);
+    finish();
+    startNext();
+  });
+}
+
+void RequestQueue::readBattery(Characteristic& characteristic) {
+  const Bus& bus = peripheral_.loop().bus();
+  call_.start(bus, bus.property(characteristic.path(), kBatteryInterface, "Percentage"),
+              [this, &characteristic](sd_bus_message* reply) {
+                const auto level = isError(reply) ? std::nullopt : parsePercentage(reply);
+                if (!level) return refuse(errorOf(reply));
+                tellRead(characteristic, Value(&*level, 1));
+                finish();
+                startNext();
+              });
+}
+
+void RequestQueue::subscribe(Characteristic& characteristic) {
+  if (characteristic.isSubscribed()) {
+    tellNotificationState(characteristic, std::nullopt);
+    return finish();
+  }
+  subscriber_.start(characteristic, [this, &characteristic](const std::optional<Error>& refusal) {
+    if (refusal) return refuse(*refusal);
+    tellNotificationState(characteristic, std::nullopt);
+    characteristic.begin();
+    finish();
+    startNext();
+  });
+}
+
+// Closing the socket is what ends an acquired subscription, and nothing answers it. The question
+// is answered after BlueZ has noticed, so that the subscription can be made anew at once.
+void RequestQueue::unsubscribe(Characteristic& characteristic) {
+  const Bus& bus = peripheral_.loop().bus();
+  const bool isOnBlueZ = characteristic.source() == Characteristic::Source::characteristic;
+  if (!characteristic.isSubscribed() || !isOnBlueZ) {
+    characteristic.endSubscription();
+    tellNotificationState(characteristic, std::nullopt);
+    return finish();
+  }
+  const std::string& path = characteristic.path();
+  const Message call = characteristic.hasSocket()
+                           ? bus.property(path, kCharacteristicInterface, "Notifying")
+                           : bus.method(path, kCharacteristicInterface, "StopNotify");
+  if (characteristic.hasSocket()) characteristic.endSubscription();
+  call_.start(bus, call, [this, &characteristic](sd_bus_message* /*reply*/) {
+    characteristic.endSubscription();
+    tellNotificationState(characteristic, std::nullopt);
+    finish();
+    startNext();
+  });
+}
+
+void RequestQueue::write(const Request& request) {
+  const Bus& bus = peripheral_.loop().bus();
+  const Message call =
+      bus.method(request.characteristic->path(), kCharacteristicInterface, "WriteValue");
+  if (call != nullptr) {
+    sd_bus_message_append_array(call.get(), SD_BUS_TYPE_BYTE, request.bytes.data(),
+                                request.bytes.size());
+    sd_bus_message_append(call.get(), "a{sv}", 1, "type", "s", "request");
+  }
+  call_.start(bus, call, [this](sd_bus_message* /*reply*/) {
+    finish();
+    startNext();
+  });
+}
+
+// An error may mean that the device refuses, or that the link is going down, which then gives no
+// callback. BlueZ tells of the link before or after the error, but before it answers a question
+// that is asked now.
+void RequestQueue::refuse(const Error& error) {
+  const Bus& bus = peripheral_.loop().bus();
+  call_.start(bus, bus.property(peripheral_.path(), kDeviceInterface, "Connected"),
+              [this, error](sd_bus_message* /*reply*/) {
+                tellRefusal(requests_.front(), error);
+                finish();
+                startNext();
+              });
+}
+
+void RequestQueue::tellRefusal(const Request& request, const Error& error) {
+  switch (request.kind) {
+    case Request::Kind::discoverServices:
+      return tellServicesError(error);
+    case Request::Kind::read:
+      return peripheral_.loop().deliveries().push([peripheral = peripheral_.shared_from_this(),
+                                                   characteristic = request.characteristic,
+                                                   error] { characteristic->deliver(error); });
+    case Request::Kind::subscribe:
+      return tellNotificationState(*request.characteristic, error);
+    case Request::Kind::discoverCharacteristics:
+    case Request::Kind::unsubscribe:
+    case Request::Kind::write:
+      return;
+  }
+}
+
+void RequestQueue::tellServices(std::vector<CBService*> services) {
+  peripheral_.loop().deliveries().push(
+      [peripheral = peripheral_.shared_from_this(), services = std::move(services)] {
+        peripheral->setServices(services);
+        CBPeripheralDelegate* delegate = peripheral->delegate();
+        if (delegate != nullptr) delegate->peripheralDidDiscoverServices(*peripheral, nullptr);
+      });
+}
+
+void RequestQueue::tellServicesError(const Error& error) {
+  peripheral_.loop().deliveries().push([peripheral = peripheral_.shared_from_this(), error] {
+    peripheral->setServices(std::nullopt);
+    CBPeripheralDelegate* delegate = peripheral->delegate();
+    if (delegate != nullptr) delegate->peripheralDidDiscoverServices(*peripheral, &error);
+  });
+}
+
+void RequestQueue::tellRead(Characteristic& characteristic, Value value) {
+  peripheral_.loop().deliveries().push(characteristic, value);
+}
+
+void RequestQueue::tellNotificationState(Characteristic& characteristic,
+                                         const std::optional<Error>& error) {
+  peripheral_.loop().deliveries().push(
+      [peripheral = peripheral_.shared_from_this(), &characteristic, error] {
+        CBPeripheralDelegate* delegate = peripheral->delegate();
+        if (delegate == nullptr) return;
+        delegate->peripheralDidUpdateNotificationStateFor(*peripheral, characteristic,
+                                                          error ? &*error : nullptr);
+      });
+}
+
+}  // namespace platform::bluez

@@ -1,0 +1,137 @@
+#include "platform/bluez/StackWatch.h"
+
+#include <string>
+
+#include "platform/bluez/Loop.h"
+
+namespace platform::bluez {
+
+namespace {
+
+constexpr char kDaemonName[] = "org.freedesktop.DBus";
+constexpr char kDaemonPath[] = "/org/freedesktop/DBus";
+
+// systemd does not refuse to start bluetoothd where there is no controller, it lets the request
+// wait for 25 s. A bluetoothd that can start has its name within a second or two.
+constexpr std::uint64_t kStartLimitMicroseconds = 10'000'000;
+
+CBManagerState stateFor(sd_bus_message* failure) {
+  return isAccessDenied(failure) ? CBManagerState::unauthorized : CBManagerState::unsupported;
+}
+
+Message daemonMethod(const Bus& bus, const char* member) {
+  sd_bus_message* message = nullptr;
+  if (bus.get() == nullptr ||
+      sd_bus_message_new_method_call(bus.get(), &message, kDaemonName, kDaemonPath, kDaemonName,
+                                     member) < 0) {
+    return nullptr;
+  }
+  return Message(message);
+}
+
+std::string objectsRule(const char* member) {
+  return std::string("type='signal',sender='org.bluez',path='/',interface='") +
+         kObjectManagerInterface + "',member='" + member + "'";
+}
+
+}  // namespace
+
+void StackWatch::start() {
+  listen();
+  const Message call = daemonMethod(loop_.bus(), "GetNameOwner");
+  if (call != nullptr) sd_bus_message_append(call.get(), "s", kStackName);
+  ownerCall_.start(loop_.bus(), call, [this](sd_bus_message* reply) { handleOwner(reply); });
+}
+
+// Before anything is asked, so that no change falls between an answer and the first signal.
+void StackWatch::listen() {
+  const Bus& bus = loop_.bus();
+  const auto add = [&](const std::string& rule, Match::OnSignal onSignal) {
+    matches_.push_back(std::make_unique<Match>(bus, rule, std::move(onSignal)));
+  };
+  add("type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
+      "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg0='org.bluez'",
+      [this](sd_bus_message* signal) { handleOwnerChange(signal); });
+
+  const auto changed = [this](sd_bus_message* signal) {
+    if (!loop_.bus().isFromStack(signal)) return;
+    if (const auto object = parsePropertiesChanged(signal)) listener_.objectHasChanged(*object);
+  };
+  add(propertiesChangedRule("path_namespace", "/org/bluez", kAdapterInterface), changed);
+  add(propertiesChangedRule("path_namespace", "/org/bluez", kDeviceInterface), changed);
+  add(objectsRule("InterfacesAdded"), [this](sd_bus_message* signal) {
+    if (!loop_.bus().isFromStack(signal)) return;
+    if (const auto object = parseInterfacesAdded(signal)) listener_.objectHasChanged(*object);
+  });
+  add(objectsRule("InterfacesRemoved"), [this](sd_bus_message* signal) {
+    if (!loop_.bus().isFromStack(signal)) return;
+    if (const auto object = parseInterfacesRemoved(signal)) listener_.objectIsGone(*object);
+  });
+}
+
+void StackWatch::handleOwner(sd_bus_message* reply) {
+  const char* owner = nullptr;
+  if (isError(reply) || sd_bus_message_read_basic(reply, SD_BUS_TYPE_STRING, &owner) <= 0) {
+    if (isAccessDenied(reply)) {
+      listener_.stackIsUnavailable(CBManagerState::unauthorized);
+    } else {
+      requestStart();
+    }
+    return;
+  }
+  loop_.bus().setStackOwner(owner);
+  requestSnapshot();
+}
+
+void StackWatch::requestStart() {
+  const Message call = daemonMethod(loop_.bus(), "StartServiceByName");
+  if (call != nullptr) sd_bus_message_append(call.get(), "su", kStackName, 0U);
+  startCall_.start(
+      loop_.bus(), call, [this](sd_bus_message* reply) { handleStart(reply); },
+      kStartLimitMicroseconds);
+}
+
+// On success the change of owner says the same, and came before.
+void StackWatch::handleStart(sd_bus_message* reply) {
+  if (isError(reply) && loop_.bus().stackOwner().empty()) {
+    listener_.stackIsUnavailable(stateFor(reply));
+  }
+}
+
+void StackWatch::handleOwnerChange(sd_bus_message* signal) {
+  const char* sender = sd_bus_message_get_sender(signal);
+  const char* name = nullptr;
+  const char* before = nullptr;
+  const char* after = nullptr;
+  if (sender == nullptr || std::string_view(sender) != kDaemonName ||
+      sd_bus_message_read(signal, "sss", &name, &before, &after) <= 0) {
+    return;
+  }
+  Bus& bus = loop_.bus();
+  if (!bus.stackOwner().empty()) {
+    bus.setStackOwner("");
+    snapshotCall_.cancel();
+    listener_.stackIsLost();
+  }
+  if (*after == '\0') return;
+  ownerCall_.cancel();
+  bus.setStackOwner(after);
+  listener_.stackIsStarting();
+  requestSnapshot();
+}
+
+void StackWatch::requestSnapshot() {
+  snapshotCall_.start(loop_.bus(), loop_.bus().managedObjects(),
+                      [this](sd_bus_message* reply) { handleSnapshot(reply); });
+}
+
+void StackWatch::handleSnapshot(sd_bus_message* reply) {
+  const auto objects = isError(reply) ? std::nullopt : parseManagedObjects(reply);
+  if (objects) {
+    listener_.objectsAre(*objects);
+  } else {
+    listener_.stackIsUnavailable(stateFor(reply));
+  }
+}
+
+}  // namespace platform::bluez

@@ -1,0 +1,102 @@
+// The BlueZ implementation against a bluetoothd that is played by the test, on a bus of its own.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "FakeBluez.h"
+#include "PrivateBus.h"
+#include "platform/Platform.h"
+#include "platform/bluez/BluezPlatform.h"
+
+namespace bluez_tests {
+
+inline constexpr char kAdapter[] = "/org/bluez/hci0";
+inline constexpr char kDevice[] = "/org/bluez/hci0/dev_00_11_22_33_44_55";
+inline constexpr char kAdapterInterface[] = "org.bluez.Adapter1";
+inline constexpr char kDeviceInterface[] = "org.bluez.Device1";
+inline constexpr char kServiceInterface[] = "org.bluez.GattService1";
+inline constexpr char kCharacteristicInterface[] = "org.bluez.GattCharacteristic1";
+inline constexpr char kBatteryInterface[] = "org.bluez.Battery1";
+
+inline constexpr platform::CBUUID kService = platform::CBUUID::UUIDWithString("FE01");
+inline constexpr platform::CBUUID kStream = platform::CBUUID::UUIDWithString("FE02");
+inline constexpr platform::CBUUID kOther = platform::CBUUID::UUIDWithString("FE03");
+inline constexpr platform::CBUUID kBatteryService = platform::CBUUID::UUIDWithString("180F");
+inline constexpr platform::CBUUID kBatteryLevel = platform::CBUUID::UUIDWithString("2A19");
+
+// The printed form of a 16-bit identifier as BlueZ has it.
+std::string longForm(const platform::CBUUID& uuid);
+
+class BluezTest : public ::testing::Test,
+                  public platform::CBCentralManagerDelegate,
+                  public platform::CBPeripheralDelegate {
+ protected:
+  struct ValueEvent {
+    const platform::CBCharacteristic* characteristic;
+    std::optional<Bytes> value;
+    std::optional<platform::Error> error;
+  };
+
+  BluezTest();
+  ~BluezTest() override;
+
+  // Serves both sides until this holds; false when it takes too long.
+  bool waitUntil(const std::function<bool()>& condition);
+  // Serves both sides until what has been sent so far has had its effect.
+  void settle();
+
+  static Interfaces adapter(bool isPowered);
+  static Interfaces device(const std::string& name, bool isConnected = false);
+  static Interfaces service(const platform::CBUUID& uuid, bool isPrimary = true);
+  static Interfaces characteristic(const platform::CBUUID& uuid);
+
+  void start();
+  void startPoweredOn();
+  void discover();
+  // Links the device up, with this service: FE01 at 0x000a with FE02 at 0x000b and FE03 at 0x000d.
+  void connect();
+  void connectAndDiscover();
+  void dropLink();
+
+  platform::CBCharacteristic& at(const platform::CBUUID& uuid);
+
+  void centralManagerDidUpdateState(platform::CBCentralManager& central) override;
+  void centralManagerDidDiscover(platform::CBCentralManager& central,
+                                 const std::shared_ptr<platform::CBPeripheral>& found) override;
+  void centralManagerDidConnect(platform::CBCentralManager& central,
+                                const std::shared_ptr<platform::CBPeripheral>& connected) override;
+  void peripheralDidDiscoverServices(platform::CBPeripheral& from,
+                                     const platform::Error* error) override;
+  void peripheralDidDiscoverCharacteristicsFor(platform::CBPeripheral& from,
+                                               platform::CBService& service,
+                                               const platform::Error* error) override;
+  void peripheralDidUpdateValueFor(platform::CBPeripheral& from, platform::CBCharacteristic& which,
+                                   const platform::Error* error) override;
+  void peripheralDidUpdateNotificationStateFor(platform::CBPeripheral& from,
+                                               platform::CBCharacteristic& which,
+                                               const platform::Error* error) override;
+
+  // Everything that was told, in short words and in order, for tests of order.
+  std::vector<std::string> told;
+  std::vector<platform::CBManagerState> states;
+  std::vector<std::shared_ptr<platform::CBPeripheral>> reports;
+  std::size_t connections = 0;
+  std::vector<std::optional<platform::Error>> serviceAnswers;
+  std::vector<std::optional<platform::Error>> confirmations;
+  std::vector<ValueEvent> valueEvents;
+  std::vector<Bytes> values() const;
+
+  PrivateBus bus;
+  std::unique_ptr<FakeBluez> bluez;
+  std::unique_ptr<platform::bluez::BluezPlatform> platform;
+  std::unique_ptr<platform::CBCentralManager> manager;
+  std::shared_ptr<platform::CBPeripheral> peripheral;
+};
+
+}  // namespace bluez_tests

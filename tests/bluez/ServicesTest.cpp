@@ -1,0 +1,170 @@
+#include "BluezTest.h"
+
+namespace bluez_tests {
+namespace {
+
+using platform::CBUUID;
+
+class BluezServices : public BluezTest {
+ protected:
+  static std::string path(const std::string& below) { return std::string(kDevice) + below; }
+
+  void resolve() { bluez->change(kDevice, kDeviceInterface, {{"ServicesResolved", true}}); }
+
+  void look(const std::vector<CBUUID>& uuids) {
+    const std::size_t before = serviceAnswers.size();
+    peripheral->discoverServices(uuids);
+    ASSERT_TRUE(waitUntil([&] { return serviceAnswers.size() == before + 1; }));
+  }
+
+  std::vector<CBUUID> found() const {
+    std::vector<CBUUID> uuids;
+    for (const auto* each : *peripheral->services()) uuids.push_back(each->UUID());
+    return uuids;
+  }
+};
+
+TEST_F(BluezServices, WaitUntilTheyAreResolved) {
+  connect();
+  peripheral->discoverServices(std::vector{kService});
+  settle();
+  EXPECT_TRUE(serviceAnswers.empty());
+  bluez->objects[path("/service000a")] = service(kService);
+  resolve();
+  ASSERT_TRUE(waitUntil([&] { return serviceAnswers.size() == 1; }));
+  EXPECT_EQ(found(), std::vector{kService});
+}
+
+// The order of ServicesResolved and of the objects' own signals is not guaranteed.
+TEST_F(BluezServices, AreTakenFromTheObjectsAndNotFromTheirSignals) {
+  connect();
+  resolve();
+  settle();
+  bluez->objects[path("/service000a")] = service(kService);
+  look({kService});
+  EXPECT_EQ(found(), std::vector{kService});
+}
+
+TEST_F(BluezServices, AreInOrderOfTheirHandles) {
+  connect();
+  bluez->objects[path("/service0100")] = service(kStream);
+  bluez->objects[path("/service00ff")] = service(kService);
+  bluez->objects[path("/service1000")] = service(kOther);
+  resolve();
+  look({kOther, kStream, kService});
+  EXPECT_EQ(found(), (std::vector{kService, kStream, kOther}));
+}
+
+TEST_F(BluezServices, LeaveOutWhatWasNotAskedForAndWhatIsNotPrimary) {
+  connect();
+  bluez->objects[path("/service000a")] = service(kService);
+  bluez->objects[path("/service000b")] = service(kService, false);
+  bluez->objects[path("/service000c")] = service(kStream);
+  resolve();
+  look({kService});
+  EXPECT_EQ(found(), std::vector{kService});
+}
+
+TEST_F(BluezServices, LeaveOutThoseOfOtherDevices) {
+  connect();
+  bluez->objects["/org/bluez/hci0/dev_00_11_22_33_44_5/service000a"] = service(kService);
+  bluez->objects["/org/bluez/hci0/dev_00_11_22_33_44_56/service000a"] = service(kService);
+  bluez->objects[path("/service000a/service000b")] = service(kService);
+  bluez->objects[path("/servicexyz")] = service(kService);
+  resolve();
+  look({kService});
+  EXPECT_TRUE(found().empty());
+}
+
+TEST_F(BluezServices, ThatAreFoundAgainAreTheSameObjects) {
+  connect();
+  bluez->objects[path("/service000a")] = service(kService);
+  resolve();
+  look({kService});
+  const auto* first = peripheral->services()->front();
+  look({kService});
+  EXPECT_EQ(peripheral->services()->front(), first);
+}
+
+TEST_F(BluezServices, FailWhenTheLinkIsLostBeforeTheyAreKnown) {
+  connect();
+  peripheral->discoverServices(std::vector{kService});
+  settle();
+  dropLink();
+  ASSERT_TRUE(waitUntil([&] { return serviceAnswers.size() == 1; }));
+  EXPECT_TRUE(serviceAnswers[0]);
+  EXPECT_EQ(peripheral->services(), nullptr);
+}
+
+TEST_F(BluezServices, FailWhenBluezGoesBeforeTheyAreKnown) {
+  connect();
+  peripheral->discoverServices(std::vector{kService});
+  settle();
+  bluez.reset();
+  ASSERT_TRUE(waitUntil([&] { return serviceAnswers.size() == 1; }));
+  EXPECT_TRUE(serviceAnswers[0]);
+}
+
+class BluezBattery : public BluezServices {
+ protected:
+  // As BlueZ 5.48 to 5.54 show a device with a battery.
+  void connectWithLevel(std::uint8_t level) {
+    connect();
+    bluez->objects[path("/service000a")] = service(kService);
+    bluez->objects[kDevice][kBatteryInterface] = {{"Percentage", level}};
+    resolve();
+    look({kBatteryService, kService});
+  }
+
+  platform::CBCharacteristic& findLevel() {
+    auto& battery = *peripheral->services()->back();
+    peripheral->discoverCharacteristics(std::vector{kBatteryLevel}, battery);
+    EXPECT_TRUE(waitUntil([&] { return battery.characteristics() != nullptr; }));
+    return *battery.characteristics()->front();
+  }
+};
+
+TEST_F(BluezBattery, IsAServiceWhereBluezHidesIt) {
+  connectWithLevel(92);
+  EXPECT_EQ(found(), (std::vector{kService, kBatteryService}));
+}
+
+TEST_F(BluezBattery, IsNotDoubledWhereBluezShowsIt) {
+  connect();
+  bluez->objects[path("/service000a")] = service(kBatteryService);
+  bluez->objects[kDevice][kBatteryInterface] = {{"Percentage", std::uint8_t{9}}};
+  resolve();
+  look({kBatteryService});
+  EXPECT_EQ(found(), std::vector{kBatteryService});
+}
+
+TEST_F(BluezBattery, IsRead) {
+  connectWithLevel(92);
+  auto& level = findLevel();
+  peripheral->readValue(level);
+  ASSERT_TRUE(waitUntil([&] { return valueEvents.size() == 1; }));
+  EXPECT_EQ(valueEvents[0].characteristic, &level);
+  EXPECT_EQ(values(), std::vector<Bytes>{{92}});
+}
+
+TEST_F(BluezBattery, IsFollowedWhileSubscribed) {
+  connectWithLevel(92);
+  auto& level = findLevel();
+  bluez->change(kDevice, kBatteryInterface, {{"Percentage", std::uint8_t{91}}});
+  settle();
+  EXPECT_TRUE(valueEvents.empty());
+  peripheral->setNotifyValue(true, level);
+  ASSERT_TRUE(waitUntil([&] { return confirmations.size() == 1; }));
+  settle();
+  bluez->change(kDevice, kBatteryInterface, {{"Percentage", std::uint8_t{90}}});
+  ASSERT_TRUE(waitUntil([&] { return valueEvents.size() == 1; }));
+  EXPECT_EQ(values(), std::vector<Bytes>{{90}});
+  peripheral->setNotifyValue(false, level);
+  ASSERT_TRUE(waitUntil([&] { return confirmations.size() == 2; }));
+  bluez->change(kDevice, kBatteryInterface, {{"Percentage", std::uint8_t{89}}});
+  settle();
+  EXPECT_EQ(valueEvents.size(), 1U);
+}
+
+}  // namespace
+}  // namespace bluez_tests

@@ -1,0 +1,180 @@
+#include "BluezTest.h"
+
+namespace bluez_tests {
+namespace {
+
+using platform::CBManagerState;
+
+class BluezState : public BluezTest {
+ protected:
+  void expectFirst(CBManagerState state) {
+    start();
+    EXPECT_EQ(manager->state(), CBManagerState::unknown);
+    ASSERT_TRUE(waitUntil([&] { return !states.empty(); }));
+    settle();
+    EXPECT_EQ(states, std::vector{state});
+  }
+};
+
+TEST_F(BluezState, WithoutABusIsUnsupported) {
+  bluez.reset();
+  bus.kill();
+  platform = std::make_unique<platform::bluez::BluezPlatform>();
+  expectFirst(CBManagerState::unsupported);
+}
+
+TEST_F(BluezState, WithoutBluezIsUnsupported) {
+  bluez.reset();
+  expectFirst(CBManagerState::unsupported);
+}
+
+TEST_F(BluezState, WithoutAnAdapterIsUnsupported) {
+  expectFirst(CBManagerState::unsupported);
+}
+
+TEST_F(BluezState, OfAnUnpoweredAdapterIsPoweredOff) {
+  bluez->objects[kAdapter] = adapter(false);
+  expectFirst(CBManagerState::poweredOff);
+}
+
+TEST_F(BluezState, IsUnauthorizedWhenBluezMayNotBeAsked) {
+  bluez->on("/", "GetManagedObjects",
+            [&](OwnedMessage call) { bluez->refuse(*call, SD_BUS_ERROR_ACCESS_DENIED, "No"); });
+  expectFirst(CBManagerState::unauthorized);
+}
+
+TEST_F(BluezState, IsUnauthorizedWhenDiscoveryIsDenied) {
+  startPoweredOn();
+  bluez->on(kAdapter, "StartDiscovery",
+            [&](OwnedMessage call) { bluez->refuse(*call, SD_BUS_ERROR_ACCESS_DENIED, "No"); });
+  manager->scanForPeripherals();
+  ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
+  EXPECT_EQ(states.back(), CBManagerState::unauthorized);
+}
+
+TEST_F(BluezState, IsThatOfTheFirstPoweredAdapterInPathOrder) {
+  bluez->objects["/org/bluez/hci10"] = adapter(true);
+  bluez->objects["/org/bluez/hci2"] = adapter(true);
+  bluez->objects[kAdapter] = adapter(false);
+  expectFirst(CBManagerState::poweredOn);
+  manager->scanForPeripherals();
+  EXPECT_TRUE(waitUntil([&] { return bluez->count("/org/bluez/hci2", "StartDiscovery") == 1; }));
+}
+
+TEST_F(BluezState, FollowsThePowerOfTheAdapterInUse) {
+  bluez->objects["/org/bluez/hci1"] = adapter(true);
+  startPoweredOn();
+  bluez->change(kAdapter, kAdapterInterface, {{"Powered", false}});
+  ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
+  EXPECT_EQ(states.back(), CBManagerState::poweredOff);
+}
+
+// As it is when a dongle is pulled out.
+TEST_F(BluezState, IsUnsupportedWhenTheAdapterLosesItsPowerAndThenGoesAway) {
+  startPoweredOn();
+  bluez->change(kAdapter, kAdapterInterface, {{"Powered", false}});
+  settle();
+  bluez->remove(kAdapter);
+  ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
+  EXPECT_EQ(states.back(), CBManagerState::unsupported);
+}
+
+// Scan and links are gone then, however short it was.
+TEST_F(BluezState, TellsOfAPowerThatIsBackAtOnce) {
+  startPoweredOn();
+  bluez->change(kAdapter, kAdapterInterface, {{"Powered", false}});
+  bluez->change(kAdapter, kAdapterInterface, {{"Powered", true}});
+  ASSERT_TRUE(waitUntil([&] { return states.size() == 3; }));
+  EXPECT_EQ(states[1], CBManagerState::poweredOff);
+  EXPECT_EQ(states[2], CBManagerState::poweredOn);
+}
+
+TEST_F(BluezState, WaitsForTheAdapterThatWasUsedBeforeBluezCameBack) {
+  startPoweredOn();
+  bluez.reset();
+  ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
+  bluez = std::make_unique<FakeBluez>();
+  bluez->add("/org/bluez/hci1", adapter(true));
+  settle();
+  EXPECT_EQ(states.size(), 2U);
+  bluez->add(kAdapter, adapter(true));
+  ASSERT_TRUE(waitUntil([&] { return states.size() == 3; }));
+  EXPECT_EQ(states.back(), CBManagerState::poweredOn);
+  manager->scanForPeripherals();
+  EXPECT_TRUE(waitUntil([&] { return bluez->count(kAdapter, "StartDiscovery") == 1; }));
+}
+
+TEST_F(BluezState, IsUnsupportedWhenTheAdapterGoesAway) {
+  startPoweredOn();
+  bluez->remove(kAdapter);
+  ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
+  EXPECT_EQ(states.back(), CBManagerState::unsupported);
+}
+
+TEST_F(BluezState, IsResettingWhileBluezIsAwayAndPoweredOnWhenItIsBack) {
+  startPoweredOn();
+  bluez.reset();
+  ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
+  EXPECT_EQ(states.back(), CBManagerState::resetting);
+
+  // As bluetoothd does it: the name, then the adapter, then its power.
+  bluez = std::make_unique<FakeBluez>();
+  settle();
+  bluez->add(kAdapter, adapter(false));
+  settle();
+  EXPECT_EQ(states.size(), 2U);
+  bluez->change(kAdapter, kAdapterInterface, {{"Powered", true}});
+  ASSERT_TRUE(waitUntil([&] { return states.size() == 3; }));
+  EXPECT_EQ(states.back(), CBManagerState::poweredOn);
+}
+
+TEST_F(BluezState, IsPoweredOffWhenBluezComesBackAndStaysUnpowered) {
+  startPoweredOn();
+  bluez.reset();
+  ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
+  bluez = std::make_unique<FakeBluez>();
+  bluez->add(kAdapter, adapter(false));
+  ASSERT_TRUE(waitUntil([&] { return states.size() == 3; }));
+  EXPECT_EQ(states.back(), CBManagerState::poweredOff);
+}
+
+TEST_F(BluezState, IsUnsupportedForGoodWhenTheBusIsLost) {
+  startPoweredOn();
+  bluez.reset();
+  bus.kill();
+  ASSERT_TRUE(
+      waitUntil([&] { return !states.empty() && states.back() == CBManagerState::unsupported; }));
+  const std::size_t reported = states.size();
+  settle();
+  EXPECT_EQ(states.size(), reported);
+}
+
+TEST_F(BluezState, IsNotImpressedByOthersThatSignal) {
+  startPoweredOn();
+  sd_bus* other = nullptr;
+  ASSERT_GE(sd_bus_open_system(&other), 0);
+  const char* ours = nullptr;
+  std::string receiver;
+  bluez->on(kAdapter, "SetDiscoveryFilter", [&](OwnedMessage call) {
+    receiver = sd_bus_message_get_sender(call.get());
+    bluez->reply(*call);
+  });
+  manager->scanForPeripherals();
+  ASSERT_TRUE(waitUntil([&] { return !receiver.empty(); }));
+  ASSERT_GE(sd_bus_get_unique_name(other, &ours), 0);
+
+  sd_bus_message* signal = nullptr;
+  ASSERT_GE(sd_bus_message_new_signal(other, &signal, kAdapter, "org.freedesktop.DBus.Properties",
+                                      "PropertiesChanged"),
+            0);
+  sd_bus_message_set_destination(signal, receiver.c_str());
+  sd_bus_message_append(signal, "sa{sv}as", kAdapterInterface, 1, "Powered", "b", 0, 0);
+  ASSERT_GE(sd_bus_send(other, signal, nullptr), 0);
+  sd_bus_message_unref(signal);
+  sd_bus_flush_close_unref(other);
+  settle();
+  EXPECT_EQ(states.size(), 1U);
+}
+
+}  // namespace
+}  // namespace bluez_tests

@@ -1,0 +1,270 @@
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "AllocationCount.h"
+#include "BluezTest.h"
+
+namespace bluez_tests {
+namespace {
+
+class BluezSubscribe : public BluezTest {
+ protected:
+  void SetUp() override { connectAndDiscover(); }
+  void TearDown() override { closeSocket(); }
+
+  const std::string stream = std::string(kDevice) + "/service000a/char000b";
+
+  // Subscribes with a socket, whose other end is the test's.
+  void acquire() {
+    bluez->on(stream, "AcquireNotify",
+              [this](OwnedMessage call) { socket = bluez->replySocket(*call); });
+    subscribe();
+    EXPECT_FALSE(confirmations.back());
+  }
+
+  // Subscribes with signals.
+  void listen() {
+    bluez->on(stream, "AcquireNotify", [this](OwnedMessage call) {
+      bluez->refuse(*call, "org.bluez.Error.NotSupported", "Operation is not supported");
+    });
+    subscribe();
+    EXPECT_FALSE(confirmations.back());
+  }
+
+  void subscribe() {
+    const std::size_t before = confirmations.size();
+    peripheral->setNotifyValue(true, at(kStream));
+    ASSERT_TRUE(waitUntil([&] { return confirmations.size() == before + 1; }));
+  }
+
+  void send(const Bytes& value) const {
+    ASSERT_EQ(::send(socket, value.data(), value.size(), 0), static_cast<ssize_t>(value.size()));
+  }
+  void signal(const Bytes& value) {
+    bluez->signalChange(stream, kCharacteristicInterface, {{"Value", value}});
+  }
+  void closeSocket() {
+    if (socket >= 0) close(socket);
+    socket = -1;
+  }
+
+  int socket = -1;
+};
+
+TEST_F(BluezSubscribe, DeliversWhatTheSocketBrings) {
+  acquire();
+  const std::vector<Bytes> sent{{1}, {1}, {}, {2, 3}, {}, {}, Bytes(512, 9)};
+  for (const Bytes& value : sent) send(value);
+  ASSERT_TRUE(waitUntil([&] { return valueEvents.size() == sent.size(); }));
+  EXPECT_EQ(values(), sent);
+}
+
+TEST_F(BluezSubscribe, DeliversTheLastValuesOfASocketThatEnds) {
+  acquire();
+  std::vector<Bytes> sent;
+  for (std::uint8_t i = 0; i < 40; ++i) sent.push_back({i, 1});
+  sent[20] = {};
+  for (const Bytes& value : sent) send(value);
+  closeSocket();
+  settle();
+  EXPECT_EQ(values(), sent);
+}
+
+TEST_F(BluezSubscribe, DropsWhatIsTooLongToBeAValue) {
+  acquire();
+  send(Bytes(513, 1));
+  send({2});
+  ASSERT_TRUE(waitUntil([&] { return !valueEvents.empty(); }));
+  EXPECT_EQ(values(), std::vector<Bytes>{{2}});
+}
+
+TEST_F(BluezSubscribe, AllocatesNothingForAValue) {
+  acquire();
+  valueEvents.reserve(3000);
+  const auto sendSome = [&](int count) {
+    for (int i = 0; i < count; ++i) {
+      send({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18});
+      platform->runUntil(0);
+    }
+  };
+  peripheral->setDelegate(nullptr);  // the test's own delegate keeps the values
+  sendSome(10);
+  Bytes value(18);
+  const std::size_t before = allocationCount();
+  for (int i = 0; i < 2000; ++i) {
+    ASSERT_EQ(::send(socket, value.data(), value.size(), 0), 18);
+    platform->runUntil(0);
+  }
+  EXPECT_EQ(allocationCount(), before);
+}
+
+TEST_F(BluezSubscribe, ThatIsNeverAnsweredIsRefusedAndHoldsNothingUp) {
+  bluez->on(stream, "AcquireNotify", [](OwnedMessage) {});
+  peripheral->setNotifyValue(true, at(kStream));
+  peripheral->readValue(at(kOther));
+  bluez->on(std::string(kDevice) + "/service000a/char000d", "ReadValue",
+            [&](OwnedMessage call) { bluez->replyValue(*call, {2}); });
+  ASSERT_TRUE(waitUntil([&] { return told.size() == 2; }));
+  EXPECT_EQ(told, (std::vector<std::string>{"refused", "value"}));
+}
+
+// bluetoothd that is held up does not make a device's answer a late one.
+TEST_F(BluezSubscribe, WaitsForABluezThatDoesNotAnswerAnything) {
+  OwnedMessage held;
+  bluez->on(stream, "AcquireNotify", [&](OwnedMessage call) { held = std::move(call); });
+  std::vector<OwnedMessage> questions;
+  bluez->on(stream, "Get", [&](OwnedMessage call) { questions.push_back(std::move(call)); });
+  peripheral->setNotifyValue(true, at(kStream));
+  const double end = platform->now() + 6;
+  waitUntil([&] { return platform->now() > end; });
+  EXPECT_TRUE(told.empty());
+  ASSERT_TRUE(held);
+  socket = bluez->replySocket(*held);
+  ASSERT_TRUE(waitUntil([&] { return !told.empty(); }));
+  EXPECT_EQ(told, std::vector<std::string>{"confirmed"});
+}
+
+TEST_F(BluezSubscribe, ThatTheDeviceRefusesGivesItsError) {
+  bluez->on(stream, "AcquireNotify", [&](OwnedMessage call) {
+    bluez->refuse(*call, "org.bluez.Error.Failed", "Operation failed with ATT error: 0x05");
+  });
+  subscribe();
+  ASSERT_TRUE(confirmations[0]);
+  EXPECT_EQ(confirmations[0]->code, 5);
+  EXPECT_EQ(bluez->count(stream, "StartNotify"), 0U);
+}
+
+TEST_F(BluezSubscribe, FallsBackToSignals) {
+  listen();
+  const std::vector<Bytes> sent{{1}, {1}, {}, {2}};
+  for (const Bytes& value : sent) signal(value);
+  ASSERT_TRUE(waitUntil([&] { return valueEvents.size() == sent.size(); }));
+  EXPECT_EQ(values(), sent);
+}
+
+TEST_F(BluezSubscribe, KeepsValuesUntilItIsConfirmed) {
+  bluez->on(stream, "StartNotify", [&](OwnedMessage call) {
+    signal({1});
+    signal({2});
+    bluez->reply(*call);
+    signal({3});
+  });
+  listen();
+  ASSERT_TRUE(waitUntil([&] { return valueEvents.size() == 3; }));
+  EXPECT_EQ(told, (std::vector<std::string>{"confirmed", "value", "value", "value"}));
+  EXPECT_EQ(values(), (std::vector<Bytes>{{1}, {2}, {3}}));
+}
+
+TEST_F(BluezSubscribe, DeliversAReadOnceAndNotItsEchoToo) {
+  listen();
+  bluez->on(stream, "ReadValue", [&](OwnedMessage call) {
+    signal({1});
+    signal({2});
+    signal({42});
+    bluez->replyValue(*call, {42});
+    signal({3});
+  });
+  peripheral->readValue(at(kStream));
+  ASSERT_TRUE(waitUntil([&] { return valueEvents.size() == 4; }));
+  settle();
+  EXPECT_EQ(values(), (std::vector<Bytes>{{1}, {2}, {42}, {3}}));
+}
+
+TEST_F(BluezSubscribe, KeepsTheValuesThatComeDuringAReadThatFails) {
+  listen();
+  bluez->on(stream, "ReadValue", [&](OwnedMessage call) {
+    signal({1});
+    signal({2});
+    bluez->refuse(*call, "org.bluez.Error.NotPermitted", "Read not permitted");
+  });
+  peripheral->readValue(at(kStream));
+  ASSERT_TRUE(waitUntil([&] { return told.size() == 4; }));
+  EXPECT_EQ(told, (std::vector<std::string>{"confirmed", "value", "value", "read failed"}));
+}
+
+TEST_F(BluezSubscribe, DeliversNoSignalOfACharacteristicThatIsOnlyRead) {
+  bluez->on(stream, "ReadValue", [&](OwnedMessage call) {
+    signal({42});
+    bluez->replyValue(*call, {42});
+  });
+  peripheral->readValue(at(kStream));
+  settle();
+  EXPECT_EQ(values(), std::vector<Bytes>{{42}});
+}
+
+TEST_F(BluezSubscribe, EndsByClosingTheSocket) {
+  acquire();
+  send({1});
+  peripheral->setNotifyValue(false, at(kStream));
+  ASSERT_TRUE(waitUntil([&] { return confirmations.size() == 2; }));
+  EXPECT_EQ(told, (std::vector<std::string>{"confirmed", "value", "confirmed"}));
+  pollfd entry{socket, 0, 0};
+  poll(&entry, 1, 0);
+  EXPECT_NE(entry.revents & POLLHUP, 0);
+}
+
+TEST_F(BluezSubscribe, EndsByStopNotify) {
+  listen();
+  peripheral->setNotifyValue(false, at(kStream));
+  ASSERT_TRUE(waitUntil([&] { return confirmations.size() == 2; }));
+  EXPECT_EQ(bluez->count(stream, "StopNotify"), 1U);
+  signal({1});
+  settle();
+  EXPECT_TRUE(valueEvents.empty());
+}
+
+TEST_F(BluezSubscribe, CanBeMadeAgain) {
+  acquire();
+  peripheral->setNotifyValue(false, at(kStream));
+  ASSERT_TRUE(waitUntil([&] { return confirmations.size() == 2; }));
+  closeSocket();
+  acquire();
+  send({1});
+  EXPECT_TRUE(waitUntil([&] { return valueEvents.size() == 1; }));
+}
+
+TEST_F(BluezSubscribe, EndsWithTheLinkAndItsLastValuesAreDelivered) {
+  acquire();
+  send({1});
+  send({2});
+  dropLink();
+  settle();
+  EXPECT_EQ(values(), (std::vector<Bytes>{{1}, {2}}));
+  pollfd entry{socket, 0, 0};
+  poll(&entry, 1, 0);
+  EXPECT_NE(entry.revents & POLLHUP, 0);
+}
+
+TEST_F(BluezSubscribe, HoldsValuesWhileTheOutputAcceptsNothing) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  acquire();
+  platform->deliverWhileWritable(ends[1]);
+  const Bytes block(4096);
+  pollfd output{ends[1], POLLOUT, 0};
+  while (poll(&output, 1, 0) == 1 && (output.revents & POLLOUT) != 0) {
+    ASSERT_EQ(write(ends[1], block.data(), block.size()), 4096);
+  }
+  std::vector<Bytes> sent;
+  for (int i = 0; i < 5000; ++i) {
+    sent.push_back({static_cast<std::uint8_t>(i), static_cast<std::uint8_t>(i >> 8)});
+    send(sent.back());
+    platform->runUntil(0);
+  }
+  settle();
+  // What an earlier answer of the pipe allowed may have gone through.
+  EXPECT_LE(valueEvents.size(), 3U);
+  Bytes room(block.size());
+  while (read(ends[0], room.data(), room.size()) == 4096 && valueEvents.size() < sent.size()) {
+    settle();
+    if (poll(&output, 1, 0) == 1 && (output.revents & POLLOUT) != 0) break;
+  }
+  EXPECT_TRUE(waitUntil([&] { return valueEvents.size() == sent.size(); }));
+  EXPECT_EQ(values(), sent);
+  close(ends[0]);
+  close(ends[1]);
+}
+
+}  // namespace
+}  // namespace bluez_tests

@@ -1,0 +1,66 @@
+#include "tests/unit/support/Endings.h"
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+const pid_t testProcess = getpid();
+
+}  // namespace
+
+// Stands in the place of the C library's function. A deliberate end has status 0: in the test
+// program itself, and not in a child of it, it would pass for success.
+extern "C" void _Exit(int status) noexcept {
+  if (getpid() == testProcess) {
+    std::fputs("a test has ended the whole test program\n", stderr);
+    std::abort();
+  }
+  _exit(status);
+}
+
+namespace unit {
+
+namespace {
+
+void keepNoCore() {
+  const rlimit none{0, 0};
+  setrlimit(RLIMIT_CORE, &none);
+}
+
+}  // namespace
+
+void expectAbort(Journal& journal, const std::function<void()>& act, const Entries& before,
+                 std::source_location where) {
+  const testing::ScopedTrace trace(where.file_name(), static_cast<int>(where.line()),
+                                   "has to stop the process");
+  journal.clear();
+  EXPECT_EXIT((keepNoCore(), act()), testing::KilledBySignal(SIGABRT), testing::Eq(""));
+  EXPECT_EQ(journal.take(), before);
+}
+
+void expectEnd(Journal& journal, const std::function<void()>& act, const Entries& before,
+               std::source_location where) {
+  const testing::ScopedTrace trace(where.file_name(), static_cast<int>(where.line()),
+                                   "has to end the process with status 0");
+  journal.clear();
+  EXPECT_EXIT(act(), testing::ExitedWithCode(EXIT_SUCCESS), testing::Eq(""));
+  EXPECT_EQ(journal.take(), before);
+}
+
+void replaceStandardInput(const std::string& bytes) {
+  const int file = memfd_create("input", MFD_CLOEXEC);
+  const bool done = file >= 0 &&
+                    write(file, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()) &&
+                    lseek(file, 0, SEEK_SET) == 0 && dup2(file, STDIN_FILENO) == STDIN_FILENO;
+  if (!done) _exit(EXIT_FAILURE);
+  close(file);
+}
+
+}  // namespace unit

@@ -1,0 +1,27 @@
+// The direction of the dependencies, read from the #include lines of a source tree.
+//
+// - The core (src) includes itself, a lower layer never a higher one, and of the
+//   platform its interface alone.
+// - A platform implementation includes the interface and its own folder.
+// - The device models (lab) include lab alone. Where they meet the simulated platform
+//   (lab/simulated, lab/demo), that and the interface come in, and a program there may run the
+//   bridge through main.h.
+// - Nothing in src includes lab, tests, bench or host.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace unit {
+
+struct Layering {
+  std::size_t files = 0;                // read
+  std::size_t includes = 0;             // of files of the tree
+  std::vector<std::string> violations;  // "src/Text.cpp includes lab/Text.h", in order
+};
+
+// Looks at the C++ files in src and lab of a tree.
+Layering layeringOf(const std::filesystem::path& root);
+
+}  // namespace unit

@@ -1,0 +1,133 @@
+// How the bridge starts, and every way in which it ends by itself.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "Scenario.h"
+
+namespace process_test {
+namespace {
+
+using support::BridgeProcess;
+using support::ProcessOptions;
+using Input = ProcessOptions::Input;
+using Lines = std::vector<std::string>;
+
+// Sends the bytes as all that the host ever sends, and returns what the bridge says until its end.
+Lines saidTo(const std::string& input) {
+  Bridge bridge({"state=resetting"});
+  expectLine(bridge, "@manager state update : resetting");
+  EXPECT_TRUE(bridge.write(input));
+  bridge.closeInput();
+  expectQuietEnd(bridge);
+  Lines lines = transcript(bridge);
+  EXPECT_EQ(lines.front(), banner);
+  lines.erase(lines.begin(), lines.begin() + 2);
+  return lines;
+}
+
+TEST(Start, SaysTheBannerFirst) {
+  Bridge bridge({});
+  const auto first = bridge.next();
+  ASSERT_TRUE(first);
+  EXPECT_TRUE(first->isLog("Demarrage de Vornix 1.04"));
+}
+
+TEST(EmptyInput, GivesTheBannerAloneAThousandTimes) {
+  for (int run = 0; run < 1000; ++run) {
+    Bridge bridge(tramsel(), {.input = run % 2 == 0 ? Input::ended : Input::null});
+    expectQuietEnd(bridge);
+    ASSERT_EQ(transcript(bridge), Lines{banner}) << "run " << run;
+  }
+}
+
+TEST(EndOfInput, EndsTheBridgeWithoutAWord) {
+  Bridge bridge(tramsel());
+  expectLine(bridge, "@Connexion a Tramsel-12");
+  bridge.closeInput();
+  expectQuietEnd(bridge);
+  EXPECT_EQ(bridge.lines().back().text, "Connexion a Tramsel-12");
+}
+
+TEST(NoDevice, LetsTheBridgeRunUntilItsInputEnds) {
+  Bridge bridge({"driven"});  // so that more than the 60 seconds of a scan go by
+  expectLine(bridge, poweredOn);
+  ASSERT_TRUE(bridge.writeLine("still there"));
+  expectLine(bridge, "@commande recue non traitee : still there");
+  bridge.closeInput();
+  expectQuietEnd(bridge);
+  EXPECT_EQ(bridge.lines().size(), 3U);
+}
+
+TEST(Kill, IsLoggedAndEndsTheBridge) {
+  EXPECT_EQ(saidTo("kill\n"), Lines{"@cde : kill"});
+}
+
+TEST(Kill, IsNotFollowedByAnotherCommand) {
+  EXPECT_EQ(saidTo("kill\nkill\nother\n"), Lines{"@cde : kill"});
+}
+
+TEST(Kill, MayEndWithCarriageReturnAndLineFeed) {
+  EXPECT_EQ(saidTo("kill\r\n"), Lines{"@cde : kill"});
+}
+
+TEST(Kill, MayBeTheLastLineWithoutALineFeed) {
+  EXPECT_EQ(saidTo("kill"), Lines{"@cde : kill"});
+}
+
+TEST(Kill, WithABlankOrInOtherLettersIsUnknown) {
+  EXPECT_EQ(saidTo("kill \n kill\nKill\nkill\t\nkillx\n"),
+            (Lines{"@commande recue non traitee : kill ", "@commande recue non traitee :  kill",
+                   "@commande recue non traitee : Kill", "@commande recue non traitee : kill\t",
+                   "@commande recue non traitee : killx"}));
+}
+
+TEST(LastLine, WithoutALineFeedIsHandledAndThenTheBridgeEnds) {
+  EXPECT_EQ(saidTo("one\ntwo"),
+            (Lines{"@commande recue non traitee : one", "@commande recue non traitee : two"}));
+}
+
+TEST(Streaming, IsEndedByKillWithWholeLinesAThousandTimes) {
+  const Words air =
+      with(tramsel(), id::motion, {"stream=0100FFFF3412F4FF0000E8037FFF0080FF7F"}) +
+      with(with(fenwix(), id::rms, {"stream=0000803F"}), id::rms2, {"stream=CDCCCC3D"}) +
+      with(ilo(), id::ilo, {"stream=0000341200000000000000005000"});
+  for (int run = 0; run < 1000; ++run) {
+    Bridge bridge(air);
+    expectLine(bridge, "<B;92;1;-1;4660;-12;0;1000;-129;-32768;32767;");
+    expectLine(bridge, "<P2;1000000;");
+    ASSERT_TRUE(bridge.writeLine("kill"));
+    expectQuietEnd(bridge);
+    const Lines lines = transcript(bridge);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "@cde : kill"), 1);
+    if (HasFailure()) FAIL() << "run " << run;
+  }
+}
+
+TEST(Streaming, IsEndedByTheEndOfInputWithWholeLines) {
+  for (int run = 0; run < 100; ++run) {
+    Bridge bridge(with(tramsel(), id::motion, {"stream=0100FFFF3412F4FF0000E8037FFF0080FF7F"}));
+    expectLine(bridge, "<B;92;1;-1;4660;-12;0;1000;-129;-32768;32767;");
+    bridge.closeInput();
+    expectQuietEnd(bridge);
+    if (HasFailure()) FAIL() << "run " << run;
+  }
+}
+
+TEST(Threads, AreExactlyTwo) {
+#ifdef __SANITIZE_THREAD__
+  constexpr std::size_t ofTheSanitizer = 1;
+#else
+  constexpr std::size_t ofTheSanitizer = 0;
+#endif
+  Bridge bridge(with(tramsel(), id::motion, {"stream=0100FFFF3412F4FF0000E8037FFF0080FF7F"}));
+  expectLine(bridge, "<B;92;1;-1;4660;-12;0;1000;-129;-32768;32767;");
+  ASSERT_TRUE(bridge.writeLine("is the reader there"));
+  expectLine(bridge, "@commande recue non traitee : is the reader there");
+  EXPECT_EQ(bridge.threadCount(), 2 + ofTheSanitizer);
+}
+
+}  // namespace
+}  // namespace process_test

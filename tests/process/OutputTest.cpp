@@ -1,0 +1,124 @@
+// The lines as they leave the bridge.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "Scenario.h"
+
+namespace process_test {
+namespace {
+
+using namespace std::chrono;
+using support::OutputLine;
+using support::ProcessOptions;
+using vornix_host::LineKind;
+
+TEST(Output, IsWrittenOneLineAtATime) {
+  Bridge bridge(with(fenwix(), id::rms, {"stream=0000803F"}) +
+                    with(tramsel(), id::motion, {"stream=0100FFFF3412F4FF0000E8037FFF0080FF7F"}),
+                {.output = ProcessOptions::Output::packets});
+  expectLine(bridge, "<C;5;0;120034;2;260;3;7;");
+  for (int i = 0; i < 500; ++i) ASSERT_TRUE(bridge.writeLine("line " + std::to_string(i)));
+  ASSERT_TRUE(bridge.writeLine("kill"));
+  expectQuietEnd(bridge);
+  ASSERT_EQ(bridge.writes().size(), bridge.lines().size());
+  for (std::size_t i = 0; i < bridge.writes().size(); ++i) {
+    ASSERT_EQ(bridge.writes()[i], bridge.lines()[i].bytes);
+  }
+}
+
+// A write longer than a page arrives in pages, all full but the last.
+TEST(Output, OfALongLineIsOneWrite) {
+  const std::string text(10000, 'x');
+  Bridge bridge({}, {.output = ProcessOptions::Output::packets});
+  expectLine(bridge, poweredOn);
+  ASSERT_TRUE(bridge.writeLine(text));
+  expectLine(bridge, "@commande recue non traitee : " + text);
+  ASSERT_EQ(bridge.writes().size(), 5U);
+  EXPECT_EQ(bridge.writes()[2].size(), 4096U);
+  EXPECT_EQ(bridge.writes()[3].size(), 4096U);
+  EXPECT_EQ(bridge.writes()[2] + bridge.writes()[3] + bridge.writes()[4],
+            bridge.lines().back().bytes);
+}
+
+// Numbers of the counted motion values among the lines, in their order.
+std::vector<std::uint32_t> counted(const support::BridgeProcess& bridge) {
+  std::vector<std::uint32_t> numbers;
+  for (const OutputLine& line : bridge.lines()) {
+    const auto message = line.message();
+    const auto* motion = std::get_if<vornix_host::TramselMotion>(&message);
+    if (motion == nullptr) continue;
+    const auto low = static_cast<std::uint16_t>(motion->values[0]);
+    numbers.push_back(low + 65536U * static_cast<std::uint16_t>(motion->values[1]));
+  }
+  return numbers;
+}
+
+// Lets the bridge wait for its reader for this long.
+void stall(Bridge& bridge, milliseconds duration) {
+  bridge.stall();
+  while (bridge.next(milliseconds(0))) continue;  // what had been read before
+  EXPECT_FALSE(bridge.next(duration));
+  bridge.resume();
+}
+
+TEST(StalledHost, LosesNothing) {
+  constexpr std::uint32_t total = 100000;  // fills the pipe sixty times
+  Bridge bridge(with(tramsel(), id::motion, {"count=18," + std::to_string(total)}));
+  expectLine(bridge, "@Connexion a Tramsel-12");
+  stall(bridge, seconds(1));
+  const std::string last = "<B;92;" + std::to_string(static_cast<std::int16_t>(total - 1)) + ";" +
+                           std::to_string((total - 1) / 65536) + ";0;0;0;0;0;0;0;";
+  expectLine(bridge, last);
+  bridge.closeInput();
+  expectQuietEnd(bridge);
+
+  const std::vector<std::uint32_t> numbers = counted(bridge);
+  ASSERT_EQ(numbers.size(), total);
+  for (std::uint32_t i = 0; i < total; ++i) ASSERT_EQ(numbers[i], i);
+}
+
+TEST(StalledHost, GetsTheAnswersToCommandsSentMeanwhile) {
+  Bridge bridge(with(tramsel(), id::motion, {"count=18,20000"}));
+  expectLine(bridge, "@Connexion a Tramsel-12");
+  bridge.stall();
+  ASSERT_TRUE(bridge.writeLine("asked while stalled"));
+  stall(bridge, milliseconds(300));
+  expectLine(bridge, "@commande recue non traitee : asked while stalled");
+  bridge.closeInput();
+  expectQuietEnd(bridge);
+}
+
+// More commands than any buffer between the two holds: when the last is taken, most are handled.
+void sendMuch(Bridge& bridge) {
+  const std::string line(1000, 'x');
+  for (int i = 0; i < 1000; ++i) ASSERT_TRUE(bridge.writeLine(line));
+}
+
+TEST(HostThatIsGone, DoesNotEndTheBridgeUntilItsInputEnds) {
+  Bridge bridge({});
+  expectLine(bridge, poweredOn);
+  bridge.closeOutput();
+  sendMuch(bridge);
+  EXPECT_EQ(bridge.waitForEnd(milliseconds(100)), std::nullopt);
+  bridge.closeInput();
+  expectQuietEnd(bridge);
+}
+
+TEST(HostThatIsGone, WhileDevicesStreamDoesNotEndTheBridge) {
+  Bridge bridge(with(tramsel(), id::motion, {"stream=0100FFFF3412F4FF0000E8037FFF0080FF7F"}));
+  expectLine(bridge, "<B;92;1;-1;4660;-12;0;1000;-129;-32768;32767;");
+  bridge.closeOutput();
+  sendMuch(bridge);
+  EXPECT_EQ(bridge.waitForEnd(milliseconds(100)), std::nullopt);
+  bridge.closeInput();
+  expectQuietEnd(bridge);
+}
+
+}  // namespace
+}  // namespace process_test

@@ -1,0 +1,110 @@
+// Devices that do not make it easy.
+#include <algorithm>
+#include <csignal>
+
+#include "BusMonitor.h"
+#include "StackTest.h"
+
+namespace stack {
+namespace {
+
+using namespace std::chrono_literals;
+
+using DeviceTest = StackTest;
+
+// bluetoothd 5.66 never answers a subscription that the device refuses: the bridge gives up on it
+// after a while of its own.
+TEST_F(DeviceTest, RefusedSubscriptionHoldsNothingUp) {
+  stack_.start(2);
+  const auto tramsel =
+      startTramsel({"--fault", std::string("refuse-subscribe=") + motionUuid, "--rate", "10"});
+  auto& bridge = startBridge();
+  EXPECT_TRUE(bridge.waitForMessage("C;3;0;"));
+  EXPECT_TRUE(tramsel->waitFor(std::string("refused subscribe:") + motionUuid));
+  // bluetoothd has read the level and subscribed to it for itself before.
+  const std::string read = std::string("read ") + batteryUuid;
+  EXPECT_TRUE(tramsel->waitFor(read, tramsel->count(read) + 1));
+  EXPECT_TRUE(stack_.bluez().waitUntil([this] { return stack_.bluez().isAcquired(batteryUuid); }));
+}
+
+TEST_F(DeviceTest, NameThatComesLater) {
+  stack_.start(2);
+  const auto tramsel = startTramsel({"--name", "", "--rate", "200"});
+  auto& bridge = startBridge();
+  EXPECT_TRUE(stack_.bluez().waitUntil([this] {
+    const auto devices = stack_.bluez().devices();
+    return devices.size() == 1 && devices.front().name.empty();
+  }));
+  tramsel->control("name Tramsel-late");
+  EXPECT_TRUE(bridge.waitForLog("Device trouve : tramsel-late"));
+  EXPECT_TRUE(waitForMotions(bridge, 20));
+}
+
+TEST_F(DeviceTest, NameInTheScanResponse) {
+  stack_.start(2);
+  const auto tramsel = startTramsel({"--control", "name-in scan-response", "--rate", "200"});
+  auto& bridge = startBridge();
+  EXPECT_TRUE(waitForMotions(bridge, 20));
+}
+
+// It advertises, but takes no link at first.
+TEST_F(DeviceTest, FirstConnectionsRefused) {
+  stack_.start(2);
+  BusMonitor monitor;
+  const auto tramsel = startTramsel({"--control", "connectable off", "--rate", "200"});
+  auto& bridge = startBridge();
+  EXPECT_TRUE(bridge.waitForMessage("C;3;0;"));
+  EXPECT_TRUE(monitor.waitForError("org.bluez.Error.Failed", 120s));
+  EXPECT_TRUE(monitor.waitForError("org.bluez.Error.Failed", 120s));
+  EXPECT_EQ(tramsel->count("connected"), 0U);
+  tramsel->control("connectable on");
+  EXPECT_TRUE(waitForMotions(bridge, 20, 120s));
+}
+
+// Reported by the scan, and gone when the bridge asks for the link.
+TEST_F(DeviceTest, GoneBetweenDiscoveryAndConnection) {
+  stack_.start(2);
+  auto& bridge = startBridge();
+  EXPECT_TRUE(waitForScan());
+  bridge.sendSignal(SIGSTOP);
+  auto tramsel = startTramsel({"--rate", "200"});
+  EXPECT_TRUE(stack_.bluez().waitUntil([this] { return !stack_.bluez().devices().empty(); }));
+  tramsel.reset();
+  bridge.sendSignal(SIGCONT);
+
+  EXPECT_TRUE(bridge.waitForMessage("C;3;0;"));
+  tramsel = startTramsel({"--rate", "200"});
+  EXPECT_TRUE(waitForMotions(bridge, 20, 120s));
+}
+
+// bluetoothd forgets a device that it has not seen for 30 s: the link is asked for when the device
+// is not known any more, and it is found again.
+TEST_F(DeviceTest, ForgottenBetweenDiscoveryAndConnection) {
+  stack_.start(2);
+  auto& bridge = startBridge();
+  EXPECT_TRUE(waitForScan());
+  bridge.sendSignal(SIGSTOP);
+  auto tramsel = startTramsel({"--rate", "200"});
+  EXPECT_TRUE(stack_.bluez().waitUntil([this] { return !stack_.bluez().devices().empty(); }));
+  tramsel.reset();
+  EXPECT_TRUE(stack_.bluez().waitUntil([this] { return stack_.bluez().devices().empty(); }, 120s));
+  bridge.sendSignal(SIGCONT);
+
+  tramsel = startTramsel({"--rate", "200"});
+  EXPECT_TRUE(waitForMotions(bridge, 20, 120s));
+}
+
+// The link is lost before the device's services are known: an error of their discovery.
+TEST_F(DeviceTest, LinkLostDuringServiceDiscovery) {
+  stack_.start(2);
+  const auto tramsel = startTramsel({"--name", "Tramsel-3", "--fault", "drop-at=characteristics"});
+  auto& bridge = startBridge();
+  const auto isReport = [](const support::OutputLine& line) {
+    return line.text.starts_with("erreur de lecture des services ") &&
+           line.text.ends_with(" de Tramsel-3");
+  };
+  EXPECT_TRUE(bridge.waitFor(isReport, 60s));
+}
+
+}  // namespace
+}  // namespace stack

@@ -1,0 +1,63 @@
+// The states that the radio can be in when the bridge starts.
+#include "StackTest.h"
+
+namespace stack {
+namespace {
+
+using RadioTest = StackTest;
+
+TEST_F(RadioTest, NoSystemBusIsUnsupported) {
+  auto& bridge =
+      startBridge({.environment = {{"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/run/nowhere"}}});
+  expectUnusable(bridge, "unsupported", "Z;3;");
+}
+
+TEST_F(RadioTest, NoBluetoothdIsUnsupported) {
+  stack_.startControllers(1);
+  auto& bridge = startBridge();
+  expectUnusable(bridge, "unsupported", "Z;3;");
+}
+
+TEST_F(RadioTest, NoAdapterIsUnsupported) {
+  stack_.startBluetoothd();
+  auto& bridge = startBridge();
+  expectUnusable(bridge, "unsupported", "Z;3;");
+}
+
+TEST_F(RadioTest, PoweredOffRadioIsPoweredOff) {
+  stack_.start(1);
+  stack_.bluez().setPowered("hci0", false);
+  auto& bridge = startBridge();
+  expectUnusable(bridge, "poweredOff", "Z;2;");
+}
+
+TEST_F(RadioTest, DeniedAccessIsUnauthorized) {
+  stack_.start(1);
+  stack_.denyAccess();
+  auto& bridge = startBridge();
+  expectUnusable(bridge, "unauthorized", "Z;4;");
+}
+
+// The first of two radios is off: the other one serves.
+TEST_F(RadioTest, AnyPoweredRadioServes) {
+  stack_.start(2);
+  stack_.bluez().setPowered("hci0", false);
+  auto& bridge = startBridge();
+  EXPECT_TRUE(bridge.waitForLog(stateLine("poweredOn")));
+  EXPECT_TRUE(waitForScan("hci1"));
+}
+
+TEST_F(RadioTest, OrdinaryUserMayScan) {
+  stack_.start(1);
+  // Where the bridge was built may be closed to others.
+  const std::filesystem::path bridgeCopy = folder_ / "bridge";
+  std::filesystem::copy_file(VORNIX_BRIDGE, bridgeCopy);
+  auto& bridge = startBridge(
+      {.arguments = {"--reuid=nobody", "--regid=nogroup", "--clear-groups", bridgeCopy}},
+      "/usr/bin/setpriv");
+  EXPECT_TRUE(bridge.waitForLog(stateLine("poweredOn")));
+  EXPECT_TRUE(waitForScan());
+}
+
+}  // namespace
+}  // namespace stack

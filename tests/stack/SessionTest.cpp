@@ -1,0 +1,150 @@
+// A session with a Tramsel from the banner to "kill".
+#include <algorithm>
+#include <csignal>
+
+#include "StackTest.h"
+
+namespace stack {
+namespace {
+
+using namespace std::chrono_literals;
+
+using SessionTest = StackTest;
+
+// The batteries told, each run of equal ones as one.
+std::vector<std::string> batteryHistory(const support::BridgeProcess& bridge) {
+  std::vector<std::string> levels = motionsOf(bridge).batteries;
+  levels.erase(std::unique(levels.begin(), levels.end()), levels.end());
+  return levels;
+}
+
+bool waitForBattery(support::BridgeProcess& bridge, const std::string& level) {
+  return bridge
+      .waitFor([&](const support::OutputLine& line) {
+        return line.text.starts_with("B;" + level + ";");
+      })
+      .has_value();
+}
+
+TEST_F(SessionTest, LinesFromBannerToKill) {
+  stack_.start(2);
+  const auto tramsel = startTramsel({"--name", "Tramsel-12", "--rate", "10"});
+  auto& bridge = startBridge();
+  EXPECT_TRUE(waitForMotions(bridge, 5));
+  EXPECT_TRUE(bridge.writeLine("kill"));
+  EXPECT_EQ(bridge.waitForEnd(), support::ProcessEnd::status(0));
+
+  const auto& lines = bridge.lines();
+  ASSERT_GE(lines.size(), 11U);
+  EXPECT_TRUE(lines[0].isLog("Demarrage de Vornix 1.04"));
+  EXPECT_TRUE(lines[1].isLog(stateLine("poweredOn")));
+  EXPECT_TRUE(lines[2].isLog("Device trouve : tramsel-12"));
+  EXPECT_TRUE(lines[3].isMessage("C;3;0;"));
+  EXPECT_TRUE(lines[4].isLog("Connexion a Tramsel-12"));
+  for (auto line = lines.begin() + 5; line != lines.end() - 1; ++line) {
+    EXPECT_TRUE(line->text.starts_with("B;")) << line->bytes;
+    EXPECT_FALSE(line->isDamaged()) << line->bytes;
+  }
+  EXPECT_TRUE(lines.back().isLog("cde : kill"));
+  EXPECT_EQ(bridge.standardError(), "");
+}
+
+TEST_F(SessionTest, TenThousandValuesAtAThousandPerSecond) {
+  stack_.start(2);
+  const auto tramsel = startTramsel({"--rate", "1000", "--count", "10000"});
+  auto& bridge = startBridge();
+  EXPECT_TRUE(waitForMotions(bridge, 10000, 120s));
+  EXPECT_TRUE(waitForMarker(bridge, *tramsel));
+  expectAllMotions(bridge, *tramsel);
+}
+
+TEST_F(SessionTest, BatteryIsUnknownThenReadThenFollowed) {
+  stack_.start(2);
+  const auto tramsel = startTramsel({"--rate", "500", "--control", "battery 92"});
+  auto& bridge = startBridge();
+  EXPECT_TRUE(waitForBattery(bridge, "92"));
+  EXPECT_TRUE(stack_.bluez().waitUntil([this] { return stack_.bluez().isAcquired(batteryUuid); }));
+  tramsel->control("battery 41");
+  EXPECT_TRUE(waitForBattery(bridge, "41"));
+  tramsel->control("battery 0");
+  EXPECT_TRUE(waitForBattery(bridge, "0"));
+  EXPECT_EQ(batteryHistory(bridge), (std::vector<std::string>{"-1", "92", "41", "0"}));
+}
+
+TEST_F(SessionTest, EachLineIsOneWrite) {
+  stack_.start(2);
+  const auto tramsel = startTramsel({"--rate", "200"});
+  auto& bridge = startBridge({.output = support::ProcessOptions::Output::packets});
+  EXPECT_TRUE(waitForMotions(bridge, 100));
+  EXPECT_TRUE(bridge.writeLine("nothing that it knows"));
+  EXPECT_TRUE(bridge.waitForLog("commande recue non traitee : nothing that it knows"));
+  for (const std::string& write : bridge.writes()) {
+    EXPECT_TRUE(write.ends_with(">\n")) << support::printable(write);
+    EXPECT_EQ(std::ranges::count(write, '\n'), 1) << support::printable(write);
+  }
+}
+
+TEST_F(SessionTest, TwoThreadsWhileStreaming) {
+#ifdef __SANITIZE_THREAD__
+  GTEST_SKIP() << "this sanitizer has a thread of its own in every program";
+#endif
+  stack_.start(2);
+  const auto tramsel = startTramsel({"--rate", "200"});
+  auto& bridge = startBridge();
+  EXPECT_TRUE(bridge.waitForLog(stateLine("poweredOn")));
+  EXPECT_EQ(bridge.threadCount(), 2U);
+  for (int turn = 0; turn < 10; ++turn) {
+    EXPECT_TRUE(waitForMotions(bridge, 20));
+    EXPECT_EQ(bridge.threadCount(), 2U);
+  }
+}
+
+TEST_F(SessionTest, KillEndsItInTheMiddleOfAStream) {
+  stack_.start(2);
+  const auto tramsel = startTramsel({"--rate", "1000"});
+  for (int run = 0; run < 10; ++run) {
+    auto& bridge = startBridge();
+    EXPECT_TRUE(waitForMotions(bridge, 50));
+    EXPECT_TRUE(bridge.writeLine("kill"));
+    EXPECT_EQ(bridge.waitForEnd(), support::ProcessEnd::status(0));
+    EXPECT_TRUE(std::ranges::none_of(bridge.lines(), &support::OutputLine::isDamaged));
+    EXPECT_EQ(bridge.standardError(), "");
+  }
+}
+
+// A device without the Battery Service whose level BlueZ has from elsewhere (in 5.66 experimental).
+TEST_F(SessionTest, BatteryThatOnlyBlueZKnows) {
+  stack_.start(2, {"--experimental"});
+  auto& bridge = startBridge();
+  EXPECT_TRUE(waitForScan());
+  bridge.sendSignal(SIGSTOP);
+  const auto tramsel = startTramsel({"--rate", "200", "--fault", "hide=180F"});
+  BlueZ& bluez = stack_.bluez();
+  ASSERT_TRUE(bluez.waitUntil([&] { return !bluez.devices().empty(); }));
+  const std::string device = bluez.devices().front().path;
+  bluez.provideBattery(device, 77);
+  EXPECT_TRUE(bluez.waitUntil([&] { return bluez.hasBattery(device); }));
+  bridge.sendSignal(SIGCONT);
+  EXPECT_TRUE(waitForBattery(bridge, "77"));
+  bluez.provideBattery(device, 12);
+  EXPECT_TRUE(bluez.waitUntil([&] { return waitForBattery(bridge, "12"); }));
+}
+
+// A host that reads nothing for ten seconds' worth of values.
+TEST_F(SessionTest, StalledHostLosesNothing) {
+  stack_.start(2);
+  const auto tramsel = startTramsel({"--rate", "1000"});
+  auto& bridge = startBridge();
+  EXPECT_TRUE(waitForMotions(bridge, 100));
+  const std::string sent = std::string("sent ") + motionUuid;
+  bridge.stall();
+  EXPECT_TRUE(tramsel->waitFor(sent, tramsel->count(sent) + 10000, 120s));
+  bridge.resume();
+  EXPECT_TRUE(waitForMotions(bridge, 1000));
+  tramsel->control("stream off");
+  EXPECT_TRUE(waitForMarker(bridge, *tramsel, 120s));
+  expectAllMotions(bridge, *tramsel);
+}
+
+}  // namespace
+}  // namespace stack

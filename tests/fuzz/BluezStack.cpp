@@ -1,0 +1,207 @@
+// The whole of the Linux platform against a BlueZ that answers late, wrongly or not at all, signals
+// what it likes, and goes away. What the platform promises in Platform.h is checked on the way.
+#include <sys/syscall.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <map>
+#include <set>
+
+#include "platform/bluez/BluezPlatform.h"
+#include "tests/fuzz/FakeStack.h"
+#include "tests/fuzz/Fuzz.h"
+#include "tests/oracle/Identifiers.h"
+#include "tests/oracle/Utf8.h"
+
+namespace {
+
+using platform::CBCentralManager;
+using platform::CBCharacteristic;
+using platform::CBPeripheral;
+using platform::CBService;
+using platform::CBUUID;
+using platform::Error;
+using subject::Choices;
+
+std::int64_t secondsPassed = 0;
+
+std::vector<CBUUID> parsed(std::span<const std::string_view> texts) {
+  std::vector<CBUUID> identifiers;
+  for (const auto text : texts) identifiers.push_back(CBUUID::parse(text).value());
+  return identifiers;
+}
+
+// Asks for everything, as often as it is told of something.
+class Asker final : public platform::CBCentralManagerDelegate,
+                    public platform::CBPeripheralDelegate {
+ public:
+  explicit Asker(Choices& choices) : choices_(choices) {}
+  ~Asker() {
+    for (const auto& peripheral : peripherals_) peripheral->setDelegate(nullptr);
+  }
+
+  bool isInCall = false;  // of ours into the platform: no callback may come
+
+  void centralManagerDidUpdateState(CBCentralManager& central) override {
+    called();
+    if (central.state() == platform::CBManagerState::poweredOn) {
+      ask([&] { central.scanForPeripherals(); });
+    }
+  }
+
+  void centralManagerDidDiscover(CBCentralManager& central,
+                                 const std::shared_ptr<CBPeripheral>& peripheral) override {
+    called();
+    peripherals_.insert(peripheral);
+    peripheral->setDelegate(this);
+    ask([&] { central.connect(peripheral); });
+    if (choices_.below(8) == 1) ask([&] { central.stopScan(); });
+  }
+
+  void centralManagerDidConnect(CBCentralManager&,
+                                const std::shared_ptr<CBPeripheral>& peripheral) override {
+    called();
+    static const auto everything = parsed(oracle::everyService);
+    ask([&] { peripheral->discoverServices(everything); });
+  }
+
+  void peripheralDidDiscoverServices(CBPeripheral& peripheral, const Error* error) override {
+    called();
+    fuzz::expect((peripheral.services() == nullptr) == (error != nullptr), "services or an error");
+    if (error != nullptr) return;
+    static const auto everything = parsed(oracle::everyCharacteristic);
+    for (CBService* service : *peripheral.services()) {
+      ask([&] { peripheral.discoverCharacteristics(everything, *service); });
+    }
+  }
+
+  void peripheralDidDiscoverCharacteristicsFor(CBPeripheral& peripheral, CBService& service,
+                                               const Error*) override {
+    called();
+    if (service.characteristics() == nullptr) return;
+    for (CBCharacteristic* found : *service.characteristics()) {
+      known_[found] = &peripheral;
+      request(peripheral, *found);
+    }
+  }
+
+  void peripheralDidUpdateValueFor(CBPeripheral&, CBCharacteristic& characteristic,
+                                   const Error* error) override {
+    called();
+    fuzz::expect(characteristic.value().has_value() == (error == nullptr), "a value or an error");
+    std::size_t sum = 0;
+    for (const std::uint8_t byte : characteristic.value().value_or(platform::Value())) sum += byte;
+    lastSum = sum;
+  }
+
+  void peripheralDidUpdateNotificationStateFor(CBPeripheral& peripheral,
+                                               CBCharacteristic& characteristic,
+                                               const Error*) override {
+    called();
+    if (choices_.below(4) == 1) request(peripheral, characteristic);
+  }
+
+  // Anything, of any characteristic that was ever found.
+  void requestSomething() {
+    if (known_.empty()) return;
+    auto place = known_.begin();
+    std::advance(place, static_cast<std::ptrdiff_t>(choices_.below(known_.size())));
+    request(*place->second, *place->first);
+  }
+
+  // Looks at what is there of the devices.
+  void look() {
+    for (const auto& peripheral : peripherals_) {
+      const auto name = peripheral->name();
+      fuzz::expect(!name || oracle::scalars(*name), "a name that is not UTF-8");
+    }
+  }
+
+  std::size_t lastSum = 0;
+
+ private:
+  void called() { fuzz::expect(!isInCall, "a callback from within a call"); }
+
+  template <class Call>
+  void ask(const Call& call) {
+    isInCall = true;
+    call();
+    isInCall = false;
+  }
+
+  void request(CBPeripheral& peripheral, CBCharacteristic& characteristic) {
+    const std::size_t kind = choices_.below(5);
+    ask([&] {
+      if (kind == 0) peripheral.readValue(characteristic);
+      if (kind == 1 || kind == 2) peripheral.setNotifyValue(true, characteristic);
+      if (kind == 3) peripheral.setNotifyValue(false, characteristic);
+      const std::uint8_t byte = choices_.byte();
+      if (kind == 4) {
+        peripheral.writeValue({&byte, 1}, characteristic,
+                              platform::CBCharacteristicWriteType::withResponse);
+      }
+    });
+  }
+
+  Choices& choices_;
+  std::set<std::shared_ptr<CBPeripheral>> peripherals_;
+  std::map<CBCharacteristic*, CBPeripheral*> known_;
+};
+
+void turn(platform::Platform& platform, fuzz::FakeStack& stack) {
+  for (int i = 0; i < 8; ++i) {
+    platform.runUntil(platform.now());
+    if (!stack.serve()) break;
+  }
+}
+
+void happen(fuzz::FakeStack& stack, Asker& asker, Choices& choices) {
+  const std::size_t which = choices.byte();
+  switch (which % 16) {
+    case 10:
+      return stack.answerWithError(choices.byte(), choices);
+    case 11:
+      return stack.answerWithAnything(choices.byte(), choices);
+    case 12:
+      return which < 64 ? stack.signalOwner(choices) : stack.signalAdded(choices);
+    case 13:
+      return which < 128 ? stack.signalRemoved(choices) : asker.requestSomething();
+    case 14:
+      return which < 64 ? stack.endSocket(choices) : stack.notify(choices);
+    case 15:
+      if (which == 255) return stack.hangUp();
+      secondsPassed += 1 + which / 64;
+      return;
+    case 7:
+    case 8:
+    case 9:
+      return stack.signalChanged(choices);
+    default:
+      return stack.answerRightly(0, choices);
+  }
+}
+
+}  // namespace
+
+// The steady clock, of this program and of its libraries, is where the play wants it.
+extern "C" int clock_gettime(clockid_t clock, timespec* result) noexcept {
+  const auto status = static_cast<int>(syscall(SYS_clock_gettime, clock, result));
+  if (clock == CLOCK_MONOTONIC) result->tv_sec += secondsPassed;
+  return status;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+  Choices choices(std::span(bytes, size));
+  fuzz::FakeStack stack;
+  platform::bluez::BluezPlatform platform;
+  Asker asker(choices);
+  stack.accept();
+  const auto central = platform.makeCentralManager(asker);
+  turn(platform, stack);
+  while (!choices.atEnd()) {
+    happen(stack, asker, choices);
+    turn(platform, stack);
+    asker.look();
+  }
+  return 0;
+}

@@ -1,0 +1,6 @@
+// Whatever the platform can report, and the host can say, in any order.
+#include "tests/fuzz/Fuzz.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+  return fuzz::play(subject::playCallbacks, bytes, size);
+}

@@ -1,0 +1,6 @@
+// Names of devices: lower case, prefixes, and what they put into log lines.
+#include "tests/fuzz/Fuzz.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+  return fuzz::play(subject::playNames, bytes, size);
+}

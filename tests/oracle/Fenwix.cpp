@@ -1,0 +1,146 @@
+#include "tests/oracle/Handlers.h"
+#include "tests/oracle/Identifiers.h"
+#include "tests/oracle/Rms.h"
+#include "tests/oracle/Utf8.h"
+
+namespace oracle {
+
+Fenwix::Fenwix(Expected& expected, const Device& device) : Handler(expected, device) {
+  expected_.call(device_.label + " setDelegate");
+}
+
+void Fenwix::servicesDiscovered(const Discovery& discovery) {
+  useServices(
+      expected_, device_, discovery,
+      {{serviceFenwix, {characRms, characRms2, characRaw, characRaw2}},
+       {serviceBatt, {characBatt, characBattHealth}},
+       {serviceConfig, {characCommand}},
+       {serviceInfo, {characModele, characFirmware, characHardware, characSerial, characSystid}}},
+      true);
+}
+
+void Fenwix::characteristicsDiscovered(const Service& service) {
+  useCharacteristics(expected_, device_, service,
+                     {{characRms, false, true},
+                      {characRms2, false, true},
+                      {characCommand, false, true},
+                      {characBatt, true, true},
+                      {characBattHealth, true, false},
+                      {characModele, true, false},
+                      {characSerial, true, false},
+                      {characFirmware, true, false},
+                      {characHardware, true, false},
+                      {characSystid, true, false}});
+  if (!service.characteristics) return;
+  for (const Characteristic& characteristic : *service.characteristics) {
+    if (characteristic.uuid == characRaw) raw = characteristic;
+    if (characteristic.uuid == characRaw2) raw2 = characteristic;
+    if (characteristic.uuid == characCommand) command_ = characteristic;
+  }
+}
+
+void Fenwix::notificationStateUpdated(std::string_view uuid,
+                                      const std::optional<Failure>& failure) {
+  if (uuid != characCommand) return;
+  if (!failure) ++events_;
+  expected_.log("didUpdateNotificationStateFor " + printed(uuid) + " : " +
+                (failure ? "Erreur : " + failure->message : "ok"));
+  identificationEvent();
+}
+
+void Fenwix::valueUpdated(std::string_view uuid, const std::optional<Bytes>& value) {
+  if (!value) expected_.hardStop();
+  if (uuid == characRms) rmsValue("P1;", *value);
+  if (uuid == characRms2) rmsValue("P2;", *value);
+  if (uuid == characBatt) batteryValue(level_, *value);
+  if (uuid == characBattHealth) batteryValue(health_, *value);
+  if (uuid == characModele) identification(modele_, *value, false);
+  if (uuid == characSerial) identification(serial_, *value, true);
+  if (uuid == characHardware) identification(hardware_, *value, false);
+  if (uuid == characFirmware) identification(firmware_, *value, false);
+  if (uuid == characSystid) identification(systid_, *value, false);
+  if (uuid == characRaw) rawValue("PR1;", *value);
+  if (uuid == characRaw2) rawValue("PR2;", *value);
+  if (uuid == characCommand) replyPart(*value);
+}
+
+void Fenwix::rmsValue(const std::string& kind, const Bytes& value) {
+  byteAt(value, 3);
+  const auto level = rms(value);
+  if (!level) expected_.hardStop();
+  expected_.message(kind + std::to_string(*level) + ";");
+}
+
+void Fenwix::rawValue(const std::string& kind, const Bytes& value) {
+  const std::string digits = "0123456789ABCDEF";
+  std::string text = kind;
+  for (const std::size_t byte : value) {
+    text += digits[byte / 16];
+    text += digits[byte % 16];
+  }
+  expected_.message(text + ";");
+}
+
+void Fenwix::batteryValue(std::optional<int>& target, const Bytes& value) {
+  target = byteAt(value, 0);
+  if (!level_ || !health_) return;
+  expected_.message("P0;" + std::to_string(*level_) + ";" + std::to_string(*health_) + ";");
+}
+
+void Fenwix::identification(Number& target, const Bytes& value, bool isSerial) {
+  if (target) return;
+  byteAt(value, 3);
+  target = value[0] + 0x100U * value[1] + 0x10000U * value[2] + 0x1000000U * value[3];
+  ++events_;
+  if (isSerial && *target == 0) {
+    expected_.log("Erreur à l'init du Fenwix");
+    expected_.exit();
+  }
+  identificationEvent();
+}
+
+void Fenwix::identificationEvent() {
+  if (events_ != 6) return;
+  std::string text = "C;5;0;";
+  for (const Number& number : {serial_, modele_, firmware_, hardware_, systid_}) {
+    if (!number) expected_.hardStop();
+    text += std::to_string(*number) + ";";
+  }
+  expected_.message(text);
+}
+
+void Fenwix::replyPart(const Bytes& part) {
+  Bytes payload = part;
+  if (missing_ == 0) {
+    if (byteAt(part, 0) != 0xAA) return;
+    code_ = byteAt(part, 1);
+    const int length = byteAt(part, 2) + 256 * byteAt(part, 3);
+    received_.clear();
+    payload.erase(payload.begin(), payload.begin() + 4);
+    if (length == 0) {
+      if (!payload.empty()) expected_.hardStop();
+      replyComplete();
+      return;
+    }
+    missing_ = length;
+  }
+  for (const int byte : payload) {
+    if (missing_ == 0) break;
+    received_ += static_cast<char>(byte);
+    --missing_;
+  }
+  if (missing_ == 0) replyComplete();
+}
+
+void Fenwix::replyComplete() {
+  if (code_ != 19) return;
+  if (!scalars(received_)) expected_.hardStop();
+  expected_.message("PJSON;" + received_ + ";");
+}
+
+void Fenwix::writeCommand(const Bytes& frame) {
+  if (!command_) expected_.hardStop();
+  expected_.call(writing(device_, frame, *command_));
+}
+
+}  // namespace oracle

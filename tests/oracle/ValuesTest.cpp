@@ -1,0 +1,98 @@
+// Every characteristic of every family: random values through the core and the oracle.
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "tests/oracle/Draw.h"
+#include "tests/oracle/Identifiers.h"
+#include "tests/subject/Plays.h"
+
+namespace oracle {
+namespace {
+
+using subject::Model;
+
+struct Stream {
+  std::string name;
+  Model model;
+  std::string_view uuid;
+  std::size_t needed;  // bytes that the decoder reads
+};
+
+std::vector<std::uint8_t> drawValue(Draw& draw, const Stream& stream) {
+  const bool isLevel = stream.uuid == characRms || stream.uuid == characRms2;
+  if (isLevel && !draw.oneIn(16)) return draw.level();
+  if (stream.uuid == characFirmwareText) return draw.text(draw.below(40));
+  if (stream.uuid == characCommand && !draw.oneIn(4)) return draw.reply();
+  return draw.bytes(draw.length(stream.needed));
+}
+
+// A value that another characteristic of the device has received before: battery levels and the
+// other identification numbers decide what is sent.
+void deliverAnother(subject::Twin& twin, Draw& draw, const Stream& stream) {
+  const auto place = draw.below(everyCharacteristic.size());
+  const std::size_t length = place == subject::placeOf(characIlo) ? 13 : 4 + draw.below(20);
+  twin.valueUpdated(static_cast<std::size_t>(stream.model), {place, 0}, draw.bytes(length));
+}
+
+class Values : public testing::TestWithParam<Stream> {};
+
+TEST_P(Values, AreMappedAsTheOracleSays) {
+  const Stream& stream = GetParam();
+  Draw draw(theRun().seed);
+  std::unique_ptr<subject::Twin> twin;
+  for (std::uint64_t i = 0; i < theRun().values; ++i) {
+    if (!twin || twin->ended() || draw.oneIn(64)) {
+      twin = std::make_unique<subject::Twin>();
+      discover(*twin, stream.model);
+    }
+    std::optional<Bytes> value;
+    try {
+      if (draw.oneIn(4)) {
+        deliverAnother(*twin, draw, stream);
+        if (twin->ended()) continue;
+      }
+      if (!draw.oneIn(1000)) value = drawValue(draw, stream);
+      twin->valueUpdated(static_cast<std::size_t>(stream.model), {subject::placeOf(stream.uuid), 0},
+                         value);
+    } catch (const subject::Difference& difference) {
+      FAIL() << "value " << i << " of seed " << theRun().seed << ": "
+             << testing::PrintToString(value) << '\n'
+             << difference.what();
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Of, Values,
+    testing::Values(Stream{"TramselMotion", Model::tramsel, characTramsel, 18},
+                    Stream{"TramselBattery", Model::tramsel, characBatt, 1},
+                    Stream{"TramselUnknown", Model::tramsel, characRaw, 0},
+                    Stream{"IloRecord", Model::ilo, characIlo, 13},
+                    Stream{"IloBattery", Model::ilo, characBatt, 1},
+                    Stream{"TenovalRecord", Model::tenoval, characTenoval, 4},
+                    Stream{"TenovalBattery", Model::tenoval, characBatt, 1},
+                    Stream{"TenovalUnknown", Model::tenoval, characRms, 0},
+                    Stream{"CorveltaBattery", Model::corvelta, characBatt, 1},
+                    Stream{"CorveltaMains", Model::corvelta, characSecteur, 1},
+                    Stream{"CorveltaFirmware", Model::corvelta, characFirmwareText, 0},
+                    Stream{"CorveltaNewCalibration", Model::corvelta, characNewCalibration, 1},
+                    Stream{"CorveltaCalibrationError", Model::corvelta, characErreur, 1},
+                    Stream{"CorveltaContraction", Model::corvelta, characContractions, 6},
+                    Stream{"CorveltaUnknown", Model::corvelta, characForceSleep, 0},
+                    Stream{"FenwixRms", Model::fenwix, characRms, 4},
+                    Stream{"FenwixRms2", Model::fenwix, characRms2, 4},
+                    Stream{"FenwixRaw", Model::fenwix, characRaw, 20},
+                    Stream{"FenwixRaw2", Model::fenwix, characRaw2, 20},
+                    Stream{"FenwixBattery", Model::fenwix, characBatt, 1},
+                    Stream{"FenwixHealth", Model::fenwix, characBattHealth, 1},
+                    Stream{"FenwixModel", Model::fenwix, characModele, 4},
+                    Stream{"FenwixSerial", Model::fenwix, characSerial, 4},
+                    Stream{"FenwixFirmware", Model::fenwix, characFirmware, 4},
+                    Stream{"FenwixHardware", Model::fenwix, characHardware, 4},
+                    Stream{"FenwixSystemIdentifier", Model::fenwix, characSystid, 4},
+                    Stream{"FenwixCommand", Model::fenwix, characCommand, 4}),
+    [](const auto& tested) { return tested.param.name; });
+
+}  // namespace
+}  // namespace oracle

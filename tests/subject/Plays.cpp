@@ -1,0 +1,213 @@
+#include "tests/subject/Plays.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "Text.h"
+#include "tests/oracle/Identifiers.h"
+#include "tests/oracle/Utf8.h"
+
+namespace subject {
+
+namespace {
+
+constexpr std::array<std::string_view, 9> names = {"Dorvane",  "Tramsel-12", "ILO-3",
+                                                   "pelko",    "Pelk0 7",    "Tenoval",
+                                                   "kvaltrin", "Tarvix",     "NOMSUEL"};
+
+std::string nameOf(Model model) {
+  switch (model) {
+    case Model::tramsel:
+      return "Tramsel-12";
+    case Model::ilo:
+      return "ILO-3";
+    case Model::tenoval:
+      return "Tenoval";
+    case Model::corvelta:
+      return "Tarvix";
+    case Model::fenwix:
+      break;
+  }
+  return "Nomsuel";
+}
+
+std::optional<oracle::Bytes> value(Choices& choices) {
+  const std::size_t length = choices.byte();
+  if (length == 255) return std::nullopt;
+  if (length < 250) return choices.bytes(length);
+  oracle::Bytes repeated = choices.bytes(16);
+  repeated.resize(262 + length);  // 512 and a little less
+  return repeated;
+}
+
+std::optional<oracle::Failure> failure(Choices& choices) {
+  if (choices.below(4) != 1) return std::nullopt;
+  return oracle::Failure{"CBATTErrorDomain", choices.byte(), choices.text(choices.below(12))};
+}
+
+CharacteristicId characteristic(Choices& choices) {
+  const std::size_t number = choices.byte();
+  const std::size_t count = oracle::everyCharacteristic.size();
+  return {number % count, number / count % Twin::copyCount};
+}
+
+// The oracle knows the case of some scripts only; the rest is looked at by its properties.
+std::string ofKnownCase(const std::string& name) {
+  const auto scalars = oracle::scalars(name);
+  if (!scalars) return name;
+  const std::string lower = lowerCase(name);
+  if (!oracle::scalars(lower)) throw Difference("lower case is not UTF-8");
+  if (lowerCase(lower) != lower) throw Difference("lower case has an upper case");
+  std::string known;
+  for (const auto scalar : *scalars) {
+    known += oracle::caseIsKnown(scalar) ? oracle::encoded(scalar) : "\u00D9";
+  }
+  return known;
+}
+
+std::optional<std::string> name(Choices& choices) {
+  const std::size_t kind = choices.below(names.size() + 3);
+  if (kind == names.size()) return std::nullopt;
+  if (kind > names.size()) return ofKnownCase(choices.text(choices.below(24)));
+  return std::string(names[kind]) + ofKnownCase(choices.text(choices.below(4)));
+}
+
+void discoverServices(Twin& twin, Choices& choices) {
+  const std::size_t device = choices.below(Twin::deviceCount);
+  const auto error = failure(choices);
+  const std::size_t count = choices.below(7);
+  std::optional<std::vector<std::size_t>> places;
+  if (count < 6) places.emplace();
+  for (std::size_t i = 0; places && i < count; ++i) {
+    places->push_back(choices.below(oracle::everyService.size()));
+  }
+  twin.servicesDiscovered(device, places, error);
+}
+
+void discoverCharacteristics(Twin& twin, Choices& choices) {
+  const std::size_t device = choices.below(Twin::deviceCount);
+  const std::size_t service = choices.below(oracle::everyService.size());
+  const auto error = failure(choices);
+  const std::size_t count = choices.below(9);
+  std::optional<std::vector<CharacteristicId>> found;
+  if (count < 8) found.emplace();
+  for (std::size_t i = 0; found && i < count; ++i) found->push_back(characteristic(choices));
+  twin.characteristicsDiscovered(device, service, found, error);
+}
+
+void happen(Twin& twin, Choices& choices) {
+  switch (choices.below(10)) {
+    case 0:
+      return twin.stateUpdated(choices.below(2) == 0 ? 5 : static_cast<int>(choices.below(8)) - 1);
+    case 1: {
+      const std::size_t device = choices.below(Twin::deviceCount);
+      return twin.discovered(device, name(choices));
+    }
+    case 2:
+      return twin.connected(choices.below(Twin::deviceCount));
+    case 3:
+      return twin.secondPassed(static_cast<double>(choices.byte()) / 4);
+    case 4:
+      return discoverServices(twin, choices);
+    case 5:
+      return discoverCharacteristics(twin, choices);
+    case 6: {
+      const std::size_t device = choices.below(Twin::deviceCount);
+      const CharacteristicId id = characteristic(choices);
+      const auto error = failure(choices);
+      return twin.notificationStateUpdated(device, id, error);
+    }
+    case 7:
+      return twin.command(choices.text(choices.below(32)));
+    default: {
+      const std::size_t device = choices.below(Twin::deviceCount);
+      const CharacteristicId id = characteristic(choices);
+      const auto error = failure(choices);
+      return twin.valueUpdated(device, id, value(choices), error);
+    }
+  }
+}
+
+}  // namespace
+
+void discover(Twin& twin, Model model) {
+  twin.discovered(static_cast<std::size_t>(model), nameOf(model));
+}
+
+std::size_t placeOf(std::string_view characteristic) {
+  const auto& all = oracle::everyCharacteristic;
+  return static_cast<std::size_t>(std::ranges::find(all, characteristic) - all.begin());
+}
+
+void playValues(Choices& choices) {
+  Twin twin;
+  const auto model = static_cast<Model>(choices.below(modelCount));
+  discover(twin, model);
+  while (!choices.atEnd() && !twin.ended()) {
+    const CharacteristicId id = characteristic(choices);
+    twin.valueUpdated(static_cast<std::size_t>(model), id, value(choices));
+  }
+}
+
+void playReplies(Choices& choices) {
+  constexpr std::uint8_t jsonCode = 19;
+  Twin twin;
+  discover(twin, Model::fenwix);
+  const CharacteristicId command{placeOf(oracle::characCommand), 0};
+  while (!choices.atEnd() && !twin.ended()) {
+    oracle::Bytes part;
+    switch (choices.below(4)) {
+      case 0:
+        part = choices.bytes(choices.byte());
+        break;
+      case 1:
+        part = {0xAA, jsonCode, choices.byte(), choices.byte()};
+        break;
+      case 2: {
+        part = {0xAA, choices.byte(), choices.byte(), 0};
+        const auto payload = choices.bytes(choices.below(32));
+        part.insert(part.end(), payload.begin(), payload.end());
+        break;
+      }
+      default:
+        part.assign(std::size_t{256} * choices.below(8) + choices.byte(), choices.byte());
+        break;
+    }
+    twin.valueUpdated(static_cast<std::size_t>(Model::fenwix), command, part);
+  }
+}
+
+void playCommands(Choices& choices) {
+  const std::uint8_t there = choices.byte();
+  Twin twin;
+  const auto prepare = [&](Model model, std::size_t service, int bit, std::string_view which) {
+    if ((there >> bit & 1) == 0) return;
+    const std::vector<CharacteristicId> found = {{placeOf(which), 0}};
+    twin.characteristicsDiscovered(static_cast<std::size_t>(model), service, found, std::nullopt);
+  };
+  if ((there & 0x01) != 0) discover(twin, Model::corvelta);
+  if ((there & 0x02) != 0) discover(twin, Model::fenwix);
+  prepare(Model::corvelta, 0, 2, oracle::characCalibration);
+  prepare(Model::corvelta, 0, 3, oracle::characAcquisition);
+  prepare(Model::fenwix, 0, 4, oracle::characRaw);
+  prepare(Model::fenwix, 0, 5, oracle::characRaw2);
+  prepare(Model::fenwix, 0, 6, oracle::characCommand);
+  const bool isRunning = there != 0x80;
+  twin.standardInput(choices.remainingText(), isRunning);
+}
+
+void playNames(Choices& choices) {
+  Twin twin;
+  for (std::size_t device = 0; !choices.atEnd() && !twin.ended(); ++device) {
+    const auto taken = name(choices);
+    twin.discovered(device % Twin::deviceCount, taken);
+  }
+}
+
+void playCallbacks(Choices& choices) {
+  Twin twin;
+  while (!choices.atEnd() && !twin.ended()) happen(twin, choices);
+}
+
+}  // namespace subject

@@ -1,0 +1,285 @@
+// What the layer makes of the framework's own ways, beyond what every platform promises.
+#import <CoreBluetooth/CoreBluetooth.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "contract/Recorder.h"
+#include "corebluetooth/standin/Air.h"
+#include "lab/models/Models.h"
+#include "platform/Platform.h"
+
+namespace {
+
+using contract::Recorder;
+using platform::CBCharacteristic;
+using platform::CBPeripheral;
+using platform::CBService;
+using platform::CBUUID;
+using standin::Air;
+using What = Recorder::What;
+
+constexpr CBUUID kBatteryService = CBUUID::UUIDWithString("180F");
+constexpr CBUUID kBattery = CBUUID::UUIDWithString("2A19");
+
+class Layer : public testing::Test {
+ protected:
+  void SetUp() override { Air::shared().add(*model); }
+
+  ~Layer() override {
+    manager.reset();
+    system.reset();
+    EXPECT_EQ(Air::shared().misuses, 0U);
+    Air::shared().clear();
+  }
+
+  void runFor(double seconds) {
+    recorder.setServing(true);
+    system->runUntil(system->now() + seconds);
+    recorder.setServing(false);
+  }
+  void settle() { runFor(0.2); }
+
+  bool waitFor(What what, std::size_t times = 1) {
+    const double limit = system->now() + 30;
+    while (recorder.count(what) < times && system->now() < limit) runFor(0.01);
+    return recorder.count(what) >= times;
+  }
+
+  // Gives nobody but the caller the peripheral.
+  std::shared_ptr<CBPeripheral> discovered() {
+    manager = system->makeCentralManager(recorder);
+    EXPECT_TRUE(waitFor(What::state));
+    manager->scanForPeripherals();
+    EXPECT_TRUE(waitFor(What::discover));
+    auto peripheral = recorder.last(What::discover).peripheral;
+    recorder.forget();
+    peripheral->setDelegate(&recorder);
+    return peripheral;
+  }
+
+  std::shared_ptr<CBPeripheral> connected() {
+    auto peripheral = discovered();
+    manager->connect(peripheral);
+    EXPECT_TRUE(waitFor(What::connect));
+    recorder.forget();
+    return peripheral;
+  }
+
+  CBCharacteristic& battery(CBPeripheral& peripheral) {
+    peripheral.discoverServices({&kBatteryService, 1});
+    EXPECT_TRUE(waitFor(What::services));
+    CBService& service = *peripheral.services()->front();
+    peripheral.discoverCharacteristics({&kBattery, 1}, service);
+    EXPECT_TRUE(waitFor(What::characteristics));
+    recorder.forget();
+    return *service.characteristics()->front();
+  }
+
+  standin::Faults& faults() { return Air::shared().faultsOf(*model); }
+  void loseLink() {
+    Air::shared().vanish(*model);
+    Air::shared().appear(*model);
+  }
+
+  std::unique_ptr<lab::BenchDevice> model = lab::makeDevice("tramsel");
+  Recorder recorder;
+  std::unique_ptr<platform::Platform> system = platform::makePlatform();
+  std::unique_ptr<platform::CBCentralManager> manager;
+};
+
+TEST_F(Layer, HoldsNothingThatNobodyElseHolds) {
+  const std::size_t before = Air::shared().objects;
+  {
+    auto peripheral = connected();
+    battery(*peripheral);
+    EXPECT_GT(Air::shared().objects, before);
+  }
+  settle();
+  recorder.forget();
+  EXPECT_EQ(Air::shared().objects, before + 1);  // the manager
+  manager.reset();
+  EXPECT_EQ(Air::shared().objects, before);
+}
+
+TEST_F(Layer, DropsADeviceThatNobodyWants) {
+  const auto other = lab::makeDevice("tramsel");
+  Air::shared().add(*other);
+  const auto peripheral = discovered();
+  settle();
+  recorder.forget();
+  EXPECT_EQ(Air::shared().objects, 2U);  // the manager and the one that is held
+}
+
+TEST_F(Layer, PassesOnTheErrorAsTheFrameworkPrintsIt) {
+  model->control("fault refuse-read=2A19:5");
+  const auto peripheral = connected();
+  CBCharacteristic& characteristic = battery(*peripheral);
+  peripheral->readValue(characteristic);
+  ASSERT_TRUE(waitFor(What::value));
+  const platform::Error error = *recorder.last(What::value).error;
+  EXPECT_EQ(error.domain, "CBATTErrorDomain");
+  EXPECT_EQ(error.code, 5);
+  EXPECT_EQ(error.localizedDescription(), "The device answered 0x05.");
+  @autoreleasepool {
+    NSDictionary* const details = @{NSLocalizedDescriptionKey : @"The device answered 0x05."};
+    NSError* const native = [NSError errorWithDomain:CBATTErrorDomain code:5 userInfo:details];
+    EXPECT_EQ(error.description(), [[native description] UTF8String]);
+  }
+}
+
+TEST_F(Layer, DeliversNoEarlierValueWhenAReadFails) {
+  const auto peripheral = connected();
+  CBCharacteristic& characteristic = battery(*peripheral);
+  peripheral->readValue(characteristic);
+  ASSERT_TRUE(waitFor(What::value));
+  EXPECT_TRUE(recorder.last(What::value).value);
+  model->control("fault refuse-read=2A19");
+  peripheral->readValue(characteristic);
+  ASSERT_TRUE(waitFor(What::value, 2));
+  EXPECT_TRUE(recorder.last(What::value).error);
+  EXPECT_FALSE(recorder.last(What::value).value);
+}
+
+TEST_F(Layer, AnswersAServiceDiscoveryThatTheLossOfTheLinkLeavesOpen) {
+  const auto peripheral = connected();
+  faults().isSilent = true;
+  peripheral->discoverServices({&kBatteryService, 1});
+  settle();
+  EXPECT_EQ(recorder.count(What::services), 0U);
+  loseLink();
+  settle();
+  ASSERT_EQ(recorder.count(What::services), 1U);
+  EXPECT_EQ(recorder.last(What::services).error->code, CBErrorPeripheralDisconnected);
+}
+
+TEST_F(Layer, AnswersAServiceDiscoveryOnceWhereTheFrameworkAnswersItToo) {
+  const auto peripheral = connected();
+  faults().isSilent = true;
+  faults().failsWaitingRequests = true;
+  peripheral->discoverServices({&kBatteryService, 1});
+  settle();
+  loseLink();
+  settle();
+  ASSERT_EQ(recorder.count(What::services), 1U);
+  EXPECT_TRUE(recorder.last(What::services).error);
+}
+
+TEST_F(Layer, AnswersAServiceDiscoveryWhenTheRadioIsReset) {
+  const auto peripheral = connected();
+  faults().isSilent = true;
+  peripheral->discoverServices({&kBatteryService, 1});
+  settle();
+  Air::shared().setState(CBManagerStateResetting);
+  settle();
+  ASSERT_EQ(recorder.count(What::services), 1U);
+  EXPECT_TRUE(recorder.last(What::services).error);
+}
+
+TEST_F(Layer, ReportsNoRequestThatTheFrameworkFailsForTheLinkIsLost) {
+  const auto peripheral = connected();
+  CBCharacteristic& characteristic = battery(*peripheral);
+  CBService& service = *peripheral->services()->front();
+  faults().isSilent = true;
+  faults().failsWaitingRequests = true;
+  peripheral->readValue(characteristic);
+  peripheral->setNotifyValue(true, characteristic);
+  peripheral->discoverCharacteristics({&kBattery, 1}, service);
+  settle();
+  loseLink();
+  settle();
+  EXPECT_TRUE(recorder.events().empty());
+}
+
+TEST_F(Layer, DiscoversOnANewLinkWhatALostOneLeftOpen) {
+  const auto peripheral = connected();
+  battery(*peripheral);
+  faults().isSilent = true;
+  peripheral->discoverCharacteristics({&kBattery, 1}, *peripheral->services()->front());
+  settle();
+  loseLink();
+  settle();
+  faults().isSilent = false;
+  manager->connect(peripheral);
+  ASSERT_TRUE(waitFor(What::connect));
+  EXPECT_EQ(battery(*peripheral).UUID(), kBattery);
+}
+
+TEST_F(Layer, FailedServiceDiscoveryHasNoServices) {
+  faults().discoveryError = 14;
+  const auto peripheral = connected();
+  peripheral->discoverServices({&kBatteryService, 1});
+  ASSERT_TRUE(waitFor(What::services));
+  EXPECT_EQ(recorder.last(What::services).error->code, 14);
+  EXPECT_EQ(peripheral->services(), nullptr);
+}
+
+TEST_F(Layer, KeepsADeviceWhoseLinkIsAskedFor) {
+  auto peripheral = discovered();
+  Air::shared().vanish(*model);
+  manager->connect(peripheral);
+  const CBPeripheral* const before = peripheral.get();
+  peripheral.reset();
+  settle();
+  Air::shared().appear(*model);
+  ASSERT_TRUE(waitFor(What::connect));
+  EXPECT_EQ(recorder.last(What::connect).peripheral.get(), before);
+}
+
+TEST_F(Layer, AsksAgainForALinkThatTheFrameworkFailedToMake) {
+  const auto peripheral = discovered();
+  faults().failsNextConnection = true;
+  manager->connect(peripheral);
+  EXPECT_TRUE(waitFor(What::connect));
+}
+
+TEST_F(Layer, AsksAgainForALinkAfterAResetOfTheRadio) {
+  const auto peripheral = discovered();
+  Air::shared().vanish(*model);
+  manager->connect(peripheral);
+  Air::shared().setState(CBManagerStateResetting);
+  settle();
+  Air::shared().setState(CBManagerStatePoweredOn);
+  Air::shared().appear(*model);
+  EXPECT_TRUE(waitFor(What::connect));
+}
+
+TEST_F(Layer, ForgetsTheRequestsToADeviceThatNobodyHolds) {
+  auto peripheral = connected();
+  CBCharacteristic& characteristic = battery(*peripheral);
+  settle();
+  recorder.forget();
+  peripheral->readValue(characteristic);
+  peripheral.reset();
+  settle();
+  EXPECT_TRUE(recorder.events().empty());
+}
+
+// Lets go of the peripheral from within its own callback.
+class Quitter final : public platform::CBPeripheralDelegate {
+ public:
+  std::shared_ptr<CBPeripheral> peripheral;
+
+  void peripheralDidDiscoverServices(CBPeripheral&, const platform::Error*) override {
+    peripheral.reset();
+  }
+  void peripheralDidDiscoverCharacteristicsFor(CBPeripheral&, CBService&,
+                                               const platform::Error*) override {}
+  void peripheralDidUpdateValueFor(CBPeripheral&, CBCharacteristic&,
+                                   const platform::Error*) override {}
+};
+
+TEST_F(Layer, LetsAPeripheralGoFromWithinItsCallback) {
+  Quitter quitter;
+  quitter.peripheral = connected();
+  quitter.peripheral->setDelegate(&quitter);
+  quitter.peripheral->discoverServices({&kBatteryService, 1});
+  settle();
+  EXPECT_EQ(quitter.peripheral, nullptr);
+  EXPECT_EQ(Air::shared().objects, 1U);  // the manager
+}
+
+}  // namespace

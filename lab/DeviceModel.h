@@ -51,7 +51,7 @@ using ReadResult = std::variant<Bytes, AttError>;
 // The link to the central, as the device sees it. Given to the model while one is connected.
 class Link {
  public:
-  // Sends one notification (or indication): 0 to 512 bytes, as far as the link's packet size
+  // Sends one notification (or indication): 0 to 514 bytes, as far as the link's packet size
   // allows; what is longer is cut. A characteristic that is not subscribed: taken and not sent.
   // False when the link has no room now: the value was not taken and is to be offered again at the
   // next advance(), which the host calls as soon as there is room.

@@ -31,7 +31,7 @@ class Payload {
   operator std::string_view() const { return text_; }
 
  private:
-  // A raw signal value of 512 bytes, the longest that GATT allows, in hexadecimal.
+  // A raw signal value of 514 bytes, the longest that a notification carries, in hexadecimal.
   static constexpr std::size_t kUsualLength = 1100;
 
   std::array<std::byte, kUsualLength + 1> arena_;

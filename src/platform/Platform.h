@@ -74,7 +74,8 @@ class CBCharacteristic {
   const CBUUID& UUID() const { return uuid_; }
 
   // The value being delivered. Valid only during the peripheralDidUpdateValueFor callback of this
-  // characteristic; absent there when the read failed. 0 to 512 bytes on the air.
+  // characteristic; absent there when the read failed. 0 to 514 bytes on the air: an ATT
+  // packet of 517 less its header.
   const std::optional<Value>& value() const { return value_; }
 
  protected:

@@ -54,7 +54,7 @@ class BluezSubscribe : public BluezTest {
 
 TEST_F(BluezSubscribe, DeliversWhatTheSocketBrings) {
   acquire();
-  const std::vector<Bytes> sent{{1}, {1}, {}, {2, 3}, {}, {}, Bytes(512, 9)};
+  const std::vector<Bytes> sent{{1}, {1}, {}, {2, 3}, {}, {}, Bytes(514, 9)};
   for (const Bytes& value : sent) send(value);
   ASSERT_TRUE(waitUntil([&] { return valueEvents.size() == sent.size(); }));
   EXPECT_EQ(values(), sent);

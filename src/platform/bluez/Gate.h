@@ -19,7 +19,7 @@ class Gate {
 
  private:
   // A pipe that accepts output has a free page (4,096 bytes). The line of one value has some 80
-  // bytes, at most about 1,040 (a value of 512 bytes in hexadecimal), so one answer is good for
+  // bytes, at most about 1,040 (a value of 514 bytes in hexadecimal), so one answer is good for
   // this many callbacks. A longer line (a reply gathered from many values) may make the write
   // block until the reader goes on; nothing is received during that time.
   static constexpr int kCallbacksPerAnswer = 3;

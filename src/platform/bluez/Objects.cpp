@@ -95,15 +95,52 @@ bool skipVariant(sd_bus_message* message) {
   return sd_bus_message_skip(message, "v") >= 0;
 }
 
-bool readAdapter(sd_bus_message* message, AdapterProperties& adapter) {
+// sd-bus (252) refuses to read past a text with a noncharacter, U+FFFF say, and with it the whole
+// message. UTF-8 allows them, BlueZ and the daemon pass them on, so any device nearby could hide
+// all others by its name. Each becomes U+FFFD, or the like of its plane, which is as long.
+void replaceNoncharacters(unsigned char* text) {
+  for (; *text != 0; ++text) {
+    if (text[0] == 0xEF && text[1] == 0xB7 && text[2] >= 0x90 && text[2] <= 0xAF) {
+      text[1] = 0xBF;
+      text[2] = 0xBD;
+    } else if ((text[0] & 0x0F) == 0x0F && text[1] == 0xBF && text[2] >= 0xBE && text[2] <= 0xBF) {
+      text[2] = 0xBD;
+    }
+  }
+}
+
+// The text of an entry, which sd-bus cannot be asked for, lies in the message behind the entry's
+// key: the end of the key, the variant's signature in three bytes, and after padding to a multiple
+// of four the length. The daemon has seen to it that it ends with a zero.
+void makeReadable(sd_bus_message* message, std::string_view key) {
+  const char* contents = nullptr;
+  char outer = 0;
+  if (sd_bus_message_peek_type(message, &outer, &contents) <= 0 || outer != SD_BUS_TYPE_VARIANT ||
+      contents == nullptr || std::strcmp(contents, "s") != 0) {
+    return;
+  }
+  const auto end = reinterpret_cast<std::uintptr_t>(key.data() + key.size() + 1);
+  const std::uintptr_t length = (end + 3 + 3) / 4 * 4;
+  replaceNoncharacters(reinterpret_cast<unsigned char*>(length + 4));
+}
+
+template <typename OnProperty>
+bool readProperties(sd_bus_message* message, const OnProperty& onProperty) {
   return readDictionary(message, "sv", "{sv}", [&](std::string_view name) {
+    makeReadable(message, name);
+    return onProperty(name);
+  });
+}
+
+bool readAdapter(sd_bus_message* message, AdapterProperties& adapter) {
+  return readProperties(message, [&](std::string_view name) {
     if (name == "Powered") return readBoolean(message, adapter.powered);
     return skipVariant(message);
   });
 }
 
 bool readDevice(sd_bus_message* message, DeviceProperties& device) {
-  return readDictionary(message, "sv", "{sv}", [&](std::string_view name) {
+  return readProperties(message, [&](std::string_view name) {
     if (name == "RSSI") device.wasSeen = true;
     if (name == "Name") return readText(message, device.name);
     if (name == "Connected") return readBoolean(message, device.connected);
@@ -114,7 +151,7 @@ bool readDevice(sd_bus_message* message, DeviceProperties& device) {
 
 bool readService(sd_bus_message* message, ServiceProperties& service) {
   std::optional<bool> isPrimary;
-  const bool isRead = readDictionary(message, "sv", "{sv}", [&](std::string_view name) {
+  const bool isRead = readProperties(message, [&](std::string_view name) {
     if (name == "UUID") return readUuid(message, service.uuid);
     if (name == "Primary") return readBoolean(message, isPrimary);
     return skipVariant(message);
@@ -124,7 +161,7 @@ bool readService(sd_bus_message* message, ServiceProperties& service) {
 }
 
 bool readCharacteristic(sd_bus_message* message, CharacteristicProperties& characteristic) {
-  return readDictionary(message, "sv", "{sv}", [&](std::string_view name) {
+  return readProperties(message, [&](std::string_view name) {
     if (name == "UUID") return readUuid(message, characteristic.uuid);
     if (name == "Value") return readValue(message, characteristic.value);
     return skipVariant(message);
@@ -132,7 +169,7 @@ bool readCharacteristic(sd_bus_message* message, CharacteristicProperties& chara
 }
 
 bool readBattery(sd_bus_message* message, BatteryProperties& battery) {
-  return readDictionary(message, "sv", "{sv}", [&](std::string_view name) {
+  return readProperties(message, [&](std::string_view name) {
     if (name == "Percentage") return readByte(message, battery.percentage);
     return skipVariant(message);
   });
@@ -146,7 +183,7 @@ bool readInterface(sd_bus_message* message, std::string_view interface, Object& 
     return readCharacteristic(message, object.characteristic.emplace());
   }
   if (interface == kBatteryInterface) return readBattery(message, object.battery.emplace());
-  return sd_bus_message_skip(message, "a{sv}") >= 0;
+  return readProperties(message, [&](std::string_view) { return skipVariant(message); });
 }
 
 bool readInterfaces(sd_bus_message* message, Object& object) {

@@ -14,8 +14,9 @@
 
 namespace platform::bluez {
 
-// The largest value an attribute can have; what is longer did not come over the air.
-inline constexpr std::size_t kLargestValue = 512;
+// An attribute has at most 512 bytes, but a notification carries what an ATT packet of 517 bytes,
+// the largest that bluetoothd agrees on, leaves for it. What is longer did not come over the air.
+inline constexpr std::size_t kLargestValue = 514;
 
 struct AdapterProperties {
   std::optional<bool> powered;

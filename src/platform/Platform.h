@@ -238,9 +238,7 @@ class Platform {
   virtual std::unique_ptr<CBCentralManager> makeCentralManager(
       CBCentralManagerDelegate& delegate) = 0;
 
-  // Serves the stack's events and makes the callbacks until the given date, and beyond it for as
-  // long as the descriptor of deliverWhileWritable does not accept output: what the caller writes
-  // between two turns must not make it wait while devices go on sending.
+  // Serves the stack's events and makes the callbacks until the given date.
   virtual void runUntil(double date) = 0;
 
   // The current date, in seconds since 1 January 1970.

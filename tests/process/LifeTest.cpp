@@ -10,7 +10,6 @@
 namespace process_test {
 namespace {
 
-using support::BridgeProcess;
 using support::ProcessOptions;
 using Input = ProcessOptions::Input;
 using Lines = std::vector<std::string>;

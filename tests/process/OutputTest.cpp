@@ -16,7 +16,6 @@ namespace {
 using namespace std::chrono;
 using support::OutputLine;
 using support::ProcessOptions;
-using vornix_host::LineKind;
 
 TEST(Output, IsWrittenOneLineAtATime) {
   Bridge bridge(with(fenwix(), id::rms, {"stream=0000803F"}) +

@@ -24,15 +24,17 @@ BusMonitor::BusMonitor() {
   check(sd_bus_set_bus_client(bus, 1));
   check(sd_bus_set_monitor(bus, 1));
   check(sd_bus_start(bus));
+  check(sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                           "org.freedesktop.DBus.Monitoring", "BecomeMonitor", nullptr, nullptr,
+                           "asu", 1, "type='error',sender='org.bluez'", 0));
 }
 
-bool BusMonitor::waitForError(const std::string& name, Limit limit) {
+bool BusMonitor::waitForError(Limit limit) {
   const Clock::time_point deadline = Clock::now() + limit;
   for (;;) {
     sd_bus_message* message = nullptr;
     const bool isMore = check(sd_bus_process(bus_.get(), &message)) > 0;
-    const bool isFound =
-        message != nullptr && sd_bus_message_is_method_error(message, name.c_str());
+    const bool isFound = message != nullptr && sd_bus_message_is_method_error(message, nullptr) > 0;
     sd_bus_message_unref(message);
     if (isFound) return true;
     const auto left =

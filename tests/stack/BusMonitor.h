@@ -1,10 +1,9 @@
-// Listens to everything on the system bus, answers between others included.
+// Sees what BlueZ refuses others, which no ordinary client of the system bus does.
 #pragma once
 
 #include <systemd/sd-bus.h>
 
 #include <memory>
-#include <string>
 
 #include "Program.h"
 
@@ -14,8 +13,8 @@ class BusMonitor {
  public:
   BusMonitor();  // throws std::system_error without a system bus
 
-  // True when somebody is answered with this D-Bus error from now on.
-  bool waitForError(const std::string& name, Limit limit = patience);
+  // True when BlueZ answers anybody's call with an error.
+  bool waitForError(Limit limit = patience);
 
  private:
   struct Close {

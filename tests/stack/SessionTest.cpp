@@ -114,7 +114,7 @@ TEST_F(SessionTest, KillEndsItInTheMiddleOfAStream) {
 
 // A device without the Battery Service whose level BlueZ has from elsewhere (in 5.66 experimental).
 TEST_F(SessionTest, BatteryThatOnlyBlueZKnows) {
-  stack_.start(2, {"--experimental"});
+  stack_.start(2, {"--experimental", "-d"});
   auto& bridge = startBridge();
   EXPECT_TRUE(waitForScan());
   bridge.sendSignal(SIGSTOP);

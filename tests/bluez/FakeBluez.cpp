@@ -25,8 +25,13 @@ void append(sd_bus_message* message, const Property& property) {
     int operator()(std::int16_t value) const {
       return sd_bus_message_append(message, "v", "n", value);
     }
+    // sd-bus takes less from a caller than BlueZ sends: noncharacters.
     int operator()(const std::string& value) const {
-      return sd_bus_message_append(message, "v", "s", value.c_str());
+      char* place = nullptr;
+      check(sd_bus_message_open_container(message, 'v', "s"));
+      check(sd_bus_message_append_string_space(message, value.size(), &place));
+      std::ranges::copy(value, place);
+      return sd_bus_message_close_container(message);
     }
     int operator()(const Bytes& value) const {
       check(sd_bus_message_open_container(message, 'v', "ay"));

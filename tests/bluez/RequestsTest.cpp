@@ -120,7 +120,7 @@ TEST_F(BluezRequests, MayBeMadeOnAnotherThreadWhileTheLoopTurns) {
 TEST_F(BluezRequests, ReadThatGivesNonsenseFails) {
   bluez->on(stream, "ReadValue", [&](OwnedMessage call) { bluez->reply(*call); });
   bluez->on(other, "ReadValue",
-            [&](OwnedMessage call) { bluez->replyValue(*call, Bytes(513, 1)); });
+            [&](OwnedMessage call) { bluez->replyValue(*call, Bytes(515, 1)); });
   peripheral->readValue(at(kStream));
   peripheral->readValue(at(kOther));
   ASSERT_TRUE(waitUntil([&] { return told.size() == 2; }));

@@ -42,6 +42,17 @@ TEST_F(BluezScan, ReportsADeviceThatIsConnectedAlready) {
   EXPECT_EQ(reports.size(), 1U);
 }
 
+// UTF-8 allows noncharacters, and so do BlueZ and the daemon; sd-bus does not read them.
+TEST_F(BluezScan, IsNotBlindedByANameWithNoncharacters) {
+  bluez->objects[kDevice] = device("Ilo \uFDD0\uFFFF\U0001FFFE", true);
+  bluez->objects[kDevice][kDeviceInterface]["Alias"] = std::string("\uFFFE");
+  startPoweredOn();
+  scan();
+  ASSERT_EQ(reports.size(), 1U);
+  EXPECT_EQ(reports[0]->name(), "Ilo \uFFFD\uFFFD\U0001FFFD");
+  EXPECT_EQ(manager->state(), platform::CBManagerState::poweredOn);
+}
+
 TEST_F(BluezScan, ReportsADeviceOnce) {
   discover();
   see();

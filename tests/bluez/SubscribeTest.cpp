@@ -73,7 +73,7 @@ TEST_F(BluezSubscribe, DeliversTheLastValuesOfASocketThatEnds) {
 
 TEST_F(BluezSubscribe, DropsWhatIsTooLongToBeAValue) {
   acquire();
-  send(Bytes(513, 1));
+  send(Bytes(515, 1));
   send({2});
   ASSERT_TRUE(waitUntil([&] { return !valueEvents.empty(); }));
   EXPECT_EQ(values(), std::vector<Bytes>{{2}});

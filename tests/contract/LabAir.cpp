@@ -84,11 +84,6 @@ struct LabAir::Seat {
   lab::Peripheral peripheral;
 };
 
-LabAir& LabAir::get() {
-  static LabAir air;
-  return air;
-}
-
 LabAir::LabAir()
     : seats_{std::make_unique<Seat>(1), std::make_unique<Seat>(2)},
       wakeUp_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
@@ -165,10 +160,6 @@ void LabAir::takeBackAll() {
       seat->model.setModel(nullptr);
     }
   });
-}
-
-std::vector<std::string> LabAir::addresses() const {
-  return {seats_[0]->observer.address(), seats_[1]->observer.address()};
 }
 
 }  // namespace contract

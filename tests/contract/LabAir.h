@@ -39,8 +39,11 @@ class BorrowedModel final : public lab::DeviceModel {
 
 class LabAir {
  public:
-  // The program's one; throws when the controllers cannot be had.
-  static LabAir& get();
+  // Throws when the controllers cannot be had.
+  LabAir();
+  LabAir(const LabAir&) = delete;
+  LabAir& operator=(const LabAir&) = delete;
+  ~LabAir();
 
   // All from the test's thread; done, and taken effect, when they return.
   void lend(ContractDevice& model);
@@ -48,13 +51,9 @@ class LabAir {
   void takeBackAll();
   void run(const std::function<void()>& action);
 
-  std::vector<std::string> addresses() const;
-
  private:
   struct Seat;
 
-  LabAir();
-  ~LabAir();
   void serve();
   Seat& seatOf(const ContractDevice* model);
 

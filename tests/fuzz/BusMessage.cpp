@@ -2,6 +2,7 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <string_view>
 
@@ -125,12 +126,27 @@ class Writer {
   const char* anyType() { return types[choices_.below(depth_ < 8 ? types.size() : 7)]; }
 
   void putVariant(const std::string& type) {
+    const int levels = type == "s" ? 1 : 2;
+    level_ += levels;
     within('v', type, [&] { put(type); });
+    level_ -= levels;
+  }
+
+  // The text of a property may have noncharacters, which BlueZ lets through and which sd-bus does
+  // not take from a caller in the usual way. BlueZ has no such text further down.
+  void putText(const std::string& text) {
+    if (level_ == 1) {
+      char* place = nullptr;
+      check(sd_bus_message_append_string_space(message_, text.size(), &place));
+      std::ranges::copy(text, place);
+    } else if (sd_bus_message_append_basic(message_, 's', text.c_str()) < 0) {
+      check(sd_bus_message_append_basic(message_, 's', ""));
+    }
   }
 
   void putBasic(char type) {
     if (type == 's') {
-      check(sd_bus_message_append_basic(message_, type, textOf(choices_).c_str()));
+      putText(textOf(choices_));
     } else if (type == 'o') {
       check(sd_bus_message_append_basic(message_, type, makePath(choices_).c_str()));
     } else if (type == 'g') {
@@ -149,6 +165,7 @@ class Writer {
   sd_bus_message* message_;
   Choices& choices_;
   int depth_ = 0;
+  int level_ = 0;  // 1: the text of a property; more: further down
 };
 
 }  // namespace

@@ -71,6 +71,10 @@ void appendDevice(sd_bus_message* message, Choices& choices) {
                         choices.below(4) == 0 ? 0 : 1, "ServicesResolved", "b", isResolved ? 1 : 0,
                         "RSSI", "n", -60);
   if (!isResolved) return;
+  if (choices.below(4) == 1) {
+    sd_bus_message_append(message, "{oa{sa{sv}}}", path.c_str(), 1, "org.bluez.Battery1", 1,
+                          "Percentage", "y", choices.byte());
+  }
   const auto service = std::string(oracle::everyService[choices.below(12)]);
   appendObject(message, path + "/service0001", "org.bluez.GattService1", service);
   for (const char* part : {"/service0001/char0002", "/service0001/char0005"}) {
@@ -157,6 +161,11 @@ void FakeStack::answerRightly(std::size_t call, Choices& choices) {
   if (calls_.empty() || bus_ == nullptr) return;
   const Message taken = takeCall(call);
   sd_bus_message* reply = nullptr;
+  if (isCall(taken.get(), "AcquireNotify") && choices.below(3) == 1) {
+    const sd_bus_error error = SD_BUS_ERROR_MAKE_CONST("org.bluez.Error.NotSupported", "");
+    if (sd_bus_message_new_method_error(taken.get(), &reply, &error) >= 0) send(reply, stackName);
+    return;
+  }
   if (sd_bus_message_new_method_return(taken.get(), &reply) < 0) return;
   if (isCall(taken.get(), "GetNameOwner")) {
     sd_bus_message_append(reply, "s", stackName);
@@ -164,7 +173,13 @@ void FakeStack::answerRightly(std::size_t call, Choices& choices) {
   }
   if (isCall(taken.get(), "GetManagedObjects")) appendObjects(reply, choices);
   if (isCall(taken.get(), "ReadValue")) append(reply, "ay", choices);
-  if (isCall(taken.get(), "Get")) append(reply, "v", choices);
+  if (isCall(taken.get(), "Get")) {
+    if (choices.flag()) {
+      append(reply, "v", choices);
+    } else {
+      sd_bus_message_append(reply, "v", "y", choices.byte());
+    }
+  }
   if (isCall(taken.get(), "AcquireNotify")) acquire(reply);
   send(reply, stackName);
 }
@@ -269,11 +284,8 @@ void FakeStack::signalChanged(Choices& choices) {
   } else if (kind == 2) {
     append(signal, "sa{sv}as", choices);
   } else {
-    sd_bus_message_append(signal, "s", "org.bluez.GattCharacteristic1");
-    sd_bus_message_open_container(signal, 'a', "{sv}");
-    sd_bus_message_append(signal, "{sv}", "Value", "ay", 2, 1, choices.byte());
-    sd_bus_message_close_container(signal);
-    sd_bus_message_append(signal, "as", 0);
+    sd_bus_message_append(signal, "sa{sv}as", "org.bluez.GattCharacteristic1", 1, "Value", "ay", 2,
+                          1, choices.byte(), 0);
   }
   send(signal, stackName);
 }

@@ -7,7 +7,7 @@ namespace {
 
 std::optional<Options> parse(std::vector<const char*> arguments) {
   std::string reason;
-  const std::optional<Options> options = parseOptions(arguments, reason);
+  std::optional<Options> options = parseOptions(arguments, reason);
   EXPECT_EQ(options.has_value(), reason.empty());
   return options;
 }

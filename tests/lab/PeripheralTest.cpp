@@ -119,7 +119,7 @@ TEST_F(PeripheralTest, ServesAttOverTheLink) {
 TEST_F(PeripheralTest, CutsAndPutsTogetherWhatTheControllerCannotTakeWhole) {
   connect();
   controller_.fromCentral(4, "020502");
-  const std::string value(2 * 100, '7');
+  const std::string value(200, '7');
   controller_.fromCentral(4, "120900" + value);
   controller_.fromCentral(4, "0A0900");
   settle();

@@ -210,6 +210,20 @@ bool BlueZ::isAcquired(const std::string& uuid) const {
   return isAcquired;
 }
 
+std::string BlueZ::connectDevice() {
+  const auto call = [this](const std::string& path, const char* interface, const char* member) {
+    check(sd_bus_call_method(bus_.get(), service, path.c_str(), interface, member, nullptr, nullptr,
+                             ""),
+          member);
+  };
+  call(pathOf("hci0"), adapterInterface, "StartDiscovery");
+  waitUntil([this] { return !devices().empty(); });
+  const std::string path = devices().at(0).path;
+  call(path, "org.bluez.Device1", "Connect");
+  call(pathOf("hci0"), adapterInterface, "StopDiscovery");
+  return path;
+}
+
 void BlueZ::provideBattery(const std::string& devicePath, std::uint8_t level) {
   const bool isNew = battery_.device.empty();
   battery_ = {devicePath, level};
@@ -229,14 +243,13 @@ void BlueZ::provideBattery(const std::string& devicePath, std::uint8_t level) {
         "RegisterBatteryProvider");
 }
 
-bool BlueZ::hasBattery(const std::string& devicePath) const {
-  bool hasBattery = false;
-  forEachInterface(bus_.get(),
-                   [&](sd_bus_message*, std::string_view path, std::string_view interface) {
-                     hasBattery |= path == devicePath && interface == "org.bluez.Battery1";
-                     return false;
-                   });
-  return hasBattery;
+std::optional<std::uint8_t> BlueZ::batteryOf(const std::string& devicePath) const {
+  std::uint8_t level = 0;
+  if (sd_bus_get_property_trivial(bus_.get(), service, devicePath.c_str(), "org.bluez.Battery1",
+                                  "Percentage", nullptr, 'y', &level) < 0) {
+    return std::nullopt;
+  }
+  return level;
 }
 
 void BlueZ::reloadBusConfiguration() const {

@@ -46,10 +46,14 @@ class BlueZ {
   // bluetoothd's own subscription to a battery level is not of that kind.
   bool isAcquired(const std::string& uuid) const;
 
+  // Finds the one device in range and connects to it, as another program would; its path.
+  std::string connectDevice();
+
   // Tells BlueZ the battery level of a device, as a program does that knows it by other means than
-  // the device's GATT services. Lasts as long as this object; a later call changes the level.
+  // the device's GATT services. BlueZ (5.66, experimental) takes it for a device that has been
+  // connected. Lasts as long as this object; a later call changes the level.
   void provideBattery(const std::string& devicePath, std::uint8_t level);
-  bool hasBattery(const std::string& devicePath) const;
+  std::optional<std::uint8_t> batteryOf(const std::string& devicePath) const;
 
   // Makes the bus read its configuration anew.
   void reloadBusConfiguration() const;

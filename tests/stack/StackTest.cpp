@@ -17,10 +17,16 @@ constexpr char markerHex[] = "5A5A5A5A5A5A5A5A5A5A5A5A5A5A5A5A5A5A";
 
 std::string testName() {
   const ::testing::TestInfo& test = *::testing::UnitTest::GetInstance()->current_test_info();
-  return std::string(test.test_suite_name()) + "." + test.name();
+  std::string name = std::string(test.test_suite_name()) + "." + test.name();
+  std::ranges::replace(name, '/', '.');
+  return name;
 }
 
+// Where the logs of a test that fails are kept.
+fs::path keptFolder() { return fs::path(std::getenv("VORNIX_SHARE")) / testName(); }
+
 fs::path makeFolder() {
+  fs::remove_all(keptFolder());
   fs::path folder = "/run/" + testName();
   fs::create_directories(folder);
   return folder;
@@ -54,8 +60,7 @@ StackTest::~StackTest() {
     std::ofstream(folder_ / ("bridge" + std::to_string(index) + ".log"))
         << bridges_[index]->output() << bridges_[index]->standardError();
   }
-  const fs::path kept = fs::path(std::getenv("VORNIX_SHARE")) / testName();
-  fs::copy(folder_, kept, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+  fs::copy(folder_, keptFolder(), fs::copy_options::recursive);
 }
 
 BridgeProcess& StackTest::startBridge(const support::ProcessOptions& options,

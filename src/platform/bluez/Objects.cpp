@@ -98,13 +98,13 @@ bool skipVariant(sd_bus_message* message) {
 // sd-bus (252) refuses to read past a text with a noncharacter, U+FFFF say, and with it the whole
 // message. UTF-8 allows them, BlueZ and the daemon pass them on, so any device nearby could hide
 // all others by its name. Each becomes U+FFFD, or the like of its plane, which is as long.
-void replaceNoncharacters(unsigned char* text) {
-  for (; *text != 0; ++text) {
-    if (text[0] == 0xEF && text[1] == 0xB7 && text[2] >= 0x90 && text[2] <= 0xAF) {
-      text[1] = 0xBF;
-      text[2] = 0xBD;
-    } else if ((text[0] & 0x0F) == 0x0F && text[1] == 0xBF && text[2] >= 0xBE && text[2] <= 0xBF) {
-      text[2] = 0xBD;
+void replaceNoncharacters(char* text) {
+  const auto at = [&text](int index) { return static_cast<unsigned char>(text[index]); };
+  for (; *text != '\0'; ++text) {
+    if (at(0) == 0xEF && at(1) == 0xB7 && at(2) >= 0x90 && at(2) <= 0xAF) {
+      std::memcpy(text, "\xEF\xBF\xBD", 3);
+    } else if ((at(0) & 0x0F) == 0x0F && at(1) == 0xBF && at(2) >= 0xBE && at(2) <= 0xBF) {
+      text[2] = '\xBD';
     }
   }
 }
@@ -119,9 +119,9 @@ void makeReadable(sd_bus_message* message, std::string_view key) {
       contents == nullptr || std::strcmp(contents, "s") != 0) {
     return;
   }
-  const auto end = reinterpret_cast<std::uintptr_t>(key.data() + key.size() + 1);
-  const std::uintptr_t length = (end + 3 + 3) / 4 * 4;
-  replaceNoncharacters(reinterpret_cast<unsigned char*>(length + 4));
+  const char* signatureEnd = key.data() + key.size() + 1 + 3;
+  const std::uintptr_t padding = -reinterpret_cast<std::uintptr_t>(signatureEnd) % 4;
+  replaceNoncharacters(const_cast<char*>(signatureEnd + padding + 4));
 }
 
 template <typename OnProperty>

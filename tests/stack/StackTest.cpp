@@ -23,7 +23,9 @@ std::string testName() {
 }
 
 // Where the logs of a test that fails are kept.
-fs::path keptFolder() { return fs::path(std::getenv("VORNIX_SHARE")) / testName(); }
+fs::path keptFolder() {
+  return fs::path(std::getenv("VORNIX_SHARE")) / testName();
+}
 
 fs::path makeFolder() {
   fs::remove_all(keptFolder());

@@ -57,7 +57,10 @@ void Platform::runUntil(double date) {
 
 void Platform::takeRequests() {
   air_.mailbox.take(requests_);
-  for (Request& request : requests_) request.peripheral->accept(std::move(request));
+  for (Request& request : requests_) {
+    const auto peripheral = request.peripheral;
+    peripheral->accept(std::move(request));
+  }
 }
 
 bool Platform::runNextEvent(Time limit) {

@@ -27,26 +27,6 @@ lab::HciChannel openWhenFree(int controller) {
   }
 }
 
-class Silent final : public lab::PeripheralObserver {
- public:
-  void didStart(const std::string& address) override { address_ = address; }
-  void didFail(const std::string& reason) override { throw std::runtime_error(reason); }
-  void didAdvertise() override {}
-  void didConnect() override {}
-  void didDisconnect(std::uint8_t) override {}
-  void didTurnAway() override {}
-  void didSend(const lab::Uuid&, std::span<const std::uint8_t>) override {}
-  void didRead(const lab::Uuid&) override {}
-  void didWrite(const lab::Uuid&, std::span<const std::uint8_t>) override {}
-  void didSubscribe(const lab::Uuid&, bool) override {}
-  void didRefuse(const std::string&) override {}
-
-  const std::string& address() const { return address_; }
-
- private:
-  std::string address_;
-};
-
 }  // namespace
 
 void BorrowedModel::connected(lab::Link& link) {
@@ -77,6 +57,26 @@ std::optional<lab::Microseconds> BorrowedModel::advance(lab::Microseconds now) {
 }
 
 struct LabAir::Seat {
+  class Silent final : public lab::PeripheralObserver {
+   public:
+    void didStart(const std::string& address) override { address_ = address; }
+    void didFail(const std::string& reason) override { throw std::runtime_error(reason); }
+    void didAdvertise() override {}
+    void didConnect() override {}
+    void didDisconnect(std::uint8_t) override {}
+    void didTurnAway() override {}
+    void didSend(const lab::Uuid&, std::span<const std::uint8_t>) override {}
+    void didRead(const lab::Uuid&) override {}
+    void didWrite(const lab::Uuid&, std::span<const std::uint8_t>) override {}
+    void didSubscribe(const lab::Uuid&, bool) override {}
+    void didRefuse(const std::string&) override {}
+
+    const std::string& address() const { return address_; }
+
+   private:
+    std::string address_;
+  };
+
   explicit Seat(int controller) : peripheral(openWhenFree(controller), model, observer) {}
 
   BorrowedModel model;

@@ -14,7 +14,7 @@
 namespace stack {
 namespace {
 
-void check(int error, const std::string& what) {
+void throwIf(int error, const std::string& what) {
   if (error != 0) throw std::system_error(error, std::generic_category(), what);
 }
 
@@ -22,7 +22,7 @@ void check(int error, const std::string& what) {
 
 Program::Program(const std::vector<std::string>& command, const std::filesystem::path& log) {
   int ends[2];
-  check(::pipe2(ends, O_CLOEXEC) == 0 ? 0 : errno, "pipe2");
+  throwIf(::pipe2(ends, O_CLOEXEC) == 0 ? 0 : errno, "pipe2");
   const support::Descriptor reading(ends[0]);
   input_ = support::Descriptor(ends[1]);
 
@@ -40,7 +40,7 @@ Program::Program(const std::vector<std::string>& command, const std::filesystem:
   posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
   const int error = ::posix_spawn(&id_, arguments[0], &actions, nullptr, arguments.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
-  check(error, command[0]);
+  throwIf(error, command[0]);
 }
 
 Program::~Program() {
@@ -51,7 +51,7 @@ Program::~Program() {
 void Program::writeLine(std::string_view text) const {
   const std::string line = std::string(text) + "\n";
   const ssize_t size = ::write(input_.number(), line.data(), line.size());
-  check(size == static_cast<ssize_t>(line.size()) ? 0 : EPIPE, line);
+  throwIf(size == static_cast<ssize_t>(line.size()) ? 0 : EPIPE, line);
 }
 
 void Program::sendSignal(int number) const {

@@ -44,7 +44,7 @@ TEST_F(CorveltaHandler, HasNoOrderCharacteristicsAtFirst) {
   EXPECT_EQ(handler.charac_force_sleep, nullptr);
 }
 
-const std::string kBattery = "device." + discoverCharacteristics({charac_batt}, service_batt);
+const std::string kTheBattery = "device." + discoverCharacteristics({charac_batt}, service_batt);
 const std::string kParametres =
     "device." + discoverCharacteristics(
                     {charac_corvelta_FW, charac_corvelta_secteur, charac_corvelta_force_sleep},
@@ -63,19 +63,19 @@ TEST_F(CorveltaHandler, AsksForTheCharacteristicsOfEachServiceInTheOrderOfTheSer
               device->discovered({service_corvelta_parametres, service_corvelta_calibration,
                                   service_corvelta_contractions, service_batt});
             }),
-            (Entries{kParametres, kCalibration, kContractions, kBattery}));
+            (Entries{kParametres, kCalibration, kContractions, kTheBattery}));
   EXPECT_EQ(of([this] {
               device->discovered({service_batt, service_corvelta_contractions,
                                   service_corvelta_calibration, service_corvelta_parametres});
             }),
-            (Entries{kBattery, kContractions, kCalibration, kParametres}));
+            (Entries{kTheBattery, kContractions, kCalibration, kParametres}));
 }
 
 TEST_F(CorveltaHandler, PassesOverOtherServices) {
   EXPECT_EQ(of([this] {
               device->discovered({service_info, service_batt, service_tramsel});
             }),
-            Entries{kBattery});
+            Entries{kTheBattery});
 }
 
 TEST_F(CorveltaHandler, DoesNothingWithoutServices) {

@@ -71,7 +71,7 @@ const std::string kSignal =
     "device." + discoverCharacteristics(
                     {charac_fenwix_rms, charac_fenwix_rms2, charac_fenwix_raw, charac_fenwix_raw2},
                     service_fenwix);
-const std::string kBattery =
+const std::string kBatteryService =
     "device." + discoverCharacteristics({charac_batt, charac_batt_heath}, service_batt);
 const std::string kConfig =
     "device." + discoverCharacteristics({charac_fenwix_command}, service_fenwix_config);
@@ -86,12 +86,12 @@ TEST_F(FenwixSetup, AsksForTheCharacteristicsOfEachServiceInTheOrderOfTheService
       of([this] {
         device->discovered({service_fenwix, service_batt, service_info, service_fenwix_config});
       }),
-      (Entries{kSignal, kBattery, kInfo, kConfig}));
+      (Entries{kSignal, kBatteryService, kInfo, kConfig}));
   EXPECT_EQ(
       of([this] {
         device->discovered({service_fenwix_config, service_info, service_batt, service_fenwix});
       }),
-      (Entries{kConfig, kInfo, kBattery, kSignal}));
+      (Entries{kConfig, kInfo, kBatteryService, kSignal}));
 }
 
 TEST_F(FenwixSetup, AsksAgainForAServiceThatIsThereTwice) {

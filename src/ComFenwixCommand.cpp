@@ -70,8 +70,8 @@ void ComFenwix::traiteCommande() {
     const std::string_view text(reinterpret_cast<const char*>(buffer.data()), buffer.size());
     require(isValidUtf8(text));
     Payload payload("PJSON;");
-    payload.text() += text;
-    payload.text() += ';';
+    payload.text().append(text);
+    payload.text().append(';');
     sendQuelmar(payload);
   }
   nbBytesARecevoir = 0;

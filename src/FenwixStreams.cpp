@@ -25,12 +25,11 @@ void sendRms(std::string_view kind, platform::Value value) {
 
 void sendRaw(std::string_view kind, platform::Value value) {
   Payload payload(kind);
-  std::size_t position = payload.text().size();
-  payload.text().resize(position + 2 * value.size());
+  char* digits = payload.text().extend(2 * value.size());
   for (const std::uint8_t byte : value) {
-    payload.text()[position++] = kHexDigits[byte >> 4];
-    payload.text()[position++] = kHexDigits[byte & 0x0F];
+    *digits++ = kHexDigits[byte >> 4];
+    *digits++ = kHexDigits[byte & 0x0F];
   }
-  payload.text() += ';';
+  payload.text().append(';');
   sendQuelmar(payload);
 }

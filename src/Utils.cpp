@@ -4,40 +4,82 @@
 #include <chrono>
 #include <cstdio>
 #include <ctime>
-#include <memory_resource>
-#include <string>
 
 #include "HexDigits.h"
 #include "Precondition.h"
+#include "TextBuffer.h"
 
 namespace {
-
-// A line being put together. Lines of usual length live on the stack, so that a streamed value
-// costs no allocation.
-class Line {
- public:
-  explicit Line(std::size_t length) { text_.reserve(length); }
-  std::pmr::string& text() { return text_; }
-
-  // One fwrite on an unbuffered stream is one write. Its failure is the host's business: a host
-  // that is gone closes the bridge's input too.
-  void write() { std::fwrite(text_.data(), 1, text_.size(), stdout); }
-
- private:
-  std::array<std::byte, 2048> arena_;
-  std::pmr::monotonic_buffer_resource memory_{arena_.data(), arena_.size()};
-  std::pmr::string text_{&memory_};
-};
 
 constexpr std::string_view kEscapedLess = "&inf;";
 constexpr std::string_view kEscapedGreater = "&sup;";
 
-std::size_t escapedLength(std::string_view msg) {
-  std::size_t length = msg.size();
-  for (const char c : msg) {
-    if (c == '<' || c == '>') length += kEscapedLess.size() - 1;
+// One fwrite on an unbuffered stream is one write. Its failure is the host's business: a host that
+// is gone closes the bridge's input too.
+void write(const TextBuffer& line) {
+  std::fwrite(line.view().data(), 1, line.view().size(), stdout);
+}
+
+// What eight bytes, one of them this and the others zero, make of a checksum of zero: by place from
+// the end, and by byte.
+constexpr std::size_t kStep = 8;
+using CrcTable = std::array<std::array<std::uint16_t, 256>, kStep>;
+
+constexpr CrcTable makeCrcTable() {
+  CrcTable table{};
+  for (unsigned byte = 0; byte < 256; ++byte) {
+    unsigned crc = byte << 8;
+    for (auto& place : table) {
+      for (int bit = 0; bit < 8; ++bit) crc = crc << 1 ^ ((crc & 0x8000) != 0 ? 0x1021U : 0U);
+      place[byte] = static_cast<std::uint16_t>(crc);
+    }
   }
-  return length;
+  return table;
+}
+
+constexpr CrcTable kCrcTable = makeCrcTable();
+
+std::uint8_t asciiAt(std::string_view text, std::size_t index) {
+  const auto byte = static_cast<std::uint8_t>(text[index]);
+  require(byte < 0x80);
+  return byte;
+}
+
+// The checksum carried on over a text. Eight bytes at a time, as their places do not wait for one
+// another.
+std::uint16_t crcOf(std::string_view text, std::uint16_t crc) {
+  std::size_t next = 0;
+  for (; next + kStep <= text.size(); next += kStep) {
+    unsigned sum = kCrcTable[7][asciiAt(text, next) ^ crc >> 8] ^
+                   kCrcTable[6][asciiAt(text, next + 1) ^ (crc & 0xFF)];
+    for (std::size_t i = 2; i < kStep; ++i) sum ^= kCrcTable[7 - i][asciiAt(text, next + i)];
+    crc = static_cast<std::uint16_t>(sum);
+  }
+  for (; next < text.size(); ++next) {
+    crc = static_cast<std::uint16_t>(crc << 8 ^ kCrcTable[0][asciiAt(text, next) ^ crc >> 8]);
+  }
+  return crc;
+}
+
+// A log line may repeat a command of any length. What is longer than this, which no pipe takes at
+// once either, is let out in pieces, so that it is not held a second time.
+constexpr std::size_t kLargestPiece = std::size_t{64} << 10;
+
+// The stream is locked.
+void appendEscaped(TextBuffer& line, std::string_view msg) {
+  for (const char c : msg) {
+    if (line.view().size() + kEscapedLess.size() > kLargestPiece) {
+      write(line);
+      line.clear();
+    }
+    if (c == '<') {
+      line.append(kEscapedLess);
+    } else if (c == '>') {
+      line.append(kEscapedGreater);
+    } else {
+      line.append(c);
+    }
+  }
 }
 
 // "<@hh:mm:ss.mmm : ", all four parts from one reading of the clock.
@@ -57,45 +99,33 @@ std::string_view timeStamp(std::array<char, 64>& buffer) {
 
 }  // namespace
 
-void writeLine(std::string_view msg) {
+void writeLine(std::string_view msg, std::string_view more) {
   std::array<char, 64> buffer;
-  const std::string_view stamp = timeStamp(buffer);
-  Line line(stamp.size() + escapedLength(msg) + 2);
-  line.text() += stamp;
-  for (const char c : msg) {
-    if (c == '<') {
-      line.text() += kEscapedLess;
-    } else if (c == '>') {
-      line.text() += kEscapedGreater;
-    } else {
-      line.text() += c;
-    }
-  }
-  line.text() += ">\n";
-  line.write();
+  TextBuffer line;
+  line.append(timeStamp(buffer));
+  flockfile(stdout);
+  appendEscaped(line, msg);
+  appendEscaped(line, more);
+  line.append(">\n");
+  write(line);
+  funlockfile(stdout);
 }
 
 void sendQuelmar(std::string_view msg) {
   const std::uint32_t crc = calcCrc(msg);
-  Line line(msg.size() + 7);
-  line.text() += '<';
-  line.text() += msg;
-  for (int shift = 12; shift >= 0; shift -= 4) line.text() += kHexDigits[crc >> shift & 0x0F];
-  line.text() += ">\n";
-  line.write();
+  TextBuffer line;
+  line.append('<');
+  line.append(msg);
+  for (int shift = 12; shift >= 0; shift -= 4) line.append(kHexDigits[crc >> shift & 0x0F]);
+  line.append(">\n");
+  write(line);
 }
 
 std::uint32_t calcCrc(std::string_view msg) {
   std::uint16_t crc = 0xFFFF;
-  for (std::size_t i = 0; i < msg.size(); ++i) {
-    if (msg[i] == '\r' && i + 1 < msg.size() && msg[i + 1] == '\n') continue;
-    const auto byte = static_cast<std::uint8_t>(msg[i]);
-    require(byte < 0x80);
-    crc = static_cast<std::uint16_t>(crc >> 8 | crc << 8);
-    crc ^= byte;
-    crc ^= static_cast<std::uint16_t>((crc & 0xFF) >> 4);
-    crc ^= static_cast<std::uint16_t>(crc << 12);
-    crc ^= static_cast<std::uint16_t>((crc & 0xFF) << 5);
+  for (auto end = msg.find("\r\n"); end != msg.npos; end = msg.find("\r\n")) {
+    crc = crcOf(msg.substr(0, end), crc);
+    msg.remove_prefix(end + 1);
   }
-  return crc;
+  return crcOf(msg, crc);
 }

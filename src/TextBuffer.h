@@ -1,0 +1,68 @@
+// A text being put together. One of usual length lies in the object itself, so that a streamed
+// value costs no allocation; a longer one moves to the heap.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+class TextBuffer {
+ public:
+  TextBuffer() = default;
+  TextBuffer(const TextBuffer&) = delete;
+  TextBuffer& operator=(const TextBuffer&) = delete;
+
+  void reserve(std::size_t count) {
+    if (count > capacity_ - size_) grow(count);
+  }
+
+  // Makes room for so many characters more and returns where they go; they count as written.
+  char* extend(std::size_t count) {
+    reserve(count);
+    char* const added = begin_ + size_;
+    size_ += count;
+    return added;
+  }
+
+  void append(std::string_view text) { text.copy(extend(text.size()), text.size()); }
+
+  void append(char character) { *extend(1) = character; }
+
+  void appendDecimal(std::int64_t number) {
+    constexpr std::size_t kLongest = std::numeric_limits<std::int64_t>::digits10 + 2;
+    char* const digits = extend(kLongest);
+    const char* const end = std::to_chars(digits, digits + kLongest, number).ptr;
+    size_ = static_cast<std::size_t>(end - begin_);
+  }
+
+  void clear() { size_ = 0; }
+
+  std::string_view view() const { return {begin_, size_}; }
+
+ private:
+  // A line with a raw signal value of 514 bytes, the longest that a notification carries, in
+  // hexadecimal.
+  static constexpr std::size_t kUsual = 1100;
+
+  void grow(std::size_t count) {
+    const std::size_t capacity = std::max(2 * capacity_, size_ + count);
+    auto larger = std::make_unique_for_overwrite<char[]>(capacity);
+    std::memcpy(larger.get(), begin_, size_);
+    heap_ = std::move(larger);
+    begin_ = heap_.get();
+    capacity_ = capacity;
+  }
+
+  std::array<char, kUsual> inline_;
+  std::unique_ptr<char[]> heap_;
+  char* begin_ = inline_.data();
+  std::size_t size_ = 0;
+  std::size_t capacity_ = kUsual;
+};

@@ -12,6 +12,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -60,6 +61,11 @@ class Link {
   // Largest value that one notification carries: the exchanged ATT MTU less 3.
   virtual std::size_t largestNotification() const = 0;
 
+  // Takes a service out of the tree until the link ends: its attributes are gone, its values are no
+  // longer sent. Returns its handles as the Service Changed characteristic tells them; nothing when
+  // the tree has no such service.
+  virtual std::optional<Bytes> withdraw(std::string_view /*service*/) { return std::nullopt; }
+
   // Ends the link from the device's side.
   virtual void drop() = 0;
 
@@ -78,7 +84,7 @@ class DeviceModel {
   // is the GAP device name.
   virtual std::string name() const = 0;
 
-  // The GATT tree; it does not change while a central is connected.
+  // The GATT tree; while a central is connected, only Link::withdraw changes it.
   virtual const std::vector<Service>& services() const = 0;
 
   // The link lives from connected() to disconnected(); subscriptions end with it.

@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
-#include <string>
 
 #include "EndProcess.h"
 #include "Precondition.h"
@@ -135,9 +134,7 @@ void handleHostCommand(ComBLE& comBLE, std::string_view line) {
     command.act(comBLE, line);
     return;
   }
-  std::string text = "commande recue non traitee : ";
-  text += line;
-  writeLine(text);
+  writeLine("commande recue non traitee : ", line);
 }
 
 bool hostSendsNothing() {

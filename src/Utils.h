@@ -10,8 +10,9 @@
 #include <string_view>
 
 // Writes "<@hh:mm:ss.mmm : msg>" with the local time; "<" and ">" in msg become "&inf;" and
-// "&sup;". Any bytes are accepted.
-void writeLine(std::string_view msg);
+// "&sup;". Any bytes are accepted. more: the rest of the message, so that the two need not be put
+// together first. Only a line of more than 64 KiB takes several writes, all under the lock.
+void writeLine(std::string_view msg, std::string_view more = {});
 
 // Writes "<msgXXXX>", XXXX being calcCrc(msg) in upper-case hexadecimal. The message is not escaped
 // and has to be ASCII.

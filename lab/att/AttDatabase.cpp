@@ -45,7 +45,22 @@ AttDatabase::AttDatabase(const std::vector<Service>& services) {
 
 const Attribute* AttDatabase::find(std::uint16_t handle) const {
   if (handle == 0 || handle > attributes_.size()) return nullptr;
-  return &attributes_[handle - 1U];
+  const Attribute& attribute = attributes_[handle - 1U];
+  return attribute.kind == Attribute::Kind::withdrawn ? nullptr : &attribute;
+}
+
+// The handles stay taken, by attributes of no known type.
+std::optional<std::pair<std::uint16_t, std::uint16_t>> AttDatabase::withdraw(const Uuid& service) {
+  const auto declaration = std::ranges::find_if(attributes_, [&](const Attribute& attribute) {
+    return attribute.type == Uuid(att::kPrimaryService) && attribute.constant == service.wire();
+  });
+  if (declaration == attributes_.end()) return std::nullopt;
+  const std::pair range{declaration->handle, declaration->lastOfGroup};
+  for (auto handle = range.first; handle <= range.second; ++handle) {
+    attributes_[handle - 1U].type = Uuid(0);
+    attributes_[handle - 1U].kind = Attribute::Kind::withdrawn;
+  }
+  return range;
 }
 
 std::span<const Attribute> AttDatabase::range(std::uint16_t first, std::uint16_t last) const {
@@ -55,7 +70,7 @@ std::span<const Attribute> AttDatabase::range(std::uint16_t first, std::uint16_t
 }
 
 const Attribute& AttDatabase::valueOf(CharacteristicIndex characteristic) const {
-  return *find(valueHandles_.at(characteristic));
+  return attributes_[valueHandles_.at(characteristic) - 1U];
 }
 
 const Characteristic& AttDatabase::operator[](CharacteristicIndex characteristic) const {

@@ -3,7 +3,9 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "lab/DeviceModel.h"
@@ -12,7 +14,7 @@
 namespace lab {
 
 struct Attribute {
-  enum class Kind { declaration, deviceName, value, configuration };
+  enum class Kind { declaration, deviceName, value, configuration, withdrawn };
 
   std::uint16_t handle;
   Uuid type;
@@ -28,9 +30,17 @@ class AttDatabase {
   explicit AttDatabase(const std::vector<Service>& services);
 
   const Attribute* find(std::uint16_t handle) const;
+
+  // Makes a service of the model and all that is in it unknown, and returns its first and last
+  // handle; nothing when it is not there.
+  std::optional<std::pair<std::uint16_t, std::uint16_t>> withdraw(const Uuid& service);
+
   std::span<const Attribute> range(std::uint16_t first, std::uint16_t last) const;
 
   const Attribute& valueOf(CharacteristicIndex characteristic) const;
+  bool isWithdrawn(CharacteristicIndex characteristic) const {
+    return valueOf(characteristic).kind == Attribute::Kind::withdrawn;
+  }
   const Characteristic& operator[](CharacteristicIndex characteristic) const;
   std::size_t characteristicCount() const { return characteristics_.size(); }
 

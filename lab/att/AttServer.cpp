@@ -112,6 +112,19 @@ std::optional<Bytes> AttServer::valuePdu(CharacteristicIndex characteristic,
   return pdu;
 }
 
+std::optional<Bytes> AttServer::withdraw(const Uuid& service) {
+  const auto range = database_.withdraw(service);
+  if (!range) return std::nullopt;
+  prepared_.clear();
+  for (CharacteristicIndex index = 0; index < configurations_.size(); ++index) {
+    if (database_.isWithdrawn(index)) configurations_[index] = 0;
+  }
+  Bytes handles;
+  append16(handles, range->first);
+  append16(handles, range->second);
+  return handles;
+}
+
 bool AttServer::indicates(CharacteristicIndex characteristic) const {
   return configurations_.at(characteristic) == kIndicateBit;
 }
@@ -330,6 +343,7 @@ ReadResult AttServer::valueOf(const Attribute& attribute) {
       return value;
     }
     case Attribute::Kind::value:
+    case Attribute::Kind::withdrawn:
       break;
   }
   return readFromModel(attribute);

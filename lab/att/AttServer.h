@@ -46,6 +46,9 @@ class AttServer {
   std::optional<Bytes> valuePdu(CharacteristicIndex characteristic,
                                 std::span<const std::uint8_t> value);
 
+  // Takes a service out of the database, with all subscriptions in it; see Link::withdraw.
+  std::optional<Bytes> withdraw(const Uuid& service);
+
   // True from an indication until the central has confirmed it; another one has to wait.
   bool isAwaitingConfirmation() const { return awaitingConfirmation_; }
   bool indicates(CharacteristicIndex characteristic) const;

@@ -41,6 +41,7 @@ Answers and values:
   refuse-services           service discovery fails
   refuse-characteristics    discovery of characteristics fails
   hide=UUID                 the service or characteristic is missing
+  last=UUID                 the service comes last, the characteristic last in its service
   refuse-read=UUID[:CODE]   refuse-write=UUID[:CODE]   refuse-subscribe=UUID[:CODE]
   short=UUID:N              its values are cut to N bytes
   value=UUID:HEX            it reads and sends these bytes, whatever its value is

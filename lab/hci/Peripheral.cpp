@@ -236,6 +236,11 @@ std::size_t Peripheral::largestNotification() const {
   return server_ ? server_->mtu() - 3 : 0;
 }
 
+std::optional<Bytes> Peripheral::withdraw(std::string_view service) {
+  const std::optional<Uuid> uuid = Uuid::parse(service);
+  return server_ && uuid ? server_->withdraw(*uuid) : std::nullopt;
+}
+
 void Peripheral::drop() {
   controller_.disconnect(kUserEnded);
 }

@@ -79,6 +79,7 @@ class Peripheral final : private ControllerListener, private Link {
 
   bool notify(CharacteristicIndex characteristic, std::span<const std::uint8_t> value) override;
   std::size_t largestNotification() const override;
+  std::optional<Bytes> withdraw(std::string_view service) override;
   void drop() override;
 
   void receivedRequest(std::span<const std::uint8_t> pdu);

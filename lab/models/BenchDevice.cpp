@@ -1,11 +1,18 @@
 #include "lab/models/BenchDevice.h"
 
 #include <algorithm>
+#include <numeric>
+#include <tuple>
 #include <utility>
 
 #include "lab/Text.h"
 
 namespace lab {
+namespace {
+
+constexpr std::string_view kServiceChanged = "2A05";
+
+}  // namespace
 
 bool BenchDevice::control(std::string_view line) {
   const auto [verb, argument] = splitAt(line, ' ');
@@ -14,6 +21,12 @@ bool BenchDevice::control(std::string_view line) {
   if (verb == "rate") return controlRate(argument);
   if (verb == "value" || verb == "send") return controlValue(verb, argument);
   if (verb == "battery") return controlBattery(argument);
+  if (verb == "withdraw") return withdraw(argument);
+  if (verb == "service-changed" && argument.empty() && link_ == nullptr) {
+    addService("1801");
+    addCharacteristic({.uuid = std::string(kServiceChanged), .indicate = true});
+    return true;
+  }
   if (verb == "name") {
     name_ = argument;
     return true;
@@ -136,11 +149,24 @@ bool BenchDevice::setFault(std::string_view, std::string_view) {
   return false;
 }
 
+// As they were added, but for what a fault puts last.
+std::vector<BenchDevice::Id> BenchDevice::treeOrder() const {
+  std::vector<Id> order(entries_.size());
+  std::iota(order.begin(), order.end(), Id{0});
+  std::ranges::stable_sort(order, {}, [this](Id id) {
+    const Entry& entry = entries_[id];
+    const auto first = std::ranges::find(entries_, entry.service, &Entry::service);
+    return std::tuple(faults_.isLast(Uuid::parse(entry.service).value()), first - entries_.begin(),
+                      faults_.isLast(entry.uuid));
+  });
+  return order;
+}
+
 void BenchDevice::showTree() {
   visible_.clear();
   visibleIds_.clear();
   std::string last;
-  for (Id id = 0; id < entries_.size(); ++id) {
+  for (const Id id : treeOrder()) {
     Entry& entry = entries_[id];
     entry.index.reset();
     if (faults_.hides(Uuid::parse(entry.service).value())) continue;
@@ -219,6 +245,14 @@ bool BenchDevice::controlBattery(std::string_view argument) {
   if (!id || !level || *level > 0xFF) return false;
   setValue(*id, {static_cast<std::uint8_t>(*level)});
   return true;
+}
+
+bool BenchDevice::withdraw(std::string_view service) {
+  const std::optional<Id> serviceChanged = find(kServiceChanged);
+  if (link_ == nullptr || !serviceChanged) return false;
+  std::optional<Bytes> handles = link_->withdraw(service);
+  if (handles) post(*serviceChanged, std::move(*handles));
+  return handles.has_value();
 }
 
 bool BenchDevice::controlFault(std::string_view argument) {

@@ -31,6 +31,8 @@ class BenchDevice : public DeviceModel {
   //   battery N            where there is a battery
   //   value UUID HEX       what the characteristic reads from now on; subscribers are told
   //   send UUID HEX        one notification
+  //   service-changed      it has the Service Changed characteristic, from the next connection on
+  //   withdraw UUID        the service is gone until the link ends, which that characteristic tells
   //   fault NAME=ARGUMENT  see ModelFaults and the model; fault clear ends them all
   // Hidden services show at the next connection.
   bool control(std::string_view line);
@@ -90,6 +92,7 @@ class BenchDevice : public DeviceModel {
     Bytes value;
   };
 
+  std::vector<Id> treeOrder() const;
   void showTree();
   void updateRun(Entry& entry);
   bool deliver(Id id, Bytes value);
@@ -100,6 +103,7 @@ class BenchDevice : public DeviceModel {
   bool controlValue(std::string_view verb, std::string_view argument);
   bool controlBattery(std::string_view argument);
   bool controlFault(std::string_view argument);
+  bool withdraw(std::string_view service);
 
   std::string name_;
   std::string openService_;     // where characteristics are added

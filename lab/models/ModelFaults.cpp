@@ -28,8 +28,8 @@ bool ModelFaults::set(std::string_view name, std::string_view argument) {
     if (value) values_[*uuid] = *value;
     return value.has_value();
   }
-  if (name != "hide") return false;
-  hidden_.insert(*uuid);
+  if (name != "hide" && name != "last") return false;
+  (name == "hide" ? hidden_ : last_).insert(*uuid);
   return true;
 }
 

@@ -19,6 +19,7 @@ class ModelFaults {
   // "short=UUID:N": values of that characteristic are cut to N bytes.
   // "value=UUID:HEX": it reads and sends these bytes, whatever its value is.
   // "hide=UUID": the service or characteristic is left out of the tree.
+  // "last=UUID": the service comes last in the tree, the characteristic last in its service.
   // False when it is none of these.
   bool set(std::string_view name, std::string_view argument);
 
@@ -26,6 +27,7 @@ class ModelFaults {
   AttError onWrite(const Uuid& uuid) const { return find(writes_, uuid); }
   AttError onSubscribe(const Uuid& uuid) const { return find(subscriptions_, uuid); }
   bool hides(const Uuid& uuid) const { return hidden_.contains(uuid); }
+  bool isLast(const Uuid& uuid) const { return last_.contains(uuid); }
 
   // The value that really goes out.
   Bytes spoil(const Uuid& uuid, Bytes value) const;
@@ -42,6 +44,7 @@ class ModelFaults {
   std::map<Uuid, std::size_t> lengths_;
   std::map<Uuid, Bytes> values_;
   std::set<Uuid> hidden_;
+  std::set<Uuid> last_;
 };
 
 }  // namespace lab

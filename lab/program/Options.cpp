@@ -36,6 +36,8 @@ Control lines on standard input:
   battery N             value UUID HEX          send UUID HEX
   name-in advertisement|scan-response           (where the name is advertised)
   drop                  ends the link (drop XX: with that HCI reason, in hexadecimal)
+  service-changed       it has the Service Changed characteristic, from the next connection on
+  withdraw UUID         that service is gone until the link ends, and Service Changed tells it
   vanish                switched off: no link, and no advertising until "advertise on"
   fault FAULT           fault clear
   mains N, calibration N, calibration-error N   (corvelta: as if it had just happened)
@@ -54,6 +56,7 @@ Faults:
   short=UUID:N                     its values are cut to N bytes
   value=UUID:HEX                   it reads and sends these bytes, whatever its value is
   hide=UUID                        the service or characteristic is missing (at the next connection)
+  last=UUID                        the service comes last, the characteristic last in its service
   calibration-error=N              corvelta: calibrations end with this error code
   reply=HEX                        fenwix: these bytes answer every command
   reply-cut=N                      fenwix: replies end after N bytes, header included

@@ -82,6 +82,20 @@ TEST_F(AttServerDiscovery, LeavesAloneWhatIsNoRequest) {
   EXPECT_EQ(ask("52"), "");
 }
 
+TEST_F(AttServerDiscovery, KnowsNothingOfAWithdrawnService) {
+  ask("120A000100");
+  EXPECT_EQ(toHex(server_.withdraw(Uuid(0xAA40)).value()), "07000C00");
+  EXPECT_EQ(ask("100700FFFF0028"),
+            "1114"
+            "0D001000"
+            "4857E0A9E7C933A9464F0496F78A5385");
+  EXPECT_EQ(ask("0807000C000328"), "010807000A");
+  EXPECT_EQ(ask("0A0900"), "010A090001");
+  EXPECT_EQ(ask("120A000100"), "01120A0001");
+  EXPECT_EQ(pdu(0, {0x01}), "none");
+  EXPECT_EQ(server_.withdraw(Uuid(0xAA40)), std::nullopt);
+}
+
 TEST_F(AttServerDiscovery, NamesTheStepThatARequestIs) {
   EXPECT_EQ(step("020502"), "mtu");
   EXPECT_EQ(step("100100FFFF0028"), "services");

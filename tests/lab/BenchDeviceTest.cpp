@@ -156,6 +156,16 @@ TEST_F(BenchDeviceTest, HidesACharacteristic) {
   EXPECT_TRUE(model_.services()[1].characteristics.empty());
 }
 
+TEST_F(BenchDeviceTest, PutsAServiceLast) {
+  const std::string first = model_.services().front().uuid;
+  model_.control("fault last=" + first);
+  reconnect();
+  ASSERT_EQ(model_.services().size(), 2U);
+  EXPECT_EQ(model_.services()[1].uuid, first);
+  EXPECT_EQ(at("2A19"), 0U);
+  EXPECT_EQ(read("2A19"), "32");
+}
+
 TEST_F(BenchDeviceTest, RefusesControlLinesThatItDoesNotKnow) {
   for (const char* line : {"", "dance", "battery 256", "battery x", "count", "value 2A19 0",
                            "value 2A20 00", "fault", "fault hide=xyz", "fault short=AA41:x",

@@ -29,6 +29,17 @@ TEST_F(FenwixModelTest, IdentifiesItselfWithNumbersOfFourBytes) {
   EXPECT_EQ(read("2BEB"), "01");
 }
 
+TEST_F(FenwixModelTest, PutsACharacteristicLastInItsServiceOnDemand) {
+  EXPECT_TRUE(model_.control("fault last=2A24"));
+  reconnect();
+  std::string order;
+  for (const auto& characteristic : model_.services()[2].characteristics) {
+    order += characteristic.uuid + ' ';
+  }
+  EXPECT_EQ(order, "2A28 2A27 2A25 2A23 2A24 ");
+  EXPECT_EQ(read("2A24"), "02000000");
+}
+
 TEST_F(FenwixModelTest, StreamsEachSignalWhileItIsSubscribed) {
   subscribe("3A89");
   subscribe("3A87");

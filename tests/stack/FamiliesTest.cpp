@@ -259,6 +259,52 @@ TEST_F(FamiliesTest, CommandsWithoutPauseWhileAllStream) {
   EXPECT_EQ(bridge_->standardError(), "");
 }
 
+// The numbers that identify a Fenwix, and its command channel: each of the six may be the last to
+// be known.
+struct LastEvent {
+  const char* name;
+  const char* service;
+  const char* entry;  // of the device's journal
+};
+
+class IdentificationFamiliesTest : public StackTest,
+                                   public ::testing::WithParamInterface<LastEvent> {};
+
+TEST_P(IdentificationFamiliesTest, IsToldOnceWhicheverComesLast) {
+  const std::string entry = GetParam().entry;
+  stack_.start(2);
+  LabDevice fenwix(folder_, "hci1", "fenwix",
+                   {"--fault", std::string("last=") + GetParam().service, "--fault",
+                    "last=" + entry.substr(entry.find(' ') + 1), "--rate", "20"});
+  support::BridgeProcess& bridge = startBridge();
+  const auto isIdentification = [](const support::OutputLine& line) {
+    return line.isMessage("C;5;0;120034;2;260;3;7;");
+  };
+  EXPECT_TRUE(bridge.waitFor(isIdentification));
+  std::size_t streamed = 0;
+  EXPECT_TRUE(bridge.waitFor([&](const support::OutputLine& line) {
+    return line.text.starts_with("P1;") && ++streamed == 20;
+  }));
+  EXPECT_EQ(std::ranges::count_if(bridge.lines(), isIdentification), 1);
+
+  std::vector<std::string> events;
+  for (const std::string& event : fenwix.journal()) {
+    const bool isOneOfSix = event.starts_with("read 2A2") || event == "subscribed 3A93";
+    if (isOneOfSix) events.push_back(event);
+  }
+  EXPECT_EQ(events.size(), 6U);
+  EXPECT_EQ(events.back(), entry);
+}
+
+INSTANTIATE_TEST_SUITE_P(Events, IdentificationFamiliesTest,
+                         ::testing::Values(LastEvent{"Modele", "180A", "read 2A24"},
+                                           LastEvent{"Software", "180A", "read 2A28"},
+                                           LastEvent{"Hardware", "180A", "read 2A27"},
+                                           LastEvent{"Serial", "180A", "read 2A25"},
+                                           LastEvent{"System", "180A", "read 2A23"},
+                                           LastEvent{"Command", "98AC", "subscribed 3A93"}),
+                         [](const auto& chosen) { return chosen.param.name; });
+
 // One device that misbehaves, and how the bridge ends.
 struct Misbehaviour {
   const char* name;

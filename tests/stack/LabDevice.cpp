@@ -70,6 +70,11 @@ std::size_t LabDevice::count(std::string_view entry) {
       journal_, [entry](const std::string& line) { return line.starts_with(entry); }));
 }
 
+const std::vector<std::string>& LabDevice::journal() {
+  readJournal();
+  return journal_;
+}
+
 std::vector<std::string> LabDevice::sent(std::string_view uuid) {
   readJournal();
   const std::string prefix = "sent " + std::string(uuid) + " ";

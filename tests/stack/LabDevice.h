@@ -29,6 +29,9 @@ class LabDevice {
   bool waitFor(std::string_view entry, std::size_t count = 1, Limit limit = patience);
   std::size_t count(std::string_view entry);
 
+  // All entries so far.
+  const std::vector<std::string>& journal();
+
   // The values of a characteristic that it sent, in order, in upper-case hexadecimal digits.
   std::vector<std::string> sent(std::string_view uuid);
 

@@ -1,5 +1,5 @@
-// The host's side of standard input: text commands, one per line, exact and case-sensitive. Runs on
-// the reader thread.
+// The host's side of standard input: text commands, one per line, exact and case-sensitive. All but
+// hostSendsNothing runs on the reader thread.
 #pragma once
 
 #include <atomic>

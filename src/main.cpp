@@ -1,5 +1,7 @@
 #include "main.h"
 
+#include <fcntl.h>
+
 #include <csignal>
 #include <cstdio>
 #include <memory>
@@ -13,8 +15,23 @@
 std::atomic<bool> isRunning{false};
 ComBLE* comBLE = nullptr;
 
+namespace {
+
+// Some hosts leave the child's ends of its pipes non-blocking. A line would then be cut where the
+// pipe is full, and an empty pipe be taken for the end of input.
+void makeBlocking(std::FILE* stream) {
+  const int flags = ::fcntl(fileno(stream), F_GETFL);
+  if (flags >= 0 && (flags & O_NONBLOCK) != 0) {
+    ::fcntl(fileno(stream), F_SETFL, flags & ~O_NONBLOCK);
+  }
+}
+
+}  // namespace
+
 int runVornix(platform::Platform& platform) {
   isRunning = true;
+  makeBlocking(stdin);
+  makeBlocking(stdout);
   std::setbuf(stdout, nullptr);
   std::signal(SIGPIPE, SIG_IGN);  // a host that is gone closes the input, which ends the process
   platform.deliverWhileWritable(fileno(stdout));

@@ -93,6 +93,20 @@ TEST(StalledHost, GetsTheAnswersToCommandsSentMeanwhile) {
   expectQuietEnd(bridge);
 }
 
+// Two lines that do not fit into the pipe together, and much after them.
+TEST(StalledHost, WhosePipesDoNotBlockGetsWholeLines) {
+  Bridge bridge(with(tramsel(), id::motion, {"count=18,20000"}),
+                {.areEndsNonBlocking = true, .outputRoom = 4096});
+  expectLine(bridge, "@Connexion a Tramsel-12");
+  bridge.stall();
+  const std::string text(3000, 'x');
+  for (int i = 0; i < 3; ++i) ASSERT_TRUE(bridge.writeLine(text));
+  stall(bridge, milliseconds(300));
+  for (int i = 0; i < 3; ++i) expectLine(bridge, "@commande recue non traitee : " + text);
+  bridge.closeInput();
+  expectQuietEnd(bridge);
+}
+
 // More commands than any buffer between the two holds: when the last is taken, most are handled.
 void sendMuch(Bridge& bridge) {
   const std::string line(1000, 'x');

@@ -45,6 +45,9 @@ struct ProcessOptions {
   enum class Output { pipe, packets };
   Output output = Output::pipe;
 
+  // The bridge's own ends of its input and output do not block, as some hosts leave them.
+  bool areEndsNonBlocking = false;
+
   // Room in the output pipe, in bytes; 0 leaves the system's (64 KiB). At least a page.
   std::size_t outputRoom = 0;
 };

@@ -34,7 +34,7 @@ Pipe makePipe(int flags = 0) {
   return {Descriptor(ends[0]), Descriptor(ends[1])};
 }
 
-// Only on the caller's end: the flag belongs to the end, and the bridge's blocks as in life.
+// The flag belongs to one end of a pipe alone.
 void dontBlock(const Descriptor& end) {
   check(::fcntl(end.number(), F_SETFL, ::fcntl(end.number(), F_GETFL) | O_NONBLOCK) == 0, "fcntl");
 }
@@ -139,6 +139,10 @@ Child spawn(const std::string& program, const ProcessOptions& options) {
   Pipe life = makePipe();
   Launch launch(program, options);
 
+  if (options.areEndsNonBlocking) {
+    dontBlock(input.reading);
+    dontBlock(output.writing);
+  }
   const pid_t id = ::fork();
   check(id >= 0, "fork");
   if (id == 0) {

@@ -153,6 +153,11 @@ void FakeBluez::add(const std::string& path, const Interfaces& interfaces) {
   send(signal);
 }
 
+void FakeBluez::waitForDaemon() {
+  sd_bus_call_method(bus(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                     "GetId", nullptr, nullptr, "");
+}
+
 void FakeBluez::remove(const std::string& path) {
   const OwnedMessage signal =
       newSignal(bus_.get(), "/", "org.freedesktop.DBus.ObjectManager", "InterfacesRemoved");

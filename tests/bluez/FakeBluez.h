@@ -61,6 +61,9 @@ class FakeBluez {
   void add(const std::string& path, const Interfaces& interfaces);
   void remove(const std::string& path);
 
+  // Waits until the D-Bus daemon has passed on all that was sent.
+  void waitForDaemon();
+
   sd_bus* bus() const { return bus_.get(); }
 
  private:

@@ -99,6 +99,25 @@ TEST_F(BluezSubscribe, AllocatesNothingForAValue) {
   EXPECT_EQ(allocationCount(), before);
 }
 
+// bluetoothd writes the value before it sends the signal.
+TEST_F(BluezSubscribe, DeliversWhatANewSocketHoldsBeforeWhatTheBusTellsNext) {
+  const std::string other = std::string(kDevice) + "/service000a/char000d";
+  bluez->on(other, "AcquireNotify", [this](OwnedMessage call) {
+    bluez->refuse(*call, "org.bluez.Error.NotSupported", "Operation is not supported");
+  });
+  peripheral->setNotifyValue(true, at(kOther));
+  ASSERT_TRUE(waitUntil([&] { return confirmations.size() == 1; }));
+  bluez->on(stream, "AcquireNotify", [&](OwnedMessage call) {
+    socket = bluez->replySocket(*call);
+    send({1});
+    bluez->signalChange(other, kCharacteristicInterface, {{"Value", Bytes{2}}});
+    bluez->waitForDaemon();  // so that the bridge finds both at once
+  });
+  subscribe();
+  ASSERT_TRUE(waitUntil([&] { return valueEvents.size() == 2; }));
+  EXPECT_EQ(values(), (std::vector<Bytes>{{1}, {2}}));
+}
+
 TEST_F(BluezSubscribe, ThatIsNeverAnsweredIsRefusedAndHoldsNothingUp) {
   bluez->on(stream, "AcquireNotify", [](OwnedMessage) {});
   peripheral->setNotifyValue(true, at(kStream));

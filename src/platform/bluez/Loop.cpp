@@ -106,8 +106,10 @@ void Loop::serveBus() {
   const bool isDue = sd_bus_get_timeout(bus_.get(), &busTime) >= 0 && busTime != UINT64_MAX &&
                      fromBusTime(busTime) <= Clock::now();
   if (polled_[kBus].revents == 0 && !isDue) return;
+  // A socket that is new may hold values already: older than what the bus tells next.
+  const std::size_t sockets = sockets_.size();
   int served = 1;
-  for (int i = 0; i < kMessagesPerTurn && served > 0; ++i) {
+  for (int i = 0; i < kMessagesPerTurn && served > 0 && sockets_.size() == sockets; ++i) {
     served = sd_bus_process(bus_.get(), nullptr);
   }
   if (served >= 0) return;

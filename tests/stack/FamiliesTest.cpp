@@ -72,30 +72,32 @@ class FamiliesTest : public StackTest {
   support::BridgeProcess* bridge_ = nullptr;
 };
 
-// How long the four stream together, in seconds: VORNIX_STREAM_SECONDS, or 10.
-int streamSeconds() {
-  const char* text = std::getenv("VORNIX_STREAM_SECONDS");
-  return text != nullptr ? std::atoi(text) : 10;
+// A number that the environment may change.
+unsigned long setting(const char* name, unsigned long usual) {
+  const char* text = std::getenv(name);
+  return text != nullptr ? std::stoul(text) : usual;
 }
 
+// VORNIX_STREAM_SECONDS: for how long; VORNIX_STREAM_RATE: values per second of each device.
 TEST_F(FamiliesTest, FourDevicesStreamTogetherWithoutLoss) {
+  const auto duration = setting("VORNIX_STREAM_SECONDS", 10);
+  const auto rate = setting("VORNIX_STREAM_RATE", 250);
   startAll({"--control", "stream off"});
   for (const auto* device : {tramsel_.get(), corvelta_.get(), ilo_.get()}) {
-    device->control("rate 250");
+    device->control("rate " + std::to_string(rate));
   }
-  fenwix_->control("rate 125");  // two RMS streams
+  fenwix_->control("rate " + std::to_string(rate / 2));  // two RMS streams
   command("CV_debutAcquisition");
   ASSERT_TRUE(corvelta_->waitFor("wrote 5B4153A2-3F1C-4DC4-872E-E43265446878 01"));
   for (const auto* device : {fenwix_.get(), tramsel_.get(), corvelta_.get(), ilo_.get()}) {
     device->control("stream on");
   }
-  const auto count = static_cast<std::size_t>(250 * streamSeconds());
   std::size_t motions = 0;
   ASSERT_TRUE(bridge_->waitFor(
       [&](const support::OutputLine& line) {
-        return line.text.starts_with("B;") && ++motions == count;
+        return line.text.starts_with("B;") && ++motions == rate * duration;
       },
-      streamSeconds() * 10s));
+      duration * 10s));
   for (const auto* device : {fenwix_.get(), tramsel_.get(), corvelta_.get(), ilo_.get()}) {
     device->control("stream off");
   }

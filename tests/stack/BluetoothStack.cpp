@@ -1,5 +1,6 @@
 #include "BluetoothStack.h"
 
+#include <csignal>
 #include <fstream>
 #include <stdexcept>
 #include <utility>
@@ -60,6 +61,21 @@ void BluetoothStack::waitForAdapter(int index) {
   const std::string adapter = "hci" + std::to_string(index);
   const auto isOn = [&] { return bluez_->isPowered(adapter).value_or(false); };
   require(bluez_->waitUntil(isOn), adapter + " is not powered on");
+}
+
+void BluetoothStack::killBus() {
+  const pid_t bus = bluez_->busProcess();
+  fs::remove(busSocket);
+  require(::kill(bus, SIGKILL) == 0, "the bus cannot be killed");
+}
+
+bool BluetoothStack::block(const std::string& adapter) {
+  for (const auto& entry : fs::directory_iterator("/sys/class/bluetooth/" + adapter)) {
+    if (!entry.path().filename().string().starts_with("rfkill")) continue;
+    std::ofstream(entry.path() / "soft") << 1;
+    return true;
+  }
+  return false;
 }
 
 void BluetoothStack::denyAccess() {

@@ -28,6 +28,13 @@ class BluetoothStack {
   // Ready when it has powered on hci0, if there are controllers.
   void startBluetoothd(const std::vector<std::string>& options = {});
   void killBluetoothd() { bluetoothd_.reset(); }
+  void signalBluetoothd(int number) { bluetoothd_->sendSignal(number); }
+
+  // bluez() is of no use from then on. The next stack starts another bus.
+  void killBus();
+
+  // By software, as a key for flight mode does it. False where the kernel has no such thing.
+  bool block(const std::string& adapter);
 
   // From now on nobody may call methods of BlueZ.
   void denyAccess();

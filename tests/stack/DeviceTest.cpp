@@ -105,17 +105,5 @@ TEST_F(DeviceTest, ForgottenBetweenDiscoveryAndConnection) {
   EXPECT_TRUE(waitForMotions(bridge, 20, 120s));
 }
 
-// The link is lost before the device's services are known: an error of their discovery.
-TEST_F(DeviceTest, LinkLostDuringServiceDiscovery) {
-  stack_.start(2);
-  const auto tramsel = startTramsel({"--name", "Tramsel-3", "--fault", "drop-at=characteristics"});
-  auto& bridge = startBridge();
-  const auto isReport = [](const support::OutputLine& line) {
-    return line.text.starts_with("erreur de lecture des services ") &&
-           line.text.ends_with(" de Tramsel-3");
-  };
-  EXPECT_TRUE(bridge.waitFor(isReport, 60s));
-}
-
 }  // namespace
 }  // namespace stack

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <chrono>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <system_error>
 
@@ -73,6 +74,14 @@ std::size_t LabDevice::count(std::string_view entry) {
 const std::vector<std::string>& LabDevice::journal() {
   readJournal();
   return journal_;
+}
+
+std::vector<std::string> LabDevice::entries(std::string_view entry) {
+  readJournal();
+  std::vector<std::string> found;
+  std::ranges::copy_if(journal_, std::back_inserter(found),
+                       [entry](const std::string& line) { return line.starts_with(entry); });
+  return found;
 }
 
 std::vector<std::string> LabDevice::sent(std::string_view uuid) {

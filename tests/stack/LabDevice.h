@@ -28,6 +28,7 @@ class LabDevice {
   // True when the journal has that many entries that begin with this text.
   bool waitFor(std::string_view entry, std::size_t count = 1, Limit limit = patience);
   std::size_t count(std::string_view entry);
+  std::vector<std::string> entries(std::string_view entry);  // those, in order
 
   // All entries so far.
   const std::vector<std::string>& journal();

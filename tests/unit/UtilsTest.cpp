@@ -283,6 +283,18 @@ TEST_F(LogLine, OfManyBracketsIsWrittenWhole) {
   EXPECT_EQ(entriesOf(std::string(1000, '<')), Entries{log(escaped)});
 }
 
+TEST_F(LogLine, OfSeveralPiecesIsWrittenWhole) {
+  std::string escaped;
+  for (int i = 0; i < 100'000; ++i) escaped += "&sup;";
+  EXPECT_EQ(entriesOf(std::string(100'000, '>')), Entries{log(escaped)});
+}
+
+TEST_F(LogLine, MayBeGivenInTwoParts) {
+  Journal journal;
+  writeLine("a<b", ">c");
+  EXPECT_EQ(journal.entries(), Entries{log("a&inf;b&sup;c")});
+}
+
 // Standard output as a socket that keeps the boundaries of what is written to it.
 class Writes : public testing::Test {
  protected:
@@ -339,6 +351,23 @@ TEST(LinesOfTwoThreads, NeverMix) {
   EXPECT_EQ(std::ranges::count(entries, log(text)), kLines);
   EXPECT_EQ(std::ranges::count(entries, message(payload)), kLines);
   EXPECT_EQ(entries.size(), 2U * kLines);
+}
+
+TEST(LinesOfTwoThreads, NeverMixWithALongOne) {
+  Journal journal;
+  constexpr int kLines = 50;
+  const std::string text(500'000, 'a');
+  const std::string payload(700, 'b');
+  std::thread reader([&] {
+    for (int i = 0; i < kLines; ++i) writeLine(text);
+  });
+  for (int i = 0; i < 10 * kLines; ++i) sendQuelmar(payload);
+  reader.join();
+
+  const Entries entries = journal.entries();
+  EXPECT_EQ(std::ranges::count(entries, log(text)), kLines);
+  EXPECT_EQ(std::ranges::count(entries, message(payload)), 10 * kLines);
+  EXPECT_EQ(entries.size(), 11U * kLines);
 }
 
 }  // namespace

@@ -1,0 +1,156 @@
+// The faults, and for each what must come of it at each stage: the daemons', the radio's and the
+// device's, the host's.
+#include <algorithm>
+
+#include "Faults.h"
+#include "ProcessUse.h"
+
+namespace stack {
+namespace {
+
+using namespace std::chrono_literals;
+using enum End;
+
+class DaemonFaultTest : public FaultTest {};
+class RadioFaultTest : public FaultTest {};
+class HostFaultTest : public FaultTest {};
+
+TEST_P(DaemonFaultTest, EndsAsItMust) {
+  checkCell();
+}
+TEST_P(RadioFaultTest, EndsAsItMust) {
+  checkCell();
+}
+TEST_P(HostFaultTest, EndsAsItMust) {
+  checkCell();
+}
+
+const std::vector<Fault> kDaemonFaults = {
+    // name, strike, {scanning, connecting, discovering, streaming}
+    {"BluetoothdKilled",
+     &FaultTest::killBluetoothd,
+     {idles, idles, idles, idles},
+     {"resetting"},
+     "",
+     true},
+    {"BluetoothdRestarted",
+     &FaultTest::restartBluetoothd,
+     {streams, streams, idles, idles},
+     {"resetting", "poweredOn"},
+     "",
+     true},
+    // A device that does not answer for 30 s has no services then, says bluetoothd, which is no
+    // error.
+    {"BluetoothdStopped", &FaultTest::stopBluetoothd, {streams, streams, idles, streams}},
+    {"BusKilled", &FaultTest::killBus, {quits, quits, quits, quits}, {"unsupported"}, "Z;3;"},
+};
+
+const std::vector<Fault> kRadioFaults = {
+    {"PoweredOff", &FaultTest::powerOff, {quits, quits, quits, quits}, {"poweredOff"}, "Z;2;"},
+    {"Removed", &FaultTest::removeAdapter, {quits, none, quits, quits}, {"unsupported"}, "Z;3;"},
+    // bluetoothd 5.66 does not survive that while it makes a link: its own end is all that is seen.
+    {"RemovedWithBluetoothd", &FaultTest::removeAdapter, {none, idles, none, none}, {"resetting"}},
+    {"Blocked", &FaultTest::blockAdapter, {quits, quits, quits, quits}, {"poweredOff"}, "Z;2;"},
+    {"LinkLost", &FaultTest::loseLink, {none, none, idles, idles}, {}, "", true},
+    // Nobody listens for withdrawn services before all are discovered.
+    {"MotionWithdrawn", &FaultTest::withdrawMotion, {none, none, none, idles}},
+    {"BatteryWithdrawn", &FaultTest::withdrawBattery, {none, none, none, streams}},
+};
+
+const std::vector<Fault> kHostFaults = {
+    {"OutputClosed", &FaultTest::closeOutput, {isUnread, isUnread, isUnread, isUnread}},
+    {"ManyCommands", &FaultTest::sendManyCommands, {streams, streams, idles, streams}},
+    {"LongLine", &FaultTest::sendLongLine, {streams, none, none, streams}},
+    {"BytesBeyondAscii", &FaultTest::sendBytesBeyondAscii, {streams, streams, idles, streams}},
+    {"ZeroBytes", &FaultTest::sendZeroBytes, {streams, streams, idles, streams}},
+};
+
+INSTANTIATE_TEST_SUITE_P(Fault, DaemonFaultTest, ::testing::ValuesIn(cellsOf(kDaemonFaults)),
+                         cellName);
+INSTANTIATE_TEST_SUITE_P(Fault, RadioFaultTest, ::testing::ValuesIn(cellsOf(kRadioFaults)),
+                         cellName);
+INSTANTIATE_TEST_SUITE_P(Fault, HostFaultTest, ::testing::ValuesIn(cellsOf(kHostFaults)), cellName);
+
+// The device is gone in the middle of a request: the request has no outcome, and what depends on
+// it is never told.
+struct Interruption {
+  const char* name;
+  const char* device;
+  const char* fault;
+  const char* command;  // of the host, once the device is identified; none: empty
+  const char* untold;   // how the messages begin that depend on the request
+};
+
+class RequestFaultTest : public FaultBench, public ::testing::WithParamInterface<Interruption> {};
+
+TEST_P(RequestFaultTest, GoneInTheMiddle) {
+  const Interruption& row = GetParam();
+  stack_.start(2);
+  device_ = std::make_unique<LabDevice>(folder_, "hci1", row.device,
+                                        std::vector<std::string>{"--fault", row.fault});
+  bridge_ = &startBridge();
+  if (*row.command != '\0') {
+    const auto isIdentification = [](const support::OutputLine& line) {
+      return line.text.starts_with("C;5;0;");
+    };
+    ASSERT_TRUE(bridge_->waitFor(isIdentification));
+    EXPECT_TRUE(bridge_->writeLine(row.command));
+  }
+  EXPECT_TRUE(device_->waitFor("disconnected"));
+  EXPECT_TRUE(device_->waitFor("advertising", 2));
+  expectUseful();
+  expectOrderlyEnd();
+  EXPECT_EQ(device_->count("connected"), 1U);
+  for (const support::OutputLine& line : bridge_->lines()) {
+    EXPECT_FALSE(line.text.starts_with(row.untold)) << line.bytes;
+  }
+}
+
+// The device carries out far fewer writes than the host asks for: those that wait take some 200
+// bytes each.
+using ManyRequestFaultTest = FaultBench;
+
+TEST_F(ManyRequestFaultTest, WritesWithoutPauseWaitForTheDevice) {
+  constexpr int kWrites = 100'000;
+  stack_.start(2);
+  device_ = std::make_unique<LabDevice>(folder_, "hci1", "fenwix");
+  bridge_ = &startBridge();
+  ASSERT_TRUE(bridge_->waitForMessage("C;5;0;120034;2;260;3;7;"));
+  std::string commands;
+  std::vector<std::string> expected;
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  for (int i = 0; i < kWrites; ++i) {
+    const unsigned byte = static_cast<unsigned>(i) % 256;
+    commands += "FX_cmdWriteByte 7 " + std::to_string(byte) + "\n";
+    expected.push_back(std::string("wrote 3A93 070100") + kDigits[byte / 16] + kDigits[byte % 16]);
+  }
+  EXPECT_TRUE(bridge_->write(commands, 300s));
+  expectEcho("the last one");
+  EXPECT_EQ(std::ranges::count_if(bridge_->lines(),
+                                  [](const support::OutputLine& line) {
+                                    return line.isLog("cde : Fenwix Cmd Write Byte");
+                                  }),
+            kWrites);
+  EXPECT_TRUE(device_->waitFor("wrote 3A93 ", 1000, 60s));
+  EXPECT_LT(largestMemory(bridge_->id()), memoryBound_ + (std::size_t{40} << 20));
+  expectOrderlyEnd();
+  const std::vector<std::string> written = device_->entries("wrote 3A93 ");
+  expected.resize(std::min(expected.size(), written.size()));
+  EXPECT_EQ(written, expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Fault, RequestFaultTest,
+    ::testing::Values(
+        Interruption{"Read", "fenwix", "drop-at=read:2A25", "", "C;5;0;"},
+        Interruption{"Subscription", "tramsel",
+                     "drop-at=subscribe:EF680408-9B35-4933-9B10-52FFA9740042", "", "B;"},
+        Interruption{"ReportedSubscription", "fenwix", "drop-at=subscribe:3A93", "",
+                     "didUpdateNotificationStateFor "},
+        Interruption{"Unsubscription", "fenwix", "drop-at=unsubscribe:3A87",
+                     "FX_startRaw\nFX_stopRaw", "erreur"},
+        Interruption{"Write", "fenwix", "drop-at=write:3A93", "FX_getJson", "PJSON;"}),
+    [](const auto& chosen) { return chosen.param.name; });
+
+}  // namespace
+}  // namespace stack

@@ -17,9 +17,10 @@ bool scanHasLastedLongEnough(const ComBLE& comBLE, double now) {
   return tooLong || (comBLE.comCorvelta && comBLE.comSonde && comBLE.comTramsel);
 }
 
+// A stream without a descriptor, which is in memory, is always read.
 bool hostIsReading() {
   pollfd output{fileno(stdout), POLLOUT, 0};
-  return ::poll(&output, 1, 0) != 0;
+  return output.fd < 0 || ::poll(&output, 1, 0) != 0;
 }
 
 }  // namespace

@@ -153,11 +153,11 @@ bool BenchDevice::setFault(std::string_view, std::string_view) {
 std::vector<BenchDevice::Id> BenchDevice::treeOrder() const {
   std::vector<Id> order(entries_.size());
   std::iota(order.begin(), order.end(), Id{0});
-  std::ranges::stable_sort(order, {}, [this](Id id) {
+  std::ranges::sort(order, {}, [this](Id id) {
     const Entry& entry = entries_[id];
     const auto first = std::ranges::find(entries_, entry.service, &Entry::service);
     return std::tuple(faults_.isLast(Uuid::parse(entry.service).value()), first - entries_.begin(),
-                      faults_.isLast(entry.uuid));
+                      faults_.isLast(entry.uuid), id);
   });
   return order;
 }

@@ -2,8 +2,6 @@
 
 #include <poll.h>
 
-#include <algorithm>
-
 #include "platform/bluez/DeliveryQueue.h"
 #include "platform/bluez/Loop.h"
 #include "platform/bluez/PacketBatch.h"
@@ -33,19 +31,15 @@ void NotifySocket::handle(short events) {
   onEnd();
 }
 
-// A value of no bytes reads like the end of the connection, which then reads so for ever. poll
-// tells them apart: where it finds a packet and no hang-up, the first one read is a value. Those of
-// no bytes that come last may be the end, when it has come meanwhile.
+// A value of no bytes reads like the end of the connection, which then reads so for ever. As long
+// as poll finds no hang-up, what it found is a value. After one, as many as there are are taken at
+// once: those of no bytes that come last may be the end.
 bool NotifySocket::receive(short events) {
   if ((events & POLLIN) == 0) return false;
   PacketBatch& batch = loop_.packets();
-  const int received = batch.receive(socket_.get());
-  int values = std::max(received, 0);
-  const bool mayEnd = values > 0 && batch[values - 1].empty();
-  if (mayEnd && ((events | pollEvents()) & kEnd) != 0) {
-    const int certain = (events & kEnd) == 0 ? 1 : 0;
-    while (values > certain && batch[values - 1].empty()) --values;
-  }
+  const bool hasHungUp = (events & kEnd) != 0;
+  int values = hasHungUp ? batch.receiveMany(socket_.get()) : batch.receiveOne(socket_.get());
+  while (hasHungUp && values > 0 && batch[values - 1].empty()) --values;
   for (int i = 0; i < values; ++i) loop_.deliveries().push(target_, batch[i]);
   return values > 0;
 }

@@ -10,7 +10,14 @@ PacketBatch::PacketBatch() {
   }
 }
 
-int PacketBatch::receive(int socket) {
+int PacketBatch::receiveOne(int socket) {
+  const ssize_t size = recv(socket, bytes_[0].data(), bytes_[0].size(), MSG_DONTWAIT);
+  if (size < 0) return -1;
+  headers_[0].msg_len = static_cast<unsigned>(size);
+  return 1;
+}
+
+int PacketBatch::receiveMany(int socket) {
   return recvmmsg(socket, headers_.data(), kSize, MSG_DONTWAIT, nullptr);
 }
 

@@ -1,5 +1,4 @@
-// Receives all the packets that wait in a socket with one system call: most often one, many when
-// this process had to wait for the processor. Main thread only.
+// Receives the packets that wait in a socket, one or many with one system call. Main thread only.
 #pragma once
 
 #include <sys/socket.h>
@@ -18,8 +17,10 @@ class PacketBatch {
   PacketBatch(const PacketBatch&) = delete;
   PacketBatch& operator=(const PacketBatch&) = delete;
 
-  // Receives up to kSize packets, without waiting. Returns how many; -1 and errno when none came.
-  int receive(int socket);
+  // Without waiting: one packet, or as many as fit in here. Returns how many; -1 and errno when
+  // none came. One alone is cheaper than a batch of one.
+  int receiveOne(int socket);
+  int receiveMany(int socket);
 
   // One of those received. A packet that is too long to be a value is cut, and is still too long.
   Value operator[](int index) const;

@@ -1,0 +1,36 @@
+// What a client of BlueZ has to do before values come, with sd-bus and nothing else: finds the one
+// device in range, connects to it, and knows the path of its motion characteristic.
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <string>
+
+namespace bench {
+
+// Ends the process with a word on standard error when sd-bus reports a failure.
+int check(int result, const char* what);
+
+class BareClient {
+ public:
+  static constexpr char kCharacteristicInterface[] = "org.bluez.GattCharacteristic1";
+
+  // Returns when the characteristic can be subscribed to.
+  BareClient();
+  BareClient(const BareClient&) = delete;
+  BareClient& operator=(const BareClient&) = delete;
+  ~BareClient() { sd_bus_flush_close_unref(bus_); }
+
+  sd_bus* bus() const { return bus_; }
+  const std::string& characteristic() const { return characteristic_; }
+
+ private:
+  void call(const std::string& path, const char* interface, const char* member);
+  std::string waitFor(const char* interface, const char* property, const char* value);
+  std::string find(const char* interface, const char* property, const char* value);
+
+  sd_bus* bus_ = nullptr;
+  std::string characteristic_;
+};
+
+}  // namespace bench

@@ -1,0 +1,36 @@
+// bluetoothd and the bus's daemon, as they run in the virtual machine. Holds no match on the bus:
+// while values come, nothing is sent to the benchmark itself.
+#pragma once
+
+#include <sys/types.h>
+#include <systemd/sd-bus.h>
+
+#include <string>
+#include <vector>
+
+namespace bench {
+
+class Stack {
+ public:
+  // Throws std::runtime_error without a system bus or bluetoothd.
+  Stack();
+  Stack(const Stack&) = delete;
+  Stack& operator=(const Stack&) = delete;
+  ~Stack() { sd_bus_flush_close_unref(bus_); }
+
+  pid_t bluetoothd() const { return processOf("org.bluez"); }
+  pid_t busDaemon() const { return processOf("org.freedesktop.DBus"); }
+
+  bool isPowered(const std::string& adapter) const;
+
+  // Ends all links and forgets all devices, so that the next client begins like the first.
+  void forgetDevices() const;
+
+ private:
+  pid_t processOf(const char* name) const;
+  std::vector<std::string> devices() const;
+
+  sd_bus* bus_ = nullptr;
+};
+
+}  // namespace bench

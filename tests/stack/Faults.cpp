@@ -45,6 +45,10 @@ std::vector<std::string> logged(const support::BridgeProcess& bridge, const std:
   return texts;
 }
 
+bool isState(const OutputLine& line) {
+  return line.text.starts_with(stateLine(""));
+}
+
 bool isDiscoveryError(const OutputLine& line) {
   return line.text.starts_with("erreur de lecture des services ") &&
          line.text.ends_with(" de Tramsel-7");
@@ -230,6 +234,8 @@ void FaultTest::checkEnd(const Fault& fault, Stage stage) {
     case End::quits:
       expectUnusable(*bridge_, fault.states.back(), fault.message);
       break;
+    case End::quitsOrIdles:
+      return expectQuittingOrIdling(fault, stage);
     case End::idles:
       expectIdling(fault, stage);
       break;
@@ -241,6 +247,20 @@ void FaultTest::checkEnd(const Fault& fault, Stage stage) {
       return expectUnread(stage);
   }
   expectTold(fault, stage);
+}
+
+void FaultTest::expectQuittingOrIdling(const Fault& fault, Stage stage) {
+  const auto state = bridge_->waitFor(isState);
+  ASSERT_TRUE(state);
+  if (state->isLog(stateLine(fault.states.back()))) {
+    expectLastWords(*bridge_, fault.message);
+    return expectTold(fault, stage);
+  }
+  EXPECT_FALSE(stack_.bluez().isRunning());
+  Fault end = fault;
+  end.states = {"resetting"};
+  expectIdling(end, stage);
+  expectTold(end, stage);
 }
 
 void FaultTest::expectIdling(const Fault& fault, Stage stage) {
@@ -295,9 +315,6 @@ void FaultTest::expectTold(const Fault& fault, Stage stage) {
 
 void FaultTest::waitForStates(const Fault& fault) {
   while (logged(*bridge_, stateLine("")).size() <= fault.states.size()) {
-    const auto isState = [](const OutputLine& line) {
-      return line.text.starts_with(stateLine(""));
-    };
     ASSERT_TRUE(bridge_->waitFor(isState)) << "a state is not told";
   }
 }

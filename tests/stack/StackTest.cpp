@@ -135,6 +135,10 @@ std::string stateLine(const std::string& state) {
 
 void expectUnusable(BridgeProcess& bridge, const std::string& state, const std::string& message) {
   EXPECT_TRUE(bridge.waitForLog(stateLine(state)));
+  expectLastWords(bridge, message);
+}
+
+void expectLastWords(BridgeProcess& bridge, const std::string& message) {
   const auto last = bridge.next();
   EXPECT_TRUE(last && last->isMessage(message)) << (last ? last->bytes : "no line");
   EXPECT_EQ(bridge.waitForEnd(), support::ProcessEnd::status(0));

@@ -68,6 +68,9 @@ void expectAllMotions(const support::BridgeProcess& bridge, LabDevice& tramsel);
 // The text of the bridge's state line.
 std::string stateLine(const std::string& state);
 
+// The bridge tells this message next, and ends with status 0 and an empty standard error.
+void expectLastWords(support::BridgeProcess& bridge, const std::string& message);
+
 // The bridge tells this state and this message, and ends with status 0 and an empty standard error.
 void expectUnusable(support::BridgeProcess& bridge, const std::string& state,
                     const std::string& message);

@@ -1,8 +1,7 @@
 #include "RunLoop.h"
 
 #include <poll.h>
-
-#include <cstdio>
+#include <unistd.h>
 
 #include "Precondition.h"
 #include "Utils.h"
@@ -17,10 +16,9 @@ bool scanHasLastedLongEnough(const ComBLE& comBLE, double now) {
   return tooLong || (comBLE.comCorvelta && comBLE.comSonde && comBLE.comTramsel);
 }
 
-// A stream without a descriptor, which is in memory, is always read.
 bool hostIsReading() {
-  pollfd output{fileno(stdout), POLLOUT, 0};
-  return output.fd < 0 || ::poll(&output, 1, 0) != 0;
+  pollfd output{STDOUT_FILENO, POLLOUT, 0};
+  return ::poll(&output, 1, 0) != 0;
 }
 
 }  // namespace

@@ -19,13 +19,9 @@ class TextBuffer {
   TextBuffer(const TextBuffer&) = delete;
   TextBuffer& operator=(const TextBuffer&) = delete;
 
-  void reserve(std::size_t count) {
-    if (count > capacity_ - size_) grow(count);
-  }
-
   // Makes room for so many characters more and returns where they go; they count as written.
   char* extend(std::size_t count) {
-    reserve(count);
+    if (count > capacity_ - size_) grow(count);
     char* const added = begin_ + size_;
     size_ += count;
     return added;

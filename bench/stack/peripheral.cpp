@@ -11,7 +11,6 @@
 
 #include <cstdio>
 #include <string>
-#include <thread>
 
 #include "Stamp.h"
 #include "lab/Text.h"
@@ -125,16 +124,6 @@ class Events final : public lab::PeripheralObserver {
   std::uint32_t last_ = 0;
 };
 
-// bluetoothd may still be at setting the controller up.
-std::optional<lab::HciChannel> openWhenFree(int index) {
-  for (int attempt = 0; attempt < 200; ++attempt) {
-    int error = 0;
-    if (auto channel = lab::HciChannel::openUserChannel(index, error)) return channel;
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  }
-  return std::nullopt;
-}
-
 void obey(const std::string& line, Streamer& streamer, Events& events) {
   const auto [verb, arguments] = lab::splitAt(line, ' ');
   const auto [rate, count] = lab::splitAt(arguments, ' ');
@@ -153,7 +142,8 @@ int main(int argc, char** argv) {
     std::fputs("usage: bench-peripheral INDEX\n", stderr);
     return 2;
   }
-  auto channel = openWhenFree(static_cast<int>(*index));
+  int error = 0;
+  auto channel = lab::HciChannel::openWhenFree(static_cast<int>(*index), error);
   if (!channel) {
     tell("failed: the controller cannot be had");
     return 1;

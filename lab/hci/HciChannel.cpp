@@ -8,6 +8,8 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
+#include <thread>
 #include <utility>
 
 namespace lab {
@@ -50,6 +52,19 @@ std::optional<HciChannel> HciChannel::openUserChannel(int index, int& error) {
   }
   ::setsockopt(socket, SOL_SOCKET, SO_RCVBUFFORCE, &kReceiveBuffer, sizeof kReceiveBuffer);
   return channel;
+}
+
+// A controller that was just plugged in is busy with its own set-up, or being powered up by
+// bluetoothd, for some seconds; no event that an ordinary program gets tells when that is over.
+std::optional<HciChannel> HciChannel::openWhenFree(int index, int& error) {
+  using std::chrono::steady_clock;
+  const auto end = steady_clock::now() + std::chrono::seconds(20);
+  while (true) {
+    auto channel = openUserChannel(index, error);
+    const bool maySucceed = error == EBUSY || error == ENODEV;
+    if (channel || !maySucceed || steady_clock::now() > end) return channel;
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
 }
 
 HciChannel::HciChannel(int fileDescriptor) : fileDescriptor_(fileDescriptor) {

@@ -16,6 +16,10 @@ class HciChannel {
   // adapter is taken down first. Needs CAP_NET_ADMIN. Nothing on failure, with errno's value.
   static std::optional<HciChannel> openUserChannel(int index, int& error);
 
+  // As openUserChannel, but waits up to 20 seconds for a controller that is not there yet or in
+  // use.
+  static std::optional<HciChannel> openWhenFree(int index, int& error);
+
   // Owns the descriptor, which is made non-blocking.
   explicit HciChannel(int fileDescriptor);
   HciChannel(HciChannel&& other) noexcept;

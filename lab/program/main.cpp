@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <system_error>
-#include <thread>
 
 #include "lab/hci/Peripheral.h"
 #include "lab/models/Models.h"
@@ -25,21 +24,6 @@ constexpr int kMisuse = 2;
 int complain(const std::string& what, int status) {
   std::fprintf(stderr, "vornix-lab: %s\n", what.c_str());
   return status;
-}
-
-// A controller that was just plugged in is busy with its own set-up, or being powered up by
-// bluetoothd, for some seconds; no event that an ordinary program gets tells when that is over.
-std::optional<lab::HciChannel> openWhenFree(int controller, std::string& reason) {
-  const auto end = Clock::now() + std::chrono::seconds(10);
-  while (true) {
-    int error = 0;
-    std::optional<lab::HciChannel> channel = lab::HciChannel::openUserChannel(controller, error);
-    if (channel) return channel;
-    reason = "hci" + std::to_string(controller) +
-             " cannot be owned: " + std::generic_category().message(error);
-    if ((error != EBUSY && error != ENODEV) || Clock::now() > end) return std::nullopt;
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  }
 }
 
 // Both have a part in "fault clear".
@@ -90,8 +74,11 @@ int main(int argc, char** argv) {
     return complain(options->journal + ": " + std::generic_category().message(errno), kFailure);
   lab::Journal journal(output);
 
-  std::optional<lab::HciChannel> channel = openWhenFree(options->controller, reason);
+  int error = 0;
+  auto channel = lab::HciChannel::openWhenFree(options->controller, error);
   if (!channel) {
+    reason = "hci" + std::to_string(options->controller) +
+             " cannot be owned: " + std::generic_category().message(error);
     journal.didFail(reason);
     return complain(reason, kFailure);
   }

@@ -4,7 +4,6 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstring>
 #include <stdexcept>
 
@@ -13,18 +12,11 @@ namespace {
 
 using Clock = lab::Peripheral::Clock;
 
-// A controller that was just made is busy with its set-up for some seconds.
-lab::HciChannel openWhenFree(int controller) {
-  const auto end = Clock::now() + std::chrono::seconds(20);
-  while (true) {
-    int error = 0;
-    auto channel = lab::HciChannel::openUserChannel(controller, error);
-    if (channel) return std::move(*channel);
-    if ((error != EBUSY && error != ENODEV) || Clock::now() > end) {
-      throw std::runtime_error("hci" + std::to_string(controller) + ": " + std::strerror(error));
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  }
+lab::HciChannel open(int controller) {
+  int error = 0;
+  auto channel = lab::HciChannel::openWhenFree(controller, error);
+  if (channel) return std::move(*channel);
+  throw std::runtime_error("hci" + std::to_string(controller) + ": " + std::strerror(error));
 }
 
 }  // namespace
@@ -77,7 +69,7 @@ struct LabAir::Seat {
     std::string address_;
   };
 
-  explicit Seat(int controller) : peripheral(openWhenFree(controller), model, observer) {}
+  explicit Seat(int controller) : peripheral(open(controller), model, observer) {}
 
   BorrowedModel model;
   Silent observer;

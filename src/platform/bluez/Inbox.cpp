@@ -1,10 +1,13 @@
 #include "platform/bluez/Inbox.h"
 
+#include <poll.h>
 #include <sys/eventfd.h>
 
 namespace platform::bluez {
 
-Inbox::Inbox() : wakeUp_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+Inbox::Inbox(Poller& poller) : wakeUp_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+  poller.watch(wakeUp_.get(), *this, POLLIN);
+}
 
 void Inbox::post(Action action) {
   const std::lock_guard lock(mutex_);
@@ -12,7 +15,7 @@ void Inbox::post(Action action) {
   posted_.push_back(std::move(action));
 }
 
-void Inbox::run() {
+void Inbox::handle(short /*events*/) {
   std::vector<Action> posted;
   {
     const std::lock_guard lock(mutex_);

@@ -7,25 +7,23 @@
 #include <vector>
 
 #include "platform/bluez/Descriptor.h"
+#include "platform/bluez/Poller.h"
 
 namespace platform::bluez {
 
-class Inbox {
+class Inbox final : private Poller::Source {
  public:
   using Action = std::function<void()>;
 
-  Inbox();
+  explicit Inbox(Poller& poller);
 
   // The action runs on the main thread, in the order of posting. Returns at once.
   void post(Action action);
 
-  // Readable while something was posted that has not run.
-  int descriptor() const { return wakeUp_.get(); }
-
-  // Runs what was posted.
-  void run();
-
  private:
+  // Runs what was posted.
+  void handle(short events) override;
+
   Descriptor wakeUp_;
   std::mutex mutex_;
   std::vector<Action> posted_;

@@ -1,18 +1,14 @@
 #include "platform/bluez/Loop.h"
 
+#include <poll.h>
+
 #include <algorithm>
-#include <cerrno>
 
 #include "platform/bluez/NotifySocket.h"
 
 namespace platform::bluez {
 
 namespace {
-
-constexpr std::size_t kInbox = 0;
-constexpr std::size_t kGate = 1;
-constexpr std::size_t kBus = 2;
-constexpr std::size_t kFirstSocket = 3;
 
 // How much one turn does of one kind before the others are looked after: a socket holds some 270
 // values, and must not fill up while a long queue is delivered.
@@ -27,85 +23,67 @@ Loop::Clock::time_point fromBusTime(std::uint64_t microseconds) {
 }  // namespace
 
 void Loop::runUntil(Clock::time_point end) {
-  do {
-    turn(end);
-  } while (Clock::now() < end);
+  isBusInUse_ = true;  // the end of a slot may have left something to send
+  while (!turn(end) || Clock::now() < end) {
+  }
 }
 
 void Loop::close() {
   deliveries_.close();
-  bus_.close();
+  closeBus();
 }
 
-void Loop::turn(Clock::time_point end) {
-  const bool isReceiving = !deliveries_.isFull();
-  arrange(isReceiving);
-  wait(Clock::now(), end);
-  if (polled_[kInbox].revents != 0) inbox_.run();
-  if (gate_.awaited() >= 0) gate_.answer(polled_[kGate].revents);
-  if (isReceiving) {
-    receiveValues();
-    serveBus();
-  }
-  runTimers();
+// True when a time has come: the end, or another that something waits for.
+bool Loop::turn(Clock::time_point end) {
+  decideWhetherToReceive();
+  watchBus();
+  const bool isTime = wait(end);
+  if (isReceiving_ && (busSource_.isReady || isTime)) serveBus();
+  if (isTime) runTimers();
   deliver();
+  return isTime;
+}
+
+bool Loop::wait(Clock::time_point end) {
+  const Clock::time_point deadline = nextDeadline(end);
+  const bool isIdle = deliveries_.isEmpty() || gate_.isShut();
+  return isIdle ? poller_.waitUntil(deadline) : poller_.look(deadline);
 }
 
 // What is held has a bound. At the bound nothing is received any more, neither values nor
 // messages: bluetoothd then drops values (a socket holds some 270), the D-Bus daemon queues.
-void Loop::arrange(bool isReceiving) {
-  std::erase(sockets_, nullptr);
-  polled_.resize(kFirstSocket + sockets_.size());
-  polled_[kInbox] = {inbox_.descriptor(), POLLIN, 0};
-  polled_[kGate] = {gate_.awaited(), POLLOUT, 0};
-  polled_[kBus] = {-1, 0, 0};
-  if (isReceiving && bus_.get() != nullptr) {
-    const int events = sd_bus_get_events(bus_.get());
-    polled_[kBus] = {sd_bus_get_fd(bus_.get()), static_cast<short>(std::max(events, 0)), 0};
-  }
-  for (std::size_t i = 0; i < sockets_.size(); ++i) {
-    polled_[kFirstSocket + i] = {isReceiving ? sockets_[i]->descriptor() : -1, POLLIN, 0};
-  }
+void Loop::decideWhetherToReceive() {
+  const bool isReceiving = !deliveries_.isFull();
+  if (isReceiving == isReceiving_) return;
+  isReceiving_ = isReceiving;
+  isBusInUse_ = true;
+  for (NotifySocket* socket : sockets_) watch(*socket);
 }
 
-void Loop::wait(Clock::time_point now, Clock::time_point end) {
-  using std::chrono::nanoseconds;
-  const bool isIdle = deliveries_.isEmpty() || gate_.awaited() >= 0;
-  const nanoseconds delay =
-      isIdle ? std::max(nanoseconds(nextDeadline(end) - now), nanoseconds(0)) : nanoseconds(0);
-  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(delay);
-  const timespec limit{static_cast<time_t>(seconds.count()),
-                       static_cast<long>((delay - seconds).count())};
-  if (ppoll(polled_.data(), polled_.size(), &limit, nullptr) <= 0) {
-    for (pollfd& entry : polled_) entry.revents = 0;
-  }
+// sd-bus is asked again only when something may have changed: values come without it.
+void Loop::watchBus() {
+  busSource_.isReady = false;
+  if (!isBusInUse_) return;
+  isBusInUse_ = false;
+  busTime_ = Clock::time_point::max();
+  if (bus_.get() == nullptr) return;
+  const int events = isReceiving_ ? sd_bus_get_events(bus_.get()) : 0;
+  poller_.watch(sd_bus_get_fd(bus_.get()), busSource_, static_cast<short>(std::max(events, 0)));
+  std::uint64_t time = UINT64_MAX;
+  if (isReceiving_) sd_bus_get_timeout(bus_.get(), &time);
+  if (events < 0) time = 0;  // it has failed, as serving it will tell
+  if (time != UINT64_MAX) busTime_ = fromBusTime(time);
 }
 
 Loop::Clock::time_point Loop::nextDeadline(Clock::time_point end) const {
-  Clock::time_point next = end;
+  Clock::time_point next = std::min(end, busTime_);
   for (const Timer* timer : timers_) next = std::min(next, timer->due_);
-  std::uint64_t busTime = UINT64_MAX;
-  if (bus_.get() != nullptr && polled_[kBus].fd >= 0 &&
-      sd_bus_get_timeout(bus_.get(), &busTime) >= 0 && busTime != UINT64_MAX) {
-    next = std::min(next, fromBusTime(busTime));
-  }
   return next;
-}
-
-void Loop::receiveValues() {
-  // A socket that ends may take others with it: those are null by then.
-  for (std::size_t i = kFirstSocket; i < polled_.size(); ++i) {
-    NotifySocket* socket = sockets_[i - kFirstSocket];
-    if (polled_[i].revents != 0 && socket != nullptr) socket->handle(polled_[i].revents);
-  }
 }
 
 void Loop::serveBus() {
   if (bus_.get() == nullptr) return;
-  std::uint64_t busTime = UINT64_MAX;
-  const bool isDue = sd_bus_get_timeout(bus_.get(), &busTime) >= 0 && busTime != UINT64_MAX &&
-                     fromBusTime(busTime) <= Clock::now();
-  if (polled_[kBus].revents == 0 && !isDue) return;
+  isBusInUse_ = true;
   // A socket that is new may hold values already: older than what the bus tells next.
   const std::size_t sockets = sockets_.size();
   int served = 1;
@@ -113,12 +91,11 @@ void Loop::serveBus() {
     served = sd_bus_process(bus_.get(), nullptr);
   }
   if (served >= 0) return;
-  bus_.close();
+  closeBus();
   if (onBusLost_) onBusLost_();
 }
 
 void Loop::runTimers() {
-  if (timers_.empty()) return;
   // Each may start or stop others, so the search starts anew after each.
   const Clock::time_point now = Clock::now();
   const auto isDue = [now](const Timer* timer) { return timer->due_ <= now; };
@@ -136,12 +113,23 @@ void Loop::deliver() {
   }
 }
 
+void Loop::closeBus() {
+  if (bus_.get() != nullptr) poller_.watch(sd_bus_get_fd(bus_.get()), busSource_, 0);
+  bus_.close();
+}
+
 void Loop::add(NotifySocket& socket) {
   sockets_.push_back(&socket);
+  watch(socket);
 }
 
 void Loop::remove(NotifySocket& socket) {
-  std::ranges::replace(sockets_, &socket, static_cast<NotifySocket*>(nullptr));
+  poller_.watch(socket.descriptor(), socket, 0);
+  std::erase(sockets_, &socket);
+}
+
+void Loop::watch(NotifySocket& socket) {
+  poller_.watch(socket.descriptor(), socket, isReceiving_ ? POLLIN : 0);
 }
 
 void Loop::add(Timer& timer) {

@@ -1,11 +1,9 @@
 // The main thread's event loop, and what everything in this folder shares: the connection to the
-// bus, the delivery queue, the timers. One poll per turn waits for whatever comes first.
+// bus, the delivery queue, the timers. Each turn waits for whatever comes first.
 //
 // Receiving and telling are apart: each turn takes in what has come, whether or not callbacks may
 // be made, and then makes those that may.
 #pragma once
-
-#include <poll.h>
 
 #include <chrono>
 #include <functional>
@@ -16,6 +14,7 @@
 #include "platform/bluez/Gate.h"
 #include "platform/bluez/Inbox.h"
 #include "platform/bluez/PacketBatch.h"
+#include "platform/bluez/Poller.h"
 
 namespace platform::bluez {
 
@@ -24,14 +23,18 @@ class Timer;
 
 class Loop {
  public:
-  using Clock = std::chrono::steady_clock;
+  using Clock = Poller::Clock;
   using OnBusLost = std::function<void()>;
 
   Loop() = default;
   Loop(const Loop&) = delete;
   Loop& operator=(const Loop&) = delete;
 
-  Bus& bus() { return bus_; }
+  // Who has the bus in hand may change what there is to wait for.
+  Bus& bus() {
+    isBusInUse_ = true;
+    return bus_;
+  }
   DeliveryQueue& deliveries() { return deliveries_; }
   Gate& gate() { return gate_; }
   Inbox& inbox() { return inbox_; }
@@ -51,27 +54,40 @@ class Loop {
 
   void add(NotifySocket& socket);
   void remove(NotifySocket& socket);
+  void watch(NotifySocket& socket);
   void add(Timer& timer);
   void remove(Timer& timer);
 
-  void turn(Clock::time_point end);
-  void wait(Clock::time_point now, Clock::time_point end);
-  void arrange(bool isReceiving);
+  // Keeps what was found until the sockets have been looked after.
+  struct BusSource final : Poller::Source {
+    void handle(short) override { isReady = true; }
+
+    bool isReady = false;
+  };
+
+  bool turn(Clock::time_point end);
+  bool wait(Clock::time_point end);
+  void decideWhetherToReceive();
+  void watchBus();
+  void closeBus();
   Clock::time_point nextDeadline(Clock::time_point end) const;
-  void receiveValues();
   void serveBus();
   void runTimers();
   void deliver();
 
+  Poller poller_;
   Bus bus_;
+  BusSource busSource_;
+  Clock::time_point busTime_ = Clock::time_point::max();  // when it is to be served at the latest
+  bool isBusInUse_ = true;
   DeliveryQueue deliveries_;
-  Gate gate_;
-  Inbox inbox_;
+  Gate gate_{poller_};
+  Inbox inbox_{poller_};
   PacketBatch packets_;
   OnBusLost onBusLost_;
   std::vector<Timer*> timers_;
-  std::vector<NotifySocket*> sockets_;  // null where one was removed during the turn
-  std::vector<pollfd> polled_;          // inbox, gate, bus, then the sockets
+  std::vector<NotifySocket*> sockets_;
+  bool isReceiving_ = true;  // values and messages
 };
 
 // Calls back once, after a time. Main thread only.

@@ -5,6 +5,7 @@
 #include <functional>
 
 #include "platform/bluez/Descriptor.h"
+#include "platform/bluez/Poller.h"
 
 namespace platform::bluez {
 
@@ -12,7 +13,7 @@ class DeliveryQueue;
 class Loop;
 class ValueTarget;
 
-class NotifySocket {
+class NotifySocket final : public Poller::Source {
  public:
   using OnEnd = std::function<void()>;
 
@@ -23,12 +24,12 @@ class NotifySocket {
   NotifySocket& operator=(const NotifySocket&) = delete;
 
   // Takes in what has come, then closes: bluetoothd ends the subscription.
-  ~NotifySocket();
+  ~NotifySocket() override;
 
   int descriptor() const { return socket_.get(); }
 
-  // What poll found. Takes in what has come.
-  void handle(short events);
+  // Takes in what has come.
+  void handle(short events) override;
 
  private:
   // Takes in values, of which poll told this. False when there are none.

@@ -1,6 +1,11 @@
 // What one value costs from the platform's callback to the line in the host's pipe, for every kind
-// of message, next to the floor: the bare write of the same bytes into the same pipe. Compare the
-// two within one run; only the writing is timed, the pipe is emptied outside the clock.
+// of message, next to the floor: the bare write of the same bytes into the same pipe; and next to
+// the same bytes given to the unbuffered stream, which is the way that every line has to take.
+// Compare them within one run; only the writing is timed, the pipe is emptied outside the clock.
+//
+//   bench-core [--benchmark_...]
+//   bench-core --deliver KIND COUNT     only delivers so many values (for bench/core/instructions)
+//   bench-core --kinds                  the kinds
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
@@ -11,6 +16,8 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "ComCorvelta.h"
@@ -65,6 +72,22 @@ class Characteristic final : public platform::CBCharacteristic {
   }
 };
 
+// A handler, and a value for it.
+template <class Handler>
+class Scene {
+ public:
+  Scene(const CBUUID& uuid, platform::Value value) : characteristic_(uuid, value) {
+    if constexpr (std::is_same_v<Handler, ComFenwix>) handler_.healthBatt = 1;
+  }
+
+  void deliver() { handler_.peripheralDidUpdateValueFor(device_, characteristic_, nullptr); }
+
+ private:
+  Device device_;
+  Handler handler_{std::shared_ptr<platform::CBPeripheral>(&device_, [](auto*) {})};
+  Characteristic characteristic_;
+};
+
 // The calling thread's own time: what else runs on the machine does not count.
 double cpuSeconds() {
   timespec now{};
@@ -79,28 +102,25 @@ double timed(Operation operation) {
   return cpuSeconds() - start;
 }
 
-// Batches of values and of bare writes in turn, so that both see the same machine. The time
-// reported is the value's; "floor" is the write's, "ratio" the one over the other.
+// Batches of values, of bare writes and of lines given to the stream in turn, so that all see the
+// same machine. The time reported is the value's; "floor" is the write's, "ratio" the one over the
+// other, "stream" the stream's over the floor.
 template <class Handler>
 void valueToLine(benchmark::State& state, CBUUID uuid, Bytes bytes) {
   OutputPipe pipe;
-  std::setbuf(stdout, nullptr);
-  Device device;
-  Handler handler{std::shared_ptr<platform::CBPeripheral>(&device, [](auto*) {})};
-  Characteristic characteristic(uuid, bytes);
-  const auto deliver = [&] {
-    handler.peripheralDidUpdateValueFor(device, characteristic, nullptr);
-  };
-  if constexpr (std::is_same_v<Handler, ComFenwix>) handler.healthBatt = 1;
+  Scene<Handler> scene(uuid, bytes);
+  const auto deliver = [&scene] { scene.deliver(); };
   deliver();
   const std::string all = pipe.take();
   const std::string line = all.substr(all.rfind('<'));
   const auto bareWrite = [&line] {
     benchmark::DoNotOptimize(write(STDOUT_FILENO, line.data(), line.size()));
   };
+  const auto bareStream = [&line] { std::fwrite(line.data(), 1, line.size(), stdout); };
 
   double values = 0;
   double floor = 0;
+  double stream = 0;
   std::uint64_t allocated = 0;
   for (auto unused : state) {
     static_cast<void>(unused);
@@ -110,6 +130,8 @@ void valueToLine(benchmark::State& state, CBUUID uuid, Bytes bytes) {
     pipe.take();
     floor += timed(bareWrite);
     pipe.take();
+    stream += timed(bareStream);
+    pipe.take();
     values += time;
     state.SetIterationTime(time);
   }
@@ -117,33 +139,70 @@ void valueToLine(benchmark::State& state, CBUUID uuid, Bytes bytes) {
   state.counters["value_ns"] = values / count * 1e9;
   state.counters["floor_ns"] = floor / count * 1e9;
   state.counters["ratio"] = values / floor;
+  state.counters["stream"] = stream / floor;
   state.counters["allocations"] = static_cast<double>(allocated) / count;
 }
 
 const Bytes kMotion{0x01, 0x00, 0xFF, 0xFF, 0x34, 0x12, 0xF4, 0xFF, 0x00,
                     0x00, 0xE8, 0x03, 0x7F, 0xFF, 0x00, 0x80, 0xFF, 0x7F};
 
-template <class Handler>
-void measure(const char* name, const CBUUID& uuid, const Bytes& bytes) {
-  benchmark::RegisterBenchmark(name, valueToLine<Handler>, uuid, bytes)->UseManualTime();
+// Calls back with the handler's type, the kind's name, the characteristic and its value.
+template <class Visitor>
+void forEachKind(Visitor visit) {
+  const std::type_identity<ComTramsel> tramsel;
+  const std::type_identity<ComSonde> probe;
+  const std::type_identity<ComCorvelta> corvelta;
+  const std::type_identity<ComFenwix> fenwix;
+  visit(tramsel, "B; motion", charac_tramsel, kMotion);
+  visit(probe, "S; Ilo", charac_ilo, Bytes{0, 0, 0x34, 0x12, 0, 0, 0, 0, 0, 0, 0, 0, 0x50});
+  visit(probe, "S; Tenoval", charac_tenoval, Bytes{0x12, 0x34, 0x00, 0x0A});
+  visit(corvelta, "C;4; battery", charac_batt, Bytes{87});
+  visit(corvelta, "K;NC;", charac_corvelta_new_calibration, Bytes{7});
+  visit(corvelta, "K;EC;", charac_corvelta_erreur_calibration, Bytes{3});
+  visit(corvelta, "K;MC;", charac_corvelta_contractions, Bytes{1, 2, 3, 4, 5, 6});
+  visit(fenwix, "P1; RMS", charac_fenwix_rms, Bytes{0xCD, 0xCC, 0xCC, 0x3D});
+  visit(fenwix, "P0; battery", charac_batt, Bytes{87});
+  visit(fenwix, "PR1; 20 bytes", charac_fenwix_raw, Bytes(20, 0x5A));
+  visit(fenwix, "PR1; 244 bytes", charac_fenwix_raw, Bytes(244, 0x5A));
+  visit(fenwix, "PR1; 512 bytes", charac_fenwix_raw, Bytes(512, 0x5A));
+  visit(fenwix, "PJSON;", charac_fenwix_command, Bytes{0xAA, 19, 3, 0, '[', '1', ']'});
+}
+
+void measureAll() {
+  forEachKind([]<class Handler>(std::type_identity<Handler>, const char* name, const CBUUID& uuid,
+                                const Bytes& bytes) {
+    benchmark::RegisterBenchmark(name, valueToLine<Handler>, uuid, bytes)->UseManualTime();
+  });
+  benchmark::RunSpecifiedBenchmarks();
+}
+
+bool deliverMany(std::string_view kind, long count) {
+  bool isKnown = false;
+  forEachKind([&]<class Handler>(std::type_identity<Handler>, const char* name, const CBUUID& uuid,
+                                 const Bytes& bytes) {
+    if (kind != name) return;
+    isKnown = true;
+    Scene<Handler> scene(uuid, bytes);
+    for (long i = 0; i < count; ++i) scene.deliver();
+  });
+  return isKnown;
+}
+
+void printKinds() {
+  forEachKind([](auto, const char* name, const CBUUID&, const Bytes&) { std::puts(name); });
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  measure<ComTramsel>("B; motion", charac_tramsel, kMotion);
-  measure<ComSonde>("S; Ilo", charac_ilo, {0, 0, 0x34, 0x12, 0, 0, 0, 0, 0, 0, 0, 0, 0x50});
-  measure<ComSonde>("S; Tenoval", charac_tenoval, {0x12, 0x34, 0x00, 0x0A});
-  measure<ComCorvelta>("C;4; battery", charac_batt, {87});
-  measure<ComCorvelta>("K;NC;", charac_corvelta_new_calibration, {7});
-  measure<ComCorvelta>("K;EC;", charac_corvelta_erreur_calibration, {3});
-  measure<ComCorvelta>("K;MC;", charac_corvelta_contractions, {1, 2, 3, 4, 5, 6});
-  measure<ComFenwix>("P1; RMS", charac_fenwix_rms, {0xCD, 0xCC, 0xCC, 0x3D});
-  measure<ComFenwix>("P0; battery", charac_batt, {87});
-  measure<ComFenwix>("PR1; 20 bytes", charac_fenwix_raw, Bytes(20, 0x5A));
-  measure<ComFenwix>("PR1; 244 bytes", charac_fenwix_raw, Bytes(244, 0x5A));
-  measure<ComFenwix>("PR1; 512 bytes", charac_fenwix_raw, Bytes(512, 0x5A));
-  measure<ComFenwix>("PJSON;", charac_fenwix_command, {0xAA, 19, 3, 0, '[', '1', ']'});
-  benchmark::RunSpecifiedBenchmarks();
+  std::setbuf(stdout, nullptr);
+  const std::string_view mode = argc > 1 ? argv[1] : "";
+  if (mode == "--kinds") {
+    printKinds();
+  } else if (mode == "--deliver" && argc == 4) {
+    return deliverMany(argv[2], std::strtol(argv[3], nullptr, 10)) ? 0 : 2;
+  } else {
+    benchmark::Initialize(&argc, argv);
+    measureAll();
+  }
 }

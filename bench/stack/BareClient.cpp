@@ -53,10 +53,10 @@ BareClient::BareClient() {
         "match");
   call(kAdapter, kAdapterInterface, "StartDiscovery");
   const std::string device = waitFor(kDeviceInterface, "Name", "Tramsel-1");
-  call(kAdapter, kAdapterInterface, "StopDiscovery");
   call(device, kDeviceInterface, "Connect");
   characteristic_ =
       waitFor(kCharacteristicInterface, "UUID", "ef680408-9b35-4933-9b10-52ffa9740042");
+  call(kAdapter, kAdapterInterface, "StopDiscovery");
   sd_bus_slot_unref(signals);
 }
 

@@ -15,7 +15,9 @@ class BareClient {
  public:
   static constexpr char kCharacteristicInterface[] = "org.bluez.GattCharacteristic1";
 
-  // Returns when the characteristic can be subscribed to.
+  // Returns when the characteristic can be subscribed to. Scans on while it connects, as the bridge
+  // has to: both then wait for the device's next advertisement, where emulated controllers report a
+  // device to a scan that starts anew at once, which no radio does.
   BareClient();
   BareClient(const BareClient&) = delete;
   BareClient& operator=(const BareClient&) = delete;

@@ -38,11 +38,11 @@ Nanoseconds cpuTime(pid_t process) {
   return Nanoseconds(sum);
 }
 
-long peakMemory(pid_t process) {
-  std::ifstream status("/proc/" + std::to_string(process) + "/status");
-  for (std::string word; status >> word;) {
+long residentMemory(pid_t process) {
+  std::ifstream memory("/proc/" + std::to_string(process) + "/smaps_rollup");
+  for (std::string word; memory >> word;) {
     long size = 0;
-    if (word == "VmHWM:" && status >> size) return size;
+    if (word == "Rss:" && memory >> size) return size;
   }
   return 0;
 }

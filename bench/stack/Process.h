@@ -19,8 +19,9 @@ using Nanoseconds = std::chrono::nanoseconds;
 // Processor time of all threads that a process has now.
 Nanoseconds cpuTime(pid_t process);
 
-// Most memory that a process has had resident so far, in KiB.
-long peakMemory(pid_t process);
+// Memory that a process has resident now, in KiB. Counted page by page: the kernel's running
+// totals, and the peak with them, may lag by megabytes.
+long residentMemory(pid_t process);
 
 // Bytes from a pipe. Reading only keeps them, so that it costs the programs beside it little.
 class Output {

@@ -27,7 +27,7 @@ struct Client {
   std::string ready;                // the end of a line that is waited for before it is measured
 };
 
-const std::vector<Client> clients{
+const std::vector<Client> allClients{
     {"vornix", {VORNIX_BRIDGE}, bench::Form::message, " : Stop Scan>"},
     {"sd-bus, AcquireNotify", {BENCH_ACQUIRE}, bench::Form::hexadecimal, ""},
     {"sd-bus, StartNotify", {BENCH_NOTIFY}, std::nullopt, ""},
@@ -73,6 +73,7 @@ class Run {
 
   void measure() {
     start();
+    add("Start and idle", "CPU of the start, ms", microseconds(cpuTimes().client) / 1000);
     if (client_.form) measureFirstLine();
     if (!client_.ready.empty()) {
       session_.waitForLine([this](auto line) { return line.ends_with(client_.ready); });
@@ -124,7 +125,7 @@ class Run {
       add(table, "median latency, ms", bench::quantile(reception.latencies, 0.5));
       add(table, "p99, ms", bench::quantile(reception.latencies, 0.99));
     }
-    add(table, "peak memory so far, KiB", peakMemory());
+    add(table, "resident memory, KiB", residentMemory());
     add(table, "sent per second", rate.count / took.count());
   }
 
@@ -134,10 +135,10 @@ class Run {
     order(kStalledRate);
     session_.serveFor(1s);
     session_.stallFor(kStall);
+    add(table, "resident memory at its end, KiB", residentMemory());
     session_.waitForEvent("streamed");
     session_.settle();
     add(table, "lost", kStalledRate.count - receptionFrom(begin, kStalledRate).received);
-    add(table, "peak memory, KiB", peakMemory());
   }
 
   void order(const Rate& rate) const {
@@ -161,7 +162,9 @@ class Run {
             bench::cpuTime(busDaemon_)};
   }
 
-  double peakMemory() { return static_cast<double>(bench::peakMemory(session_.client().id())); }
+  double residentMemory() {
+    return static_cast<double>(bench::residentMemory(session_.client().id()));
+  }
 
   void addCpuTimes(const std::string& table, const std::string& figure, const CpuTimes& before,
                    const CpuTimes& after, double parts) {
@@ -199,7 +202,14 @@ void makeAfresh(const bench::Stack& stack) {
   std::this_thread::sleep_for(1s);
 }
 
-void measureAll(unsigned rounds) {
+// Those in whose names this occurs.
+std::vector<Client> clientsNamed(std::string_view part) {
+  std::vector<Client> named = allClients;
+  std::erase_if(named, [&](const Client& client) { return client.name.find(part) == part.npos; });
+  return named;
+}
+
+void measureAll(unsigned rounds, const std::vector<Client>& clients) {
   const bench::Stack stack;
   waitForControllers(stack);
   bench::Process peripheral({BENCH_PERIPHERAL, "1"});
@@ -229,7 +239,7 @@ int main(int argc, char** argv) {
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   const unsigned rounds = argc > 1 ? lab::toNumber(argv[1]).value_or(0) : 3;
   try {
-    measureAll(rounds);
+    measureAll(rounds, clientsNamed(argc > 2 ? argv[2] : ""));
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "bench-stack: %s\n", failure.what());
     return 1;

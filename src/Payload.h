@@ -2,7 +2,7 @@
 // decimal. Messages of usual length are built without an allocation.
 #pragma once
 
-#include <cstdint>
+#include <concepts>
 #include <string_view>
 
 #include "TextBuffer.h"
@@ -12,7 +12,7 @@ class Payload {
   // start: the first fields, with their separators, such as "C;5;0;".
   explicit Payload(std::string_view start) { text_.append(start); }
 
-  Payload& field(std::int64_t number) {
+  Payload& field(std::integral auto number) {
     text_.appendDecimal(number);
     text_.append(';');
     return *this;

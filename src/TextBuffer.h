@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <concepts>
 #include <cstddef>
-#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -31,8 +31,9 @@ class TextBuffer {
 
   void append(char character) { *extend(1) = character; }
 
-  void appendDecimal(std::int64_t number) {
-    constexpr std::size_t kLongest = std::numeric_limits<std::int64_t>::digits10 + 2;
+  // In the number's own width: most are short, and half as dear as in 64 bits.
+  void appendDecimal(std::integral auto number) {
+    constexpr std::size_t kLongest = std::numeric_limits<decltype(number)>::digits10 + 2;
     char* const digits = extend(kLongest);
     const char* const end = std::to_chars(digits, digits + kLongest, number).ptr;
     size_ = static_cast<std::size_t>(end - begin_);

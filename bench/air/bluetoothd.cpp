@@ -1,96 +1,54 @@
-// A bluetoothd that is played, with one Tramsel to connect to and a crowd of other advertisers. It
-// tells of more devices than emulated controllers could, at a rate that is known.
+// A bluetoothd that is played, with the devices of Devices.h to connect to and a crowd of other
+// advertisers. It tells of more devices than emulated controllers could, at a rate that is known.
 //
-// Control lines on standard input, which may run at the same time:
-//   stream RATE COUNT      that many values of the Tramsel, RATE per second (Stamp.h)
+// Control lines on standard input:
+//   probe                  the probe is heard of, which a scan alone does not find
+//   stream RATE COUNT      that many values of each device that is subscribed, RATE per second
 //   appear RATE COUNT      that many advertisers are heard of first, RATE per second
 //   again RATE COUNT       that many reports of advertisers that are known, in turn
-// On standard output, one line each: ready, subscribed, streamed, appeared, told. It ends with its
-// input.
+// The last three may run at the same time. On standard output, one line each: ready; subscribed
+// (one device's stream); done (nothing runs any more); failed. It ends with its input.
 #include <poll.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
+#include <deque>
+#include <ranges>
 
 #include "Crowd.h"
 #include "FakeBluez.h"
-#include "Stamp.h"
+#include "PlayedDevice.h"
+#include "Series.h"
 #include "lab/Text.h"
 #include "lab/program/LineReader.h"
 
 namespace {
 
 using bench::Clock;
+using bench::Series;
 
 const std::string kAdapter = "/org/bluez/hci0";
-const std::string kDevice = kAdapter + "/dev_C0_00_00_FF_FF_01";
-const std::string kService = kDevice + "/service0001";
-const std::string kCharacteristic = kService + "/char0002";
-constexpr char kDeviceInterface[] = "org.bluez.Device1";
-
-void tell(const char* event) {
-  std::printf("%s\n", event);
-  std::fflush(stdout);
-}
 
 // What is later than this was not held up in the machine: an idle machine whose host is busy finds
 // that time has jumped. Going on from there keeps values from coming all at once.
-constexpr auto kLongestDelay = std::chrono::milliseconds(5);
+constexpr auto kLongestDelay = std::chrono::milliseconds(2);
 
-// Something that is done a number of times at a steady rate.
-class Series {
- public:
-  Series(const char* atEnd, std::function<void(unsigned number)> once)
-      : atEnd_(atEnd), once_(std::move(once)) {}
-
-  void start(unsigned perSecond, unsigned count) {
-    perSecond_ = perSecond;
-    count_ = count;
-    done_ = 0;
-    start_ = Clock::now();
-  }
-  bool isRunning() const { return done_ < count_; }
-  Clock::time_point dueAt() const {
-    return start_ + std::chrono::nanoseconds(std::int64_t{done_} * 1'000'000'000 / perSecond_);
-  }
-  void advance(Clock::time_point now) {
-    if (isRunning() && now - dueAt() > kLongestDelay) start_ += now - dueAt();
-    while (isRunning() && dueAt() <= now) {
-      once_(++done_);
-      if (!isRunning()) tell(atEnd_);
-    }
-  }
-
- private:
-  const char* atEnd_;
-  std::function<void(unsigned)> once_;
-  unsigned perSecond_ = 1;
-  unsigned count_ = 0;
-  unsigned done_ = 0;
-  Clock::time_point start_;
-};
+void tell(const std::string& event) {
+  std::printf("%s\n", event.c_str());
+  std::fflush(stdout);
+}
 
 class Player {
  public:
   Player() {
     bluez_.objects[kAdapter] = {{"org.bluez.Adapter1", {{"Powered", true}}}};
-    bluez_.objects[kDevice] = {
-        {kDeviceInterface,
-         {{"Name", std::string("Tramsel-1")}, {"Connected", false}, {"ServicesResolved", false}}}};
+    for (std::size_t place = 0; place < bench::kDevices.size(); ++place) {
+      series_.push_back(&devices_.emplace_back(bluez_, place, [] { tell("subscribed"); }).values());
+    }
     bluez_.on(kAdapter, "StartDiscovery", [this](auto call) {
       bluez_.reply(*call);
-      bluez_.signalChange(kDevice, kDeviceInterface, {{"RSSI", std::int16_t{-50}}});
-    });
-    bluez_.on(kDevice, "Connect", [this](auto call) {
-      connect();
-      bluez_.reply(*call);
-    });
-    bluez_.on(kCharacteristic, "AcquireNotify", [this](auto call) {
-      socket_ = bluez_.replySocket(*call);
-      send(0);
-      tell("subscribed");
+      for (auto& device : devices_ | std::views::take(bench::kProbe)) device.appear();
     });
     tell("ready");
   }
@@ -103,32 +61,39 @@ class Player {
       if (input.isReady()) {
         for (const std::string& line : input.read()) obey(line);
       }
-      for (Series* series : all()) series->advance(Clock::now());
+      advance();
       wait();
     }
   }
 
  private:
-  std::array<Series*, 3> all() { return {&values_, &firsts_, &reports_}; }
+  bool isAtWork() const { return std::ranges::any_of(series_, &Series::isRunning); }
 
-  void connect() {
-    bluez_.change(kDevice, kDeviceInterface, {{"Connected", true}});
-    bluez_.add(
-        kService,
-        {{"org.bluez.GattService1",
-          {{"UUID", std::string("ef680400-9b35-4933-9b10-52ffa9740042")}, {"Primary", true}}}});
-    bluez_.add(kCharacteristic,
-               {{"org.bluez.GattCharacteristic1",
-                 {{"UUID", std::string("ef680408-9b35-4933-9b10-52ffa9740042")}}}});
-    bluez_.change(kDevice, kDeviceInterface, {{"ServicesResolved", true}});
+  void advance() {
+    if (!isAtWork()) return;
+    const Clock::time_point now = Clock::now();
+    if (now - nextDue() > kLongestDelay) postpone(now - nextDue());
+    for (Series* series : series_) series->advance(now);
+    if (!isAtWork()) tell("done");
+  }
+
+  Clock::time_point nextDue() const {
+    Clock::time_point due = Clock::time_point::max();
+    for (const Series* series : series_) {
+      if (series->isRunning()) due = std::min(due, series->dueAt());
+    }
+    return due;
+  }
+
+  // All alike, so that they keep the distances between them.
+  void postpone(Clock::duration time) {
+    for (Series* series : series_) series->postpone(time);
   }
 
   void wait() {
-    Clock::time_point due = Clock::now() + std::chrono::hours(1);
-    for (const Series* series : all()) {
-      if (series->isRunning()) due = std::min(due, series->dueAt());
-    }
-    const auto left = std::max<Clock::duration>(due - Clock::now(), Clock::duration::zero());
+    const Clock::time_point now = Clock::now();
+    const Clock::time_point due = std::min(nextDue(), now + std::chrono::hours(1));
+    const auto left = std::max<Clock::duration>(due - now, Clock::duration::zero());
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
     const timespec timeout{seconds.count(), (left - seconds).count()};
     const auto events = static_cast<short>(std::max(0, sd_bus_get_events(bluez_.bus())));
@@ -137,25 +102,47 @@ class Player {
   }
 
   void obey(const std::string& line) {
+    if (line == "probe") return devices_[bench::kProbe].appear();
     const auto [verb, arguments] = lab::splitAt(line, ' ');
-    const auto [rate, count] = lab::splitAt(arguments, ' ');
-    Series* series = verb == "stream" ? &values_ : verb == "appear" ? &firsts_ : &reports_;
-    series->start(lab::toNumber(rate).value_or(1), lab::toNumber(count).value_or(0));
-    if (verb == "appear") known_ = std::max(1U, lab::toNumber(count).value_or(0));
+    const auto [rateText, countText] = lab::splitAt(arguments, ' ');
+    const unsigned rate = lab::toNumber(rateText).value_or(0);
+    const unsigned count = lab::toNumber(countText).value_or(0);
+    if (rate > 0 && count > 0 && start(verb, rate, count)) return;
+    tell("failed: not understood: " + line);
   }
 
-  void send(unsigned number) const {
-    const auto bytes = bench::Stamp::now(number).bytes();
-    ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+  bool start(std::string_view verb, unsigned rate, unsigned count) {
+    if (verb == "stream") {
+      stream(rate, count);
+    } else if (verb == "appear") {
+      known_ = count;
+      firsts_.start(rate, count);
+    } else if (verb == "again" && known_ > 0) {
+      reports_.start(rate, count);
+    } else {
+      return false;
+    }
+    return true;
+  }
+
+  // Evenly spread, no two devices' values at one time.
+  void stream(unsigned rate, unsigned count) {
+    const auto isSubscribed = [](const auto& device) { return device.isSubscribed(); };
+    const auto streaming = std::ranges::count_if(devices_, isSubscribed);
+    Clock::duration delay{};
+    for (auto& device : devices_ | std::views::filter(isSubscribed)) {
+      device.values().start(rate, count, delay);
+      delay += Clock::duration(std::chrono::seconds(1)) / rate / streaming;
+    }
   }
 
   bluez_tests::FakeBluez bluez_;
   bench::Crowd crowd_{bluez_.bus()};
-  int socket_ = -1;
-  unsigned known_ = 1;
-  Series values_{"streamed", [this](unsigned number) { send(number); }};
-  Series firsts_{"appeared", [this](unsigned number) { crowd_.tellFirst(number - 1); }};
-  Series reports_{"told", [this](unsigned number) { crowd_.tellAgain((number - 1) % known_); }};
+  std::deque<bench::PlayedDevice> devices_;  // as kDevices
+  unsigned known_ = 0;
+  Series firsts_{[this](unsigned number) { crowd_.tellFirst(number - 1); }};
+  Series reports_{[this](unsigned number) { crowd_.tellAgain((number - 1) % known_); }};
+  std::vector<Series*> series_{&firsts_, &reports_};  // and those of the devices
 };
 
 }  // namespace

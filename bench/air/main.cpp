@@ -1,131 +1,164 @@
 // The runner of the benchmark in crowded air; see bench/air/run.
+#include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <optional>
 #include <stdexcept>
 
+#include "Devices.h"
 #include "Figures.h"
 #include "PrivateBus.h"
 #include "Session.h"
-#include "Values.h"
 #include "lab/Text.h"
 
 namespace {
 
 using namespace std::chrono_literals;
+using bench::kDevices;
 using bench::Nanoseconds;
 
 constexpr unsigned kAdvertisers = 1000;
 constexpr unsigned kReportsPerSecond = 970;  // not in step with the values
 constexpr unsigned kReports = 4850;
-constexpr unsigned kValuesPerSecond = 1000;
-constexpr unsigned kValues = 5000;
+constexpr unsigned kValuesPerSecond = 250;  // of each device
+constexpr unsigned kValues = 1250;
 
-struct Client {
-  std::string name;
-  std::vector<std::string> command;
-  std::optional<bench::Form> form;  // of its lines; nothing: it takes no values
-  bool hasScan = false;             // that goes on for a time after the device is connected
-};
-
-const std::vector<Client> clients{
-    {"vornix", {VORNIX_BRIDGE}, bench::Form::message, true},
-    {"sd-bus, only reads the reports", {BENCH_LISTEN}, std::nullopt, false},
-    {"sd-bus, AcquireNotify, no reports", {BENCH_ACQUIRE}, bench::Form::hexadecimal, false}};
+constexpr std::string_view kScanning = "the scan goes on";
+constexpr std::string_view kScanned = "the scan has ended";
 
 std::string order(const char* verb, unsigned rate, unsigned count) {
   return std::string(verb) + " " + std::to_string(rate) + " " + std::to_string(count);
 }
 
+const std::string kStream = order("stream", kValuesPerSecond, kValues);
+const std::string kAppear = order("appear", kReportsPerSecond, kAdvertisers);
+const std::string kAgain = order("again", kReportsPerSecond, kReports);
+
+bool isEndOfScan(std::string_view line) {
+  return line.ends_with(" : Stop Scan>");
+}
+
+// One client from its start to its end.
 class Run {
  public:
-  Run(const Client& client, bench::Process& bluetoothd, bench::Figures& figures)
-      : client_(client), figures_(figures), session_(bluetoothd) {}
+  Run(std::string name, bench::Process& bluetoothd, bench::Figures& figures)
+      : name_(std::move(name)), figures_(figures), session_(bluetoothd) {}
 
-  void measure() {
-    session_.start(client_.command);
-    if (client_.form) {
-      session_.waitForEvent("subscribed");
-    } else {
-      session_.waitForLine([](auto line) { return line == "listening"; });
-    }
+  // While it scans for the probe three devices stream, and four when it has found it.
+  void measureBridge() {
+    session_.start({VORNIX_BRIDGE});
+    subscribeToThree();
     session_.serveFor(2s);
-    if (client_.form) measureLatency("no crowd");
-    measureReports("an advertiser that is new", order("appear", kReportsPerSecond, kAdvertisers),
-                   "appeared", kAdvertisers);
-    measurePhase(client_.hasScan ? "the scan goes on" : "");
-    if (!client_.hasScan) return;
-    session_.waitForLine([](auto line) { return line.ends_with(" : Stop Scan>"); });
+    measureNewcomers();
+    measureAcquaintances(kScanning);
+    measureValues(kScanning, kDevices.size() - 1);
+    requireScan();
+
+    session_.tell("probe");
+    session_.waitForEvent("subscribed");
+    session_.waitForLine(isEndOfScan);
     session_.serveFor(2s);
-    measurePhase("the scan has ended");
+    measureAcquaintances(kScanned);
+    measureValues(kScanned, kDevices.size());
+  }
+
+  // It has no scan of its own, and stands beside both phases of the bridge.
+  void measureListener() {
+    session_.start({BENCH_LISTEN});
+    session_.waitForLine([](auto line) { return line == "listening"; });
+    session_.serveFor(2s);
+    measureNewcomers();
+    measureAcquaintances(kScanning);
+    measureAcquaintances(kScanned);
   }
 
  private:
-  // What has no scan of its own stands beside both phases of the bridge.
-  void measurePhase(const std::string& phase) {
-    if (phase.empty()) {
-      measurePhase("the scan goes on");
-      measurePhase("the scan has ended");
-      return;
+  // A Tramsel and a Corvelta stream unasked, a Fenwix is asked when it is ready.
+  void subscribeToThree() {
+    session_.waitForEvent("subscribed");
+    session_.waitForEvent("subscribed");
+    session_.waitForLine([](auto line) { return line.starts_with("<C;5;0;"); });
+    session_.client().writeLine("FX_startRaw");
+    session_.waitForEvent("subscribed");
+  }
+
+  // It may also end by itself, a minute after the first connection.
+  void requireScan() {
+    const auto lines = session_.client().output().linesFrom(0);
+    if (std::ranges::any_of(lines, isEndOfScan, &bench::Output::Line::text)) {
+      throw std::runtime_error("the scan has ended while it was measured");
     }
-    measureReports("a known one again, " + phase, order("again", kReportsPerSecond, kReports),
-                   "told", kReports);
-    if (client_.form) measureLatency("reports, " + phase);
+  }
+
+  void measureNewcomers() { measureReports("an advertiser that is new", kAppear, kAdvertisers); }
+  void measureAcquaintances(std::string_view phase) {
+    measureReports("a known one again, " + std::string(phase), kAgain, kReports);
   }
 
   // Without values, so that all that the client uses is for the reports.
-  void measureReports(const std::string& kind, const std::string& what, const char* end,
-                      unsigned count) {
-    if (client_.form == bench::Form::hexadecimal) {
-      session_.tell(what);
-      session_.waitForEvent(end);
-      return session_.settle();
-    }
+  void measureReports(const std::string& kind, const std::string& what, unsigned count) {
     const Nanoseconds before = bench::cpuTime(session_.client().id());
     session_.tell(what);
-    session_.waitForEvent(end);
+    session_.waitForEvent("done");
     session_.settle();
     const std::chrono::duration<double, std::micro> used =
         bench::cpuTime(session_.client().id()) - before;
-    add("CPU per report, us", kind, used.count() / count);
+    add("CPU per report, us", name_, kind, used.count() / count);
   }
 
-  void measureLatency(const std::string& around) {
+  void measureValues(std::string_view phase, std::size_t devices) {
+    measureValues(phase, devices, "1,000 advertisers", {kAgain, kStream});
+    measureValues(phase, devices, "no crowd", {kStream});
+  }
+
+  void measureValues(std::string_view phase, std::size_t devices, const std::string& around,
+                     const std::vector<std::string>& orders) {
     const std::size_t begin = session_.client().output().size();
-    const bool hasCrowd = around != "no crowd";
-    if (hasCrowd) session_.tell(order("again", kReportsPerSecond, kReports));
-    session_.tell(order("stream", kValuesPerSecond, kValues));
-    session_.waitForEvent("streamed");
+    const bench::Clock::time_point start = bench::Clock::now();
+    for (const std::string& each : orders) session_.tell(each);
+    session_.waitForEvent("done");
     session_.settle();
-    const auto reception =
-        bench::receptionOf(session_.client().output().linesFrom(begin), *client_.form, kValues);
-    const std::string table = "Values at 1,000 per second beside: " + around;
-    add(table, "median latency, ms", bench::quantile(reception.latencies, 0.5));
-    add(table, "p99, ms", bench::quantile(reception.latencies, 0.99));
-    add(table, "most, ms", bench::quantile(reception.latencies, 1));
-    add(table, "lost", kValues - reception.received);
+    const auto receptions = bench::receptionsOf(session_.client().output().linesFrom(begin), start);
+    for (std::size_t place = 0; place < devices; ++place) {
+      const std::string table = std::string(kDevices[place].name) + ", one of " +
+                                std::to_string(devices) + " that stream; " + std::string(phase);
+      addReception(table, around, receptions[place]);
+    }
   }
 
-  void add(const std::string& table, const std::string& figure, double value) {
-    figures_.add(table, client_.name, figure, value);
-    std::printf("%s: %s: %s: %.5g\n", table.c_str(), client_.name.c_str(), figure.c_str(), value);
+  void addReception(const std::string& table, const std::string& around,
+                    const bench::Reception& reception) {
+    add(table, around, "median latency, ms", bench::quantile(reception.latencies, 0.5));
+    add(table, around, "p99, ms", bench::quantile(reception.latencies, 0.99));
+    add(table, around, "most, ms", bench::quantile(reception.latencies, 1));
+    add(table, around, "lost", double{kValues} - reception.received);
+    add(table, around, "doubled", reception.doubled);
   }
 
-  const Client& client_;
+  void add(const std::string& table, const std::string& subject, const std::string& figure,
+           double value) {
+    figures_.add(table, subject, figure, value);
+    std::printf("%s: %s: %s: %.5g\n", table.c_str(), subject.c_str(), figure.c_str(), value);
+  }
+
+  const std::string name_;
   bench::Figures& figures_;
   bench::Session session_;
 };
 
+void measure(const char* name, void (Run::*measurement)(), bench::Figures& figures) {
+  bench::Process bluetoothd({BENCH_BLUETOOTHD});
+  bench::Session(bluetoothd).waitForEvent("ready");
+  Run run(name, bluetoothd, figures);
+  (run.*measurement)();
+}
+
 void measureAll(unsigned rounds) {
+  bench::holdMemory();
   const bluez_tests::PrivateBus bus;
   bench::Figures figures;
   for (unsigned round = 1; round <= rounds; ++round) {
-    for (const Client& client : clients) {
-      std::printf("round %u, %s\n", round, client.name.c_str());
-      bench::Process bluetoothd({BENCH_BLUETOOTHD});
-      bench::Session(bluetoothd).waitForEvent("ready");
-      Run(client, bluetoothd, figures).measure();
-    }
+    std::printf("round %u\n", round);
+    measure("vornix", &Run::measureBridge, figures);
+    measure("sd-bus, only reads the reports", &Run::measureListener, figures);
   }
   figures.print();
 }

@@ -1,5 +1,6 @@
 #include "Process.h"
 
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -36,6 +37,12 @@ Nanoseconds cpuTime(pid_t process) {
     sum += time;
   }
   return Nanoseconds(sum);
+}
+
+void holdMemory() {
+  if (::mlockall(MCL_FUTURE) != 0) {
+    throw std::system_error(errno, std::generic_category(), "memory cannot be held");
+  }
 }
 
 long residentMemory(pid_t process) {

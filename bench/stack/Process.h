@@ -19,6 +19,10 @@ using Nanoseconds = std::chrono::nanoseconds;
 // Processor time of all threads that a process has now.
 Nanoseconds cpuTime(pid_t process);
 
+// What is mapped from now on is there at once. The first touch of a huge page would hold a reader
+// up for some 7 ms, and all values of that time would seem late.
+void holdMemory();
+
 // Memory that a process has resident now, in KiB. Counted page by page: the kernel's running
 // totals, and the peak with them, may lag by megabytes.
 long residentMemory(pid_t process);

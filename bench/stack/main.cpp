@@ -210,6 +210,7 @@ std::vector<Client> clientsNamed(std::string_view part) {
 }
 
 void measureAll(unsigned rounds, const std::vector<Client>& clients) {
+  bench::holdMemory();
   const bench::Stack stack;
   waitForControllers(stack);
   bench::Process peripheral({BENCH_PERIPHERAL, "1"});

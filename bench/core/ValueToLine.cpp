@@ -95,6 +95,16 @@ double cpuSeconds() {
   return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
+// With their ends.
+std::vector<std::string> linesOf(const std::string& output) {
+  std::vector<std::string> lines;
+  for (std::size_t begin = 0, end = 0; begin < output.size(); begin = end) {
+    end = output.find('\n', begin) + 1;
+    lines.push_back(output.substr(begin, end - begin));
+  }
+  return lines;
+}
+
 template <class Operation>
 double timed(Operation operation) {
   const double start = cpuSeconds();
@@ -111,12 +121,17 @@ void valueToLine(benchmark::State& state, CBUUID uuid, Bytes bytes) {
   Scene<Handler> scene(uuid, bytes);
   const auto deliver = [&scene] { scene.deliver(); };
   deliver();
-  const std::string all = pipe.take();
-  const std::string line = all.substr(all.rfind('<'));
-  const auto bareWrite = [&line] {
-    benchmark::DoNotOptimize(write(STDOUT_FILENO, line.data(), line.size()));
+  pipe.take();  // a probe's first value has a line more
+  deliver();
+  const std::vector<std::string> lines = linesOf(pipe.take());
+  const auto bareWrite = [&lines] {
+    for (const std::string& line : lines) {
+      benchmark::DoNotOptimize(write(STDOUT_FILENO, line.data(), line.size()));
+    }
   };
-  const auto bareStream = [&line] { std::fwrite(line.data(), 1, line.size(), stdout); };
+  const auto bareStream = [&lines] {
+    for (const std::string& line : lines) std::fwrite(line.data(), 1, line.size(), stdout);
+  };
 
   double values = 0;
   double floor = 0;
@@ -157,6 +172,7 @@ void forEachKind(Visitor visit) {
   visit(probe, "S; Ilo", charac_ilo, Bytes{0, 0, 0x34, 0x12, 0, 0, 0, 0, 0, 0, 0, 0, 0x50});
   visit(probe, "S; Tenoval", charac_tenoval, Bytes{0x12, 0x34, 0x00, 0x0A});
   visit(corvelta, "C;4; battery", charac_batt, Bytes{87});
+  visit(corvelta, "V; and its log", charac_corvelta_secteur, Bytes{1});
   visit(corvelta, "K;NC;", charac_corvelta_new_calibration, Bytes{7});
   visit(corvelta, "K;EC;", charac_corvelta_erreur_calibration, Bytes{3});
   visit(corvelta, "K;MC;", charac_corvelta_contractions, Bytes{1, 2, 3, 4, 5, 6});

@@ -1,6 +1,7 @@
 // The whole of the Linux platform against a BlueZ that answers late, wrongly or not at all, signals
 // what it likes, and goes away. What the platform promises in Platform.h is checked on the way.
 #include <sys/syscall.h>
+#include <sys/timerfd.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -188,6 +189,15 @@ extern "C" int clock_gettime(clockid_t clock, timespec* result) noexcept {
   const auto status = static_cast<int>(syscall(SYS_clock_gettime, clock, result));
   if (clock == CLOCK_MONOTONIC) result->tv_sec += secondsPassed;
   return status;
+}
+
+// The kernel's timers go by the kernel's own clock.
+extern "C" int timerfd_settime(int timer, int flags, const itimerspec* setting,
+                               itimerspec* before) noexcept {
+  itimerspec own = *setting;
+  own.it_value.tv_sec -= secondsPassed;
+  if (own.it_value.tv_sec < 0) own.it_value = {0, 1};
+  return static_cast<int>(syscall(SYS_timerfd_settime, timer, flags, &own, before));
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {

@@ -23,6 +23,16 @@ TEST_F(BluezConnect, BelievesThePropertyAndNotTheReply) {
   EXPECT_TRUE(waitUntil([&] { return connections == 1; }));
 }
 
+TEST_F(BluezConnect, FindsALinkThatBluezHasNotToldOf) {
+  discover();
+  bluez->on(kDevice, "Connect", [&](OwnedMessage call) {
+    bluez->objects[kDevice][kDeviceInterface]["Connected"] = true;
+    bluez->reply(*call);
+  });
+  manager->connect(peripheral);
+  EXPECT_TRUE(waitUntil([&] { return connections == 1; }));
+}
+
 TEST_F(BluezConnect, IsTriedAgainAfterAFailure) {
   discover();
   int tries = 0;

@@ -72,6 +72,21 @@ TEST_F(DeviceTest, FirstConnectionsRefused) {
   EXPECT_TRUE(waitForMotions(bridge, 20, 120s));
 }
 
+// bluetoothd 5.66 then never tells that Connected has changed.
+TEST_F(DeviceTest, ConnectedWhileBluetoothdStoodStill) {
+  stack_.start(2);
+  const auto tramsel = startTramsel({"--control", "connectable off", "--rate", "200"});
+  auto& bridge = startBridge();
+  EXPECT_TRUE(bridge.waitForMessage("C;3;0;"));
+  EXPECT_TRUE(bridge.waitForLog("Connexion a Tramsel-1"));
+  stack_.bluez().devices();  // once this is answered, the link has been asked for
+  stack_.signalBluetoothd(SIGSTOP);
+  tramsel->control("connectable on");
+  EXPECT_TRUE(tramsel->waitFor("connected"));
+  stack_.signalBluetoothd(SIGCONT);
+  EXPECT_TRUE(waitForMotions(bridge, 20, 120s));
+}
+
 // Reported by the scan, and gone when the bridge asks for the link.
 TEST_F(DeviceTest, GoneBetweenDiscoveryAndConnection) {
   stack_.start(2);

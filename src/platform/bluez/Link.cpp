@@ -47,14 +47,28 @@ void Link::attempt() {
 }
 
 // The reply says little: BlueZ reports success without a link in one case, and an error when the
-// link is there already. Connected decides, in step().
+// link is there already. Connected decides. It is asked for, since its change is not always told:
+// seen with bluetoothd 5.66 that had stood still while the link came up.
 void Link::handleReply() {
+  if (!isWanted()) {
+    phase_ = Phase::idle;
+    return;
+  }
+  const Bus& bus = peripheral_.loop().bus();
+  call_.start(bus, bus.property(peripheral_.path(), kDeviceInterface, "Connected"),
+              [this](sd_bus_message* reply) { handleAnswer(reply); });
+}
+
+void Link::handleAnswer(sd_bus_message* reply) {
   phase_ = Phase::idle;
-  if (isWanted() && !peripheral_.isConnected()) {
+  int isUp = 0;
+  if (!isError(reply) && sd_bus_message_read(reply, "v", "b", &isUp) > 0 && isUp != 0) {
+    return peripheral_.linkIsUp();
+  }
+  if (isWanted()) {
     phase_ = Phase::pausing;
     pause_.start(kPause);
   }
-  step();
 }
 
 }  // namespace platform::bluez

@@ -35,6 +35,7 @@ class Link {
 
   void attempt();
   void handleReply();
+  void handleAnswer(sd_bus_message* reply);
 
   Peripheral& peripheral_;
   OnUp onUp_;

@@ -59,6 +59,11 @@ void Peripheral::hasChanged(std::string_view path, const DeviceProperties& prope
   link_.step();
 }
 
+void Peripheral::linkIsUp() {
+  setConnected(true);
+  link_.step();
+}
+
 void Peripheral::isGone() {
   link_.deviceIsGone();
   setConnected(false);

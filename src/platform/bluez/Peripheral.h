@@ -52,6 +52,7 @@ class Peripheral final : public CBPeripheral, public std::enable_shared_from_thi
 
   // What BlueZ tells.
   void hasChanged(std::string_view path, const DeviceProperties& properties);
+  void linkIsUp();
   void isGone();
   void hasLostObject(std::string_view path);
 

@@ -26,15 +26,27 @@ BusMonitor::BusMonitor() {
   check(sd_bus_start(bus));
   check(sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
                            "org.freedesktop.DBus.Monitoring", "BecomeMonitor", nullptr, nullptr,
-                           "asu", 1, "type='error',sender='org.bluez'", 0));
+                           "asu", 2, "type='error',sender='org.bluez'",
+                           "type='method_call',interface='org.bluez.Device1',member='Connect'", 0));
 }
 
 bool BusMonitor::waitForError(Limit limit) {
+  return waitFor([](auto* message) { return sd_bus_message_is_method_error(message, nullptr) > 0; },
+                 limit);
+}
+
+bool BusMonitor::waitForConnect(Limit limit) {
+  return waitFor(
+      [](auto* message) { return sd_bus_message_is_method_call(message, nullptr, "Connect") > 0; },
+      limit);
+}
+
+bool BusMonitor::waitFor(IsMeant isMeant, Limit limit) {
   const Clock::time_point deadline = Clock::now() + limit;
   for (;;) {
     sd_bus_message* message = nullptr;
     const bool isMore = check(sd_bus_process(bus_.get(), &message)) > 0;
-    const bool isFound = message != nullptr && sd_bus_message_is_method_error(message, nullptr) > 0;
+    const bool isFound = message != nullptr && isMeant(message);
     sd_bus_message_unref(message);
     if (isFound) return true;
     const auto left =

@@ -1,4 +1,5 @@
-// Sees what BlueZ refuses others, which no ordinary client of the system bus does.
+// Sees what others ask of BlueZ and what it refuses them, which no ordinary client of the system
+// bus does.
 #pragma once
 
 #include <systemd/sd-bus.h>
@@ -16,7 +17,14 @@ class BusMonitor {
   // True when BlueZ answers anybody's call with an error.
   bool waitForError(Limit limit = patience);
 
+  // True when anybody asks BlueZ for a link to a device.
+  bool waitForConnect(Limit limit = patience);
+
  private:
+  using IsMeant = bool (*)(sd_bus_message* message);
+
+  bool waitFor(IsMeant isMeant, Limit limit);
+
   struct Close {
     void operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
   };

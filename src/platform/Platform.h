@@ -26,6 +26,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -52,6 +53,11 @@ enum class CBCharacteristicWriteType { withResponse = 0 };
 // Bytes of a characteristic's value, byte 0 first, as they came over the air.
 using Value = std::span<const std::uint8_t>;
 
+// In bytes. An attribute has at most 512, but a notification carries what an ATT packet of 517
+// bytes, the largest that the stacks agree on, leaves for it. What is longer did not come over the
+// air.
+inline constexpr std::size_t kLargestValue = 514;
+
 struct Error {
   std::string domain;  // who speaks: "CBATTErrorDomain", "org.bluez.Error.Failed", ...
   int code = 0;        // the domain's own number; 0 where it has none
@@ -74,8 +80,7 @@ class CBCharacteristic {
   const CBUUID& UUID() const { return uuid_; }
 
   // The value being delivered. Valid only during the peripheralDidUpdateValueFor callback of this
-  // characteristic; absent there when the read failed. 0 to 514 bytes on the air: an ATT
-  // packet of 517 less its header.
+  // characteristic; absent there when the read failed. 0 to kLargestValue bytes.
   const std::optional<Value>& value() const { return value_; }
 
  protected:

@@ -15,7 +15,7 @@ std::size_t sumOf(std::string_view text) {
 }
 
 std::size_t sumOf(platform::Value value) {
-  fuzz::expect(value.size() <= kLargestValue, "a value that is too long");
+  fuzz::expect(value.size() <= platform::kLargestValue, "a value that is too long");
   std::size_t sum = 0;
   for (const std::uint8_t byte : value) sum += byte;
   return sum;

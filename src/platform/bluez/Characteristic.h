@@ -9,14 +9,14 @@
 
 #include "platform/Platform.h"
 #include "platform/bluez/Bus.h"
-#include "platform/bluez/DeliveryQueue.h"
 #include "platform/bluez/NotifySocket.h"
+#include "platform/shared/DeliveryQueue.h"
 
 namespace platform::bluez {
 
 class Peripheral;
 
-class Characteristic final : public CBCharacteristic, public ValueTarget {
+class Characteristic final : public CBCharacteristic, public shared::ValueTarget {
  public:
   // Where its values come from. Old versions of BlueZ (5.48 to 5.54) keep the battery service to
   // themselves and export its level as a property of the device.

@@ -10,11 +10,11 @@
 #include <vector>
 
 #include "platform/bluez/Bus.h"
-#include "platform/bluez/DeliveryQueue.h"
 #include "platform/bluez/Gate.h"
 #include "platform/bluez/Inbox.h"
 #include "platform/bluez/PacketBatch.h"
 #include "platform/bluez/Poller.h"
+#include "platform/shared/DeliveryQueue.h"
 
 namespace platform::bluez {
 
@@ -35,7 +35,7 @@ class Loop {
     isBusInUse_ = true;
     return bus_;
   }
-  DeliveryQueue& deliveries() { return deliveries_; }
+  shared::DeliveryQueue& deliveries() { return deliveries_; }
   Gate& gate() { return gate_; }
   Inbox& inbox() { return inbox_; }
   PacketBatch& packets() { return packets_; }
@@ -80,7 +80,7 @@ class Loop {
   BusSource busSource_;
   Clock::time_point busTime_ = Clock::time_point::max();  // when it is to be served at the latest
   bool isBusInUse_ = true;
-  DeliveryQueue deliveries_;
+  shared::DeliveryQueue deliveries_;
   Gate gate_{poller_};
   Inbox inbox_{poller_};
   PacketBatch packets_;

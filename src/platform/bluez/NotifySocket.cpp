@@ -2,9 +2,9 @@
 
 #include <poll.h>
 
-#include "platform/bluez/DeliveryQueue.h"
 #include "platform/bluez/Loop.h"
 #include "platform/bluez/PacketBatch.h"
+#include "platform/shared/DeliveryQueue.h"
 
 namespace platform::bluez {
 
@@ -14,7 +14,7 @@ constexpr short kEnd = POLLHUP | POLLERR | POLLNVAL;
 
 }  // namespace
 
-NotifySocket::NotifySocket(Loop& loop, Descriptor socket, ValueTarget& target, OnEnd onEnd)
+NotifySocket::NotifySocket(Loop& loop, Descriptor socket, shared::ValueTarget& target, OnEnd onEnd)
     : loop_(loop), socket_(std::move(socket)), target_(target), onEnd_(std::move(onEnd)) {
   loop_.add(*this);
 }

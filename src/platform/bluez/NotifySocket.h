@@ -7,11 +7,13 @@
 #include "platform/bluez/Descriptor.h"
 #include "platform/bluez/Poller.h"
 
+namespace platform::shared {
+class ValueTarget;
+}
+
 namespace platform::bluez {
 
-class DeliveryQueue;
 class Loop;
-class ValueTarget;
 
 class NotifySocket final : public Poller::Source {
  public:
@@ -19,7 +21,7 @@ class NotifySocket final : public Poller::Source {
 
   // Values go to the target, through the loop's delivery queue. onEnd: the link, the
   // characteristic or bluetoothd is gone; it may destroy the socket.
-  NotifySocket(Loop& loop, Descriptor socket, ValueTarget& target, OnEnd onEnd);
+  NotifySocket(Loop& loop, Descriptor socket, shared::ValueTarget& target, OnEnd onEnd);
   NotifySocket(const NotifySocket&) = delete;
   NotifySocket& operator=(const NotifySocket&) = delete;
 
@@ -38,7 +40,7 @@ class NotifySocket final : public Poller::Source {
 
   Loop& loop_;
   Descriptor socket_;
-  ValueTarget& target_;
+  shared::ValueTarget& target_;
   OnEnd onEnd_;
 };
 

@@ -14,10 +14,6 @@
 
 namespace platform::bluez {
 
-// An attribute has at most 512 bytes, but a notification carries what an ATT packet of 517 bytes,
-// the largest that bluetoothd agrees on, leaves for it. What is longer did not come over the air.
-inline constexpr std::size_t kLargestValue = 514;
-
 struct AdapterProperties {
   std::optional<bool> powered;
 };

@@ -60,7 +60,9 @@ bool isAllowed(const fs::path& file, const fs::path& target, bool isProgram) {
   const std::string targetArea = areaOf(target);
   if (area == "core") return isAllowedInCore(file, target);
   if (area == "platform") return targetArea == "platform";
-  if (area.starts_with("platform/")) return targetArea == "platform" || targetArea == area;
+  if (area.starts_with("platform/")) {
+    return targetArea == "platform" || targetArea == "platform/shared" || targetArea == area;
+  }
   if (area == "lab") return targetArea == "lab";
   return targetArea.starts_with("lab") || targetArea == "platform" ||
          targetArea == "platform/simulated" || (isProgram && target == "src/main.h");

@@ -1,10 +1,8 @@
-#include "platform/bluez/DeliveryQueue.h"
+#include "platform/shared/DeliveryQueue.h"
 
 #include <cstring>
 
-#include "platform/bluez/Objects.h"
-
-namespace platform::bluez {
+namespace platform::shared {
 
 namespace {
 
@@ -98,4 +96,4 @@ void DeliveryQueue::dropFirstBlock() {
   if (spare_ == nullptr) spare_ = std::move(used);
 }
 
-}  // namespace platform::bluez
+}  // namespace platform::shared

@@ -1,4 +1,4 @@
-#include "platform/bluez/DeliveryQueue.h"
+#include "platform/shared/DeliveryQueue.h"
 
 #include <gtest/gtest.h>
 
@@ -6,14 +6,14 @@
 #include <string>
 #include <vector>
 
-namespace bluez_tests {
+namespace shared_tests {
 namespace {
 
 using platform::Value;
-using platform::bluez::DeliveryQueue;
+using platform::shared::DeliveryQueue;
 using Bytes = std::vector<std::uint8_t>;
 
-class Target final : public platform::bluez::ValueTarget {
+class Target final : public platform::shared::ValueTarget {
  public:
   void retain() override { ++retained; }
   void release() override { --retained; }
@@ -122,4 +122,4 @@ TEST(DeliveryQueue, TakesNothingOnceItIsClosed) {
 }
 
 }  // namespace
-}  // namespace bluez_tests
+}  // namespace shared_tests

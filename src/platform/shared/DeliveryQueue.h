@@ -13,7 +13,7 @@
 
 #include "platform/Platform.h"
 
-namespace platform::bluez {
+namespace platform::shared {
 
 // Who takes a value. A target is retained while values for it wait, and released after each.
 class ValueTarget {
@@ -86,4 +86,4 @@ class DeliveryQueue {
   bool isClosed_ = false;
 };
 
-}  // namespace platform::bluez
+}  // namespace platform::shared

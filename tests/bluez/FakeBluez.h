@@ -49,6 +49,8 @@ class FakeBluez {
   const std::vector<std::string>& calls() const { return calls_; }
 
   void reply(sd_bus_message& call);
+  // All objects as they are now, which answers GetManagedObjects.
+  void replyObjects(sd_bus_message& call);
   void replyValue(sd_bus_message& call, const Bytes& value);
   // Gives the characteristic's socket away; returns the end into which values are written.
   int replySocket(sd_bus_message& call);
@@ -73,7 +75,6 @@ class FakeBluez {
 
   static int handle(sd_bus_message* call, void* self, sd_bus_error* error);
   void handleCall(sd_bus_message& call);
-  void replyObjects(sd_bus_message& call);
   void replyProperty(sd_bus_message& call);
 
   std::unique_ptr<sd_bus, Close> bus_;

@@ -53,6 +53,16 @@ TEST_F(BluezScan, IsNotBlindedByANameWithNoncharacters) {
   EXPECT_EQ(manager->state(), platform::CBManagerState::poweredOn);
 }
 
+// A change of a device that has not been told of leaves out what has not changed: its name.
+TEST_F(BluezScan, ReportsADeviceWithItsNameWhoseChangeIsTheFirstThatIsHeardOfIt) {
+  startPoweredOn();
+  scan();
+  bluez->objects[kDevice] = device("Tramsel-1");
+  see();
+  ASSERT_EQ(reports.size(), 1U);
+  EXPECT_EQ(reports[0]->name(), "Tramsel-1");
+}
+
 TEST_F(BluezScan, ReportsADeviceOnce) {
   discover();
   see();

@@ -1,3 +1,5 @@
+#include <utility>
+
 #include "BluezTest.h"
 
 namespace bluez_tests {
@@ -42,6 +44,27 @@ TEST_F(BluezServices, AreTakenFromTheObjectsAndNotFromTheirSignals) {
   settle();
   bluez->objects[path("/service000a")] = service(kService);
   look({kService});
+  EXPECT_EQ(found(), std::vector{kService});
+}
+
+// BlueZ has begun anew, so what it answers may be half of them.
+TEST_F(BluezServices, AreNotTakenFromAnAnswerThatComesAfterTheyHaveChanged) {
+  connect();
+  resolve();
+  settle();
+  bool isFirst = true;
+  bluez->on("/", "GetManagedObjects", [&](OwnedMessage call) {
+    if (std::exchange(isFirst, false)) {
+      bluez->change(kDevice, kDeviceInterface, {{"ServicesResolved", false}});
+    }
+    bluez->replyObjects(*call);
+  });
+  peripheral->discoverServices(std::vector{kService});
+  settle();
+  EXPECT_TRUE(serviceAnswers.empty());
+  bluez->objects[path("/service000a")] = service(kService);
+  resolve();
+  ASSERT_TRUE(waitUntil([&] { return serviceAnswers.size() == 1; }));
   EXPECT_EQ(found(), std::vector{kService});
 }
 

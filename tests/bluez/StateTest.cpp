@@ -14,6 +14,14 @@ class BluezState : public BluezTest {
     settle();
     EXPECT_EQ(states, std::vector{state});
   }
+
+  // What BlueZ does after it has been asked for its objects and before it answers.
+  void beforeTheAnswer(std::function<void()> act) {
+    bluez->on("/", "GetManagedObjects", [this, act = std::move(act)](OwnedMessage call) {
+      act();
+      bluez->replyObjects(*call);
+    });
+  }
 };
 
 TEST_F(BluezState, WithoutABusIsUnsupported) {
@@ -59,6 +67,83 @@ TEST_F(BluezState, IsThatOfTheFirstPoweredAdapterInPathOrder) {
   expectFirst(CBManagerState::poweredOn);
   manager->scanForPeripherals();
   EXPECT_TRUE(waitUntil([&] { return bluez->count("/org/bluez/hci2", "StartDiscovery") == 1; }));
+}
+
+// BlueZ signals this when the last program that discovered goes away: a host that ends the bridge
+// and starts it anew at once has it between the new bridge's first question and the answer.
+TEST_F(BluezState, IsNotConcludedFromAChangeBeforeTheFirstAnswer) {
+  bluez->objects[kAdapter] = adapter(true);
+  beforeTheAnswer([&] { bluez->change(kAdapter, kAdapterInterface, {{"Discovering", false}}); });
+  expectFirst(CBManagerState::poweredOn);
+}
+
+TEST_F(BluezState, IsNotConcludedFromAnAdapterThatGoesBeforeTheFirstAnswer) {
+  bluez->objects[kAdapter] = adapter(true);
+  bluez->objects["/org/bluez/hci1"] = adapter(true);
+  beforeTheAnswer([&] { bluez->remove("/org/bluez/hci1"); });
+  expectFirst(CBManagerState::poweredOn);
+}
+
+TEST_F(BluezState, IsNotConcludedFromAnAdapterThatComesBeforeTheFirstAnswer) {
+  bluez->objects[kAdapter] = adapter(true);
+  beforeTheAnswer([&] { bluez->add("/org/bluez/hci1", adapter(false)); });
+  expectFirst(CBManagerState::poweredOn);
+}
+
+TEST_F(BluezState, UsesTheFirstAdapterAlsoWhenAnotherIsHeardOfBeforeTheFirstAnswer) {
+  bluez->objects[kAdapter] = adapter(true);
+  beforeTheAnswer([&] { bluez->add("/org/bluez/hci1", adapter(true)); });
+  expectFirst(CBManagerState::poweredOn);
+  manager->scanForPeripherals();
+  EXPECT_TRUE(waitUntil([&] { return bluez->count(kAdapter, "StartDiscovery") == 1; }));
+}
+
+// What a change before the answer says is in the answer.
+TEST_F(BluezState, IsTheLastOneOfAPowerThatChangesBeforeTheFirstAnswer) {
+  bluez->objects[kAdapter] = adapter(true);
+  beforeTheAnswer([&] {
+    bluez->change(kAdapter, kAdapterInterface, {{"Powered", false}});
+    bluez->change(kAdapter, kAdapterInterface, {{"Powered", true}});
+  });
+  expectFirst(CBManagerState::poweredOn);
+}
+
+TEST_F(BluezState, IsResettingWhenBluezEndsBeforeTheFirstAnswer) {
+  bluez->on("/", "GetManagedObjects", [](OwnedMessage) {});
+  start();
+  ASSERT_TRUE(waitUntil([&] { return bluez->count("/", "GetManagedObjects") == 1; }));
+  bluez.reset();
+  ASSERT_TRUE(waitUntil([&] { return !states.empty(); }));
+  bluez = std::make_unique<FakeBluez>();
+  bluez->objects[kAdapter] = adapter(true);
+  beforeTheAnswer([&] { bluez->change(kAdapter, kAdapterInterface, {{"Discovering", false}}); });
+  ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
+  settle();
+  EXPECT_EQ(states, (std::vector{CBManagerState::resetting, CBManagerState::poweredOn}));
+}
+
+TEST_F(BluezState, IsNotConcludedFromAChangeOfAnAdapterThatIsNotKnown) {
+  expectFirst(CBManagerState::unsupported);
+  bluez->objects[kAdapter] = adapter(true);
+  bluez->change(kAdapter, kAdapterInterface, {{"Discovering", false}});
+  ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
+  EXPECT_EQ(states.back(), CBManagerState::poweredOn);
+}
+
+// Each would take the place of the one before, and none would be answered.
+TEST_F(BluezState, IsAskedForOnceWhateverChangesMeanwhile) {
+  expectFirst(CBManagerState::unsupported);
+  OwnedMessage held;
+  bluez->on("/", "GetManagedObjects", [&](OwnedMessage call) { held = std::move(call); });
+  bluez->objects[kAdapter] = adapter(true);
+  for (int i = 0; i < 5; ++i) {
+    bluez->change(kAdapter, kAdapterInterface, {{"Alias", std::string("other")}});
+    settle();
+  }
+  EXPECT_EQ(bluez->count("/", "GetManagedObjects"), 2U);
+  bluez->replyObjects(*held);
+  ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
+  EXPECT_EQ(states.back(), CBManagerState::poweredOn);
 }
 
 TEST_F(BluezState, FollowsThePowerOfTheAdapterInUse) {

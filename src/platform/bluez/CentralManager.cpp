@@ -107,9 +107,29 @@ void CentralManager::objectsAre(std::span<const Object> objects) {
   for (const Object& object : objects) deviceHasChanged(object, true);
 }
 
-void CentralManager::objectHasChanged(const Object& object) {
-  if (object.adapter) adapterHasChanged(object.path, *object.adapter);
+void CentralManager::objectHasAppeared(const Object& object) {
+  if (object.adapter) {
+    adapters_[std::string(object.path)] = object.adapter->powered == true;
+    adaptersHaveChanged();
+  }
   deviceHasChanged(object, false);
+}
+
+void CentralManager::objectHasChanged(const Object& object) {
+  if (!isKnown(object)) return stack_.requestSnapshot();
+  if (object.adapter && object.adapter->powered) {
+    adapters_.find(object.path)->second = *object.adapter->powered;
+    adaptersHaveChanged();
+  }
+  deviceHasChanged(object, false);
+}
+
+// Devices of other adapters do not matter, so that nothing about them is unknown.
+bool CentralManager::isKnown(const Object& object) const {
+  if (object.adapter && !adapters_.contains(object.path)) return false;
+  if (!object.device || !isOnAdapter(object.path)) return true;
+  const auto device = peripherals_.find(keyOf(object.path));
+  return device != peripherals_.end() && device->second->isPresent();
 }
 
 void CentralManager::objectIsGone(const RemovedObject& object) {
@@ -126,12 +146,6 @@ void CentralManager::objectIsGone(const RemovedObject& object) {
       owner->second->hasLostObject(object.path);
     }
   }
-}
-
-void CentralManager::adapterHasChanged(std::string_view path, const AdapterProperties& properties) {
-  const auto [adapter, isNew] = adapters_.try_emplace(std::string(path), false);
-  if (properties.powered) adapter->second = *properties.powered;
-  if (isNew || properties.powered) adaptersHaveChanged();
 }
 
 // The devices of an adapter that was not used before are in a snapshot only.

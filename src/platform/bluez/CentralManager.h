@@ -47,10 +47,11 @@ class CentralManager final : public CBCentralManager, private StackWatch::Listen
   void stackIsStarting() override;
   void stackIsLost() override;
   void objectsAre(std::span<const Object> objects) override;
+  void objectHasAppeared(const Object& object) override;
   void objectHasChanged(const Object& object) override;
   void objectIsGone(const RemovedObject& object) override;
 
-  void adapterHasChanged(std::string_view path, const AdapterProperties& properties);
+  bool isKnown(const Object& object) const;
   void adaptersHaveChanged();
   void judgeAdapters();
   void chooseAdapter();

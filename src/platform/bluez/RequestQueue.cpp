@@ -98,6 +98,11 @@ void RequestQueue::discoverServices() {
 void RequestQueue::handleObjects(sd_bus_message* reply) {
   const auto objects = isError(reply) ? std::nullopt : parseManagedObjects(reply);
   if (!objects) return refuse(errorOf(reply));
+  // They have changed since they were asked for: BlueZ tells when they are resolved again.
+  if (!peripheral_.areServicesResolved()) {
+    phase_ = Phase::awaitingServices;
+    return;
+  }
   std::vector<CBService*> found;
   for (Service* service : peripheral_.gatt().read(*objects, peripheral_.path())) {
     if (isAmong(service->UUID(), requests_.front().identifiers)) found.push_back(service);

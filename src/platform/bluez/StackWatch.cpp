@@ -54,19 +54,23 @@ void StackWatch::listen() {
       [this](sd_bus_message* signal) { handleOwnerChange(signal); });
 
   const auto changed = [this](sd_bus_message* signal) {
-    if (!loop_.bus().isFromStack(signal)) return;
+    if (!isWorthTelling(signal)) return;
     if (const auto object = parsePropertiesChanged(signal)) listener_.objectHasChanged(*object);
   };
   add(propertiesChangedRule("path_namespace", "/org/bluez", kAdapterInterface), changed);
   add(propertiesChangedRule("path_namespace", "/org/bluez", kDeviceInterface), changed);
   add(objectsRule("InterfacesAdded"), [this](sd_bus_message* signal) {
-    if (!loop_.bus().isFromStack(signal)) return;
-    if (const auto object = parseInterfacesAdded(signal)) listener_.objectHasChanged(*object);
+    if (!isWorthTelling(signal)) return;
+    if (const auto object = parseInterfacesAdded(signal)) listener_.objectHasAppeared(*object);
   });
   add(objectsRule("InterfacesRemoved"), [this](sd_bus_message* signal) {
-    if (!loop_.bus().isFromStack(signal)) return;
+    if (!isWorthTelling(signal)) return;
     if (const auto object = parseInterfacesRemoved(signal)) listener_.objectIsGone(*object);
   });
+}
+
+bool StackWatch::isWorthTelling(sd_bus_message* signal) const {
+  return hasAnswered_ && loop_.bus().isFromStack(signal);
 }
 
 void StackWatch::handleOwner(sd_bus_message* reply) {
@@ -111,6 +115,7 @@ void StackWatch::handleOwnerChange(sd_bus_message* signal) {
   if (!bus.stackOwner().empty()) {
     bus.setStackOwner("");
     snapshotCall_.cancel();
+    hasAnswered_ = false;
     listener_.stackIsLost();
   }
   if (*after == '\0') return;
@@ -121,6 +126,7 @@ void StackWatch::handleOwnerChange(sd_bus_message* signal) {
 }
 
 void StackWatch::requestSnapshot() {
+  if (snapshotCall_.isPending()) return;
   snapshotCall_.start(loop_.bus(), loop_.bus().managedObjects(),
                       [this](sd_bus_message* reply) { handleSnapshot(reply); });
 }
@@ -128,6 +134,7 @@ void StackWatch::requestSnapshot() {
 void StackWatch::handleSnapshot(sd_bus_message* reply) {
   const auto objects = isError(reply) ? std::nullopt : parseManagedObjects(reply);
   if (objects) {
+    hasAnswered_ = true;
     listener_.objectsAre(*objects);
   } else {
     listener_.stackIsUnavailable(stateFor(reply));

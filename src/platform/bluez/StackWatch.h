@@ -1,4 +1,9 @@
 // Watches org.bluez: whether it is there, and what objects it has. Main thread only.
+//
+// Objects are told of whole first: by the answer to a snapshot, or when they appear. The bus keeps
+// the order of one sender, and BlueZ answers from what it has at that moment. So what it signals
+// before its first answer is in the answer, and is not told: it names some properties of some
+// objects, and nothing can be concluded from what it does not name.
 #pragma once
 
 #include <memory>
@@ -28,7 +33,11 @@ class StackWatch {
     // All objects there are. Comes when BlueZ was found, and after each requestSnapshot().
     virtual void objectsAre(std::span<const Object> objects) = 0;
 
-    // An object has appeared, or has got an interface, or has changed properties.
+    // An object has appeared, or has got an interface, with all properties.
+    virtual void objectHasAppeared(const Object& object) = 0;
+
+    // Some properties of an object have changed; those that have not are absent. Who does not know
+    // the object asks for a snapshot.
     virtual void objectHasChanged(const Object& object) = 0;
 
     virtual void objectIsGone(const RemovedObject& object) = 0;
@@ -44,10 +53,12 @@ class StackWatch {
   // Asks who owns the name; if nobody does, asks once for BlueZ to be started. Not without a bus.
   void start();
 
+  // While one is under way this changes nothing: what is signalled until its answer is in it.
   void requestSnapshot();
 
  private:
   void listen();
+  bool isWorthTelling(sd_bus_message* signal) const;
   void handleOwner(sd_bus_message* reply);
   void requestStart();
   void handleStart(sd_bus_message* reply);
@@ -60,6 +71,7 @@ class StackWatch {
   Call ownerCall_;
   Call startCall_;
   Call snapshotCall_;
+  bool hasAnswered_ = false;  // BlueZ, a snapshot, since it was found
 };
 
 }  // namespace platform::bluez

@@ -22,11 +22,17 @@ std::string longForm(const CBUUID& uuid) {
   return "0000" + uuid.description() + "-0000-1000-8000-00805f9b34fb";
 }
 
-BluezTest::BluezTest()
-    : bluez(std::make_unique<FakeBluez>()),
-      platform(std::make_unique<platform::bluez::BluezPlatform>()) {}
+BluezTest::BluezTest() : bluez(std::make_unique<FakeBluez>()) {
+  startPlatform();
+}
 
 BluezTest::~BluezTest() = default;
+
+void BluezTest::startPlatform() {
+  auto own = std::make_unique<support::LeapingClock>();
+  clock = own.get();
+  platform = std::make_unique<platform::bluez::BluezPlatform>(std::move(own));
+}
 
 bool BluezTest::waitUntil(const std::function<bool()>& condition) {
   const double limit = platform->now() + 20;
@@ -43,6 +49,11 @@ void BluezTest::settle() {
     platform->runUntil(platform->now() + 0.004);
     if (bluez) bluez->serve();
   }
+}
+
+void BluezTest::pass(platform::bluez::Clock::Duration time) {
+  settle();
+  clock->leap(time);
 }
 
 Interfaces BluezTest::adapter(bool isPowered) {

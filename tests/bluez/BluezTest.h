@@ -13,6 +13,7 @@
 #include "PrivateBus.h"
 #include "platform/Platform.h"
 #include "platform/bluez/BluezPlatform.h"
+#include "support/LeapingClock.h"
 
 namespace bluez_tests {
 
@@ -46,10 +47,16 @@ class BluezTest : public ::testing::Test,
   BluezTest();
   ~BluezTest() override;
 
+  // Makes a platform in place of the one there is.
+  void startPlatform();
+
   // Serves both sides until this holds; false when it takes too long.
   bool waitUntil(const std::function<bool()>& condition);
   // Serves both sides until what has been sent so far has had its effect.
   void settle();
+
+  // Lets what has been sent have its effect, and then so much time pass.
+  void pass(platform::bluez::Clock::Duration time);
 
   static Interfaces adapter(bool isPowered);
   static Interfaces device(const std::string& name, bool isConnected = false);
@@ -94,6 +101,7 @@ class BluezTest : public ::testing::Test,
 
   PrivateBus bus;
   std::unique_ptr<FakeBluez> bluez;
+  support::LeapingClock* clock = nullptr;  // of the platform
   std::unique_ptr<platform::bluez::BluezPlatform> platform;
   std::unique_ptr<platform::CBCentralManager> manager;
   std::shared_ptr<platform::CBPeripheral> peripheral;

@@ -3,6 +3,8 @@
 namespace bluez_tests {
 namespace {
 
+using namespace std::chrono_literals;
+
 class BluezConnect : public BluezTest {
  protected:
   // Keeps every Connect call unanswered.
@@ -17,6 +19,7 @@ class BluezConnect : public BluezTest {
 TEST_F(BluezConnect, BelievesThePropertyAndNotTheReply) {
   discover();
   manager->connect(peripheral);
+  pass(1s);
   ASSERT_TRUE(waitUntil([&] { return bluez->count(kDevice, "Connect") == 2; }));
   EXPECT_EQ(connections, 0U);
   bluez->change(kDevice, kDeviceInterface, {{"Connected", true}});
@@ -44,6 +47,8 @@ TEST_F(BluezConnect, IsTriedAgainAfterAFailure) {
     bluez->reply(*call);
   });
   manager->connect(peripheral);
+  pass(1s);
+  pass(1s);
   EXPECT_TRUE(waitUntil([&] { return connections == 1; }));
   EXPECT_EQ(tries, 3);
 }

@@ -6,12 +6,15 @@
 
 #include <functional>
 
+#include "platform/bluez/SystemClock.h"
+
 namespace bluez_tests {
 namespace {
 
+using platform::bluez::Clock;
 using platform::bluez::Descriptor;
 using platform::bluez::Poller;
-using Clock = Poller::Clock;
+using platform::bluez::SystemClock;
 using namespace std::chrono_literals;
 
 // One end of a connection, watched; the other is the test's.
@@ -47,9 +50,9 @@ class Watched final : public Poller::Source {
 
 class PollerTest : public ::testing::Test {
  protected:
-  static Clock::time_point in(Clock::duration time) { return Clock::now() + time; }
+  Clock::TimePoint in(Clock::Duration time) { return poller.clock().now() + time; }
 
-  Poller poller;
+  Poller poller{std::make_unique<SystemClock>()};
   Watched first{poller};
   Watched second{poller};
 };
@@ -97,9 +100,9 @@ TEST_F(PollerTest, TellsASourceNoMoreThatAnotherHasLetGo) {
 
 TEST_F(PollerTest, KnowsWhenTheTimeHasCome) {
   EXPECT_FALSE(poller.look(in(1h)));
-  const Clock::time_point soon = in(1ms);
+  const Clock::TimePoint soon = in(1ms);
   EXPECT_TRUE(poller.waitUntil(soon));
-  EXPECT_GE(Clock::now(), soon);
+  EXPECT_GE(poller.clock().now(), soon);
   EXPECT_FALSE(poller.look(in(1h)));
 }
 
@@ -110,7 +113,7 @@ TEST_F(PollerTest, DoesNotWaitForATimeThatIsPast) {
 }
 
 TEST(PollerFromItsStart, DoesNotWaitForTheEarliestTime) {
-  EXPECT_TRUE(Poller().waitUntil({}));
+  EXPECT_TRUE(Poller(std::make_unique<SystemClock>()).waitUntil({}));
 }
 
 }  // namespace

@@ -83,6 +83,10 @@ PrivateBus::~PrivateBus() {
   std::filesystem::remove_all(folder_);
 }
 
+void PrivateBus::stop() {
+  ::kill(process_, SIGSTOP);
+}
+
 void PrivateBus::kill() {
   if (process_ <= 0) return;
   ::kill(process_, SIGKILL);

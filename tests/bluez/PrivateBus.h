@@ -14,6 +14,9 @@ class PrivateBus {
   PrivateBus& operator=(const PrivateBus&) = delete;
   ~PrivateBus();
 
+  // The daemon does nothing any more.
+  void stop();
+
   // Ends the daemon at once.
   void kill();
 

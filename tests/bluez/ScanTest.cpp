@@ -3,6 +3,8 @@
 namespace bluez_tests {
 namespace {
 
+using namespace std::chrono_literals;
+
 class BluezScan : public BluezTest {
  protected:
   void scan() {
@@ -118,6 +120,7 @@ TEST_F(BluezScan, IsTriedAgainWhenItCannotStart) {
     bluez->reply(*call);
   });
   manager->scanForPeripherals();
+  pass(1s);
   EXPECT_TRUE(waitUntil([&] { return tries == 2; }));
 }
 
@@ -151,6 +154,7 @@ TEST_F(BluezScan, StartsAnewOnTheStackThatComesBack) {
   ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
   bluez = std::make_unique<FakeBluez>();
   bluez->objects["/org/bluez/hci3"] = adapter(true);
+  pass(5s);
   ASSERT_TRUE(waitUntil([&] { return states.size() == 3; }));
   scan();
   EXPECT_EQ(bluez->count("/org/bluez/hci3", "SetDiscoveryFilter"), 1U);

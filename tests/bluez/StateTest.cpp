@@ -3,6 +3,8 @@
 namespace bluez_tests {
 namespace {
 
+using namespace std::chrono_literals;
+
 using platform::CBManagerState;
 
 class BluezState : public BluezTest {
@@ -27,13 +29,22 @@ class BluezState : public BluezTest {
 TEST_F(BluezState, WithoutABusIsUnsupported) {
   bluez.reset();
   bus.kill();
-  platform = std::make_unique<platform::bluez::BluezPlatform>();
+  startPlatform();
   expectFirst(CBManagerState::unsupported);
 }
 
 TEST_F(BluezState, WithoutBluezIsUnsupported) {
   bluez.reset();
   expectFirst(CBManagerState::unsupported);
+}
+
+TEST_F(BluezState, OnABusThatDoesNotAnswerIsUnsupported) {
+  bus.stop();
+  start();
+  settle();
+  EXPECT_TRUE(states.empty());
+  clock->leap(10s);
+  EXPECT_TRUE(waitUntil([&] { return states == std::vector{CBManagerState::unsupported}; }));
 }
 
 TEST_F(BluezState, WithoutAnAdapterIsUnsupported) {
@@ -219,6 +230,7 @@ TEST_F(BluezState, IsPoweredOffWhenBluezComesBackAndStaysUnpowered) {
   ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
   bluez = std::make_unique<FakeBluez>();
   bluez->add(kAdapter, adapter(false));
+  pass(5s);
   ASSERT_TRUE(waitUntil([&] { return states.size() == 3; }));
   EXPECT_EQ(states.back(), CBManagerState::poweredOff);
 }

@@ -1,10 +1,5 @@
 // The whole of the Linux platform against a BlueZ that answers late, wrongly or not at all, signals
 // what it likes, and goes away. What the platform promises in Platform.h is checked on the way.
-#include <sys/syscall.h>
-#include <sys/timerfd.h>
-#include <time.h>
-#include <unistd.h>
-
 #include <map>
 #include <set>
 
@@ -13,6 +8,7 @@
 #include "tests/fuzz/Fuzz.h"
 #include "tests/oracle/Identifiers.h"
 #include "tests/oracle/Utf8.h"
+#include "tests/support/LeapingClock.h"
 
 namespace {
 
@@ -23,8 +19,7 @@ using platform::CBService;
 using platform::CBUUID;
 using platform::Error;
 using subject::Choices;
-
-std::int64_t secondsPassed = 0;
+using support::LeapingClock;
 
 std::vector<CBUUID> parsed(std::span<const std::string_view> texts) {
   std::vector<CBUUID> identifiers;
@@ -156,7 +151,7 @@ void turn(platform::Platform& platform, fuzz::FakeStack& stack) {
   }
 }
 
-void happen(fuzz::FakeStack& stack, Asker& asker, Choices& choices) {
+void happen(fuzz::FakeStack& stack, LeapingClock& clock, Asker& asker, Choices& choices) {
   const std::size_t which = choices.byte();
   switch (which % 16) {
     case 10:
@@ -171,8 +166,7 @@ void happen(fuzz::FakeStack& stack, Asker& asker, Choices& choices) {
       return which < 64 ? stack.endSocket(choices) : stack.notify(choices);
     case 15:
       if (which == 255) return stack.hangUp();
-      secondsPassed += 1 + which / 64;
-      return;
+      return clock.leap(std::chrono::seconds(1 + which / 64));
     case 7:
     case 8:
     case 9:
@@ -184,32 +178,18 @@ void happen(fuzz::FakeStack& stack, Asker& asker, Choices& choices) {
 
 }  // namespace
 
-// The steady clock, of this program and of its libraries, is where the play wants it.
-extern "C" int clock_gettime(clockid_t clock, timespec* result) noexcept {
-  const auto status = static_cast<int>(syscall(SYS_clock_gettime, clock, result));
-  if (clock == CLOCK_MONOTONIC) result->tv_sec += secondsPassed;
-  return status;
-}
-
-// The kernel's timers go by the kernel's own clock.
-extern "C" int timerfd_settime(int timer, int flags, const itimerspec* setting,
-                               itimerspec* before) noexcept {
-  itimerspec own = *setting;
-  own.it_value.tv_sec -= secondsPassed;
-  if (own.it_value.tv_sec < 0) own.it_value = {0, 1};
-  return static_cast<int>(syscall(SYS_timerfd_settime, timer, flags, &own, before));
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   Choices choices(std::span(bytes, size));
   fuzz::FakeStack stack;
-  platform::bluez::BluezPlatform platform;
+  auto ownClock = std::make_unique<LeapingClock>();
+  LeapingClock& clock = *ownClock;
+  platform::bluez::BluezPlatform platform(std::move(ownClock));
   Asker asker(choices);
   stack.accept();
   const auto central = platform.makeCentralManager(asker);
   turn(platform, stack);
   while (!choices.atEnd()) {
-    happen(stack, asker, choices);
+    happen(stack, clock, asker, choices);
     turn(platform, stack);
     asker.look();
   }

@@ -1,15 +1,17 @@
 #include "platform/bluez/BluezPlatform.h"
 
 #include <algorithm>
-#include <thread>
+#include <utility>
 
 #include "platform/bluez/CentralManager.h"
+#include "platform/bluez/SystemClock.h"
 
 namespace platform {
 
 namespace bluez {
 
-BluezPlatform::BluezPlatform() : loop_(std::make_shared<Loop>()) {}
+BluezPlatform::BluezPlatform(std::unique_ptr<Clock> clock)
+    : loop_(std::make_shared<Loop>(std::move(clock))) {}
 
 // What waits for delivery holds peripherals, which hold the loop.
 BluezPlatform::~BluezPlatform() {
@@ -32,15 +34,15 @@ constexpr double kLongestSlice = 1e9;
 // does not stretch the slice.
 void BluezPlatform::runUntil(double date) {
   const std::chrono::duration<double> slice(std::clamp(date - now(), 0.0, kLongestSlice));
-  loop_->runUntil(Loop::Clock::now() + std::chrono::duration_cast<Loop::Clock::duration>(slice));
+  loop_->runUntil(loop_->clock().now() + std::chrono::duration_cast<Clock::Duration>(slice));
 }
 
 double BluezPlatform::now() const {
-  return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+  return loop_->clock().date();
 }
 
 void BluezPlatform::sleep(std::chrono::microseconds duration) {
-  std::this_thread::sleep_for(duration);
+  loop_->clock().sleep(duration);
 }
 
 void BluezPlatform::deliverWhileWritable(int fileDescriptor) {
@@ -50,7 +52,7 @@ void BluezPlatform::deliverWhileWritable(int fileDescriptor) {
 }  // namespace bluez
 
 std::unique_ptr<Platform> makePlatform() {
-  return std::make_unique<bluez::BluezPlatform>();
+  return std::make_unique<bluez::BluezPlatform>(std::make_unique<bluez::SystemClock>());
 }
 
 }  // namespace platform

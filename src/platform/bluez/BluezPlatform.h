@@ -10,7 +10,7 @@ namespace platform::bluez {
 
 class BluezPlatform final : public Platform {
  public:
-  BluezPlatform();
+  explicit BluezPlatform(std::unique_ptr<Clock> clock);
   ~BluezPlatform() override;
 
   std::unique_ptr<CBCentralManager> makeCentralManager(CBCentralManagerDelegate& delegate) override;

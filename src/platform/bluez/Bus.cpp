@@ -23,7 +23,10 @@ int attErrorIn(std::string_view message) {
 
 Bus::Bus() {
   sd_bus* bus = nullptr;
-  if (sd_bus_open_system(&bus) >= 0) bus_.reset(bus);
+  if (sd_bus_open_system(&bus) < 0) return;
+  bus_.reset(bus);
+  // Also for what sd-bus asks by itself.
+  sd_bus_set_method_call_timeout(bus, Call::kNoLimit);
 }
 
 bool Bus::isFromStack(sd_bus_message* message) const {
@@ -47,12 +50,11 @@ Message Bus::property(const std::string& path, const char* interface, const char
   return message;
 }
 
-void Call::start(const Bus& bus, const Message& call, OnReply onReply,
-                 std::uint64_t limitMicroseconds) {
+void Call::start(const Bus& bus, const Message& call, OnReply onReply) {
   cancel();
   if (bus.get() == nullptr || call == nullptr) return;
   sd_bus_slot* slot = nullptr;
-  if (sd_bus_call_async(bus.get(), &slot, call.get(), handleReply, this, limitMicroseconds) < 0) {
+  if (sd_bus_call_async(bus.get(), &slot, call.get(), handleReply, this, kNoLimit) < 0) {
     return;
   }
   slot_.reset(slot);

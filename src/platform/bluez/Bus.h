@@ -66,8 +66,8 @@ class Bus {
   std::string stackOwner_;
 };
 
-// One method call under way. No call has a time-out of its own accord: BlueZ answers when the
-// device has answered, or when the link is lost.
+// One method call under way. No call has a time-out: BlueZ answers when the device has answered, or
+// when the link is lost. Who does not want to wait for ever starts a Timer beside it.
 class Call {
  public:
   static constexpr std::uint64_t kNoLimit = UINT64_MAX;
@@ -79,8 +79,7 @@ class Call {
 
   // Sends the call; the reply may be an error. Without a connection nothing happens: its loss is
   // reported to everybody on its own way.
-  void start(const Bus& bus, const Message& call, OnReply onReply,
-             std::uint64_t limitMicroseconds = kNoLimit);
+  void start(const Bus& bus, const Message& call, OnReply onReply);
   bool isPending() const { return slot_ != nullptr; }
 
   // Forgets the call: a reply that still comes is not looked at.

@@ -15,16 +15,11 @@ namespace {
 constexpr int kDeliveriesPerTurn = 16;
 constexpr int kMessagesPerTurn = 64;
 
-// sd-bus counts in microseconds of the monotonic clock, which is the steady clock here.
-Loop::Clock::time_point fromBusTime(std::uint64_t microseconds) {
-  return Loop::Clock::time_point(std::chrono::microseconds(microseconds));
-}
-
 }  // namespace
 
-void Loop::runUntil(Clock::time_point end) {
+void Loop::runUntil(Clock::TimePoint end) {
   isBusInUse_ = true;  // the end of a slot may have left something to send
-  while (!turn(end) || Clock::now() < end) {
+  while (!turn(end) || clock().now() < end) {
   }
 }
 
@@ -34,7 +29,7 @@ void Loop::close() {
 }
 
 // True when a time has come: the end, or another that something waits for.
-bool Loop::turn(Clock::time_point end) {
+bool Loop::turn(Clock::TimePoint end) {
   decideWhetherToReceive();
   watchBus();
   const bool isTime = wait(end);
@@ -44,8 +39,8 @@ bool Loop::turn(Clock::time_point end) {
   return isTime;
 }
 
-bool Loop::wait(Clock::time_point end) {
-  const Clock::time_point deadline = nextDeadline(end);
+bool Loop::wait(Clock::TimePoint end) {
+  const Clock::TimePoint deadline = nextDeadline(end);
   const bool isIdle = deliveries_.isEmpty() || gate_.isShut();
   return isIdle ? poller_.waitUntil(deadline) : poller_.look(deadline);
 }
@@ -65,18 +60,19 @@ void Loop::watchBus() {
   busSource_.isReady = false;
   if (!isBusInUse_) return;
   isBusInUse_ = false;
-  busTime_ = Clock::time_point::max();
+  isBusDue_ = false;
   if (bus_.get() == nullptr) return;
   const int events = isReceiving_ ? sd_bus_get_events(bus_.get()) : 0;
   poller_.watch(sd_bus_get_fd(bus_.get()), busSource_, static_cast<short>(std::max(events, 0)));
   std::uint64_t time = UINT64_MAX;
   if (isReceiving_) sd_bus_get_timeout(bus_.get(), &time);
-  if (events < 0) time = 0;  // it has failed, as serving it will tell
-  if (time != UINT64_MAX) busTime_ = fromBusTime(time);
+  // What it has received and not told is due at once, and so is a failure, which serving it tells.
+  // Its own time-outs are not for use.
+  isBusDue_ = events < 0 || time == 0;
 }
 
-Loop::Clock::time_point Loop::nextDeadline(Clock::time_point end) const {
-  Clock::time_point next = std::min(end, busTime_);
+Clock::TimePoint Loop::nextDeadline(Clock::TimePoint end) const {
+  Clock::TimePoint next = isBusDue_ ? Clock::TimePoint() : end;
   for (const Timer* timer : timers_) next = std::min(next, timer->due_);
   return next;
 }
@@ -97,7 +93,7 @@ void Loop::serveBus() {
 
 void Loop::runTimers() {
   // Each may start or stop others, so the search starts anew after each.
-  const Clock::time_point now = Clock::now();
+  const Clock::TimePoint now = clock().now();
   const auto isDue = [now](const Timer* timer) { return timer->due_ <= now; };
   for (auto due = std::ranges::find_if(timers_, isDue); due != timers_.end();
        due = std::ranges::find_if(timers_, isDue)) {
@@ -142,7 +138,7 @@ void Loop::remove(Timer& timer) {
 
 void Timer::start(std::chrono::milliseconds delay) {
   stop();
-  due_ = Loop::Clock::now() + delay;
+  due_ = loop_.clock().now() + delay;
   isRunning_ = true;
   loop_.add(*this);
 }

@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <vector>
 
 #include "platform/bluez/Bus.h"
@@ -23,10 +24,9 @@ class Timer;
 
 class Loop {
  public:
-  using Clock = Poller::Clock;
   using OnBusLost = std::function<void()>;
 
-  Loop() = default;
+  explicit Loop(std::unique_ptr<Clock> clock) : poller_(std::move(clock)) {}
   Loop(const Loop&) = delete;
   Loop& operator=(const Loop&) = delete;
 
@@ -40,7 +40,9 @@ class Loop {
   Inbox& inbox() { return inbox_; }
   PacketBatch& packets() { return packets_; }
 
-  void runUntil(Clock::time_point end);
+  Clock& clock() { return poller_.clock(); }
+
+  void runUntil(Clock::TimePoint end);
 
   // Forgets what waits for delivery, and leaves the bus. Nothing is served after it.
   void close();
@@ -65,12 +67,12 @@ class Loop {
     bool isReady = false;
   };
 
-  bool turn(Clock::time_point end);
-  bool wait(Clock::time_point end);
+  bool turn(Clock::TimePoint end);
+  bool wait(Clock::TimePoint end);
   void decideWhetherToReceive();
   void watchBus();
   void closeBus();
-  Clock::time_point nextDeadline(Clock::time_point end) const;
+  Clock::TimePoint nextDeadline(Clock::TimePoint end) const;
   void serveBus();
   void runTimers();
   void deliver();
@@ -78,8 +80,8 @@ class Loop {
   Poller poller_;
   Bus bus_;
   BusSource busSource_;
-  Clock::time_point busTime_ = Clock::time_point::max();  // when it is to be served at the latest
   bool isBusInUse_ = true;
+  bool isBusDue_ = false;  // it is to be served at once
   shared::DeliveryQueue deliveries_;
   Gate gate_{poller_};
   Inbox inbox_{poller_};
@@ -110,7 +112,7 @@ class Timer {
 
   Loop& loop_;
   OnDue onDue_;
-  Loop::Clock::time_point due_;
+  Clock::TimePoint due_;
   bool isRunning_ = false;
 };
 

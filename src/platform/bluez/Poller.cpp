@@ -1,16 +1,11 @@
 #include "platform/bluez/Poller.h"
 
-#include <poll.h>
-#include <sys/timerfd.h>
-
 #include <algorithm>
 
 namespace platform::bluez {
 
-Poller::Poller() : epoll_(epoll_create1(EPOLL_CLOEXEC)) {
-  alarm_.timer = Descriptor(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
-  watch(alarm_.timer.get(), alarm_, POLLIN);
-}
+Poller::Poller(std::unique_ptr<Clock> clock)
+    : clock_(std::move(clock)), epoll_(epoll_create1(EPOLL_CLOEXEC)) {}
 
 void Poller::watch(int descriptor, Source& source, short events) {
   if (events == source.watched_) return;
@@ -30,31 +25,16 @@ void Poller::watch(int descriptor, Source& source, short events) {
   source.watched_ = events;
 }
 
-bool Poller::poll(Clock::time_point time, int timeOut) {
-  if (time != alarm_.time) setAlarm(time);
-  alarm_.hasRung = false;
-  const int count =
-      epoll_wait(epoll_.get(), found_.data(), static_cast<int>(found_.size()), timeOut);
-  told_ = std::span(found_).first(static_cast<std::size_t>(std::max(count, 0)));
+bool Poller::tell(std::size_t count) {
+  told_ = std::span(found_).first(count);
+  const auto isTheTime = [](const epoll_event& event) { return event.data.ptr == nullptr; };
+  const bool isTime = std::ranges::any_of(told_, isTheTime);
   for (const epoll_event& event : told_) {
     auto* source = static_cast<Source*>(event.data.ptr);
     if (source != nullptr) source->handle(static_cast<short>(event.events));
   }
   told_ = {};
-  return alarm_.hasRung;
-}
-
-// Setting the timer also takes back that it had rung.
-void Poller::setAlarm(Clock::time_point time) {
-  using namespace std::chrono;
-  alarm_.time = time;
-  // A time of zero would be none.
-  const nanoseconds sinceStart = std::max<nanoseconds>(time.time_since_epoch(), 1ns);
-  const auto wholeSeconds = floor<seconds>(sinceStart);
-  itimerspec setting{};
-  setting.it_value.tv_sec = wholeSeconds.count();
-  setting.it_value.tv_nsec = (sinceStart - wholeSeconds).count();
-  timerfd_settime(alarm_.timer.get(), TFD_TIMER_ABSTIME, &setting, nullptr);
+  return isTime;
 }
 
 }  // namespace platform::bluez

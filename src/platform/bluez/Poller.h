@@ -1,22 +1,19 @@
-// Waits for descriptors and for a time. One epoll with a timer beside the descriptors: a turn in
-// which nothing changes but that a value has come is one system call, and sets up no time-out.
-// Main thread only.
+// Waits for descriptors and for a time. Main thread only.
 #pragma once
 
 #include <sys/epoll.h>
 
 #include <array>
-#include <chrono>
+#include <memory>
 #include <span>
 
+#include "platform/bluez/Clock.h"
 #include "platform/bluez/Descriptor.h"
 
 namespace platform::bluez {
 
 class Poller {
  public:
-  using Clock = std::chrono::steady_clock;
-
   class Source {
    public:
     virtual ~Source() = default;
@@ -30,7 +27,7 @@ class Poller {
     short watched_ = 0;
   };
 
-  Poller();
+  explicit Poller(std::unique_ptr<Clock> clock);
   Poller(const Poller&) = delete;
   Poller& operator=(const Poller&) = delete;
 
@@ -41,23 +38,16 @@ class Poller {
 
   // Waits until a source is ready or the time has come, and tells the sources that are ready;
   // look() does not wait. True when the time has come.
-  bool waitUntil(Clock::time_point time) { return poll(time, -1); }
-  bool look(Clock::time_point time) { return poll(time, 0); }
+  bool waitUntil(Clock::TimePoint time) { return tell(clock_->wait(epoll_.get(), time, found_)); }
+  bool look(Clock::TimePoint time) { return tell(clock_->look(epoll_.get(), time, found_)); }
+
+  Clock& clock() { return *clock_; }
 
  private:
-  struct Alarm final : Source {
-    void handle(short) override { hasRung = true; }
+  bool tell(std::size_t count);
 
-    Descriptor timer;
-    Clock::time_point time = Clock::time_point::max();  // that the timer is set to
-    bool hasRung = false;
-  };
-
-  bool poll(Clock::time_point time, int timeOut);
-  void setAlarm(Clock::time_point time);
-
+  std::unique_ptr<Clock> clock_;
   Descriptor epoll_;
-  Alarm alarm_;
   std::array<epoll_event, 32> found_;
   std::span<epoll_event> told_;  // of those, what is being told
 };

@@ -2,8 +2,6 @@
 
 #include <string>
 
-#include "platform/bluez/Loop.h"
-
 namespace platform::bluez {
 
 namespace {
@@ -12,8 +10,9 @@ constexpr char kDaemonName[] = "org.freedesktop.DBus";
 constexpr char kDaemonPath[] = "/org/freedesktop/DBus";
 
 // systemd does not refuse to start bluetoothd where there is no controller, it lets the request
-// wait for 25 s. A bluetoothd that can start has its name within a second or two.
-constexpr std::uint64_t kStartLimitMicroseconds = 10'000'000;
+// wait for 25 s. A bluetoothd that can start has its name within a second or two, and a bus that is
+// alive tells the owner at once.
+constexpr std::chrono::seconds kLimit{10};
 
 CBManagerState stateFor(sd_bus_message* failure) {
   return isAccessDenied(failure) ? CBManagerState::unauthorized : CBManagerState::unsupported;
@@ -36,11 +35,15 @@ std::string objectsRule(const char* member) {
 
 }  // namespace
 
+StackWatch::StackWatch(Loop& loop, Listener& listener)
+    : loop_(loop), listener_(listener), limit_(loop, [this] { giveUp(); }) {}
+
 void StackWatch::start() {
   listen();
   const Message call = daemonMethod(loop_.bus(), "GetNameOwner");
   if (call != nullptr) sd_bus_message_append(call.get(), "s", kStackName);
   ownerCall_.start(loop_.bus(), call, [this](sd_bus_message* reply) { handleOwner(reply); });
+  limit_.start(kLimit);
 }
 
 // Before anything is asked, so that no change falls between an answer and the first signal.
@@ -74,6 +77,7 @@ bool StackWatch::isWorthTelling(sd_bus_message* signal) const {
 }
 
 void StackWatch::handleOwner(sd_bus_message* reply) {
+  limit_.stop();
   const char* owner = nullptr;
   if (isError(reply) || sd_bus_message_read_basic(reply, SD_BUS_TYPE_STRING, &owner) <= 0) {
     if (isAccessDenied(reply)) {
@@ -90,16 +94,22 @@ void StackWatch::handleOwner(sd_bus_message* reply) {
 void StackWatch::requestStart() {
   const Message call = daemonMethod(loop_.bus(), "StartServiceByName");
   if (call != nullptr) sd_bus_message_append(call.get(), "su", kStackName, 0U);
-  startCall_.start(
-      loop_.bus(), call, [this](sd_bus_message* reply) { handleStart(reply); },
-      kStartLimitMicroseconds);
+  startCall_.start(loop_.bus(), call, [this](sd_bus_message* reply) { handleStart(reply); });
+  limit_.start(kLimit);
 }
 
 // On success the change of owner says the same, and came before.
 void StackWatch::handleStart(sd_bus_message* reply) {
+  limit_.stop();
   if (isError(reply) && loop_.bus().stackOwner().empty()) {
     listener_.stackIsUnavailable(stateFor(reply));
   }
+}
+
+void StackWatch::giveUp() {
+  ownerCall_.cancel();
+  startCall_.cancel();
+  if (loop_.bus().stackOwner().empty()) listener_.stackIsUnavailable(CBManagerState::unsupported);
 }
 
 void StackWatch::handleOwnerChange(sd_bus_message* signal) {
@@ -118,6 +128,7 @@ void StackWatch::handleOwnerChange(sd_bus_message* signal) {
     hasAnswered_ = false;
     listener_.stackIsLost();
   }
+  limit_.stop();
   if (*after == '\0') return;
   ownerCall_.cancel();
   bus.setStackOwner(after);

@@ -11,11 +11,10 @@
 #include <vector>
 
 #include "platform/bluez/Bus.h"
+#include "platform/bluez/Loop.h"
 #include "platform/bluez/Objects.h"
 
 namespace platform::bluez {
-
-class Loop;
 
 class StackWatch {
  public:
@@ -46,7 +45,7 @@ class StackWatch {
     ~Listener() = default;
   };
 
-  StackWatch(Loop& loop, Listener& listener) : loop_(loop), listener_(listener) {}
+  StackWatch(Loop& loop, Listener& listener);
   StackWatch(const StackWatch&) = delete;
   StackWatch& operator=(const StackWatch&) = delete;
 
@@ -62,6 +61,7 @@ class StackWatch {
   void handleOwner(sd_bus_message* reply);
   void requestStart();
   void handleStart(sd_bus_message* reply);
+  void giveUp();
   void handleOwnerChange(sd_bus_message* signal);
   void handleSnapshot(sd_bus_message* reply);
 
@@ -70,6 +70,7 @@ class StackWatch {
   std::vector<std::unique_ptr<Match>> matches_;
   Call ownerCall_;
   Call startCall_;
+  Timer limit_;  // of these two
   Call snapshotCall_;
   bool hasAnswered_ = false;  // BlueZ, a snapshot, since it was found
 };

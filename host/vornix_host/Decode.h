@@ -44,7 +44,7 @@ inline MaybeMessage fenwixIdentity(const Fields& fields) {
   int constant = 0;
   const bool whole =
       fields.read(2, constant, id.serial, id.model, id.firmware, id.hardware, id.systemId);
-  return whole && constant == 0 ? MaybeMessage(id) : std::nullopt;
+  return whole && constant == 0 && id.serial != 0 ? MaybeMessage(id) : std::nullopt;
 }
 
 inline MaybeMessage found(const Fields& fields) {

@@ -41,7 +41,7 @@ struct CorveltaBattery {
 
 // "C;5;0;": the Fenwix has told its five numbers and takes commands.
 struct FenwixIdentity {
-  std::uint32_t serial = 0;
+  std::uint32_t serial = 0;  // never 0: that ends the bridge
   std::uint32_t model = 0;
   std::uint32_t firmware = 0;
   std::uint32_t hardware = 0;

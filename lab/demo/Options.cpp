@@ -14,6 +14,20 @@ constexpr std::string_view kHelp =
 It takes the bridge's place: the same commands on standard input, the same lines on standard output,
 an end with status 0 on "kill" or at the end of input. Only the radio and the devices are made up.
 
+The commands, one a line (docs/host-protocol.md says when each is safe):
+  CV_debutCalib               starts a calibration
+  CV_finCalib                 stops it
+  CV_debutAcquisition         starts the contraction records
+  CV_finAcquisition           stops them
+  FX_startRaw                 starts raw stream 1
+  FX_stopRaw                  stops it
+  FX_startRaw2                starts raw stream 2
+  FX_stopRaw2                 stops it
+  FX_getJson                  asks for the JSON document
+  FX_cmdWriteInt CODE VALUE   sends a numbered command with a value of 32 bits
+  FX_cmdWriteByte CODE VALUE  the same, 8 bits
+  kill                        ends the bridge
+
   --devices KIND,...    tramsel, ilo, tenoval, corvelta, fenwix; without it, all of them
   --control LINE        a control line of "vornix-lab --help" for every device that knows it:
                         "rate 1000", "battery 5", "value UUID HEX"

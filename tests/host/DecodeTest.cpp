@@ -125,6 +125,7 @@ TEST(Decode, TakesNothingForKnownThatIsNotExactlySo) {
                               "C;5;0;1;2;3;4;",
                               "C;5;0;1;2;3;4;5;6;",
                               "C;5;0;-1;2;3;4;5;",
+                              "C;5;0;0;2;3;4;5;",
                               "P0;87;",
                               "P0;256;1;",
                               "P1;;",

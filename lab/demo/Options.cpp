@@ -1,18 +1,22 @@
 #include "lab/demo/Options.h"
 
 #include "lab/Text.h"
+#include "lab/models/Help.h"
 #include "lab/models/Models.h"
 
 namespace lab::demo {
 namespace {
 
-constexpr std::string_view kHelp =
+constexpr std::string_view kBeginning =
     R"(vornix-demo: the bridge, complete, with devices that are simulated
 
   vornix-demo [--devices KIND,...] [--control LINE]... [--fault NAME[=ARGUMENT]]...
+  vornix-demo --help | --version
 
 It takes the bridge's place: the same commands on standard input, the same lines on standard output,
 an end with status 0 on "kill" or at the end of input. Only the radio and the devices are made up.
+A host starts it as a child process with a pipe on both sides; docs/host-protocol.md describes what
+the two say to each other.
 
 The commands, one a line (docs/host-protocol.md says when each is safe):
   CV_debutCalib               starts a calibration
@@ -29,8 +33,7 @@ The commands, one a line (docs/host-protocol.md says when each is safe):
   kill                        ends the bridge
 
   --devices KIND,...    tramsel, ilo, tenoval, corvelta, fenwix; without it, all of them
-  --control LINE        a control line of "vornix-lab --help" for every device that knows it:
-                        "rate 1000", "battery 5", "value UUID HEX"
+  --control LINE        a control line, for every device that knows it: "rate 1000", "battery 5"
   --fault FAULT         misbehaviour, of the radio or of every device chosen
 
 The radio:
@@ -54,13 +57,14 @@ Appearance and link:
 Answers and values:
   refuse-services           service discovery fails
   refuse-characteristics    discovery of characteristics fails
-  hide=UUID                 the service or characteristic is missing
-  last=UUID                 the service comes last, the characteristic last in its service
-  refuse-read=UUID[:CODE]   refuse-write=UUID[:CODE]   refuse-subscribe=UUID[:CODE]
-  short=UUID:N              its values are cut to N bytes
-  value=UUID:HEX            it reads and sends these bytes, whatever its value is
-  and the faults of each kind that "vornix-lab --help" lists
+)";
 
+constexpr std::string_view kBetween = R"(
+Control lines, obeyed before anything is on the air:
+)";
+
+constexpr std::string_view kEnd =
+    R"(
 UUID is 4 digits or 36 characters.
 )";
 
@@ -86,13 +90,13 @@ Fault parseFault(std::string_view text) {
 }  // namespace
 
 std::optional<Options> parseOptions(std::span<const char* const> arguments, std::string& reason) {
-  Options options{allKinds(), {}, {}, false};
+  Options options;
+  options.devices = allKinds();
   for (std::size_t i = 0; i < arguments.size(); i += 2) {
     const std::string_view option = arguments[i];
-    if (option == "--help") {
-      options.wantsHelp = true;
-      return options;
-    }
+    options.wantsHelp = option == "--help";
+    options.wantsVersion = option == "--version";
+    if (options.wantsHelp || options.wantsVersion) return options;
     if (i + 1 == arguments.size()) {
       reason = "not understood: " + std::string(option);
       return std::nullopt;
@@ -111,8 +115,10 @@ std::optional<Options> parseOptions(std::span<const char* const> arguments, std:
   return options;
 }
 
-std::string_view helpText() {
-  return kHelp;
+std::string helpText() {
+  std::string text;
+  for (const auto part : {kBeginning, kFaultsHelp, kBetween, kControlsHelp, kEnd}) text += part;
+  return text;
 }
 
 }  // namespace lab::demo

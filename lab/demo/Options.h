@@ -19,11 +19,12 @@ struct Options {
   std::vector<std::string> controls;  // control lines, obeyed before anything is on the air
   std::vector<Fault> faults;
   bool wantsHelp = false;
+  bool wantsVersion = false;
 };
 
 // Nothing when the command line cannot be understood, with the reason.
 std::optional<Options> parseOptions(std::span<const char* const> arguments, std::string& reason);
 
-std::string_view helpText();
+std::string helpText();
 
 }  // namespace lab::demo

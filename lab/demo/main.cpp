@@ -35,8 +35,11 @@ int main(int argc, char** argv) {
   const auto options = lab::demo::parseOptions(std::span(argv + 1, argv + argc), reason);
   if (!options) return complain(reason);
   if (options->wantsHelp) {
-    const std::string_view help = lab::demo::helpText();
-    std::fwrite(help.data(), 1, help.size(), stdout);
+    std::fputs(lab::demo::helpText().c_str(), stdout);
+    return 0;
+  }
+  if (options->wantsVersion) {
+    std::puts("vornix-demo " VORNIX_VERSION);
     return 0;
   }
   // Not destroyed: the bridge's other thread uses it until the process ends.

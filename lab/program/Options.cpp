@@ -3,17 +3,20 @@
 #include <string_view>
 
 #include "lab/Text.h"
+#include "lab/models/Help.h"
 
 namespace lab {
 namespace {
 
-constexpr const char* kHelp =
+constexpr std::string_view kBeginning =
     R"(vornix-lab: a measurement device on a Bluetooth controller of its own
 
   vornix-lab --controller hciN --device KIND [OPTION...]
+  vornix-lab --help | --version
 
 KIND is tramsel, ilo, tenoval, corvelta or fenwix. The device advertises, lets one central connect,
-answers and streams until its standard input ends.
+answers and streams until its standard input ends. What a bridge tells its host of such a device is
+described in docs/host-protocol.md.
 
   --name NAME        what it is called (empty: it tells no name); each kind has a usual one
   --rate N           values per second, of every stream
@@ -31,19 +34,15 @@ needs a second adapter. "hciconfig" or "ls /sys/class/bluetooth" lists the adapt
 "sudo hciconfig hciN up" or "bluetoothctl power on" gives it back.
 
 Control lines on standard input:
-  name TEXT             advertise on|off        connectable on|off
-  rate N                rate UUID N             count N             stream on|off
-  battery N             value UUID HEX          send UUID HEX
+  advertise on|off      connectable on|off
   name-in advertisement|scan-response           (where the name is advertised)
   drop                  ends the link (drop XX: with that HCI reason, in hexadecimal)
-  service-changed       it has the Service Changed characteristic, from the next connection on
-  withdraw UUID         that service is gone until the link ends, and Service Changed tells it
   vanish                switched off: no link, and no advertising until "advertise on"
   fault FAULT           fault clear
-  mains N, calibration N, calibration-error N   (corvelta: as if it had just happened)
-  json N                                        (fenwix: the document's length, 0 to 65535)
-  health N                                      (fenwix: battery health)
+)";
 
+constexpr std::string_view kLinkFaults =
+    R"(
 Faults:
   refuse-connections=N             the next N links are ended at their third request
   drop-at=STEP                     the link is lost at that step, once
@@ -51,19 +50,10 @@ Faults:
       STEP: mtu, services, characteristics, descriptors, read:UUID, write:UUID, subscribe:UUID,
       unsubscribe:UUID, request:N (the Nth of a link), value:N (drop-at: the Nth value sent).
       A link lost at its very first request (mtu) crashes Linux 6.1 on the central's side.
-  refuse-read=UUID[:CODE]          refuse-write=UUID[:CODE]       refuse-subscribe=UUID[:CODE]
-      an ATT error answers; CODE (as 14 or 0x0E) defaults to not permitted
-  short=UUID:N                     its values are cut to N bytes
-  value=UUID:HEX                   it reads and sends these bytes, whatever its value is
-  hide=UUID                        the service or characteristic is missing (at the next connection)
-  last=UUID                        the service comes last, the characteristic last in its service
-  calibration-error=N              corvelta: calibrations end with this error code
-  reply=HEX                        fenwix: these bytes answer every command
-  reply-cut=N                      fenwix: replies end after N bytes, header included
-  reply-part=N                     fenwix: replies are cut into notifications of N bytes
-  invalid-utf8                     fenwix: the document is no text
-A serial number of 0 is "value=2A25:00000000".
+)";
 
+constexpr std::string_view kEnd =
+    R"(
 Journal: address, advertising, connected, turned-away, disconnected XX (HCI reason), read UUID,
 wrote UUID HEX, subscribed UUID, unsubscribed UUID, refused STEP, sent UUID HEX (taken by the
 controller), failed REASON. UUID: upper case, 4 digits or 36 characters. HEX: upper case.
@@ -112,10 +102,9 @@ std::optional<Options> parseOptions(std::span<const char* const> arguments, std:
   Options options;
   for (std::size_t i = 0; i < arguments.size(); i += 2) {
     const std::string_view option = arguments[i];
-    if (option == "--help") {
-      options.wantsHelp = true;
-      return options;
-    }
+    options.wantsHelp = option == "--help";
+    options.wantsVersion = option == "--version";
+    if (options.wantsHelp || options.wantsVersion) return options;
     if (i + 1 == arguments.size() || !parseOption(option, arguments[i + 1], options)) {
       reason = "not understood: " + std::string(option);
       if (i + 1 < arguments.size()) reason += std::string(" ") + arguments[i + 1];
@@ -129,8 +118,10 @@ std::optional<Options> parseOptions(std::span<const char* const> arguments, std:
   return options;
 }
 
-const char* helpText() {
-  return kHelp;
+std::string helpText() {
+  std::string text;
+  for (const auto part : {kBeginning, kControlsHelp, kLinkFaults, kFaultsHelp, kEnd}) text += part;
+  return text;
 }
 
 }  // namespace lab

@@ -16,11 +16,12 @@ struct Options {
   std::string journal;                // a file; empty: standard output
   std::size_t largestMtu = 517;
   bool wantsHelp = false;
+  bool wantsVersion = false;
 };
 
 // Nothing when the command line cannot be understood, with the reason.
 std::optional<Options> parseOptions(std::span<const char* const> arguments, std::string& reason);
 
-const char* helpText();
+std::string helpText();
 
 }  // namespace lab

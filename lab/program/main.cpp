@@ -61,7 +61,11 @@ int main(int argc, char** argv) {
   const auto options = lab::parseOptions(std::span(argv + 1, argv + argc), reason);
   if (!options) return complain(reason + " (see --help)", kMisuse);
   if (options->wantsHelp) {
-    std::fputs(lab::helpText(), stdout);
+    std::fputs(lab::helpText().c_str(), stdout);
+    return 0;
+  }
+  if (options->wantsVersion) {
+    std::puts("vornix-lab " VORNIX_VERSION);
     return 0;
   }
   const std::unique_ptr<lab::BenchDevice> device = lab::makeDevice(options->device);

@@ -191,4 +191,45 @@ TEST(DemoHelp, IsOnStandardOutput) {
   EXPECT_EQ(demo.standardError(), "");
 }
 
+// Nobody has to look anything up in another program, which this build may not have.
+TEST(DemoHelp, ListsEveryControlAndFaultItself) {
+  BridgeProcess demo = start({"--help"});
+  EXPECT_EQ(demo.waitForEnd(), ProcessEnd::status(0));
+  const std::string& help = demo.output();
+  EXPECT_EQ(help.find("vornix-lab"), std::string::npos);
+  for (const char* name : {"rate N",
+                           "rate UUID N",
+                           "count N",
+                           "stream on|off",
+                           "battery N",
+                           "value UUID HEX",
+                           "send UUID HEX",
+                           "name TEXT",
+                           "service-changed",
+                           "withdraw UUID",
+                           "mains N",
+                           "calibration N",
+                           "calibration-error N",
+                           "json N",
+                           "health N",
+                           "refuse-read=",
+                           "refuse-write=",
+                           "refuse-subscribe=",
+                           "short=",
+                           "value=",
+                           "hide=",
+                           "last=",
+                           "calibration-error=",
+                           "reply=",
+                           "reply-cut=",
+                           "reply-part=",
+                           "invalid-utf8",
+                           "refuse-connections=",
+                           "drop-at=",
+                           "silence-at=",
+                           "radio="}) {
+    EXPECT_NE(help.find(name), std::string::npos) << name;
+  }
+}
+
 }  // namespace

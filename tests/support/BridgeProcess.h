@@ -48,6 +48,9 @@ struct ProcessOptions {
   // The bridge's own ends of its input and output do not block, as some hosts leave them.
   bool areEndsNonBlocking = false;
 
+  // Of the bridge's descriptors 0, 1 and 2, those that it is started without.
+  std::vector<int> closed{};
+
   // Room in the output pipe, in bytes; 0 leaves the system's (64 KiB). At least a page.
   std::size_t outputRoom = 0;
 };

@@ -84,7 +84,8 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
 // What the child runs between fork and exec: calls that are safe there, and no allocation.
 class Launch {
  public:
-  Launch(const std::string& program, const ProcessOptions& options) : program_(program) {
+  Launch(const std::string& program, const ProcessOptions& options)
+      : program_(program), closed_(options.closed) {
     argumentTexts_.push_back(program);
     argumentTexts_.insert(argumentTexts_.end(), options.arguments.begin(), options.arguments.end());
     environmentTexts_ = environment(options);
@@ -103,6 +104,7 @@ class Launch {
     ::dup2(input, STDIN_FILENO);
     ::dup2(output, STDOUT_FILENO);
     ::dup2(error, STDERR_FILENO);
+    for (const int descriptor : closed_) ::close(descriptor);
     ::fcntl(life, F_SETFD, 0);
     ::execve(program_.c_str(), arguments_.data(), environment_.data());
 
@@ -113,6 +115,7 @@ class Launch {
 
  private:
   const std::string& program_;
+  const std::vector<int>& closed_;
   std::vector<std::string> argumentTexts_;
   std::vector<std::string> environmentTexts_;
   std::vector<char*> arguments_;

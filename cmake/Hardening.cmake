@@ -9,7 +9,7 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux" AND NOT VORNIX_SANITIZE)
   target_compile_options(vornix_hardening INTERFACE
     -fstack-protector-strong -fstack-clash-protection)
   # The C library's checks need an optimising compiler, and some distributions define their own.
-  set(optimised $<OR:$<CONFIG:RelWithDebInfo>,$<CONFIG:Release>,$<CONFIG:MinSizeRel>>)
+  set(optimised $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
   target_compile_options(vornix_hardening INTERFACE
     $<${optimised}:-U_FORTIFY_SOURCE> $<${optimised}:-D_FORTIFY_SOURCE=2>)
   target_link_options(vornix_hardening INTERFACE

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <span>
+#include <string>
 
 #include "lab/Text.h"
 #include "lab/models/Wire.h"
@@ -20,10 +21,6 @@ Bytes number(std::uint32_t value) {
   Bytes bytes;
   wire::appendLittle(bytes, value, 4);
   return bytes;
-}
-
-void append(Bytes& bytes, std::string_view text) {
-  bytes.insert(bytes.end(), text.begin(), text.end());
 }
 
 }  // namespace
@@ -62,17 +59,13 @@ Bytes FenwixModel::document(std::size_t length) {
   constexpr std::string_view kBeginning = R"({"device":"Nomsuel","notes":")";
   constexpr std::string_view kEnd = R"("})";
   constexpr std::string_view kNote = "mesure etalonnee; ";
-  Bytes text;
-  if (length < kBeginning.size() + kEnd.size()) {
-    // Too short for an object: a number with that many digits.
-    text.assign(length, '1');
-    return text;
-  }
-  append(text, kBeginning);
-  while (text.size() + kNote.size() + kEnd.size() <= length) append(text, kNote);
+  // Too short for an object: a number with that many digits.
+  if (length < kBeginning.size() + kEnd.size()) return Bytes(length, '1');
+  std::string text(kBeginning);
+  while (text.size() + kNote.size() + kEnd.size() <= length) text += kNote;
   text.resize(length - kEnd.size(), '.');
-  append(text, kEnd);
-  return text;
+  text += kEnd;
+  return Bytes(text.begin(), text.end());
 }
 
 Bytes FenwixModel::sample(Id stream, std::uint32_t sequence) {

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <string_view>
+#include <utility>
 
 #include "lab/Text.h"
 
@@ -58,7 +59,9 @@ void Journal::didRefuse(const std::string& step) {
 }
 
 void Journal::writeValue(const char* event, const Uuid& uuid, std::span<const std::uint8_t> value) {
-  write(event + uuid.text() + (value.empty() ? "" : " " + toHex(value)));
+  std::string line = event + uuid.text();
+  if (!value.empty()) line.append(" ").append(toHex(value));
+  write(std::move(line));
 }
 
 void Journal::write(std::string line) {

@@ -14,12 +14,13 @@ constexpr std::size_t kActionWeight = 256;
 void DeliveryQueue::push(ValueTarget& target, Value value) {
   if (isClosed_ || value.size() > kLargestValue) return;
   target.retain();
-  append(Header{&target, nullptr, value.size()}, value.data());
+  std::byte* place = append(Header{&target, nullptr, value.size()});
+  if (!value.empty()) std::memcpy(place, value.data(), value.size());
 }
 
 void DeliveryQueue::push(Action action) {
   if (isClosed_) return;
-  append(Header{nullptr, std::make_unique<Action>(std::move(action)).release(), 0}, nullptr);
+  append(Header{nullptr, std::make_unique<Action>(std::move(action)).release(), 0});
 }
 
 void DeliveryQueue::deliverNext() {
@@ -57,14 +58,14 @@ std::size_t DeliveryQueue::weightOf(const Header& header) {
   return header.action != nullptr ? kActionWeight : lengthOf(header);
 }
 
-void DeliveryQueue::append(const Header& header, const std::uint8_t* bytes) {
+std::byte* DeliveryQueue::append(const Header& header) {
   const std::size_t length = lengthOf(header);
   if (last_ == nullptr || last_->end + length > Block::kCapacity) addBlock();
   std::byte* place = last_->bytes.data() + last_->end;
   std::memcpy(place, &header, sizeof(header));
-  if (header.size > 0) std::memcpy(place + sizeof(header), bytes, header.size);
   last_->end += length;
   held_ += weightOf(header);
+  return place + sizeof(header);
 }
 
 DeliveryQueue::Header DeliveryQueue::takeNext(std::uint8_t* bytes) {

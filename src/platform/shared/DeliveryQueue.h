@@ -74,7 +74,7 @@ class DeliveryQueue {
   static std::size_t lengthOf(const Header& header);
   static std::size_t weightOf(const Header& header);
 
-  void append(const Header& header, const std::uint8_t* bytes);
+  std::byte* append(const Header& header);  // where the value's bytes go
   Header takeNext(std::uint8_t* bytes);
   void addBlock();
   void dropFirstBlock();

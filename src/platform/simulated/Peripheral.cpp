@@ -11,7 +11,6 @@ namespace {
 constexpr Time kPauseBetweenAttempts = std::chrono::seconds(1);
 
 constexpr int kReadNotPermitted = 0x02;
-constexpr int kWriteNotPermitted = 0x03;
 constexpr int kRequestNotSupported = 0x06;
 
 Error linkLost() {

@@ -12,10 +12,11 @@
 
 #include "platform/bluez/Bus.h"
 #include "platform/bluez/Gate.h"
-#include "platform/bluez/Inbox.h"
 #include "platform/bluez/PacketBatch.h"
 #include "platform/bluez/Poller.h"
+#include "platform/bluez/WakeUp.h"
 #include "platform/shared/DeliveryQueue.h"
+#include "platform/shared/Mailbox.h"
 
 namespace platform::bluez {
 
@@ -37,7 +38,7 @@ class Loop {
   }
   shared::DeliveryQueue& deliveries() { return deliveries_; }
   Gate& gate() { return gate_; }
-  Inbox& inbox() { return inbox_; }
+  shared::Mailbox& mailbox() { return mailbox_; }
   PacketBatch& packets() { return packets_; }
 
   Clock& clock() { return poller_.clock(); }
@@ -84,7 +85,8 @@ class Loop {
   bool isBusDue_ = false;  // it is to be served at once
   shared::DeliveryQueue deliveries_;
   Gate gate_{poller_};
-  Inbox inbox_{poller_};
+  shared::Mailbox mailbox_{[this] { wakeUp_.ring(); }};
+  WakeUp wakeUp_{poller_, mailbox_};
   PacketBatch packets_;
   OnBusLost onBusLost_;
   std::vector<Timer*> timers_;

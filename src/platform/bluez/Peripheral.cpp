@@ -43,7 +43,7 @@ void Peripheral::writeValue(Value value, CBCharacteristic& characteristic,
 
 // Requests of all threads take the same way, which keeps them in the order in which they are made.
 void Peripheral::post(Request request) {
-  loop_->inbox().post([peripheral = weak_from_this(), request = std::move(request)]() mutable {
+  loop_->mailbox().post([peripheral = weak_from_this(), request = std::move(request)]() mutable {
     if (const auto self = peripheral.lock()) self->requests_.add(std::move(request));
   });
 }

@@ -104,9 +104,8 @@ class LineReader {
       }
       scanned_ = end + 1;
     }
-    const std::size_t nextLine = rest.find("\n<");
     return unfinished(rest, longestMessage, rest.size() - 1,
-                      nextLine == none ? rest.size() : nextLine + 1);
+                      std::min(rest.find('<', 1), rest.size()));
   }
 
   static std::string_view payload(std::string_view rest, std::size_t end) {
@@ -122,7 +121,12 @@ class LineReader {
     const std::string_view summed = payload(rest, end);
     sum_.add(summed.substr(summed_));
     summed_ = summed.size();
-    return sum_.value() == *stated;
+    return sum_.value() == *stated && isAscii(summed);
+  }
+
+  static bool isAscii(std::string_view text) {
+    return std::all_of(text.begin(), text.end(),
+                       [](char character) { return static_cast<unsigned char>(character) < 0x80; });
   }
 
   static std::optional<std::uint16_t> hexadecimal(std::string_view text) {

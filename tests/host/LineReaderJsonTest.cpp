@@ -77,6 +77,15 @@ TEST(JsonLine, ThatIsDamagedIsKnownAtTheEndOfTheOutput) {
             (Lines{damaged(broken), message("C;3;0;"), message("C;3;0;")}));
 }
 
+TEST(JsonLine, ThatWasCutOffTakesNoOtherLineWithIt) {
+  EXPECT_EQ(readAll("<PJSON;{\"a\"" + found), (Lines{damaged("<PJSON;{\"a\""), message("C;3;0;")}));
+}
+
+TEST(JsonLine, ThatIsNotAsciiIsDamaged) {
+  const std::string output = framed("PJSON;\xC3\xA9;");
+  EXPECT_EQ(readAll(output), Lines{damaged(output)});
+}
+
 TEST(JsonLine, ThatWasCutOffIsDamaged) {
   EXPECT_EQ(readAll("<PJSON;{\"a\""), Lines{damaged("<PJSON;{\"a\"")});
   EXPECT_EQ(readAll("<PJSON;{}\n" + found), (Lines{damaged("<PJSON;{}\n"), message("C;3;0;")}));

@@ -31,6 +31,11 @@ TEST(LineReader, GivesTheTimeAndAllBytesOfALogLine) {
   EXPECT_EQ(line->bytes, "<@23:59:58.999 : >\n");
 }
 
+TEST(LineReader, TakesAPayloadThatIsNotAsciiForDamage) {
+  const std::string output = framed("V\xC3\xA9;");
+  EXPECT_EQ(readAll(output), Lines{damaged(output)});
+}
+
 TEST(LineReader, ReadsTheEmptyPayload) {
   EXPECT_EQ(readSoFar("<FFFF>\n"), Lines{message("")});
 }

@@ -14,6 +14,11 @@
 // different peripherals are independent. The values of one characteristic are delivered in the
 // order in which the device sent them, each exactly once.
 //
+// A subscription that the device leaves unanswered for some seconds is the one exception: requests
+// behind it may then be carried out before it is answered, but for those that subscribe to the same
+// characteristic or end its subscription. Its answer is told when it comes, as any other; where
+// none can come any more, it counts as refused.
+//
 // Link. A link that goes down is not reported. A request that fails because the link is down, or
 // that was waiting when it went down, gives no callback, with one exception: discoverServices then
 // reports an error. A request made while the link is down does nothing.

@@ -16,6 +16,7 @@ class BluezSubscribe : public BluezTest {
   void TearDown() override { closeSocket(); }
 
   const std::string stream = std::string(kDevice) + "/service000a/char000b";
+  const std::string other = std::string(kDevice) + "/service000a/char000d";
 
   // Subscribes with a socket, whose other end is the test's.
   void acquire() {
@@ -52,6 +53,27 @@ class BluezSubscribe : public BluezTest {
   }
 
   int socket = -1;
+};
+
+// The device has not answered the subscription of kStream for so long that others have gone on.
+class BluezLateSubscription : public BluezSubscribe {
+ protected:
+  void SetUp() override {
+    BluezSubscribe::SetUp();
+    bluez->on(stream, "AcquireNotify", [this](OwnedMessage call) { held = std::move(call); });
+    bluez->on(other, "ReadValue", [this](OwnedMessage call) { bluez->replyValue(*call, {2}); });
+    peripheral->setNotifyValue(true, at(kStream));
+    readOther();
+    pass(4s);
+    settle();
+    EXPECT_TRUE(told.empty());
+    clock->leap(1s);
+    ASSERT_TRUE(waitUntil([&] { return !told.empty(); }));
+  }
+
+  void readOther() { peripheral->readValue(at(kOther)); }
+
+  OwnedMessage held;
 };
 
 TEST_F(BluezSubscribe, DeliversWhatTheSocketBrings) {
@@ -103,7 +125,6 @@ TEST_F(BluezSubscribe, AllocatesNothingForAValue) {
 
 // bluetoothd writes the value before it sends the signal.
 TEST_F(BluezSubscribe, DeliversWhatANewSocketHoldsBeforeWhatTheBusTellsNext) {
-  const std::string other = std::string(kDevice) + "/service000a/char000d";
   bluez->on(other, "AcquireNotify", [this](OwnedMessage call) {
     bluez->refuse(*call, "org.bluez.Error.NotSupported", "Operation is not supported");
   });
@@ -120,18 +141,130 @@ TEST_F(BluezSubscribe, DeliversWhatANewSocketHoldsBeforeWhatTheBusTellsNext) {
   EXPECT_EQ(values(), (std::vector<Bytes>{{1}, {2}}));
 }
 
-TEST_F(BluezSubscribe, ThatIsNeverAnsweredIsRefusedAndHoldsNothingUp) {
-  bluez->on(stream, "AcquireNotify", [](OwnedMessage) {});
-  peripheral->setNotifyValue(true, at(kStream));
-  peripheral->readValue(at(kOther));
-  bluez->on(std::string(kDevice) + "/service000a/char000d", "ReadValue",
-            [&](OwnedMessage call) { bluez->replyValue(*call, {2}); });
-  pass(4s);
+TEST_F(BluezLateSubscription, HoldsNoOtherRequestUp) {
+  EXPECT_EQ(told, std::vector<std::string>{"value"});
+}
+
+TEST_F(BluezLateSubscription, IsConfirmedBeforeItsFirstValue) {
+  socket = bluez->replySocket(*held);
+  send({1});
+  ASSERT_TRUE(waitUntil([&] { return told.size() == 3; }));
+  EXPECT_EQ(told, (std::vector<std::string>{"value", "confirmed", "value"}));
+  EXPECT_EQ(values().back(), Bytes{1});
+}
+
+TEST_F(BluezLateSubscription, IsConfirmedForAsLongAsTheLinkCanAnswer) {
+  pass(29s);
   settle();
-  EXPECT_TRUE(told.empty());
-  clock->leap(1s);
+  EXPECT_EQ(told, std::vector<std::string>{"value"});
+  socket = bluez->replySocket(*held);
   ASSERT_TRUE(waitUntil([&] { return told.size() == 2; }));
-  EXPECT_EQ(told, (std::vector<std::string>{"refused", "value"}));
+  EXPECT_EQ(told.back(), "confirmed");
+}
+
+TEST_F(BluezLateSubscription, IsRefusedWhenTheLinkCanAnswerNoMore) {
+  pass(30s);
+  ASSERT_TRUE(waitUntil([&] { return told.size() == 2; }));
+  EXPECT_EQ(told, (std::vector<std::string>{"value", "refused"}));
+  peripheral->setNotifyValue(true, at(kStream));  // it may be tried again
+  EXPECT_TRUE(waitUntil([&] { return bluez->count(stream, "AcquireNotify") == 2; }));
+}
+
+// The device answers one request after the other.
+TEST_F(BluezLateSubscription, HasItsTimeFromWhenTheOneBeforeItIsDecided) {
+  OwnedMessage next;
+  bluez->on(other, "AcquireNotify", [&](OwnedMessage call) { next = std::move(call); });
+  peripheral->setNotifyValue(true, at(kOther));
+  pass(25s);
+  settle();
+  socket = bluez->replySocket(*held);
+  ASSERT_TRUE(waitUntil([&] { return told.size() == 2; }));
+  pass(25s);
+  settle();
+  EXPECT_EQ(told, (std::vector<std::string>{"value", "confirmed"}));
+  close(bluez->replySocket(*next));
+  ASSERT_TRUE(waitUntil([&] { return told.size() == 3; }));
+  EXPECT_EQ(told.back(), "confirmed");
+}
+
+// The device's answer has waited in a BlueZ that stood still.
+TEST_F(BluezLateSubscription, IsNotRefusedBeforeBluezHasHadTheChanceToPassOnTheAnswer) {
+  bluez->on(stream, "Get", [&](OwnedMessage question) {
+    bluez->refuse(*question, SD_BUS_ERROR_FAILED, "of no interest");
+    if (socket < 0) socket = bluez->replySocket(*held);
+  });
+  pass(30s);
+  ASSERT_TRUE(waitUntil([&] { return told.size() == 2; }));
+  settle();
+  EXPECT_EQ(told, (std::vector<std::string>{"value", "confirmed"}));
+}
+
+TEST_F(BluezLateSubscription, IsRefusedWithTheErrorOfTheDevice) {
+  bluez->refuse(*held, "org.bluez.Error.Failed", "Operation failed with ATT error: 0x05");
+  ASSERT_TRUE(waitUntil([&] { return told.size() == 2; }));
+  ASSERT_TRUE(confirmations.front());
+  EXPECT_EQ(confirmations.front()->code, 5);
+}
+
+TEST_F(BluezLateSubscription, IsDecidedBeforeItIsEnded) {
+  peripheral->setNotifyValue(false, at(kStream));
+  readOther();
+  ASSERT_TRUE(waitUntil([&] { return told.size() == 2; }));
+  EXPECT_EQ(told, (std::vector<std::string>{"value", "value"}));
+  socket = bluez->replySocket(*held);
+  ASSERT_TRUE(waitUntil([&] { return told.size() == 4; }));
+  EXPECT_EQ(told, (std::vector<std::string>{"value", "value", "confirmed", "confirmed"}));
+  pollfd entry{socket, 0, 0};
+  poll(&entry, 1, 0);
+  EXPECT_NE(entry.revents & POLLHUP, 0);
+}
+
+TEST_F(BluezLateSubscription, IsDecidedBeforeItIsMadeAgain) {
+  peripheral->setNotifyValue(false, at(kStream));
+  peripheral->setNotifyValue(true, at(kStream));
+  readOther();
+  ASSERT_TRUE(waitUntil([&] { return told.size() == 2; }));
+  EXPECT_EQ(bluez->count(stream, "AcquireNotify"), 1U);
+  bluez->refuse(*held, "org.bluez.Error.Failed", "Operation failed with ATT error: 0x05");
+  bluez->on(stream, "AcquireNotify",
+            [this](OwnedMessage call) { socket = bluez->replySocket(*call); });
+  ASSERT_TRUE(waitUntil([&] { return told.size() == 5; }));
+  EXPECT_EQ(told,
+            (std::vector<std::string>{"value", "value", "refused", "confirmed", "confirmed"}));
+}
+
+TEST_F(BluezLateSubscription, EndsWithTheLink) {
+  dropLink();
+  settle();
+  socket = bluez->replySocket(*held);
+  settle();
+  EXPECT_EQ(told, std::vector<std::string>{"value"});
+}
+
+TEST_F(BluezLateSubscription, IsRefusedWhenTheCharacteristicIsTakenAway) {
+  bluez->remove(stream);
+  ASSERT_TRUE(waitUntil([&] { return told.size() == 2; }));
+  EXPECT_EQ(told, (std::vector<std::string>{"value", "refused"}));
+}
+
+// As above, with values by signals, of which a read has its own.
+TEST_F(BluezLateSubscription, DeliversAReadThatItLetPassOnceAndNotItsEchoToo) {
+  OwnedMessage start;
+  bluez->on(stream, "StartNotify", [&](OwnedMessage call) { start = std::move(call); });
+  bluez->refuse(*held, "org.bluez.Error.NotSupported", "Operation is not supported");
+  ASSERT_TRUE(waitUntil([&] { return start != nullptr; }));
+  bluez->on(stream, "ReadValue", [&](OwnedMessage call) {
+    signal({1});
+    signal({42});
+    bluez->replyValue(*call, {42});
+  });
+  peripheral->readValue(at(kStream));
+  ASSERT_TRUE(waitUntil([&] { return told.size() == 2; }));
+  bluez->reply(*start);
+  ASSERT_TRUE(waitUntil([&] { return told.size() == 4; }));
+  settle();
+  EXPECT_EQ(told, (std::vector<std::string>{"value", "value", "confirmed", "value"}));
+  EXPECT_EQ(values(), (std::vector<Bytes>{{2}, {42}, {1}}));
 }
 
 // bluetoothd that is held up does not make a device's answer a late one.

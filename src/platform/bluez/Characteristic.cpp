@@ -29,11 +29,11 @@ void Characteristic::begin() {
 }
 
 void Characteristic::endSubscription() {
+  readIsOver(false);
   socket_.reset();
   signals_.reset();
   hasBegun_ = false;
   early_.clear();
-  readIsOver(false);
 }
 
 void Characteristic::readIsUnderWay() {
@@ -41,7 +41,7 @@ void Characteristic::readIsUnderWay() {
 }
 
 void Characteristic::readIsOver(bool hasSucceeded) {
-  if (echo_ && !hasSucceeded) push(*echo_);
+  if (echo_ && !hasSucceeded) take(*echo_);
   echo_.reset();
   isReading_ = false;
 }
@@ -59,14 +59,14 @@ void Characteristic::handleSignal(sd_bus_message* signal) {
 }
 
 void Characteristic::handleSignalled(Value value) {
-  if (!hasBegun_) {
-    early_.emplace_back(value.begin(), value.end());
-  } else if (isReading_) {
-    if (echo_) push(*echo_);
-    echo_.emplace(value.begin(), value.end());
-  } else {
-    push(value);
-  }
+  if (!isReading_) return take(value);
+  if (echo_) take(*echo_);
+  echo_.emplace(value.begin(), value.end());
+}
+
+void Characteristic::take(Value value) {
+  if (hasBegun_) return push(value);
+  early_.emplace_back(value.begin(), value.end());
 }
 
 void Characteristic::push(Value value) {

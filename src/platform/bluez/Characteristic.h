@@ -54,6 +54,7 @@ class Characteristic final : public CBCharacteristic, public shared::ValueTarget
 
   void handleSignal(sd_bus_message* signal);
   void handleSignalled(Value value);
+  void take(Value value);
   void push(Value value);
 
   Peripheral& peripheral_;

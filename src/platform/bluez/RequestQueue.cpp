@@ -20,8 +20,7 @@ bool isAmong(const CBUUID& uuid, const std::vector<CBUUID>& uuids) {
 
 }  // namespace
 
-RequestQueue::RequestQueue(Peripheral& peripheral)
-    : peripheral_(peripheral), subscriber_(peripheral.loop()) {}
+RequestQueue::RequestQueue(Peripheral& peripheral) : peripheral_(peripheral) {}
 
 void RequestQueue::add(Request request) {
   if (peripheral_.isConnected()) {
@@ -34,7 +33,7 @@ void RequestQueue::add(Request request) {
 
 void RequestQueue::linkIsDown() {
   call_.cancel();
-  subscriber_.cancel();
+  subscribers_.clear();
   phase_ = Phase::idle;
   for (const Request& request : requests_) {
     if (request.kind == Request::Kind::discoverServices) tellServicesError(linkLost());
@@ -48,16 +47,35 @@ void RequestQueue::servicesAreResolved() {
 
 // BlueZ never answers a request whose characteristic has gone.
 void RequestQueue::objectIsGone(std::string_view path) {
-  if (phase_ != Phase::underWay || requests_.front().characteristic == nullptr ||
+  const Error error{"org.bluez.Error.DoesNotExist", 0, "The characteristic is gone"};
+  for (Subscriber& subscriber : subscribers_) {
+    if (subscriber.characteristic().path() == path) subscriber.refuse(error);
+  }
+  if (phase_ != Phase::underWay || requests_.front().kind == Request::Kind::subscribe ||
+      requests_.front().characteristic == nullptr ||
       requests_.front().characteristic->path() != path) {
     return;
   }
-  subscriber_.cancel();
-  refuse(Error{"org.bluez.Error.DoesNotExist", 0, "The characteristic is gone"});
+  refuse(error);
 }
 
 void RequestQueue::startNext() {
-  while (phase_ == Phase::idle && !requests_.empty()) start(requests_.front());
+  while (phase_ == Phase::idle) {
+    const auto next = std::ranges::find_if_not(
+        requests_, [this](const Request& request) { return isHeldBack(request); });
+    if (next == requests_.end()) return;
+    requests_.splice(requests_.begin(), requests_, next);
+    start(*next);
+  }
+}
+
+bool RequestQueue::isHeldBack(const Request& request) const {
+  if (request.kind != Request::Kind::subscribe && request.kind != Request::Kind::unsubscribe) {
+    return false;
+  }
+  return std::ranges::any_of(subscribers_, [&request](const Subscriber& subscriber) {
+    return &subscriber.characteristic() == request.characteristic;
+  });
 }
 
 void RequestQueue::start(Request& request) {
@@ -162,13 +180,27 @@ void RequestQueue::subscribe(Characteristic& characteristic) {
     tellNotificationState(characteristic, std::nullopt);
     return finish();
   }
-  subscriber_.start(characteristic, [this, &characteristic](const std::optional<Error>& refusal) {
-    if (refusal) return refuse(*refusal);
-    tellNotificationState(characteristic, std::nullopt);
-    characteristic.begin();
+  Subscriber& subscriber = subscribers_.emplace_back(peripheral_, characteristic);
+  const auto whenLate = [this] {
     finish();
     startNext();
+  };
+  subscriber.start(whenLate, [this, &subscriber](const std::optional<Error>& refusal) {
+    subscriptionIsDecided(subscriber, refusal);
   });
+}
+
+// The device answers its requests one after the other. Those that are late may have waited for this
+// one, so that their time begins now.
+void RequestQueue::subscriptionIsDecided(Subscriber& subscriber,
+                                         const std::optional<Error>& refusal) {
+  Characteristic& characteristic = subscriber.characteristic();
+  tellNotificationState(characteristic, refusal);
+  if (!refusal) characteristic.begin();
+  if (!subscriber.isLate()) finish();
+  subscribers_.remove_if([&](const Subscriber& each) { return &each == &subscriber; });
+  for (Subscriber& other : subscribers_) other.waitAnew();
+  startNext();
 }
 
 // Closing the socket is what ends an acquired subscription, and nothing answers it. The question
@@ -230,9 +262,8 @@ void RequestQueue::tellRefusal(const Request& request, const Error& error) {
       return peripheral_.loop().deliveries().push([peripheral = peripheral_.shared_from_this(),
                                                    characteristic = request.characteristic,
                                                    error] { characteristic->deliver(error); });
-    case Request::Kind::subscribe:
-      return tellNotificationState(*request.characteristic, error);
     case Request::Kind::discoverCharacteristics:
+    case Request::Kind::subscribe:  // Subscriber asks by itself
     case Request::Kind::unsubscribe:
     case Request::Kind::write:
       return;

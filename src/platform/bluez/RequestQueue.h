@@ -1,8 +1,13 @@
 // Carries out the requests made to one peripheral, one after the other. Main thread only.
+//
+// A subscription that is late (see Subscriber) leaves the queue, and the next request is carried
+// out. Only those that subscribe to the same characteristic, or end its subscription, are held back
+// until it is decided.
 #pragma once
 
 #include <functional>
 #include <list>
+#include <optional>
 #include <string_view>
 
 #include "platform/Platform.h"
@@ -30,6 +35,7 @@ class RequestQueue {
   enum class Phase { idle, awaitingServices, underWay };
 
   void startNext();
+  bool isHeldBack(const Request& request) const;
   void start(Request& request);
   void finish();
 
@@ -39,6 +45,7 @@ class RequestQueue {
   void read(Characteristic& characteristic);
   void readBattery(Characteristic& characteristic);
   void subscribe(Characteristic& characteristic);
+  void subscriptionIsDecided(Subscriber& subscriber, const std::optional<Error>& refusal);
   void unsubscribe(Characteristic& characteristic);
   void write(const Request& request);
 
@@ -53,7 +60,7 @@ class RequestQueue {
   std::list<Request> requests_;
   Phase phase_ = Phase::idle;
   Call call_;
-  Subscriber subscriber_;
+  std::list<Subscriber> subscribers_;  // of the request at the front, and those that are late
 };
 
 }  // namespace platform::bluez

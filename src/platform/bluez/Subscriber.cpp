@@ -3,6 +3,7 @@
 #include <fcntl.h>
 
 #include "platform/bluez/Characteristic.h"
+#include "platform/bluez/Peripheral.h"
 
 namespace platform::bluez {
 
@@ -19,59 +20,70 @@ bool callsForSignals(sd_bus_message* reply) {
 
 }  // namespace
 
-Subscriber::Subscriber(Loop& loop) : loop_(loop), limit_(loop, [this] { giveUp(); }) {}
+Subscriber::Subscriber(Peripheral& peripheral, Characteristic& characteristic)
+    : peripheral_(peripheral),
+      loop_(peripheral.loop()),
+      characteristic_(characteristic),
+      wait_(loop_, [this] { handleTime(); }) {}
 
-void Subscriber::start(Characteristic& characteristic, OnDone onDone) {
-  characteristic_ = &characteristic;
+void Subscriber::start(OnLate onLate, OnDone onDone) {
+  onLate_ = std::move(onLate);
   onDone_ = std::move(onDone);
-  if (characteristic.source() == Characteristic::Source::battery) {
-    characteristic.listen();
-    finish(std::nullopt);
-  } else {
-    acquire();
+  if (characteristic_.source() == Characteristic::Source::battery) {
+    characteristic_.listen();
+    return finish(std::nullopt);
   }
-}
-
-void Subscriber::cancel() {
-  call_.cancel();
-  question_.cancel();
-  limit_.stop();
-  onDone_ = nullptr;
-}
-
-void Subscriber::acquire() {
   const Message call =
-      loop_.bus().method(characteristic_->path(), kCharacteristicInterface, "AcquireNotify");
+      loop_.bus().method(characteristic_.path(), kCharacteristicInterface, "AcquireNotify");
   if (call != nullptr) sd_bus_message_append(call.get(), "a{sv}", 0);
-  call_.start(loop_.bus(), call, [this](sd_bus_message* reply) { handleAcquired(reply); });
-  // BlueZ reads its calls in order: once it answers this, it has asked the device.
-  ask([this](sd_bus_message* /*reply*/) { waitForDevice(); });
+  send(call, [this](sd_bus_message* reply) { handleAcquired(reply); });
 }
 
 void Subscriber::handleAcquired(sd_bus_message* reply) {
-  question_.cancel();
-  limit_.stop();
   int descriptor = -1;
   std::uint16_t packetSize = 0;
   if (callsForSignals(reply)) return startNotify();
   if (isError(reply) || sd_bus_message_read(reply, "hq", &descriptor, &packetSize) <= 0) {
-    return finish(errorOf(reply));
+    return refuse(errorOf(reply));
   }
   Descriptor socket(fcntl(descriptor, F_DUPFD_CLOEXEC, 0));  // the message keeps its own
-  if (socket.get() < 0) return finish(Error{SD_BUS_ERROR_FAILED, errno, "No descriptor is free"});
-  characteristic_->receiveFrom(std::move(socket));
+  if (socket.get() < 0) return refuse(Error{SD_BUS_ERROR_FAILED, errno, "No descriptor is free"});
+  characteristic_.receiveFrom(std::move(socket));
   finish(std::nullopt);
+}
+
+void Subscriber::startNotify() {
+  characteristic_.listen();
+  send(loop_.bus().method(characteristic_.path(), kCharacteristicInterface, "StartNotify"),
+       [this](sd_bus_message* reply) {
+         if (isError(reply)) return refuse(errorOf(reply));
+         finish(std::nullopt);
+       });
+}
+
+// BlueZ reads its calls in order: once it answers the question, it has asked the device.
+void Subscriber::send(const Message& call, Call::OnReply onReply) {
+  wait_.stop();
+  call_.start(loop_.bus(), call, std::move(onReply));
+  ask([this](sd_bus_message* /*reply*/) { wait_.start(isLate_ ? kLimit : kPatience); });
 }
 
 // A question about anything: that it is answered is all that counts.
 void Subscriber::ask(Call::OnReply onReply) {
   const Bus& bus = loop_.bus();
-  question_.start(bus, bus.property(characteristic_->path(), kCharacteristicInterface, "UUID"),
+  question_.start(bus, bus.property(characteristic_.path(), kCharacteristicInterface, "UUID"),
                   std::move(onReply));
 }
 
-void Subscriber::waitForDevice() {
-  limit_.start(kLimit);
+void Subscriber::handleTime() {
+  if (isLate_) return giveUp();
+  isLate_ = true;
+  wait_.start(kLimit);
+  onLate_();
+}
+
+void Subscriber::waitAnew() {
+  if (isLate_ && wait_.isRunning()) wait_.start(kLimit);
 }
 
 // BlueZ may have been stopped meanwhile, with the device's answer waiting for it. It takes that up
@@ -79,26 +91,26 @@ void Subscriber::waitForDevice() {
 void Subscriber::giveUp() {
   ask([this](sd_bus_message* /*reply*/) {
     ask([this](sd_bus_message* /*reply*/) {
-      call_.cancel();
-      finish(Error{SD_BUS_ERROR_NO_REPLY, 0, "The subscription was not answered"});
+      refuse(Error{SD_BUS_ERROR_NO_REPLY, 0, "The subscription was not answered"});
     });
   });
 }
 
-void Subscriber::startNotify() {
-  characteristic_->listen();
-  call_.start(loop_.bus(),
-              loop_.bus().method(characteristic_->path(), kCharacteristicInterface, "StartNotify"),
-              [this](sd_bus_message* reply) {
-                if (!isError(reply)) return finish(std::nullopt);
-                characteristic_->endSubscription();
-                finish(errorOf(reply));
-              });
+// An error may mean that the device refuses, or that the link is going down, which then ends this
+// object. BlueZ tells of the link before or after the error, but before it answers a question that
+// is asked now.
+void Subscriber::refuse(const Error& error) {
+  call_.cancel();
+  wait_.stop();
+  characteristic_.endSubscription();
+  const Bus& bus = loop_.bus();
+  question_.start(bus, bus.property(peripheral_.path(), kDeviceInterface, "Connected"),
+                  [this, error](sd_bus_message* /*reply*/) { finish(error); });
 }
 
+// Out of the object first, which may end.
 void Subscriber::finish(const std::optional<Error>& refusal) {
   const OnDone onDone = std::move(onDone_);
-  cancel();
   onDone(refusal);
 }
 

@@ -56,8 +56,8 @@ void BluezTest::pass(platform::bluez::Clock::Duration time) {
   clock->leap(time);
 }
 
-Interfaces BluezTest::adapter(bool isPowered) {
-  return {{kAdapterInterface, {{"Powered", isPowered}, {"Address", std::string("00:00")}}}};
+Interfaces BluezTest::adapter(bool isPowered, const std::string& address) {
+  return {{kAdapterInterface, {{"Powered", isPowered}, {"Address", address}}}};
 }
 
 Interfaces BluezTest::device(const std::string& name, bool isConnected) {

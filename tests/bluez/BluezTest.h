@@ -58,7 +58,7 @@ class BluezTest : public ::testing::Test,
   // Lets what has been sent have its effect, and then so much time pass.
   void pass(platform::bluez::Clock::Duration time);
 
-  static Interfaces adapter(bool isPowered);
+  static Interfaces adapter(bool isPowered, const std::string& address = "00:00:00:00:00:00");
   static Interfaces device(const std::string& name, bool isConnected = false);
   static Interfaces service(const platform::CBUUID& uuid, bool isPrimary = true);
   static Interfaces characteristic(const platform::CBUUID& uuid);

@@ -20,7 +20,7 @@ BluezPlatform::~BluezPlatform() {
 
 std::unique_ptr<CBCentralManager> BluezPlatform::makeCentralManager(
     CBCentralManagerDelegate& delegate) {
-  return std::make_unique<CentralManager>(loop_, delegate);
+  return std::make_unique<CentralManager>(loop_, delegate, AdapterChoice::fromEnvironment());
 }
 
 namespace {

@@ -18,9 +18,11 @@ std::string_view keyOf(std::string_view devicePath) {
 
 }  // namespace
 
-CentralManager::CentralManager(std::shared_ptr<Loop> loop, CBCentralManagerDelegate& delegate)
+CentralManager::CentralManager(std::shared_ptr<Loop> loop, CBCentralManagerDelegate& delegate,
+                               AdapterChoice choice)
     : loop_(std::move(loop)),
       delegate_(delegate),
+      choice_(std::move(choice)),
       settling_(*loop_,
                 [this] {
                   isSettling_ = false;
@@ -101,7 +103,7 @@ void CentralManager::forgetStack() {
 void CentralManager::objectsAre(std::span<const Object> objects) {
   adapters_.clear();
   for (const Object& object : objects) {
-    if (object.adapter) adapters_[std::string(object.path)] = object.adapter->powered == true;
+    if (object.adapter) addAdapter(object.path, *object.adapter);
   }
   judgeAdapters();
   for (const Object& object : objects) deviceHasChanged(object, true);
@@ -109,7 +111,7 @@ void CentralManager::objectsAre(std::span<const Object> objects) {
 
 void CentralManager::objectHasAppeared(const Object& object) {
   if (object.adapter) {
-    adapters_[std::string(object.path)] = object.adapter->powered == true;
+    addAdapter(object.path, *object.adapter);
     adaptersHaveChanged();
   }
   deviceHasChanged(object, false);
@@ -118,7 +120,7 @@ void CentralManager::objectHasAppeared(const Object& object) {
 void CentralManager::objectHasChanged(const Object& object) {
   if (!isKnown(object)) return stack_.requestSnapshot();
   if (object.adapter && object.adapter->powered) {
-    adapters_.find(object.path)->second = *object.adapter->powered;
+    adapters_.find(object.path)->second.isPowered = *object.adapter->powered;
     adaptersHaveChanged();
   }
   deviceHasChanged(object, false);
@@ -148,6 +150,12 @@ void CentralManager::objectIsGone(const RemovedObject& object) {
   }
 }
 
+void CentralManager::addAdapter(std::string_view path, const AdapterProperties& properties) {
+  adapters_[std::string(path)] = {
+      .isPowered = properties.powered == true,
+      .isAdmitted = choice_.admits(path, properties.address.value_or(""))};
+}
+
 // The devices of an adapter that was not used before are in a snapshot only.
 void CentralManager::adaptersHaveChanged() {
   const std::string before = adapter_;
@@ -160,7 +168,7 @@ void CentralManager::adaptersHaveChanged() {
 void CentralManager::judgeAdapters() {
   const auto current = adapters_.find(adapter_);
   const bool isPresent = current != adapters_.end();
-  const bool isPowered = isPresent && current->second;
+  const bool isPowered = isPresent && current->second.isPowered;
   if (state_ == CBManagerState::poweredOn && !isPowered) {
     if (!isPresent) return setState(CBManagerState::unsupported);
     if (!powerLoss_.isRunning()) powerLoss_.start(kPowerLossTime);
@@ -176,9 +184,10 @@ void CentralManager::judgeAdapters() {
 
 void CentralManager::chooseAdapter() {
   const std::string* best = bestAdapter();
-  const bool isPowered = best != nullptr && adapters_[*best];
+  const bool isPowered = best != nullptr && adapters_[*best].isPowered;
   // The one that was used before BlueZ was started anew may be the last to come back.
-  const bool isExpected = isPowered && (lastAdapter_.empty() || lastAdapter_ == *best);
+  const bool isExpected =
+      isPowered && (!choice_.isAny() || lastAdapter_.empty() || lastAdapter_ == *best);
   if (isSettling_ && !isExpected) return;
   setAdapter(best != nullptr ? *best : "");
   if (best == nullptr) return setState(CBManagerState::unsupported);
@@ -186,12 +195,15 @@ void CentralManager::chooseAdapter() {
 }
 
 const std::string* CentralManager::bestAdapter() const {
-  const auto isPowered = [](const auto& adapter) { return adapter.second; };
+  const auto isAdmitted = [](const auto& each) { return each.second.isAdmitted; };
+  const auto isUsable = [](const auto& each) {
+    return each.second.isAdmitted && each.second.isPowered;
+  };
   const auto last = adapters_.find(lastAdapter_);
-  if (last != adapters_.end() && isPowered(*last)) return &last->first;
-  const auto powered = std::ranges::find_if(adapters_, isPowered);
-  if (powered != adapters_.end()) return &powered->first;
-  return adapters_.empty() ? nullptr : &adapters_.begin()->first;
+  if (last != adapters_.end() && isUsable(*last)) return &last->first;
+  auto best = std::ranges::find_if(adapters_, isUsable);
+  if (best == adapters_.end()) best = std::ranges::find_if(adapters_, isAdmitted);
+  return best != adapters_.end() ? &best->first : nullptr;
 }
 
 void CentralManager::setAdapter(const std::string& path) {

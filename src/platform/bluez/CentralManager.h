@@ -9,6 +9,7 @@
 #include <unordered_map>
 
 #include "platform/Platform.h"
+#include "platform/bluez/AdapterChoice.h"
 #include "platform/bluez/Discovery.h"
 #include "platform/bluez/Loop.h"
 #include "platform/bluez/Objects.h"
@@ -19,7 +20,8 @@ namespace platform::bluez {
 
 class CentralManager final : public CBCentralManager, private StackWatch::Listener {
  public:
-  CentralManager(std::shared_ptr<Loop> loop, CBCentralManagerDelegate& delegate);
+  CentralManager(std::shared_ptr<Loop> loop, CBCentralManagerDelegate& delegate,
+                 AdapterChoice choice);
   ~CentralManager() override;
 
   CBManagerState state() const override { return toldState_; }
@@ -28,6 +30,11 @@ class CentralManager final : public CBCentralManager, private StackWatch::Listen
   void connect(const std::shared_ptr<CBPeripheral>& peripheral) override;
 
  private:
+  struct Adapter {
+    bool isPowered = false;
+    bool isAdmitted = false;
+  };
+
   // hci2 comes before hci10.
   struct PathOrder {
     using is_transparent = void;
@@ -52,6 +59,7 @@ class CentralManager final : public CBCentralManager, private StackWatch::Listen
   void objectIsGone(const RemovedObject& object) override;
 
   bool isKnown(const Object& object) const;
+  void addAdapter(std::string_view path, const AdapterProperties& properties);
   void adaptersHaveChanged();
   void judgeAdapters();
   void chooseAdapter();
@@ -73,10 +81,11 @@ class CentralManager final : public CBCentralManager, private StackWatch::Listen
   CBManagerState state_ = CBManagerState::unknown;
   CBManagerState toldState_ = CBManagerState::unknown;  // what the delegate knows
 
-  std::map<std::string, bool, PathOrder> adapters_;  // whether each is powered
-  std::string adapter_;                              // the one that is used; empty for none
-  std::string lastAdapter_;                          // the one that was last powered on
-  bool isSettling_ = false;                          // BlueZ has just been started
+  const AdapterChoice choice_;
+  std::map<std::string, Adapter, PathOrder> adapters_;
+  std::string adapter_;      // the one that is used; empty for none
+  std::string lastAdapter_;  // the one that was last powered on
+  bool isSettling_ = false;  // BlueZ has just been started
   Timer settling_;
   Timer powerLoss_;  // runs while it is open whether the adapter is powered off or gone
 

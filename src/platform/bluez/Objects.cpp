@@ -135,6 +135,7 @@ bool readProperties(sd_bus_message* message, const OnProperty& onProperty) {
 bool readAdapter(sd_bus_message* message, AdapterProperties& adapter) {
   return readProperties(message, [&](std::string_view name) {
     if (name == "Powered") return readBoolean(message, adapter.powered);
+    if (name == "Address") return readText(message, adapter.address);
     return skipVariant(message);
   });
 }

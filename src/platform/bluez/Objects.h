@@ -16,6 +16,7 @@ namespace platform::bluez {
 
 struct AdapterProperties {
   std::optional<bool> powered;
+  std::optional<std::string_view> address;  // as it is printed: 00:11:22:33:44:55
 };
 
 struct DeviceProperties {

@@ -1,0 +1,97 @@
+#include "BluezTest.h"
+#include "FullPipe.h"
+
+namespace bluez_tests {
+namespace {
+
+using platform::CBManagerState;
+
+// What waits to be told while the host does not read, and is out of date by the time it does.
+class BluezStalledHost : public BluezTest {
+ protected:
+  void stall() {
+    platform->deliverWhileWritable(output.input());
+    output.fill();
+  }
+  void goOn() {
+    output.drain();
+    settle();
+  }
+  void see(const std::string& path) {
+    bluez->change(path, kDeviceInterface, {{"RSSI", std::int16_t{-50}}});
+    settle();
+  }
+
+  FullPipe output;
+};
+
+TEST_F(BluezStalledHost, IsToldNothingOnceTheManagerIsGone) {
+  bluez->objects[kAdapter] = adapter(true);
+  stall();
+  start();
+  settle();
+  manager.reset();
+  goOn();
+  EXPECT_TRUE(states.empty());
+}
+
+TEST_F(BluezStalledHost, SeesTheStateThatItWasToldLast) {
+  bluez->objects[kAdapter] = adapter(true);
+  stall();
+  start();
+  settle();
+  EXPECT_EQ(manager->state(), CBManagerState::unknown);
+  goOn();
+  EXPECT_EQ(manager->state(), CBManagerState::poweredOn);
+}
+
+TEST_F(BluezStalledHost, IsToldOfNoDeviceOnceTheScanHasEnded) {
+  bluez->objects[kDevice] = device("Tramsel-1");
+  startPoweredOn();
+  stall();
+  manager->scanForPeripherals();
+  settle();
+  see(kDevice);
+  manager->stopScan();
+  goOn();
+  EXPECT_TRUE(reports.empty());
+}
+
+TEST_F(BluezStalledHost, IsToldOfADeviceOnceInANewScan) {
+  bluez->objects[kDevice] = device("Tramsel-1");
+  startPoweredOn();
+  stall();
+  manager->scanForPeripherals();
+  settle();
+  see(kDevice);
+  manager->scanForPeripherals();
+  settle();
+  see(kDevice);
+  goOn();
+  EXPECT_EQ(reports.size(), 1U);
+}
+
+TEST_F(BluezStalledHost, SeesTheServicesThatItWasToldLast) {
+  connect();
+  const std::string path = std::string(kDevice) + "/service000a";
+  bluez->objects[path] = service(kService);
+  bluez->objects[path + "/char000b"] = characteristic(kStream);
+  bluez->change(kDevice, kDeviceInterface, {{"ServicesResolved", true}});
+  stall();
+  peripheral->discoverServices(std::vector{kService});
+  settle();
+  EXPECT_EQ(peripheral->services(), nullptr);
+  goOn();
+  ASSERT_NE(peripheral->services(), nullptr);
+
+  platform::CBService& found = *peripheral->services()->front();
+  stall();
+  peripheral->discoverCharacteristics(std::vector{kStream}, found);
+  settle();
+  EXPECT_EQ(found.characteristics(), nullptr);
+  goOn();
+  EXPECT_NE(found.characteristics(), nullptr);
+}
+
+}  // namespace
+}  // namespace bluez_tests

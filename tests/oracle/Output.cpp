@@ -39,22 +39,15 @@ std::string replaced(const std::string& text, char what, const std::string& by) 
 std::optional<unsigned> checksum(const std::string& payload) {
   const auto numbers = characters(payload);
   if (!numbers) return std::nullopt;
-  std::vector<bool> stream;
+  unsigned value = 0xFFFF;
   for (const int number : *numbers) {
-    for (const int weight : {128, 64, 32, 16, 8, 4, 2, 1}) stream.push_back((number & weight) != 0);
+    for (const int weight : {128, 64, 32, 16, 8, 4, 2, 1}) {
+      const bool bit = (number & weight) != 0;
+      const bool feedback = (value >= 0x8000) != bit;
+      value = value * 2 % 0x10000;
+      if (feedback) value ^= 0x1021;  // x^16 = x^12 + x^5 + 1
+    }
   }
-  std::vector<bool> shift(16, true);  // the bit that leaves next first
-  for (const bool bit : stream) {
-    const bool feedback = shift.front() != bit;
-    shift.erase(shift.begin());
-    shift.push_back(false);
-    // x^16 = x^12 + x^5 + 1
-    shift[15 - 12] = shift[15 - 12] != feedback;
-    shift[15 - 5] = shift[15 - 5] != feedback;
-    shift[15 - 0] = shift[15 - 0] != feedback;
-  }
-  unsigned value = 0;
-  for (const bool bit : shift) value = 2 * value + (bit ? 1 : 0);
   return value;
 }
 

@@ -1,0 +1,177 @@
+// A model of bluetoothd, for one client on a played message bus: adapters, discovery, devices,
+// links and GATT objects, with what is known of the daemon's habits and of its versions' faults.
+// Devices are the lab's models. Everything happens on the agenda's time and by the dice: the same
+// seed, the same session.
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "lab/bluetoothd/Agenda.h"
+#include "lab/bluetoothd/Dice.h"
+#include "lab/bluetoothd/MessageBus.h"
+#include "lab/bluetoothd/RemoteDevice.h"
+
+namespace lab {
+
+// Habits in which versions and moments differ.
+struct Traits {
+  bool offersSockets = true;              // AcquireNotify; else NotSupported
+  bool answersRefusedSockets = true;      // from 5.84; before, a refusal by the device is not told
+  bool tellsConnected = true;             // seen untold after a stand-still, with 5.66
+  bool tellsDiscoveringOfALeaver = true;  // Discovering false when a client goes
+  bool signalsValuesEarly = false;        // before StartNotify is answered
+  bool succeedsWithoutALink = false;      // Connect now and then answers so
+  bool resolvesBeforeObjects = false;     // ServicesResolved before the InterfacesAdded
+  bool tellsLossBeforeErrors = false;     // Connected false before the pending requests fail
+  bool powersAdaptersLate = false;        // at its start they come unpowered
+};
+
+// Is told what happens, as it happens, and decides what becomes of requests to devices.
+class Witness {
+ public:
+  enum class Fate { serve, refuse, drop, ignore };
+
+  virtual Fate fateOf(RemoteDevice& device, std::string_view verb, std::string_view uuid) = 0;
+
+  virtual void didHear(RemoteDevice&) {}
+  virtual void didLinkUp(RemoteDevice&) {}
+  virtual void didLinkDown(RemoteDevice&) {}
+  virtual void didRead(RemoteDevice&, std::string_view /*uuid*/, const Bytes* /*value*/) {}
+  virtual void didWrite(RemoteDevice&, std::string_view /*uuid*/, const Bytes&) {}
+  virtual void didAnswerSubscription(RemoteDevice&, std::string_view /*uuid*/, bool /*isMade*/) {}
+  virtual void didEndSubscription(RemoteDevice&, std::string_view /*uuid*/) {}
+  virtual void didSendValue(RemoteDevice&, std::string_view /*uuid*/, const Bytes&) {}
+  virtual void didLose(RemoteDevice&, std::string_view /*uuid*/) {}  // a value, by a full socket
+  virtual void didAsk(const std::string& /*path*/, const std::string& /*member*/) {}
+  virtual void didListObjects() {}
+
+ protected:
+  ~Witness() = default;
+};
+
+class Bluetoothd {
+ public:
+  struct Adapter {
+    bool isPowered = false;
+    bool isForClient = false;  // discovers
+    bool isForAnother = false;
+    bool hasFilter = false;
+
+    bool isDiscovering() const { return isForClient || isForAnother; }
+  };
+
+  Bluetoothd(Agenda& agenda, Dice& dice, MessageBus& bus, Witness& witness);
+  Bluetoothd(const Bluetoothd&) = delete;
+  Bluetoothd& operator=(const Bluetoothd&) = delete;
+  ~Bluetoothd();
+
+  Traits traits;
+  bool deniesAccess = false;
+
+  RemoteDevice& add(DeviceModel& model, const std::string& key);
+  std::vector<std::unique_ptr<RemoteDevice>>& devices() { return devices_; }
+
+  // Adapters, by path. They outlive the daemon: what it is told of them again when it starts.
+  void plug(const std::string& adapter, bool isPowered);
+  void unplug(const std::string& adapter);
+  void setPowered(const std::string& adapter, bool isPowered);
+  bool isPowered(const std::string& adapter) const;
+  bool hasAdapter(const std::string& adapter) const { return adapters_.contains(adapter); }
+  bool isDiscovering(const std::string& adapter) const;
+
+  void start();
+  void stop();
+  bool isRunning() const { return isRunning_; }
+
+  const std::map<std::string, Adapter>& adapters() const { return adapters_; }
+
+  // Nothing is left to be answered but attempts to connect.
+  bool isIdle() const;
+
+  // It does nothing for this long.
+  void standStill(Microseconds time) { busyUntil_ = std::max(busyUntil_, agenda_.now() + time); }
+
+  // What other programs do.
+  void changeAlias(const std::string& adapter);
+  void discoverForAnother(const std::string& adapter, bool isOn);
+  void remove(RemoteDevice& device);
+
+  void hear(RemoteDevice& device);
+  void rename(RemoteDevice& device);
+  void dropLink(RemoteDevice& device);
+  // The model may have something to do.
+  void wake(RemoteDevice& device);
+
+ private:
+  friend class RemoteDevice;
+  using Gatt = RemoteDevice::Gatt;
+
+  void receive(BusMessage call);
+  void serveNext();
+  void serve(const BusMessage& call);
+  void serveAdapter(const BusMessage& call, const std::string& path, const std::string& member);
+  void serveDevice(const BusMessage& call, RemoteDevice& device, const std::string& member);
+  void serveGatt(const BusMessage& call, RemoteDevice& device, Gatt& gatt,
+                 const std::string& member);
+  void serveProperty(const BusMessage& call, const std::string& path);
+  void listObjects(const BusMessage& call);
+  void reply(const BusMessage& call) { bus_.sendReply(MessageBus::newReply(call)); }
+  void clientIsGone();
+
+  void connect(const BusMessage& call, RemoteDevice& device);
+  void linkUp(RemoteDevice& device);
+  void resolve(RemoteDevice& device);
+  void failConnect(RemoteDevice& device, const char* text);
+  void unsubscribe(RemoteDevice& device, Gatt& gatt);
+
+  // Runs the request with the device's answer after a while, if the link is still up.
+  void request(const BusMessage& call, RemoteDevice& device, const char* verb, Gatt& gatt,
+               const std::function<void(Witness::Fate)>& answer);
+  void read(const BusMessage& call, RemoteDevice& device, Gatt& gatt);
+  void write(const BusMessage& call, RemoteDevice& device, Gatt& gatt);
+  void acquire(const BusMessage& call, RemoteDevice& device, Gatt& gatt);
+  void startNotify(const BusMessage& call, RemoteDevice& device, Gatt& gatt);
+  void takeValue(RemoteDevice& device, Gatt& gatt, const Bytes& value);
+  void lookAtSockets(RemoteDevice& device);
+  void advance(RemoteDevice& device);
+
+  void forget(RemoteDevice& device);
+  void forgetUnheard(const std::string& adapter);
+  void tellObject(RemoteDevice& device);
+  void tellBoolean(const std::string& path, const char* interface, const char* name, bool value);
+  void tellAdded(const std::string& path, const std::function<void(sd_bus_message*)>& interfaces);
+  void tellRemoved(const std::string& path, const char* interface);
+  void tellValue(const RemoteDevice& device, const Gatt& gatt, const Bytes& value);
+  void stopDiscovery(const std::string& path, Adapter& adapter);
+  RemoteDevice* deviceAt(const std::string& path);
+  Microseconds shortTime() { return dice_.between(Microseconds(100), Microseconds(20'000)); }
+  void later(Microseconds delay, Agenda::Action action);
+
+  Agenda& agenda_;
+  Dice& dice_;
+  MessageBus& bus_;
+  Witness& witness_;
+  bool isRunning_ = false;
+  std::size_t life_ = 0;
+  std::map<std::string, Adapter> adapters_;
+  std::vector<std::unique_ptr<RemoteDevice>> devices_;
+  std::deque<BusMessage> calls_;
+  bool isServing_ = false;
+  Microseconds busyUntil_{0};
+  // Requests that wait for a device: their calls, by number, to be failed when the link goes.
+  struct Pending {
+    RemoteDevice* device;
+    Gatt* gatt;
+    BusMessage call;
+  };
+  std::map<std::size_t, Pending> pending_;
+  std::size_t requestCount_ = 0;
+};
+
+}  // namespace lab

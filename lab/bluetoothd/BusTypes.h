@@ -1,0 +1,33 @@
+// How BlueZ's objects are written into D-Bus messages.
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <string>
+#include <vector>
+
+#include "lab/bluetoothd/RemoteDevice.h"
+
+namespace lab {
+
+inline constexpr char kAdapterInterface[] = "org.bluez.Adapter1";
+inline constexpr char kDeviceInterface[] = "org.bluez.Device1";
+inline constexpr char kServiceInterface[] = "org.bluez.GattService1";
+inline constexpr char kCharacteristicInterface[] = "org.bluez.GattCharacteristic1";
+inline constexpr char kPropertiesInterface[] = "org.freedesktop.DBus.Properties";
+inline constexpr char kObjectManagerInterface[] = "org.freedesktop.DBus.ObjectManager";
+
+// A model's tree as objects, in handle order: a service, then its characteristics.
+std::vector<RemoteDevice::Gatt> gattOf(const DeviceModel& model);
+
+// An object's interfaces with their properties: a{sa{sv}}.
+void appendAdapter(sd_bus_message* message, bool isPowered, bool isDiscovering);
+void appendDevice(sd_bus_message* message, const std::string& name, bool isConnected,
+                  bool areServicesResolved, bool hasRssi);
+void appendGatt(sd_bus_message* message, const std::string& device, const RemoteDevice::Gatt& gatt);
+
+// The arguments of PropertiesChanged.
+void appendHeard(sd_bus_message* message, const std::string& newName);
+void appendValueChange(sd_bus_message* message, const Bytes& value);
+
+}  // namespace lab

@@ -1,0 +1,123 @@
+// Holds what the bridge writes and does against what it must: written from the required behaviour,
+// knowing only what a host, the devices and bluetoothd can see. Whatever is wrong is thrown.
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "lab/bluetoothd/Bluetoothd.h"
+#include "tests/world/Served.h"
+#include "tests/world/Wrong.h"
+
+namespace world {
+
+using lab::Microseconds;
+
+class Judge {
+ public:
+  Judge(const lab::Agenda& agenda, lab::Bluetoothd& bluetoothd)
+      : agenda_(agenda), bluetoothd_(bluetoothd) {}
+
+  // The bridge's life. It begins with the banner.
+  void didStart();
+  void didEnd(bool isHardStop);
+  void wasKilled();
+
+  // The host gives it a line, or the end of its input; did: it has returned from it.
+  void willDo(const std::string& command);
+  void didDo();
+  void willEndInput() { mayExit_ = true; }
+  void hostHasStalled() { lastStall_ = agenda_.now(); }
+
+  // One write of the bridge.
+  void didWrite(std::string_view bytes);
+
+  // What bluetoothd and the devices see.
+  void didHear(lab::RemoteDevice& device);
+  void didListObjects();
+  void didLinkUp(lab::RemoteDevice& device);
+  void didLinkDown(lab::RemoteDevice& device);
+  void didSpoil(lab::RemoteDevice& device);
+  void didRead(lab::RemoteDevice& device, const std::string& uuid, const lab::Bytes* value);
+  void didWrite(lab::RemoteDevice& device, const std::string& uuid, const lab::Bytes& value);
+  void didAnswerSubscription(lab::RemoteDevice& device, const std::string& uuid, bool isMade);
+  void didEndSubscription(lab::RemoteDevice& device, const std::string& uuid);
+  void didSendValue(lab::RemoteDevice& device, const std::string& uuid, const lab::Bytes& value);
+  void didAsk(const std::string& path, const std::string& member);
+  void situationMayHaveChanged();
+
+  // The bridge waits, the host reads, and everything that was asked has been answered.
+  void isAtRest();
+  // After a time in which nothing has gone wrong.
+  void isAtEnd();
+
+  bool isAlive() const { return isAlive_; }
+  const Served* served(Family family) const;
+
+ private:
+  using Lines = std::deque<std::string>;
+
+  void didWriteLine(const std::string& line);
+  bool takeDue(Lines& due, const std::string& line);
+  bool takeDueConnection(const std::string& line);
+  void stateTold(const std::string& state);
+  void deviceFound(const std::string& key);
+  bool beginsConnection(const std::string& line);
+  void take(const std::string& name);
+  lab::RemoteDevice* deviceNamed(const std::string& name, bool isLowered) const;
+  void scanStopped();
+
+  std::string situation() const;
+  void checkState() const;
+  void checkFound() const;
+  void checkSetUp(const Served& served) const;
+  void checkScan() const;
+  bool isScanDue() const;
+
+  Served* servedBy(const lab::RemoteDevice& device);
+  void order(Family family, const std::string& uuid, const lab::Bytes& bytes);
+  void switchStream(const std::string& uuid, bool isOn);
+  void commandFrame(const std::string& line, bool isLong);
+  void mustStopUnless(Served::Is is);
+
+  const lab::Agenda& agenda_;
+  lab::Bluetoothd& bluetoothd_;
+
+  bool isAlive_ = false;
+  bool hasBanner_ = false;
+  Lines due_;                        // that have to follow at once, but for a command's
+  Lines commandDue_;                 // of the command that is being carried out
+  std::vector<std::string> choice_;  // what was said before a connection to one of several
+  bool isChoiceOpen_ = false;
+  bool mustStop_ = false;
+  bool mayStop_ = false;
+  bool mayExit_ = false;
+  bool isUnusable_ = false;  // has been told: nothing more but the end
+
+  std::map<Family, std::unique_ptr<Served>> served_;
+  std::map<std::string, std::set<std::pair<int, std::size_t>>> sightings_;  // by name
+  std::map<std::string, std::size_t> found_;                                // told, by key
+  std::set<std::string> foundInScan_;
+  std::set<const lab::RemoteDevice*> reportable_;
+  std::optional<Microseconds> firstRequest_;
+  std::optional<Microseconds> allFound_;
+  bool isScanning_ = false;
+  int scans_ = 0;
+  Microseconds lastStall_{-1};
+
+  // The radio's state: as it is, since when, and as it was told.
+  std::vector<std::pair<Microseconds, std::string>> situations_;
+  std::string told_;
+  Microseconds toldAt_{0};
+  bool sawStack_ = false;
+  std::string adapter_;  // that the bridge uses
+};
+
+}  // namespace world

@@ -1,0 +1,178 @@
+#include "tests/world/Plan.h"
+
+#include <algorithm>
+#include <array>
+
+namespace world {
+
+using namespace std::chrono_literals;
+using lab::Dice;
+
+namespace {
+
+struct Kind {
+  const char* kind;
+  std::array<const char*, 4> names;
+};
+
+constexpr std::array<Kind, 5> kKinds{{
+    {"tramsel", {"Tramsel-1", "DORVANE 2", "tramsel", "Tramsel-77"}},
+    {"ilo", {"Ilo-1", "ILO-3", "ilo", "Ilo 9"}},
+    {"tenoval", {"Tenoval-1", "Pelko-2", "pelk0", "KVALTRIN"}},
+    {"corvelta", {"Tarvix-1", "TARVIX", "tarvix 2", "Tarvix"}},
+    {"fenwix", {"Nomsuel-1", "NOMSUEL 2", "nomsuel", "Nomsuel-9"}},
+}};
+
+PlannedDevice deviceOf(Dice& dice, std::size_t number) {
+  const bool isStranger = dice.oneIn(5);
+  const Kind& kind = kKinds[dice.below(kKinds.size())];
+  PlannedDevice device{};
+  device.kind = kind.kind;
+  device.name = isStranger ? "Casque-" + std::to_string(number) : kind.names[dice.below(4)];
+  // No two have the same.
+  if (number > 0 && !isStranger) device.name += "/" + std::to_string(number);
+  device.appears = dice.oneIn(2) ? Microseconds(0) : dice.between(0s, 8s);
+  device.rate = static_cast<unsigned>(1 + dice.below(3));
+  device.isStored = dice.oneIn(6);
+  device.doesNameComeLater = dice.oneIn(3);
+  device.isHidden = dice.oneIn(30);
+  return device;
+}
+
+lab::Traits traitsOf(Dice& dice) {
+  lab::Traits traits;
+  traits.offersSockets = !dice.oneIn(4);
+  traits.answersRefusedSockets = dice.oneIn(2);
+  traits.tellsConnected = !dice.oneIn(8);
+  traits.tellsDiscoveringOfALeaver = !dice.oneIn(4);
+  traits.signalsValuesEarly = dice.oneIn(2);
+  traits.succeedsWithoutALink = dice.oneIn(6);
+  traits.resolvesBeforeObjects = dice.oneIn(4);
+  traits.tellsLossBeforeErrors = dice.oneIn(2);
+  traits.powersAdaptersLate = dice.oneIn(3);
+  return traits;
+}
+
+// The dear ones, after which nothing much can happen, are rare.
+constexpr std::array<std::pair<Incident::Kind, int>, 15> kWeights{{
+    {Incident::Kind::vanish, 4},
+    {Incident::Kind::loseLink, 3},
+    {Incident::Kind::spoilRequest, 2},
+    {Incident::Kind::values, 8},
+    {Incident::Kind::powerOff, 1},
+    {Incident::Kind::unplug, 1},
+    {Incident::Kind::stopStack, 2},
+    {Incident::Kind::standStill, 3},
+    {Incident::Kind::changeAlias, 6},
+    {Incident::Kind::discover, 4},
+    {Incident::Kind::removeDevice, 2},
+    {Incident::Kind::stallHost, 4},
+    {Incident::Kind::command, 14},
+    {Incident::Kind::restartBridge, 3},
+    {Incident::Kind::killBridge, 2},
+}};
+
+Incident::Kind kindOf(Dice& dice) {
+  int sum = 0;
+  for (const auto& [kind, weight] : kWeights) sum += weight;
+  auto drawn = static_cast<int>(dice.below(static_cast<std::size_t>(sum)));
+  for (const auto& [kind, weight] : kWeights) {
+    drawn -= weight;
+    if (drawn < 0) return kind;
+  }
+  return Incident::Kind::values;
+}
+
+Incident incidentOf(Dice& dice, Microseconds end) {
+  Incident incident{};
+  incident.time = dice.oneIn(4) ? dice.between(0ms, 300ms) : dice.between(0s, end);
+  incident.kind = kindOf(dice);
+  incident.which = dice.below(64);
+  incident.length = dice.oneIn(2) ? dice.between(0ms, 2s) : dice.between(1s, 20s);
+  incident.choice = dice.below(1024);
+  return incident;
+}
+
+}  // namespace
+
+Plan::Plan(std::uint64_t number) : seed(number) {
+  Dice dice(number * 2 + 1);
+  traits = traitsOf(dice);
+  deniesAccess = dice.oneIn(60);
+  isStackThere = !dice.oneIn(40);
+  discoversForAnother = dice.oneIn(3);
+  const std::size_t adapterCount = dice.oneIn(40) ? 0 : dice.oneIn(4) ? 2 : 1;
+  for (std::size_t i = 0; i < adapterCount; ++i) adapters.push_back(!dice.oneIn(20));
+  const std::size_t deviceCount = dice.below(7);
+  for (std::size_t i = 0; i < deviceCount; ++i) devices.push_back(deviceOf(dice, i));
+  const bool isLong = dice.oneIn(4);
+  trouble = isLong ? dice.between(10s, 90s) : dice.between(500ms, 15s);
+  end = trouble + 45s;
+  const std::size_t count = dice.below(dice.oneIn(3) ? 30 : 10);
+  for (std::size_t i = 0; i < count; ++i) incidents.push_back(incidentOf(dice, trouble));
+  std::ranges::stable_sort(incidents, {}, &Incident::time);
+}
+
+std::string commandOf(std::size_t which, std::size_t choice) {
+  constexpr std::array<const char*, 20> kLines{"CV_debutCalib",
+                                               "CV_finCalib",
+                                               "CV_debutAcquisition",
+                                               "CV_finAcquisition",
+                                               "FX_startRaw",
+                                               "FX_stopRaw",
+                                               "FX_startRaw2",
+                                               "FX_stopRaw2",
+                                               "FX_getJson",
+                                               "FX_cmdWriteInt 12 100000",
+                                               "FX_cmdWriteByte 7 1",
+                                               "FX_startRaw",
+                                               "FX_getJson",
+                                               "CV_debutAcquisition",
+                                               "",
+                                               "bonjour <toi>",
+                                               "FX_cmdWriteInt 300 1",
+                                               "FX_cmdWriteByte 7",
+                                               "kill ",
+                                               "kill"};
+  // What ends the bridge is rare.
+  const std::size_t bound = choice % 8 == 0 ? kLines.size() : 16;
+  return kLines[which % bound];
+}
+
+const char* nameOf(Incident::Kind kind) {
+  switch (kind) {
+    case Incident::Kind::vanish:
+      return "out of range";
+    case Incident::Kind::loseLink:
+      return "link lost";
+    case Incident::Kind::spoilRequest:
+      return "next request spoilt";
+    case Incident::Kind::values:
+      return "values at once";
+    case Incident::Kind::powerOff:
+      return "adapter off";
+    case Incident::Kind::unplug:
+      return "adapter pulled out";
+    case Incident::Kind::stopStack:
+      return "bluetoothd ends";
+    case Incident::Kind::standStill:
+      return "bluetoothd stands still";
+    case Incident::Kind::changeAlias:
+      return "alias changed";
+    case Incident::Kind::discover:
+      return "another discovers";
+    case Incident::Kind::removeDevice:
+      return "device removed";
+    case Incident::Kind::stallHost:
+      return "host stalls";
+    case Incident::Kind::command:
+      return "command";
+    case Incident::Kind::restartBridge:
+      return "end of input";
+    case Incident::Kind::killBridge:
+      return "bridge killed";
+  }
+  return "";
+}
+
+}  // namespace world

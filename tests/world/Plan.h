@@ -1,0 +1,72 @@
+// What will happen in a session, drawn from its seed: who is there, and what goes wrong when. One
+// incident can be left out without changing the others, which is how a session is made shorter.
+#pragma once
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "lab/bluetoothd/Bluetoothd.h"
+
+namespace world {
+
+using lab::Microseconds;
+
+struct Incident {
+  enum class Kind {
+    vanish,         // device: out of range for a while
+    loseLink,       // device
+    spoilRequest,   // device: the next request is refused, loses the link or is never answered
+    values,         // device: several at once
+    powerOff,       // adapter, for a while
+    unplug,         // adapter, for a while
+    stopStack,      // bluetoothd, for a while
+    standStill,     // bluetoothd, for a while
+    changeAlias,    // another program
+    discover,       // another program, for a while
+    removeDevice,   // another program
+    stallHost,      // for a while
+    command,        // the host
+    restartBridge,  // the host: by the end of its input, or from outside
+    killBridge,
+  };
+
+  Microseconds time;
+  Kind kind;
+  std::size_t which;  // device, adapter, command
+  Microseconds length;
+  std::size_t choice;
+};
+
+struct PlannedDevice {
+  std::string kind;  // as lab::makeDevice; a stranger has a name of its own
+  std::string name;
+  Microseconds appears;
+  unsigned rate;  // values per second
+  bool isStored;
+  bool doesNameComeLater;
+  bool isHidden;  // resolves to nothing
+};
+
+struct Plan {
+  explicit Plan(std::uint64_t seed);
+
+  std::uint64_t seed;
+  lab::Traits traits;
+  bool deniesAccess = false;
+  bool isStackThere = true;
+  std::vector<bool> adapters;  // whether each is powered
+  bool discoversForAnother = false;
+  std::vector<PlannedDevice> devices;
+  std::vector<Incident> incidents;
+  Microseconds trouble{0};  // until when they happen
+  Microseconds end{0};
+};
+
+// The line that the host sends.
+std::string commandOf(std::size_t which, std::size_t choice);
+
+const char* nameOf(Incident::Kind kind);
+
+}  // namespace world

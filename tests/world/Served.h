@@ -1,0 +1,89 @@
+// One device that the bridge has taken, as the judge follows it: what the device has given over
+// confirmed ways, and has not been seen told, and the model of what is to be told of it.
+#pragma once
+
+#include <deque>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "lab/bluetoothd/RemoteDevice.h"
+#include "tests/oracle/Handlers.h"
+
+namespace world {
+
+enum class Family { tramsel, sonde, corvelta, fenwix };
+
+// Which family a name belongs to; it is in lower case.
+std::optional<Family> familyOf(const std::string& key);
+
+class Served {
+ public:
+  enum class Is { no, maybe, yes };
+
+  Served(Family family, lab::RemoteDevice& device, const std::string& name);
+
+  Family family() const { return family_; }
+  lab::RemoteDevice& device() const { return device_; }
+  // What making the handler says.
+  const std::vector<std::string>& firstLines() const { return firstLines_; }
+
+  // What has come from the device. Nothing: a read that was refused.
+  void value(const std::string& uuid, std::optional<oracle::Bytes> value);
+  void confirmation(const std::string& uuid, bool isMade);
+  // Whether it is told is open from here on: the subscription is being ended, for one.
+  void leaveOpen(const std::string& uuid);
+
+  // Tries to explain a line. The lines that have to follow it at once, or nothing.
+  std::optional<std::vector<std::string>> explain(const std::string& line);
+  // Whether an end of this kind can be explained.
+  bool explainsEnd(const char* entry) const;
+  // All that has come must have been told: the first line that is missing, or nothing.
+  std::optional<std::string> missing();
+
+  // What the host has ordered, and has not arrived at the device.
+  std::deque<std::pair<std::string, oracle::Bytes>> orders;
+  Is isTreeKnown = Is::no;
+  bool isSpoilt = false;  // a request was not served: nothing can be expected of the set-up
+  int links = 0;          // in this life of the bridge
+  int losses = 0;
+  int failedDiscoveries = 0;
+  std::map<std::string, bool> streams;  // that the host has switched
+  std::map<std::string, int> reads;
+
+  // What has to be subscribed, and to be read once, when it is set up.
+  std::vector<std::string> subscriptions() const;
+  std::vector<std::string> readings() const;
+  bool isIlo() const;
+
+ private:
+  struct Event {
+    std::optional<oracle::Bytes> value;
+    bool isConfirmation = false;
+    bool isMade = false;
+    bool isOpen = false;
+    std::size_t number = 0;
+  };
+  using Queues = std::map<std::string, std::deque<Event>>;
+  struct Outcome {
+    std::vector<std::string> lines;
+    const char* end = nullptr;
+  };
+
+  std::unique_ptr<oracle::Handler> copyOf(const oracle::Handler& handler) const;
+  Outcome apply(oracle::Handler& handler, const std::string& uuid, const Event& event) const;
+  static bool matches(const std::string& expected, const std::string& line);
+
+  Family family_;
+  lab::RemoteDevice& device_;
+  mutable oracle::Expected expected_;
+  std::unique_ptr<oracle::Handler> handler_;
+  std::vector<std::string> firstLines_;
+  Queues queues_;
+  std::size_t count_ = 0;
+};
+
+}  // namespace world

@@ -1,0 +1,151 @@
+// Plays sessions of the bridge in a world of its own, judges them, and makes those that fail short.
+//   world --seed N          one session, printed
+//   world --count N         so many, on all processors; --from N: the first seed
+//   world --minutes M       for so long, from a seed that is the time's
+// It prints the seeds that fail, and ends with 1 when there are any.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "tests/world/World.h"
+
+namespace {
+
+using world::Plan;
+using world::World;
+
+struct Options {
+  std::uint64_t from = 1;
+  std::uint64_t count = 0;
+  double minutes = 0;
+  bool isOne = false;
+  bool isQuiet = false;
+};
+
+FILE* report = nullptr;  // where the program prints: standard output is the bridge's
+
+// What is wrong with the session; nothing is.
+std::string play(const Plan& plan, const std::set<std::size_t>& left, World::Print print = {}) {
+  try {
+    World(plan, left, std::move(print)).play();
+    return {};
+  } catch (const std::exception& wrong) {
+    return wrong.what();
+  }
+}
+
+// Leaves out one incident after the other, as long as something is still wrong.
+std::set<std::size_t> shorten(const Plan& plan) {
+  std::set<std::size_t> left;
+  for (bool isShorter = true; isShorter;) {
+    isShorter = false;
+    for (std::size_t i = 0; i < plan.incidents.size(); ++i) {
+      if (left.contains(i)) continue;
+      left.insert(i);
+      if (play(plan, left).empty()) {
+        left.erase(i);
+      } else {
+        isShorter = true;
+      }
+    }
+  }
+  return left;
+}
+
+bool show(std::uint64_t seed) {
+  const Plan plan(seed);
+  std::string wrong = play(plan, {});
+  std::set<std::size_t> left;
+  if (!wrong.empty()) left = shorten(plan);
+  std::fprintf(report, "seed %llu%s\n", static_cast<unsigned long long>(seed),
+               left.empty() ? "" : ", made shorter");
+  wrong =
+      play(plan, left, [](const std::string& line) { std::fprintf(report, "%s\n", line.c_str()); });
+  if (!wrong.empty()) std::fprintf(report, "WRONG: %s\n", wrong.c_str());
+  return wrong.empty();
+}
+
+// Every so manieth seed, until the count or the time is over. The number of those that failed.
+int explore(const Options& options, std::uint64_t first, std::uint64_t stride) {
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point end =
+      Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                         std::chrono::duration<double>(options.minutes * 60));
+  int failures = 0;
+  std::uint64_t played = 0;
+  std::size_t lines = 0;
+  for (std::uint64_t i = first; options.count == 0 || i < options.count; i += stride) {
+    if (options.count == 0 && Clock::now() > end) break;
+    const std::uint64_t seed = options.from + i;
+    const Plan plan(seed);
+    std::string wrong;
+    try {
+      World session(plan, {}, {});
+      session.play();
+      lines += session.lines();
+    } catch (const std::exception& what) {
+      wrong = what.what();
+    }
+    ++played;
+    if (wrong.empty()) continue;
+    ++failures;
+    std::fprintf(report, "seed %llu: %s\n", static_cast<unsigned long long>(seed), wrong.c_str());
+    std::fflush(report);
+    if (failures >= 20) break;
+  }
+  if (!options.isQuiet) {
+    std::fprintf(report, "%llu sessions, %zu lines\n", static_cast<unsigned long long>(played),
+                 lines);
+  }
+  std::fflush(report);
+  return failures;
+}
+
+int exploreOnAll(const Options& options) {
+  const auto processors = static_cast<std::uint64_t>(sysconf(_SC_NPROCESSORS_ONLN));
+  std::vector<pid_t> children;
+  std::fflush(report);
+  for (std::uint64_t i = 0; i < processors; ++i) {
+    const pid_t child = fork();
+    if (child == 0) _exit(explore(options, i, processors) > 0 ? 1 : 0);
+    children.push_back(child);
+  }
+  int result = 0;
+  for (const pid_t child : children) {
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (!WIFEXITED(status)) std::fprintf(report, "a process has ended by a signal\n");
+    if (status != 0) result = 1;
+  }
+  return result;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options options;
+  for (int i = 1; i + 1 < argc; i += 2) {
+    const std::string name = argv[i];
+    if (name == "--seed") options.isOne = true;
+    if (name == "--seed" || name == "--from")
+      options.from = std::strtoull(argv[i + 1], nullptr, 10);
+    if (name == "--count") options.count = std::strtoull(argv[i + 1], nullptr, 10);
+    if (name == "--minutes") options.minutes = std::strtod(argv[i + 1], nullptr);
+  }
+  if (!options.isOne && options.count == 0 && options.minutes == 0) {
+    std::fputs("world --seed N | --count N [--from N] | --minutes M\n", stderr);
+    return 2;
+  }
+  report = fdopen(dup(STDOUT_FILENO), "w");
+  if (options.minutes > 0 && options.from == 1) {
+    options.from = static_cast<std::uint64_t>(std::time(nullptr)) << 20;
+  }
+  return options.isOne ? (show(options.from) ? 0 : 1) : exploreOnAll(options);
+}

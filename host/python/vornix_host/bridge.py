@@ -1,0 +1,316 @@
+"""The bridge as a child process, for asyncio: see Bridge."""
+
+from __future__ import annotations
+
+import asyncio
+import time
+from types import TracebackType
+from typing import Callable, List, Optional, Type, TypeVar, Union, cast
+
+from vornix_host import messages as m
+from vornix_host.commands import LOGS, CommandError, check, word_of
+from vornix_host.events import Ended, GivenUp, Restarting, Started
+from vornix_host.life import Life
+from vornix_host.messages import Event
+from vornix_host.process import Came, Process
+from vornix_host.recipe import Again, End, Over, Recipe
+from vornix_host.streams import BridgeOver, Hub, Stream
+
+DRAINED = 0.02  # seconds of silence after which nothing waits in the bridge any more
+LONGEST_DRAIN = 5.0  # seconds; a device that never stops would hold up the end for ever
+PATIENCE = 5.0  # seconds for a bridge that was told to end
+
+_V = TypeVar("_V")
+
+
+class BridgeEnded(Exception):
+    """The bridge has ended before an answer came. It may be started again."""
+
+
+class Bridge:
+    """
+        async with Bridge("vornix") as bridge:
+            await bridge.tramsel()
+            async for motion in bridge.motions():
+                print(motion.monotonic, motion.battery, motion.values)
+
+    Every message knows when this host received it. Commands wait until their device is ready, and
+    check their arguments. A bridge that ends by itself is started again by the recipe of the host
+    protocol, and so is one of which a stream has stopped, if restart_on_loss says so; the devices'
+    readiness, raw streams, acquisitions and calibrations then begin anew, by the host. At the end
+    of the block what was started is stopped, what waits is read, and the bridge ended.
+
+    Belongs to one event loop. Whatever the host does, the output is read: streams that nobody
+    fetches from grow in memory.
+    """
+
+    def __init__(
+        self,
+        *command: str,
+        restart: bool = True,
+        restart_on_loss: bool = False,
+        silence: float = 5.0,
+    ) -> None:
+        """silence: seconds without a value after which a stream that had begun counts as lost."""
+        self._command, self._restart = command, restart
+        self._restart_on_loss, self._silence = restart_on_loss, silence
+        self._recipe = Recipe()
+        self._hub = Hub()
+        self._life = Life()
+        self._is_closing = False
+        self._is_ending_for_loss = False
+        self._starts = 0
+
+    @property
+    def radio(self) -> str:
+        """As RadioChanged has it."""
+        return self._life.radio
+
+    # What it tells
+
+    async def tramsel(self) -> m.TramselFound:
+        """Waits until a Tramsel is found."""
+        return cast(m.TramselFound, await self._device("tramsel"))
+
+    async def probe(self) -> m.ProbeFound:
+        """Waits until a probe is found."""
+        return cast(m.ProbeFound, await self._device("probe"))
+
+    async def corvelta(self) -> m.CorveltaBattery:
+        """Waits until the Corvelta is ready."""
+        return cast(m.CorveltaBattery, await self._device("corvelta"))
+
+    async def fenwix(self) -> m.FenwixIdentity:
+        """Waits until the Fenwix is ready."""
+        return cast(m.FenwixIdentity, await self._device("fenwix"))
+
+    def motions(self) -> Stream[m.TramselMotion]:
+        return self._hub.stream(lambda event: isinstance(event, m.TramselMotion))
+
+    def measurements(self) -> Stream[m.ProbeMeasurement]:
+        return self._hub.stream(lambda event: isinstance(event, m.ProbeMeasurement))
+
+    def contractions(self) -> Stream[m.CorveltaContraction]:
+        return self._hub.stream(lambda event: isinstance(event, m.CorveltaContraction))
+
+    def rms(self, stream: int = 1) -> Stream[m.FenwixRms]:
+        return self._hub.stream(lambda one: isinstance(one, m.FenwixRms) and one.stream == stream)
+
+    def raw(self, stream: int = 1) -> Stream[m.FenwixRaw]:
+        return self._hub.stream(lambda one: isinstance(one, m.FenwixRaw) and one.stream == stream)
+
+    def messages(self) -> Stream[m.Message]:
+        """Everything from the devices and about the radio."""
+        return self._hub.stream(lambda event: isinstance(event, m.Message))
+
+    def events(self) -> Stream[Event]:
+        """Messages, log and damage, and what becomes of the bridge itself."""
+        return self._hub.stream(lambda event: True)
+
+    # What it is told. Each waits until the device is ready, and returns when the line is on its
+    # way: the bridge answers none.
+
+    async def start_calibration(self) -> None:
+        await self.send("CV_debutCalib")
+
+    async def stop_calibration(self) -> None:
+        await self.send("CV_finCalib")
+
+    async def start_acquisition(self) -> None:
+        await self.send("CV_debutAcquisition")
+
+    async def stop_acquisition(self) -> None:
+        await self.send("CV_finAcquisition")
+
+    async def start_raw(self, stream: int = 1) -> None:
+        await self.send("FX_startRaw" + _stream_suffix(stream))
+
+    async def stop_raw(self, stream: int = 1) -> None:
+        await self.send("FX_stopRaw" + _stream_suffix(stream))
+
+    async def write_int(self, code: int, value: int) -> None:
+        """code: 0 to 255. value: 0 to 4294967295."""
+        await self.send(f"FX_cmdWriteInt {code:d} {value:d}")
+
+    async def write_byte(self, code: int, value: int) -> None:
+        """code and value: 0 to 255."""
+        await self.send(f"FX_cmdWriteByte {code:d} {value:d}")
+
+    async def get_json(self, timeout: float = 60.0) -> m.FenwixJson:
+        """The document. Raises asyncio.TimeoutError when none has come in so many seconds after the
+        question, and BridgeEnded when the bridge has ended meanwhile."""
+        async with self._asking:
+            answers: Stream[Event] = self._hub.stream(lambda one: isinstance(one, (m.FenwixJson, Ended)))
+            await self.send("FX_getJson")
+            answer = await asyncio.wait_for(answers.__anext__(), timeout)
+        if isinstance(answer, m.FenwixJson):
+            return answer
+        raise BridgeEnded("the bridge has ended before the document came")
+
+    async def send(self, line: str) -> None:
+        """A line as the bridge takes it; CommandError for one that would end it.
+
+        "kill" is close().
+        """
+        device = check(line)
+        if line == "kill":
+            await self.close()
+            return
+        if device:
+            await self._device(device)
+        if self._hub.is_over or self._is_closing:
+            raise BridgeOver(self._why_over())
+        word = word_of(line) or ""
+        if word and LOGS[word] == self._recipe.avoided:
+            raise CommandError(f"{line!r} has ended the bridge twice: the device cannot do it")
+        self._life.note_sent(word)
+        self._process.write(line)
+
+    # Its life
+
+    async def __aenter__(self) -> Bridge:
+        self._loop = asyncio.get_running_loop()
+        self._asking = asyncio.Lock()
+        self._start()
+        self._tasks = [asyncio.ensure_future(self._run()), asyncio.ensure_future(self._watch())]
+        return self
+
+    async def __aexit__(
+        self,
+        kind: Optional[Type[BaseException]],
+        error: Optional[BaseException],
+        trace: Optional[TracebackType],
+    ) -> None:
+        await self.close()
+
+    async def close(self) -> None:
+        """Stops what was started, reads what waits, ends the bridge."""
+        if not self._is_closing:
+            self._is_closing = True
+            self._hub.wake()
+            await self._end_orderly()
+        await self._hub.until(lambda: self._hub.is_over)
+        for task in self._tasks:
+            task.cancel()
+
+    def _start(self) -> None:
+        self._process = Process(
+            self._command, self._from_thread(self._take), self._from_thread(self._end)
+        )
+        self._ended: asyncio.Future[int] = self._loop.create_future()
+        self._life = Life()
+        self._is_ending_for_loss = False
+        self._starts += 1
+        self._tell(Started(self._starts))
+
+    def _from_thread(self, work: Callable[[_V], None]) -> Callable[[_V], None]:
+        def hand_over(what: _V) -> None:
+            try:
+                self._loop.call_soon_threadsafe(work, what)
+            except RuntimeError:
+                pass  # the host's loop was closed, and the bridge was not
+
+        return hand_over
+
+    def _take(self, came: List[Came]) -> None:
+        for event in came:
+            radio = self._life.note(event)
+            self._hub.tell(event)
+            if radio:
+                self._hub.tell(radio)
+
+    def _end(self, status: int) -> None:
+        self._ended.set_result(status)
+
+    def _tell(self, event: Event) -> None:
+        self._hub.tell(event.received(time.monotonic(), time.time()))
+
+    async def _device(self, device: str) -> m.Message:
+        await self._hub.until(lambda: device in self._life.devices or self._hub.is_over)
+        if device not in self._life.devices:
+            raise BridgeOver(self._why_over())
+        return self._life.devices[device]
+
+    def _why_over(self) -> str:
+        return self._hub.why_over or "the host has closed the bridge"
+
+    async def _run(self) -> None:
+        """From one start to the next, until the recipe or the host ends it."""
+        while True:
+            status = await self._ended
+            end = self._end_of_life(status)
+            self._life.devices.clear()  # nobody is ready for a bridge that has ended
+            self._tell(Ended(status))
+            verdict: Union[Again, Over, None] = self._verdict(end)
+            if isinstance(verdict, Again):
+                self._tell(Restarting(verdict.pause))
+                verdict = await self._begin_again(verdict.pause)
+            if isinstance(verdict, Over):
+                self._give_up(verdict.why)
+                return
+
+    def _end_of_life(self, status: int) -> End:
+        lived = time.monotonic() - self._process.started
+        life = self._life
+        return End(status, lived, life.last_log, life.why_unusable, self._is_ending_for_loss)
+
+    def _verdict(self, end: End) -> Union[Again, Over]:
+        verdict = self._recipe.after(end)
+        if isinstance(verdict, Again) and (self._is_closing or not self._restart):
+            return Over(f"the bridge has ended with {end.status}")
+        return verdict
+
+    async def _begin_again(self, pause: float) -> Optional[Over]:
+        try:
+            await asyncio.wait_for(self._hub.until(lambda: self._is_closing), pause)
+            return Over("")
+        except asyncio.TimeoutError:
+            pass
+        try:
+            self._start()
+        except OSError as error:
+            return Over(str(error))
+        return None
+
+    def _give_up(self, why: str) -> None:
+        if not self._is_closing:
+            self._tell(GivenUp(why))
+        self._hub.end("" if self._is_closing else why)
+
+    async def _end_orderly(self) -> None:
+        process, ended = self._process, self._ended
+        for line in list(self._life.stops.values()):
+            process.write(line)
+        await _drain(process, ended)
+        process.write("kill")
+        for more in (process.close_input, process.kill):
+            await asyncio.wait({ended}, timeout=PATIENCE)
+            if ended.done():
+                return
+            more()
+
+    async def _watch(self) -> None:
+        """Looks for streams that have stopped."""
+        while True:
+            await asyncio.sleep(self._silence / 10)
+            for loss in self._life.lost(time.monotonic(), self._silence):
+                self._tell(loss)
+                if self._restart_on_loss and not (self._is_closing or self._is_ending_for_loss):
+                    self._is_ending_for_loss = True
+                    await self._end_orderly()
+
+
+async def _drain(process: Process, ended: asyncio.Future[int]) -> None:
+    """Until all that waits in the bridge has come: then its output falls silent."""
+    begin = time.monotonic()
+    while time.monotonic() < begin + LONGEST_DRAIN and not ended.done():
+        silent = time.monotonic() - max(process.last_read, begin)
+        if silent >= DRAINED:
+            return
+        await asyncio.sleep(DRAINED - silent)
+
+
+def _stream_suffix(stream: int) -> str:
+    if stream not in (1, 2):
+        raise CommandError(f"there are raw streams 1 and 2, not {stream!r}")
+    return "" if stream == 1 else "2"

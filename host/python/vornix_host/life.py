@@ -1,0 +1,100 @@
+"""What is known from one start of the bridge to its end. The next start begins with nothing."""
+
+from __future__ import annotations
+
+from typing import Dict, Iterator, Optional, Type
+
+from vornix_host import messages as m
+from vornix_host.events import RadioChanged, StreamLost
+from vornix_host.lines import LogEntry
+from vornix_host.messages import Event
+
+_RADIO = "manager state update : "
+_RADIO_STATES = {"poweredOn": "on", "poweredOff": "off"}
+_DEVICES: Dict[Type[m.Message], str] = {
+    m.TramselFound: "tramsel",
+    m.ProbeFound: "probe",
+    m.CorveltaBattery: "corvelta",
+    m.FenwixIdentity: "fenwix",
+}
+_STOPS = {
+    "CV_debutCalib": "CV_finCalib",
+    "CV_debutAcquisition": "CV_finAcquisition",
+    "FX_startRaw": "FX_stopRaw",
+    "FX_startRaw2": "FX_stopRaw2",
+}
+_RAW = {"FX_startRaw": "raw 1", "FX_startRaw2": "raw 2"}
+
+
+class Life:
+    def __init__(self) -> None:
+        self.radio = "unknown"  # as RadioChanged has it
+        self.why_unusable: Optional[str] = None  # as RadioUnusable has it
+        self.last_log: Optional[str] = None
+        self.devices: Dict[str, m.Message] = {}  # by the message that makes each known or ready
+        self.stops: Dict[str, str] = {}  # by the command that started, the one that stops
+        self._heard: Dict[str, float] = {}  # when each stream was last heard, monotonic clock
+
+    def note(self, event: Event) -> Optional[RadioChanged]:
+        """What the bridge wrote; what that says of the radio, if it is new."""
+        if isinstance(event, LogEntry):
+            return self._note_log(event)
+        if isinstance(event, m.RadioUnusable):
+            self.why_unusable = event.reason
+            return self._note_radio(event.reason, event)
+        if isinstance(event, m.ProbeMeasurement):
+            probe = self.devices.get("probe")
+            if isinstance(probe, m.ProbeFound):
+                object.__setattr__(event, "model", probe.model)
+        for kind, device in _DEVICES.items():
+            if isinstance(event, kind):
+                self.devices[device] = event
+        stream = _stream_of(event)
+        if stream and (stream not in _RAW.values() or self._is_on(stream)):
+            self._heard[stream] = event.monotonic
+        return None
+
+    def note_sent(self, word: str) -> None:
+        """A command that is on its way to the bridge."""
+        if word in _STOPS:
+            self.stops[word] = _STOPS[word]
+        for start, stop in _STOPS.items():
+            if word == stop:
+                self.stops.pop(start, None)
+                self._heard.pop(_RAW.get(start, ""), None)
+
+    def lost(self, now: float, silence: float) -> Iterator[StreamLost]:
+        """Streams that have been silent for so many seconds; each is told once."""
+        for stream, last in list(self._heard.items()):
+            if now - last >= silence:
+                del self._heard[stream]
+                yield StreamLost(stream, now - last)
+
+    def _note_log(self, event: LogEntry) -> Optional[RadioChanged]:
+        self.last_log = event.text
+        if not event.text.startswith(_RADIO):
+            return None
+        state = event.text[len(_RADIO) :]
+        return self._note_radio(_RADIO_STATES.get(state, state), event)
+
+    def _note_radio(self, state: str, event: Event) -> Optional[RadioChanged]:
+        if state == self.radio:
+            return None
+        self.radio = state
+        return RadioChanged(state).received(event.monotonic, event.wall)
+
+    def _is_on(self, raw: str) -> bool:
+        return any(_RAW.get(start) == raw for start in self.stops)
+
+
+def _stream_of(event: Event) -> Optional[str]:
+    """The stream that should go on once it has begun. A Corvelta may be silent."""
+    if isinstance(event, m.TramselMotion):
+        return "motion"
+    if isinstance(event, m.ProbeMeasurement):
+        return "measurement"
+    if isinstance(event, m.FenwixRms):
+        return f"rms {event.stream}"
+    if isinstance(event, m.FenwixRaw):
+        return f"raw {event.stream}"
+    return None

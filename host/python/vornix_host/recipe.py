@@ -1,0 +1,70 @@
+"""When a bridge that has ended is started again, and when no more: docs/host-protocol.md, 6.
+
+Decides only; it waits for nothing, so that a test can play years of it.
+"""
+
+from __future__ import annotations
+
+import dataclasses
+from typing import Optional, Union
+
+PAUSES = (1.0, 2.0, 4.0, 8.0, 16.0, 30.0)  # seconds
+HEALTHY = 60.0  # seconds of life after which the pauses begin anew
+MOST = 5  # starts in a row without so long a life
+
+SERIAL_IS_ZERO = "Erreur à l'init du Fenwix"
+COMMAND = "cde : "
+
+
+@dataclasses.dataclass(frozen=True)
+class End:
+    """How a run of the bridge ended."""
+
+    status: int  # minus the number of a signal
+    lived: float  # seconds
+    last_log: Optional[str]  # its text
+    radio: Optional[str] = None  # why it is unusable: RadioUnusable.reason
+    is_loss: bool = False  # the host ended it, because a stream stopped
+
+
+@dataclasses.dataclass(frozen=True)
+class Again:
+    pause: float  # seconds before the next start
+
+
+@dataclasses.dataclass(frozen=True)
+class Over:
+    """why: in words, for the user."""
+
+    why: str
+
+
+class Recipe:
+    def __init__(self) -> None:
+        self._short_lives = 0
+        self._last_fault: Optional[str] = None
+        self.avoided: Optional[str] = None  # log text of a command that has ended the bridge twice
+
+    def after(self, end: End) -> Union[Again, Over]:
+        if end.radio:
+            return Over(f"Bluetooth is {end.radio}")
+        if end.status == 0 and not end.is_loss:
+            if end.last_log == SERIAL_IS_ZERO:
+                return Over("the Fenwix could not start: its serial number is 0")
+            return Over("the bridge has ended")
+        is_healthy = end.lived >= HEALTHY
+        self._short_lives = 0 if is_healthy else self._short_lives + 1
+        repeated = self._repeats(end, is_healthy)
+        if repeated and not repeated.startswith(COMMAND):
+            return Over(f"a device is faulty: twice the bridge ended after {repeated!r}")
+        if self._short_lives >= MOST:
+            return Over(f"{MOST} starts in a row came to nothing")
+        self.avoided = repeated or self.avoided
+        return Again(PAUSES[min(max(self._short_lives - 1, 0), len(PAUSES) - 1)])
+
+    def _repeats(self, end: End, is_healthy: bool) -> Optional[str]:
+        """The log's last line, if it was the same the last time."""
+        if end.is_loss:
+            return None
+        before, self._last_fault = self._last_fault, None if is_healthy else end.last_log
+        return end.last_log if self._last_fault and self._last_fault == before else None

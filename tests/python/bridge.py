@@ -1,0 +1,306 @@
+#!/usr/bin/env python3
+"""The package's Bridge over the demo, and over a bridge that plays what a test tells it."""
+
+import asyncio
+import os
+import signal
+import tempfile
+import time
+import unittest
+from unittest import mock
+
+import place
+import vornix_host as v
+from vornix_host import recipe
+
+ABORT = -signal.SIGABRT
+LIMIT = 60  # seconds; a test that passes never waits it out
+SHORT = mock.patch.object(recipe, "PAUSES", (0.01, 0.02, 0.03, 0.04, 0.05, 0.06))
+
+
+def demo(*arguments, **options):
+    return v.Bridge(place.DEMO, *arguments, **options)
+
+
+def fake(*steps, **options):
+    return v.Bridge(*place.FAKE, *steps, **options)
+
+
+async def first(stream, kind):
+    async for event in stream:
+        if isinstance(event, kind):
+            return event
+    raise AssertionError(f"no {kind.__name__}")
+
+
+async def everything(bridge):
+    """All events until the bridge is over, from before its start."""
+    events, came = bridge.events(), []
+    async with bridge:
+        try:
+            async for event in events:
+                came.append(event)
+        except v.BridgeOver as error:
+            came.append(error)
+    return came
+
+
+def kinds(came):
+    return [type(event).__name__ for event in came]
+
+
+class Limited(unittest.IsolatedAsyncioTestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.mark = os.path.join(folder.name, "mark")
+
+    def _callTestMethod(self, method):
+        async def limited():
+            await asyncio.wait_for(method(), LIMIT)
+
+        super()._callTestMethod(limited)
+
+
+class OverTheDemo(Limited):
+    async def test_gives_motions_with_the_time_of_their_coming(self):
+        begin, begin_wall = time.monotonic(), time.time()
+        async with demo("--devices", "tramsel") as bridge:
+            self.assertEqual(await bridge.tramsel(), v.TramselFound())
+            values = []
+            async for motion in bridge.motions():
+                values.append(motion)
+                if len(values) == 5:
+                    break
+        times = [begin, *(one.monotonic for one in values), time.monotonic()]
+        self.assertEqual(times, sorted(times))
+        walls = [begin_wall, *(one.wall for one in values), time.time()]
+        self.assertEqual(walls, sorted(walls))
+        self.assertEqual([one.values[0] for one in values], [0, 1, 2, 3, 4])
+        self.assertEqual(values[-1].battery, 92)
+
+    async def test_tells_the_probes_of_a_family_apart(self):
+        for kind in ("ilo", "tenoval"):
+            async with demo("--devices", kind) as bridge:
+                measurements = bridge.measurements()
+                self.assertEqual((await bridge.probe()).model, kind)
+                self.assertEqual((await measurements.__anext__()).model, kind)
+
+    async def test_carries_out_what_was_asked_before_the_device_was_there(self):
+        async with demo("--devices", "corvelta,fenwix", "--control", "json 60") as bridge:
+            raw, contractions = bridge.raw(2), bridge.contractions()
+            calibrations = bridge.messages()
+            await asyncio.gather(
+                bridge.start_raw(2), bridge.start_acquisition(), bridge.start_calibration()
+            )
+            document = await bridge.get_json()
+            self.assertEqual(len(document.text), 60)
+            self.assertEqual((await raw.__anext__()).stream, 2)
+            self.assertEqual(await contractions.__anext__(), v.CorveltaContraction(1284, 6, 0))
+            await bridge.stop_calibration()
+            await first(calibrations, v.CorveltaCalibration)
+            await bridge.write_int(12, 0xFFFFFFFF)
+            await bridge.write_byte(7, 255)
+
+    async def test_asks_for_one_document_at_a_time(self):
+        async with demo("--devices", "fenwix", "--control", "json 9000") as bridge:
+            documents = await asyncio.gather(*(bridge.get_json() for _ in range(5)))
+            self.assertEqual({len(document.text) for document in documents}, {9000})
+
+    async def test_refuses_arguments_before_the_bridge_ends_itself(self):
+        async with demo("--devices", "fenwix") as bridge:
+            await bridge.fenwix()
+            for code, value in ((256, 0), (-1, 0), (3, 256), (3, -1)):
+                with self.assertRaises(v.CommandError):
+                    await bridge.write_byte(code, value)
+            with self.assertRaises(v.CommandError):
+                await bridge.write_int(3, 1 << 32)
+            with self.assertRaises(v.CommandError):
+                await bridge.start_raw(3)
+            with self.assertRaises(v.CommandError):
+                await bridge.send("FX_startRaw\nFX_cmdWriteInt")
+            self.assertEqual(len((await bridge.get_json()).text), 600)
+
+    async def test_tells_the_radio_in_words(self):
+        for fault, word in (("off", "off"), ("unauthorized", "unauthorized"),
+                            ("unsupported", "unsupported"), ("unknown", "unsupported")):  # fmt: skip
+            bridge = demo("--fault", f"radio={fault}")
+            came = await everything(bridge)
+            self.assertIn(v.RadioUnusable(word), came)
+            self.assertEqual(bridge.radio, word)
+            self.assertIn(f"Bluetooth is {word}", str(came[-1]))
+
+    async def test_tells_of_a_reset_radio(self):
+        async with demo("--devices", "tramsel", "--fault", "radio=reset@1") as bridge:
+            events = bridge.events()
+            states = [await first(events, v.RadioChanged) for _ in range(3)]
+            self.assertEqual([one.state for one in states], ["on", "resetting", "on"])
+
+    async def test_tells_of_a_stream_that_has_stopped(self):
+        async with demo("--devices", "tramsel", "--fault", "lost=1", silence=0.5) as bridge:
+            lost = await first(bridge.events(), v.StreamLost)
+            self.assertEqual(lost.stream, "motion")
+
+    async def test_does_not_miss_a_raw_stream_that_was_switched_off(self):
+        arguments = ["--devices", "fenwix", "--control", "rate 20"]
+        async with demo(*arguments, silence=1) as bridge:
+            raw, rms, events = bridge.raw(), bridge.rms(), bridge.events()
+            await bridge.start_raw()
+            await raw.__anext__()
+            await bridge.stop_raw()
+            for _ in range(60):  # three seconds of another stream
+                await rms.__anext__()
+            self.assertFalse([one for one in events._kept if isinstance(one, v.StreamLost)])
+
+    async def test_starts_again_when_asked_to_after_a_loss(self):
+        arguments = ["--devices", "tramsel", "--fault", "lost=1"]
+        with SHORT:
+            async with demo(*arguments, silence=0.5, restart_on_loss=True) as bridge:
+                events = bridge.events()
+                for start in (2, 3):
+                    await first(events, v.StreamLost)
+                    self.assertEqual((await first(events, v.Ended)).status, 0)
+                    self.assertEqual(await first(events, v.Started), v.Started(start))
+                    await bridge.tramsel()
+
+    async def test_ends_within_a_full_stream_without_losing_a_value_that_it_was_given(self):
+        bridge = demo("--devices", "tramsel", "--control", "rate 1000")
+        motions = bridge.motions()
+        async with bridge:
+            await motions.__anext__()
+        rest = [motion.values[0] async for motion in motions]
+        self.assertEqual(rest, list(range(1, len(rest) + 1)))
+        self.assertGreater(len(rest), 1)
+
+    async def test_learns_that_a_command_is_beyond_a_device(self):
+        arguments = ["--devices", "corvelta", "--fault",
+                     "hide=0860AC22-B172-468E-9755-03A53F3C7E40"]  # fmt: skip
+        with SHORT:
+            async with demo(*arguments) as bridge:
+                events = bridge.events()
+                for _ in range(2):
+                    await bridge.start_calibration()
+                    self.assertEqual((await first(events, v.Ended)).status, ABORT)
+                with self.assertRaises(v.CommandError):
+                    await bridge.start_calibration()
+                contractions = bridge.contractions()
+                await bridge.start_acquisition()
+                await contractions.__anext__()
+
+
+class OverAPlayedBridge(Limited):
+    async def test_gives_what_stands_between_damage(self):
+        bridge = fake(
+            "bytes=" + b"stray\n<V;0000>\n<C;1;".hex(), "message=V;",
+            "bytes=" + b"<@25:00:00.000 : x>\n<PJSON;{".hex(), "message=K;NC;7;", "exit=0",
+        )  # fmt: skip
+        came = await everything(bridge)
+        self.assertEqual(
+            [one for one in came if isinstance(one, v.Message)],
+            [v.CorveltaOnMains(), v.CorveltaCalibration(7)],
+        )
+        damaged = b"".join(one.data for one in came if isinstance(one, v.DamagedLine))
+        self.assertEqual(damaged, b"stray\n<V;0000>\n<C;1;<@25:00:00.000 : x>\n<PJSON;{")
+
+    async def test_gives_what_it_does_not_know(self):
+        came = await everything(fake("message=Q;1;", "message=S;1;65536;0;", "exit=0"))
+        unknown = [one.payload for one in came if isinstance(one, v.UnknownMessage)]
+        self.assertEqual(unknown, ["Q;1;", "S;1;65536;0;"])
+
+    async def test_pauses_and_starts_again_until_the_recipe_ends(self):
+        with SHORT:
+            came = await everything(fake("log=begin", "message=V;", "abort"))
+        again = ["Started", "LogEntry", "CorveltaOnMains", "Ended"]
+        self.assertEqual(
+            kinds(came), [*again, "Restarting", *again, "GivenUp", "BridgeOver"]
+        )
+        self.assertIn("begin", str(came[-1]))
+
+    async def test_does_not_start_again_where_the_host_does_not_want_it(self):
+        came = await everything(fake("abort", restart=False))
+        self.assertEqual(kinds(came), ["Started", "Ended", "GivenUp", "BridgeOver"])
+
+    async def test_forgets_after_a_start_who_was_ready(self):
+        bridge = fake("once=" + self.mark, "message=C;5;0;1;2;3;4;5;", "wait=FX_startRaw", "abort",
+                      "end", "wait=go", "message=C;5;0;9;2;3;4;5;", "echo")  # fmt: skip
+        with SHORT:
+            async with bridge:
+                events = bridge.events()
+                self.assertEqual((await bridge.fenwix()).serial, 1)
+                await bridge.start_raw()
+                await first(events, v.Restarting)
+                asking = asyncio.ensure_future(bridge.stop_raw())
+                await first(events, v.Started)
+                await bridge.send("go")
+                self.assertEqual((await bridge.fenwix()).serial, 9)
+                await asking
+                self.assertEqual((await first(events, v.LogEntry)).text, "FX_stopRaw")
+
+    async def test_answers_nobody_when_it_ends_before_the_document(self):
+        bridge = fake("once=" + self.mark, "message=C;5;0;1;2;3;4;5;", "wait=FX_getJson", "abort",
+                      "end", "echo")  # fmt: skip
+        with SHORT:
+            async with bridge:
+                with self.assertRaises(v.BridgeEnded):
+                    await bridge.get_json()
+
+    async def test_gives_up_a_document_that_does_not_come(self):
+        async with fake("message=C;5;0;1;2;3;4;5;", "echo") as bridge:
+            with self.assertRaises(asyncio.TimeoutError):
+                await bridge.get_json(timeout=0.01)
+
+    async def test_lets_nobody_wait_for_a_bridge_that_is_over(self):
+        async with fake("wait=go", "message=Z;2;", "exit=0") as bridge:
+            waiting = [asyncio.ensure_future(work) for work in (
+                bridge.tramsel(), bridge.start_raw(), bridge.get_json(),
+                first(bridge.motions(), v.TramselMotion))]  # fmt: skip
+            await bridge.send("go")
+            for one in waiting:
+                with self.assertRaises(v.BridgeOver):
+                    await one
+
+    async def test_stops_at_the_end_what_it_has_started(self):
+        bridge = fake("message=C;4;0;9;0;", "message=C;5;0;1;2;3;4;5;", "echo")
+        events = bridge.events()
+        async with bridge:
+            await bridge.start_acquisition()
+            await bridge.start_raw()
+            await bridge.start_raw(2)
+            await bridge.stop_raw()
+        lines = [one.text async for one in events if isinstance(one, v.LogEntry)]
+        self.assertEqual(lines[-2:], ["CV_finAcquisition", "FX_stopRaw2"])
+
+    async def test_reads_what_waits_before_it_ends_the_bridge(self):
+        bridge = fake("values=300", "echo")
+        values = bridge.rms()
+        async with bridge:
+            await values.__anext__()
+        self.assertEqual([one.value async for one in values], list(range(1, 300)))
+
+    async def test_ends_a_bridge_that_does_not_obey(self):
+        bridge = fake("message=V;", "wait=never", "echo")
+        events = bridge.events()
+        with mock.patch.object(v.bridge, "PATIENCE", 0.05):
+            async with bridge:
+                await first(events, v.CorveltaOnMains)
+                bridge._process.close_input = lambda: None
+        self.assertEqual((await first(events, v.Ended)).status, -signal.SIGKILL)
+
+    async def test_does_not_start_what_is_not_there(self):
+        with self.assertRaises(FileNotFoundError):
+            async with v.Bridge("/nowhere/vornix"):
+                pass
+
+    async def test_loses_nothing_while_the_host_is_busy(self):
+        bridge = fake("values=500", "log=end of steps", "echo")
+        values = bridge.rms()
+        async with bridge:
+            await values.__anext__()
+            time.sleep(1)  # the event loop stands still, the values come
+        rest = [one async for one in values]
+        self.assertEqual([one.value for one in rest], list(range(1, 500)))
+        self.assertGreater(len({one.monotonic for one in rest}), 50)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,155 @@
+#!/usr/bin/env python3
+"""The package's reader and decoder by themselves."""
+
+import dataclasses
+import random
+import unittest
+
+import place
+import blocks
+import table as tables
+
+from vornix_host import DamagedLine, FenwixJson, LineReader, LogEntry, Payload, UnknownMessage
+from vornix_host import checksum, decode
+from vornix_host.lines import LONGEST_MESSAGE
+
+TABLE = tables.load(place.TABLE)
+
+
+def output_of_the_page():
+    """The lines of the bridge in the page's sessions, each ended by a line feed."""
+    with open(place.PAGE, encoding="utf-8") as page:
+        session = blocks.lines(page.read(), "transcript")
+    return [line.text.encode() + b"\n" for line in session if line.text.startswith("<")]
+
+
+def read(*pieces):
+    reader = LineReader()
+    found = [line for piece in pieces for line in reader.feed(piece)]
+    return found + list(reader.finish())
+
+
+def payloads(found):
+    return [line.text for line in found if isinstance(line, Payload)]
+
+
+def frame(payload):
+    return b"<%s%04X>\n" % (payload, checksum(payload))
+
+
+class Lines(unittest.TestCase):
+    def test_of_the_page_are_all_understood(self):
+        output = output_of_the_page()
+        found = read(b"".join(output))
+        self.assertEqual(len(found), len(output))
+        for line in found:
+            self.assertNotIsInstance(line, DamagedLine)
+            if isinstance(line, Payload):
+                self.assertNotIsInstance(decode(line.text), UnknownMessage, line)
+
+    def test_are_the_same_however_they_are_cut(self):
+        damage = [b"stray\nbytes", b"<V;0000>\n", b"<@x : y>\n", b"<S;1\n", b"<K;>x\n", b"<PJSON;a"]
+        output = b"".join(line for pair in zip(output_of_the_page(), 99 * damage) for line in pair)
+        whole = read(output)
+        self.assertGreater(sum(isinstance(line, DamagedLine) for line in whole), 50)
+        for size in (1, 2, 3, 7, 64, 1000):
+            pieces = [output[i : i + size] for i in range(0, len(output), size)]
+            self.assertEqual(read(*pieces), whole)
+
+    def test_are_found_again_after_damage(self):
+        output = output_of_the_page()
+        chance = random.Random(1)
+        for line in output:
+            before, behind = chance.choices(output, k=2)
+            for _ in range(5):
+                at = chance.randrange(len(line))
+                changed = line[:at] + bytes([line[at] ^ 1 << chance.randrange(7)]) + line[at + 1 :]
+                kept = read(before + behind)
+                found = [one for one in read(before + changed + behind) if one not in kept]
+                for one in found:
+                    self.assertIsInstance(one, (DamagedLine, LogEntry), (line, changed))
+                self.assertEqual(payloads(read(before + changed + behind)), payloads(kept))
+
+    def test_may_have_lost_their_beginning_or_end(self):
+        for first in (frame(b"V;"), frame(b"PJSON;[1];")):
+            second = frame(b"C;1;")
+            for cut in range(1, len(first)):
+                self.assertEqual(payloads(read(first[cut:] + second)), ["C;1;"])
+                self.assertEqual(payloads(read(first[:cut] + second)), ["C;1;"])
+
+    def test_of_the_log_have_a_time(self):
+        for line in (b"<@24:00:00.000 : x>\n", b"<@00:60:00.000 : x>\n", b"<@00:00:00.00 : x>\n"):
+            self.assertEqual(read(line), [DamagedLine(line)])
+        self.assertEqual(read(b"<@23:59:59.999 : a&inf;b>\n"), [LogEntry("23:59:59.999", "a<b")])
+
+    def test_of_json_may_hold_anything_of_ascii(self):
+        text = 'a\r\nb>\n<V;3E2E>\n<C;3;0;4A3D>\n;0000>\n<PJSON;'
+        payload = f"PJSON;{text};"
+        found = read(frame(payload.encode()) + frame(b"V;"))
+        self.assertEqual(payloads(found), [payload, "V;"])
+        self.assertEqual(decode(payload), FenwixJson(text))
+
+    def test_of_json_end_early_where_the_text_holds_its_own_end(self):
+        """What no reader can see (docs/host-protocol.md, appendix B)."""
+        early = frame(b"PJSON;a;")
+        whole = frame(b"PJSON;" + early[7:] + frame(b"V;") + b";")
+        found = read(whole)
+        self.assertEqual(payloads(found), ["PJSON;a;", "V;"])
+        self.assertIsInstance(found[-1], DamagedLine)
+
+    def test_of_json_may_be_as_long_as_can_be(self):
+        longest = frame(b"PJSON;" + 65535 * b"3" + b";")
+        self.assertEqual(len(longest), LONGEST_MESSAGE)
+        self.assertEqual(len(payloads(read(longest[:4096], longest[4096:]))), 1)
+
+    def test_behind_a_json_without_an_end_come_late(self):
+        reader = LineReader()
+        cut = b'<PJSON;{"a": 1\n'
+        self.assertEqual(list(reader.feed(cut + frame(b"V;"))), [])
+        rest = list(reader.feed(LONGEST_MESSAGE // 9 * frame(b"V;")))
+        self.assertEqual(rest[0], DamagedLine(cut))
+        self.assertEqual(payloads(rest), (LONGEST_MESSAGE // 9 + 1) * ["V;"])
+
+
+CODES = {
+    "reason": {"off": "2", "unsupported": "3", "unauthorized": "4"},
+    "model": {"ilo": "1", "tenoval": "2"},
+}
+
+
+def as_in_the_table(message):
+    """The name and the fields of a message, as messages.json writes them."""
+    if isinstance(message, UnknownMessage):
+        return None
+    fields = {one.name: getattr(message, one.name) for one in dataclasses.fields(message)}
+    for number, value in enumerate(fields.pop("values", ()), 1):
+        fields[f"v{number}"] = value
+    if fields.get("battery", 0) is None:
+        fields["battery"] = -1
+    if "system_id" in fields:
+        fields["systemId"] = fields.pop("system_id")
+    if "data" in fields:
+        fields["bytes"] = fields.pop("data").hex().upper()
+    if "stream" in fields:
+        fields["stream"] = str(fields["stream"])
+    name = type(message).__name__
+    if name == "ProbeMeasurement":
+        fields.pop("model")  # remembered, not read
+    for field, codes in CODES.items():
+        if isinstance(fields.get(field), str):
+            fields[field] = codes[fields[field]]
+    return name, fields
+
+
+class Payloads(unittest.TestCase):
+    def test_are_what_the_table_says(self):
+        seen = set()
+        for payload in [*tables.borders(TABLE), *tables.anything(TABLE, 20000)]:
+            kind = tables.classify(TABLE, payload)
+            self.assertEqual(as_in_the_table(decode(payload)), kind, payload)
+            seen.add(kind and kind[0])
+        self.assertEqual(seen, {one["name"] for one in TABLE["messages"]} | {None})
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,105 @@
+#!/usr/bin/env python3
+"""The recipe for restarts, and the check of commands: decisions without a process."""
+
+import signal
+import unittest
+
+import place
+import table as tables
+
+from vornix_host import CommandError
+from vornix_host.commands import LOGS, check, word_of
+from vornix_host.recipe import Again, End, Over, Recipe
+
+ABORT = -signal.SIGABRT
+TABLE = tables.load(place.TABLE)
+
+
+def aborted(log, lived=3.0):
+    return End(ABORT, lived, log)
+
+
+class TheRecipe(unittest.TestCase):
+    def test_pauses_longer_each_time(self):
+        recipe = Recipe()
+        pauses = [recipe.after(aborted(f"Device trouve : {n}")).pause for n in range(4)]
+        self.assertEqual(pauses, [1, 2, 4, 8])
+
+    def test_ends_after_five_short_lives(self):
+        recipe = Recipe()
+        for n in range(4):
+            self.assertIsInstance(recipe.after(aborted(str(n))), Again)
+        self.assertIsInstance(recipe.after(aborted("4")), Over)
+
+    def test_begins_anew_after_a_minute_of_life(self):
+        recipe = Recipe()
+        for n in range(3):
+            recipe.after(aborted(str(n)))
+        self.assertEqual(recipe.after(aborted("3", lived=60)), Again(1))
+        self.assertEqual([recipe.after(aborted(str(n))).pause for n in range(4, 8)], [1, 2, 4, 8])
+
+    def test_goes_on_for_ever_with_long_lives(self):
+        recipe = Recipe()
+        for _ in range(1000):
+            self.assertEqual(recipe.after(aborted("Stop Scan", lived=3600)), Again(1))
+
+    def test_takes_the_same_last_line_for_a_faulty_device(self):
+        recipe = Recipe()
+        self.assertEqual(recipe.after(aborted("Connexion a ILO-1")), Again(1))
+        over = recipe.after(aborted("Connexion a ILO-1"))
+        self.assertIn("ILO-1", over.why)
+
+    def test_avoids_a_command_that_has_ended_it_twice(self):
+        recipe = Recipe()
+        recipe.after(aborted("cde : start raw"))
+        self.assertIsNone(recipe.avoided)
+        self.assertEqual(recipe.after(aborted("cde : start raw")), Again(2))
+        self.assertEqual(recipe.avoided, "cde : start raw")
+
+    def test_leaves_a_useless_radio_to_the_user(self):
+        over = Recipe().after(End(0, 2.0, "manager state update : poweredOff", radio="off"))
+        self.assertEqual(over, Over("Bluetooth is off"))
+
+    def test_leaves_a_fenwix_without_number_to_the_user(self):
+        over = Recipe().after(End(0, 2.0, "Erreur à l'init du Fenwix"))
+        self.assertIn("serial number", over.why)
+
+    def test_starts_again_after_a_loss(self):
+        recipe = Recipe()
+        for pause in (1, 2, 4, 8):
+            self.assertEqual(recipe.after(End(0, 9.0, "Stop Scan", is_loss=True)), Again(pause))
+        self.assertEqual(recipe.after(End(0, 99.0, "Stop Scan", is_loss=True)), Again(1))
+
+
+class Commands(unittest.TestCase):
+    def test_are_those_of_the_table(self):
+        self.assertEqual({one["line"].split()[0]: one["log"] for one in TABLE["commands"]}, LOGS)
+        devices = {"CorveltaBattery": "corvelta", "FenwixIdentity": "fenwix", None: None}
+        for command in TABLE["commands"]:
+            for example in command["examples"]:
+                self.assertEqual(check(example["line"]), devices[command.get("safeAfter")])
+                self.assertEqual(word_of(example["line"]), command["line"].split()[0])
+
+    def test_have_arguments_within_the_tables_ranges(self):
+        for command in TABLE["commands"]:
+            for name, field in command.get("arguments", {}).items():
+                for value in (field["least"], field["most"]):
+                    check(tables.filled(command["line"], {"code": 1, "value": 1, name: value}))
+                for value in (field["least"] - 1, field["most"] + 1, "", "x", "0x10", "1.0", "1;"):
+                    line = tables.filled(command["line"], {"code": 1, "value": 1, name: value})
+                    self.assertRaises(CommandError, check, line)
+
+    def test_are_read_as_the_bridge_reads_them(self):
+        for line in ("FX_cmdWriteInt -0 +7", "FX_cmdWriteInt 3 004294967295 more",
+                     "FX_cmdWriteIntX 1 2", "FX_cmdWriteByte 7 1\r"):  # fmt: skip
+            self.assertEqual(check(line), "fenwix", line)
+        for line in ("FX_cmdWriteInt", "FX_cmdWriteInt 3", "FX_cmdWriteInt  3 4",
+                     "FX_cmdWriteInt 3 -1", "FX_cmdWriteByte 3 256", "FX_startRaw\nkill",
+                     "FX_cmdWriteInt 3 " + 5000 * "9"):  # fmt: skip
+            self.assertRaises(CommandError, check, line)
+        for line in ("", "Kill", "kill ", "fx_startRaw", "FX_startRaw ", "bonjour"):
+            self.assertIsNone(check(line), line)
+
+
+if __name__ == "__main__":
+    unittest.main()

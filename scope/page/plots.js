@@ -1,0 +1,293 @@
+// The curves: one plot per stream that has values, all over the same span of time, with one cursor.
+
+import { LAYOUTS, STREAMS } from "./data.js";
+
+/* global Dygraph */
+
+// The library's legend sets a style in a way that the page's security policy forbids; the buttons
+// take its place.
+Dygraph.PLUGINS = Dygraph.PLUGINS.filter((plugin) => plugin !== Dygraph.Plugins.Legend);
+
+// A plot shows so many columns of values at most: of each column the least and the greatest, so that
+// no peak is lost however long the span is.
+const MOST_COLUMNS = 700;
+
+// The rows that a plot draws for a span: [time, value, ...], null for a channel that is off.
+export function rowsOf(series, from, to, isOn, scale, mostColumns = MOST_COLUMNS) {
+  const first = Math.max(0, series.indexAt(from) - 1);
+  const last = Math.min(series.length, series.indexAt(to) + 1);
+  const { times, columns } = series;
+  const rows = [];
+  if (last - first <= 2 * mostColumns) {
+    for (let i = first; i < last; ++i) {
+      const row = [times[i]];
+      for (let c = 0; c < columns.length; ++c) row.push(isOn[c] ? columns[c][i] * scale : null);
+      rows.push(row);
+    }
+    return rows;
+  }
+  // Columns that stay where they are while the span moves on, or the curve would shimmer.
+  const width = (to - from) / mostColumns;
+  let i = first;
+  while (i < last) {
+    const column = Math.floor(times[i] / width);
+    const begin = i;
+    while (i < last && Math.floor(times[i] / width) === column) ++i;
+    const low = [column * width];
+    const high = [(column + 0.5) * width];
+    for (let c = 0; c < columns.length; ++c) {
+      if (!isOn[c]) {
+        low.push(null);
+        high.push(null);
+        continue;
+      }
+      const values = columns[c];
+      let least = values[begin];
+      let greatest = least;
+      for (let k = begin + 1; k < i; ++k) {
+        const value = values[k];
+        if (value < least) least = value;
+        else if (value > greatest) greatest = value;
+      }
+      low.push(least * scale);
+      high.push(greatest * scale);
+    }
+    rows.push(low, high);
+  }
+  return rows;
+}
+
+function element(tag, className, text) {
+  const made = document.createElement(tag);
+  if (className) made.className = className;
+  if (text !== undefined) made.textContent = text;
+  return made;
+}
+
+class Plot {
+  constructor(stream, data, view) {
+    this.stream = stream;
+    this.data = data;
+    this.view = view;
+    this.scale = stream.scale ?? 1;
+    this.isOn = stream.channels.map(() => true);
+    this.build();
+  }
+
+  build() {
+    this.root = element("article", "plot");
+    this.root.tabIndex = 0;
+    this.root.dataset.stream = this.stream.name;
+    this.root.setAttribute("aria-label", `Curves: ${this.stream.title}`);
+    const head = element("div", "plot-head");
+    head.append(element("h2", "", this.stream.title));
+    this.channels = this.stream.channels.map((name, i) => this.channelButton(name, i));
+    const list = element("div", "channels");
+    list.append(...this.channels);
+    head.append(list);
+    if (this.stream.isRaw) head.append(this.layoutChoice());
+    const frame = element("div", "frame");
+    this.canvas = element("div", "canvas");
+    this.cursor = element("div", "cursor");
+    this.cursor.hidden = true;
+    frame.append(this.canvas, this.cursor);
+    this.root.append(head, frame);
+    frame.addEventListener("pointermove", (event) => this.pointAt(event));
+    frame.addEventListener("pointerdown", (event) => this.pointAt(event));
+    frame.addEventListener("pointerleave", () => this.view.setCursor(null));
+  }
+
+  channelButton(name, i) {
+    const button = element("button", `channel channel-${i + 1}`);
+    button.type = "button";
+    button.append(element("span", "key"), element("span", "name", name),
+      element("output", "value"));
+    button.setAttribute("aria-pressed", "true");
+    button.title = `${name} on or off`;
+    button.addEventListener("click", () => this.toggle(i));
+    return button;
+  }
+
+  layoutChoice() {
+    const label = element("label", "layout", "as ");
+    const select = element("select");
+    for (const layout of Object.keys(LAYOUTS)) select.append(new Option(layout, layout));
+    select.addEventListener("change", () => {
+      this.data.streams.get(this.stream.name).setLayout(select.value);
+      this.view.didChange();
+    });
+    label.append(select);
+    return label;
+  }
+
+  toggle(i) {
+    if (i >= this.isOn.length) return;
+    this.isOn[i] = !this.isOn[i];
+    this.channels[i].setAttribute("aria-pressed", String(this.isOn[i]));
+    this.view.didChange();
+  }
+
+  colours() {
+    const style = getComputedStyle(document.documentElement);
+    return this.stream.channels.map((_, i) => style.getPropertyValue(`--curve-${i + 1}`).trim());
+  }
+
+  draw(from, to) {
+    const rows = rowsOf(this.data.series(this.stream.name), from, to, this.isOn, this.scale);
+    // An empty plot is not drawn at all by the library: two rows of nothing keep its frame.
+    const nothing = this.stream.channels.map(() => null);
+    const file = rows.length > 0 ? rows : [[from, ...nothing], [to, ...nothing]];
+    if (this.graph) this.graph.updateOptions({ file, dateWindow: [from, to] });
+    else this.makeGraph(file, from, to);
+  }
+
+  makeGraph(file, from, to) {
+    const style = getComputedStyle(document.documentElement);
+    const colour = (name) => style.getPropertyValue(name).trim();
+    this.graph = new Dygraph(this.canvas, file, {
+      labels: ["time", ...this.stream.channels],
+      colors: this.colours(),
+      dateWindow: [from, to],
+      legend: "never",
+      strokeWidth: this.stream.arePoints ? 0 : 1.25,
+      drawPoints: this.stream.arePoints === true,
+      pointSize: 3,
+      highlightCircleSize: 0,
+      axisLineColor: colour("--rule"),
+      gridLineColor: colour("--grid"),
+      gridLineWidth: 1,
+      axisLabelFontSize: 11,
+      yRangePad: 6,
+      rightGap: 4,
+      axes: {
+        x: { axisLabelFormatter: (time) => timeLabel(time), ticker: timeTicks, axisLabelWidth: 70 },
+        y: { axisLabelWidth: 56, pixelsPerLabel: 32 },
+      },
+      zoomCallback: (left, right) => this.view.zoomTo(left, right),
+    });
+  }
+
+  // In other colours, or another size.
+  remake() {
+    this.graph?.destroy();
+    this.graph = null;
+  }
+
+  resize() {
+    this.graph?.resize();
+  }
+
+  pointAt(event) {
+    if (!this.graph) return;
+    const box = this.canvas.getBoundingClientRect();
+    this.view.setCursor(this.graph.toDataXCoord(event.clientX - box.left));
+  }
+
+  // The value at or before the time, of each channel.
+  valuesAt(time) {
+    const series = this.data.series(this.stream.name);
+    const i = series.indexAt(time + 1e-9) - 1;
+    if (i < 0) return null;
+    return { time: series.times[i], index: i,
+      values: series.columns.map((column) => column[i] * this.scale) };
+  }
+
+  showCursor(time, end) {
+    const at = time ?? end;
+    const values = this.valuesAt(at);
+    this.channels.forEach((button, i) => {
+      const text = values && this.isOn[i] ? format(values.values[i], this.scale) : "";
+      const output = button.querySelector("output");
+      if (output.textContent !== text) output.textContent = text;
+    });
+    this.cursor.hidden = time === null || !this.graph;
+    if (this.cursor.hidden) return;
+    this.cursor.style.transform = `translateX(${this.graph.toDomXCoord(time)}px)`;
+  }
+}
+
+function format(value, scale) {
+  return scale === 1 ? String(Number.isInteger(value) ? value : Number(value.toPrecision(6)))
+    : value.toFixed(7);
+}
+
+// Seconds since the session began, as 0:07.5 or 12:34.
+export function timeLabel(time) {
+  const minus = time < 0 ? "-" : "";
+  const tenths = Math.round(Math.abs(time) * 1000);
+  const seconds = tenths / 1000 % 60;
+  const minutes = Math.floor(tenths / 60000);
+  const whole = Number.isInteger(seconds);
+  const text = whole ? String(seconds).padStart(2, "0")
+    : seconds.toFixed(3).replace(/0+$/, "").padStart(2, "0");
+  return `${minus}${minutes}:${seconds < 10 && !whole ? "0" : ""}${text}`;
+}
+
+function timeTicks(from, to, pixels) {
+  const steps = [0.001, 0.002, 0.005, 0.01, 0.02, 0.05, 0.1, 0.2, 0.5, 1, 2, 5, 10, 15, 30, 60, 120,
+    300, 600, 1800, 3600, 7200, 14400, 43200];
+  const most = Math.max(2, pixels / 90);
+  const step = steps.find((size) => (to - from) / size <= most) ?? 86400;
+  const ticks = [];
+  for (let i = Math.ceil(from / step); i * step <= to; ++i) {
+    ticks.push({ v: i * step, label: timeLabel(Number((i * step).toFixed(3))) });
+  }
+  return ticks;
+}
+
+export class Plots {
+  constructor(root, data, view) {
+    this.root = root;
+    this.data = data;
+    this.view = view;
+    this.plots = new Map();
+    new ResizeObserver(() => this.resize()).observe(root);
+    matchMedia("(prefers-color-scheme: dark)").addEventListener("change", () => {
+      for (const plot of this.plots.values()) plot.remake();
+      view.didChange();
+    });
+  }
+
+  resize() {
+    for (const plot of this.plots.values()) plot.resize();
+    this.view.didChange();
+  }
+
+  // Puts a plot there for each stream that has its first value, in the streams' order.
+  addMissing() {
+    for (const stream of STREAMS) {
+      if (this.plots.has(stream.name) || this.data.streams.get(stream.name).length === 0) continue;
+      const plot = new Plot(stream, this.data, this.view);
+      this.plots.set(stream.name, plot);
+      const later = STREAMS.slice(STREAMS.indexOf(stream) + 1)
+        .map(({ name }) => this.plots.get(name)?.root).find(Boolean);
+      this.root.insertBefore(plot.root, later ?? null);
+    }
+  }
+
+  draw(from, to, cursor) {
+    for (const plot of this.plots.values()) {
+      // What is far outside the window of the browser need not be drawn.
+      const box = plot.root.getBoundingClientRect();
+      if (box.bottom < -50 || box.top > innerHeight + 50) continue;
+      plot.draw(from, to);
+      plot.showCursor(cursor, to);
+    }
+  }
+
+  get focused() {
+    const stream = document.activeElement?.closest(".plot")?.dataset.stream;
+    return this.plots.get(stream) ?? this.plots.values().next().value;
+  }
+
+  // The cursor's time one value further, in the curves in focus.
+  neighbour(cursor, step) {
+    const plot = this.focused;
+    if (!plot) return cursor;
+    const here = plot.valuesAt(cursor ?? Infinity);
+    if (!here) return cursor;
+    const { times, length } = plot.data.series(plot.stream.name);
+    const next = cursor === null ? here.index : here.index + step;
+    return times[Math.min(Math.max(next, 0), length - 1)];
+  }
+}

@@ -28,10 +28,21 @@ bool LinkFaults::set(std::string_view name, std::string_view argument) {
     refusedConnections_ = number.value_or(0);
     return number.has_value();
   }
+  if (name == "late-at") return setLate(argument);
   if (name != "drop-at" && name != "silence-at") return false;
   std::optional<std::string> step = normalizedStep(argument);
   if (!step) return false;
   (name == "drop-at" ? dropAt_ : silenceAt_) = std::move(step);
+  return true;
+}
+
+bool LinkFaults::setLate(std::string_view argument) {
+  const auto [step, text] = splitAt(argument, ',');
+  const std::optional<std::uint32_t> delay = toNumber(text);
+  std::optional<std::string> normalized = normalizedStep(step);
+  if (!delay || !normalized) return false;
+  lateAt_ = std::move(normalized);
+  delay_ = std::chrono::milliseconds(*delay);
   return true;
 }
 
@@ -50,6 +61,7 @@ LinkFaults::Verdict LinkFaults::onRequest(const std::string& step) {
   ++requests_;
   if (isReached(dropAt_, step)) return Verdict::drop;
   if (isReached(silenceAt_, step)) return Verdict::ignore;
+  if (isReached(lateAt_, step)) return Verdict::delay;
   return Verdict::serve;
 }
 

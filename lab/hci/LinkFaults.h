@@ -1,7 +1,8 @@
-// Misbehaviour of the link itself, on demand: connections turned away, a request that is never
-// answered, a link that is lost at a given step.
+// Misbehaviour of the link itself, on demand: connections turned away, a request that is answered
+// late or never, a link that is lost at a given step.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -11,12 +12,13 @@ namespace lab {
 
 class LinkFaults {
  public:
-  enum class Verdict { serve, ignore, drop };
+  enum class Verdict { serve, ignore, drop, delay };
 
   // "refuse-connections=N": the next N links are ended at once, or nearly.
   // "drop-at=STEP", "silence-at=STEP": at that step, once, the link is ended or the request is
   // ignored. STEP is a request as AttServer::step names it ("subscribe:2A19"), "request:N" (the
   // Nth of a link) or, for drop-at, "value:N" (the Nth value sent on a link).
+  // "late-at=STEP,MS": at that request, once, the answer waits for so many milliseconds.
   // False when it is none of these.
   bool set(std::string_view name, std::string_view argument);
   void clear() { *this = LinkFaults(); }
@@ -24,14 +26,18 @@ class LinkFaults {
   bool refusesConnection();
   void linkUp();
   Verdict onRequest(const std::string& step);
+  std::chrono::milliseconds delay() const { return delay_; }  // where the verdict is delay
   bool dropsAfterValue();
 
  private:
+  bool setLate(std::string_view argument);
   bool isReached(std::optional<std::string>& wanted, const std::string& step) const;
 
   std::uint32_t refusedConnections_ = 0;
   std::optional<std::string> dropAt_;
   std::optional<std::string> silenceAt_;
+  std::optional<std::string> lateAt_;
+  std::chrono::milliseconds delay_{0};
   std::uint32_t requests_ = 0;
   std::uint32_t values_ = 0;
 };

@@ -71,6 +71,7 @@ std::optional<Peripheral::Clock::time_point> Peripheral::deadline() const {
   if (isAdvertising_ && !server_) {
     deadline = std::min(deadline.value_or(nextAdvertisement_), nextAdvertisement_);
   }
+  if (!lateRequest_.empty()) deadline = std::min(deadline.value_or(lateAnswer_), lateAnswer_);
   return deadline;
 }
 
@@ -82,6 +83,7 @@ void Peripheral::serve() {
   }
   if (state_ != State::ready) return;
   keepAdvertising(now);
+  answerLateRequest(now);
   const auto elapsed = std::chrono::duration_cast<Microseconds>(now - start_);
   const std::optional<Microseconds> next = model_.advance(elapsed);
   modelDeadline_ = next ? std::optional(start_ + *next) : std::nullopt;
@@ -161,6 +163,7 @@ void Peripheral::linkUp() {
 void Peripheral::linkDown(std::uint8_t reason) {
   nextAdvertisement_ = Clock::now();
   server_.reset();
+  lateRequest_.clear();
   if (std::exchange(requestsUntilTurnedAway_, std::nullopt)) return;
   model_.disconnected();
   observer_.didDisconnect(reason);
@@ -183,11 +186,23 @@ void Peripheral::receivedRequest(std::span<const std::uint8_t> pdu) {
       return drop();
     case LinkFaults::Verdict::ignore:
       return;
+    case LinkFaults::Verdict::delay:
+      lateRequest_.assign(pdu.begin(), pdu.end());
+      lateAnswer_ = Clock::now() + faults_.delay();
+      return;
     case LinkFaults::Verdict::serve:
-      break;
+      return answer(pdu);
   }
+}
+
+void Peripheral::answer(std::span<const std::uint8_t> pdu) {
   const Bytes response = server_->receive(pdu);
   if (!response.empty()) controller_.send(kAttChannel, response);
+}
+
+void Peripheral::answerLateRequest(Clock::time_point now) {
+  if (lateRequest_.empty() || now < lateAnswer_) return;
+  answer(std::exchange(lateRequest_, {}));
 }
 
 // Nothing but ATT is spoken here. Responses are left alone, credit based channels are refused in

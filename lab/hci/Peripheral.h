@@ -83,6 +83,8 @@ class Peripheral final : private ControllerListener, private Link {
   void drop() override;
 
   void receivedRequest(std::span<const std::uint8_t> pdu);
+  void answer(std::span<const std::uint8_t> pdu);
+  void answerLateRequest(Clock::time_point now);
   void rejectSignal(std::span<const std::uint8_t> signal);
   void rejectPairing(std::span<const std::uint8_t> pairing);
   void valueHanded(const Uuid& uuid, const Bytes& value);
@@ -99,6 +101,8 @@ class Peripheral final : private ControllerListener, private Link {
   const Clock::time_point start_;
   std::optional<AttServer> server_;             // while a link is up
   std::optional<int> requestsUntilTurnedAway_;  // of a link that is to be ended soon
+  Bytes lateRequest_;                           // waits for its answer; empty for none
+  Clock::time_point lateAnswer_;
   bool wasAdvertising_ = false;
   bool isAdvertising_ = true;
   bool isConnectable_ = true;

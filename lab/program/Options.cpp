@@ -47,6 +47,7 @@ Faults:
   refuse-connections=N             the next N links are ended at their third request
   drop-at=STEP                     the link is lost at that step, once
   silence-at=STEP                  that request is never answered, once
+  late-at=STEP,MS                  that request is answered MS milliseconds later, once
       STEP: mtu, services, characteristics, descriptors, read:UUID, write:UUID, subscribe:UUID,
       unsubscribe:UUID, request:N (the Nth of a link), value:N (drop-at: the Nth value sent).
       A link lost at its very first request (mtu) crashes Linux 6.1 on the central's side.

@@ -126,7 +126,8 @@ void SimulatedDevice::addCharacteristic(simulated::DeviceService& service,
 }
 
 bool SimulatedDevice::setFault(std::string_view name, std::string_view argument) {
-  if (!faults_.set(name, argument)) return false;
+  // Answers are late here by responseDelay, which the device on the air has.
+  if (name == "late-at" || !faults_.set(name, argument)) return false;
   hasFaults_ = true;
   device_.refusesLink = [this] { return faults_.refusesConnection(); };
   device_.onRequest = [this](simulated::RequestKind kind, const platform::CBUUID* identifier) {
@@ -141,6 +142,7 @@ void SimulatedDevice::obeyFaults(simulated::RequestKind kind, const platform::CB
       return device_.dropLink();
     case LinkFaults::Verdict::ignore:
       return device_.leaveUnanswered();
+    case LinkFaults::Verdict::delay:  // none is set
     case LinkFaults::Verdict::serve:
       return;
   }

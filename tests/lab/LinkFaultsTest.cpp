@@ -33,6 +33,15 @@ TEST(LinkFaults, IgnoresTheNthRequestOfALink) {
   EXPECT_EQ(faults.onRequest("services"), Verdict::serve);
 }
 
+TEST(LinkFaults, DelaysANamedStepOnce) {
+  LinkFaults faults;
+  EXPECT_TRUE(faults.set("late-at", "subscribe:2a19,6000"));
+  EXPECT_EQ(faults.onRequest("read:2A19"), Verdict::serve);
+  EXPECT_EQ(faults.onRequest("subscribe:2A19"), Verdict::delay);
+  EXPECT_EQ(faults.delay(), std::chrono::milliseconds(6000));
+  EXPECT_EQ(faults.onRequest("subscribe:2A19"), Verdict::serve);
+}
+
 TEST(LinkFaults, DropsAfterTheNthValueOfALink) {
   LinkFaults faults;
   EXPECT_TRUE(faults.set("drop-at", "value:2"));
@@ -47,6 +56,8 @@ TEST(LinkFaults, RefusesWhatItDoesNotKnow) {
   EXPECT_FALSE(faults.set("drop-at", "request:0"));
   EXPECT_FALSE(faults.set("drop-at", "value:"));
   EXPECT_FALSE(faults.set("refuse-connections", "many"));
+  EXPECT_FALSE(faults.set("late-at", "read:2A19"));
+  EXPECT_FALSE(faults.set("late-at", "read:xyz,10"));
   EXPECT_FALSE(faults.set("hide", "180F"));
 }
 

@@ -227,6 +227,32 @@ TEST_F(PeripheralTest, LeavesARequestUnansweredOnDemand) {
   EXPECT_EQ(controller_.toCentral(), Events{"4:0B"});
 }
 
+TEST_F(PeripheralTest, AnswersARequestLateOnDemand) {
+  connect();
+  EXPECT_TRUE(peripheral_.control("fault late-at=read:AA41,1000"));
+  controller_.fromCentral(4, "0A0900");
+  settle();
+  EXPECT_EQ(controller_.toCentral(), Events{});
+  const auto answer = peripheral_.deadline();
+  ASSERT_TRUE(answer);
+  EXPECT_LE(*answer, Peripheral::Clock::now() + std::chrono::milliseconds(1000));
+  peripheral_.runUntil(*answer);
+  settle();
+  EXPECT_EQ(controller_.toCentral(), Events{"4:0B"});
+}
+
+TEST_F(PeripheralTest, ForgetsALateAnswerWithItsLink) {
+  connect();
+  EXPECT_TRUE(peripheral_.control("fault late-at=read:AA41,100"));
+  controller_.fromCentral(4, "0A0900");
+  settle();
+  peripheral_.control("drop");
+  settle();
+  ASSERT_FALSE(peripheral_.isConnected());
+  peripheral_.runUntil(Peripheral::Clock::now() + std::chrono::milliseconds(150));
+  EXPECT_EQ(controller_.toCentral(), Events{});
+}
+
 TEST_F(PeripheralTest, LosesTheLinkAtAStepOnDemand) {
   connect();
   EXPECT_TRUE(peripheral_.control("fault drop-at=subscribe:AA41"));

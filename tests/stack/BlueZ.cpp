@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
+#include <memory>
 #include <string_view>
 #include <system_error>
 
@@ -168,6 +170,16 @@ std::optional<bool> BlueZ::isPowered(const std::string& adapter) const {
 
 std::optional<bool> BlueZ::isDiscovering(const std::string& adapter) const {
   return adapterFlag(adapter, "Discovering");
+}
+
+std::string BlueZ::address(const std::string& adapter) const {
+  char* text = nullptr;
+  if (sd_bus_get_property_string(bus_.get(), service, pathOf(adapter).c_str(), adapterInterface,
+                                 "Address", nullptr, &text) < 0) {
+    return "";
+  }
+  const std::unique_ptr<char, decltype(&std::free)> owned(text, &std::free);
+  return text;
 }
 
 void BlueZ::setPowered(const std::string& adapter, bool powered) const {

@@ -38,6 +38,7 @@ class BlueZ {
   // Of the adapter "hci0" and so on; nothing when there is no such adapter.
   std::optional<bool> isPowered(const std::string& adapter) const;
   std::optional<bool> isDiscovering(const std::string& adapter) const;
+  std::string address(const std::string& adapter) const;  // empty: no such adapter
   void setPowered(const std::string& adapter, bool powered) const;
 
   // As the first controller knows them.

@@ -14,8 +14,8 @@ using namespace std::chrono_literals;
 
 using DeviceTest = StackTest;
 
-// bluetoothd 5.66 never answers a subscription that the device refuses: the bridge gives up on it
-// after a while of its own.
+// bluetoothd 5.66 never answers a subscription that the device refuses: the bridge goes on without
+// an answer after a while of its own.
 TEST_F(DeviceTest, RefusedSubscriptionHoldsNothingUp) {
   stack_.start(2);
   const auto tramsel =
@@ -37,8 +37,28 @@ TEST_F(DeviceTest, RefusedSubscriptionIsReported) {
   const auto isReport = [](const support::OutputLine& line) {
     return line.text.starts_with("didUpdateNotificationStateFor 3A93 : Erreur : ");
   };
-  EXPECT_TRUE(bridge.waitFor(isReport));
+  EXPECT_TRUE(bridge.waitFor(isReport, 120s));
 }
+
+// Its link is slow, or a person has to confirm a pairing.
+class SlowDeviceTest : public StackTest, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(SlowDeviceTest, BecomesReady) {
+  stack_.start(2);
+  const LabDevice fenwix(
+      folder_, "hci1", "fenwix",
+      {"--fault", std::string("late-at=subscribe:") + commandUuid + "," + GetParam()});
+  auto& bridge = startBridge();
+  const auto isIdentification = [](const support::OutputLine& line) {
+    return line.text.starts_with("C;5;0;");
+  };
+  EXPECT_TRUE(bridge.waitFor(isIdentification, 120s));
+  EXPECT_TRUE(std::ranges::any_of(bridge.lines(), [](const support::OutputLine& line) {
+    return line.isLog("didUpdateNotificationStateFor 3A93 : ok");
+  }));
+}
+
+INSTANTIATE_TEST_SUITE_P(Milliseconds, SlowDeviceTest, ::testing::Values("6000", "20000"));
 
 TEST_F(DeviceTest, NameThatComesLater) {
   stack_.start(2);

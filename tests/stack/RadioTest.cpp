@@ -1,4 +1,7 @@
 // The states that the radio can be in when the bridge starts.
+#include <algorithm>
+#include <cctype>
+
 #include "StackTest.h"
 
 namespace stack {
@@ -45,6 +48,32 @@ TEST_F(RadioTest, AnyPoweredRadioServes) {
   auto& bridge = startBridge();
   EXPECT_TRUE(bridge.waitForLog(stateLine("poweredOn")));
   EXPECT_TRUE(waitForScan("hci1"));
+}
+
+TEST_F(RadioTest, ChosenRadioServesByName) {
+  stack_.start(2);
+  auto& bridge = startBridge({.environment = {{"VORNIX_ADAPTER", "hci1"}}});
+  EXPECT_TRUE(bridge.waitForLog(stateLine("poweredOn")));
+  EXPECT_TRUE(waitForScan("hci1"));
+  EXPECT_EQ(stack_.bluez().isDiscovering("hci0"), false);
+}
+
+TEST_F(RadioTest, ChosenRadioServesByAddress) {
+  stack_.start(2);
+  std::string address = stack_.bluez().address("hci1");
+  ASSERT_EQ(address.size(), 17U);
+  std::ranges::transform(address, address.begin(),
+                         [](unsigned char each) { return static_cast<char>(std::tolower(each)); });
+  auto& bridge = startBridge({.environment = {{"VORNIX_ADAPTER", address}}});
+  EXPECT_TRUE(bridge.waitForLog(stateLine("poweredOn")));
+  EXPECT_TRUE(waitForScan("hci1"));
+  EXPECT_EQ(stack_.bluez().isDiscovering("hci0"), false);
+}
+
+TEST_F(RadioTest, ChosenRadioThatIsMissingIsUnsupported) {
+  stack_.start(2);
+  auto& bridge = startBridge({.environment = {{"VORNIX_ADAPTER", "hci2"}}});
+  expectUnusable(bridge, "unsupported", "Z;3;");
 }
 
 TEST_F(RadioTest, OrdinaryUserMayScan) {

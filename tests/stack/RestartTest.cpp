@@ -1,0 +1,105 @@
+// The bridge started again and again, each time at once after the one before has ended, while
+// another program changes the adapter's properties all the while. VORNIX_RESTARTS is how often.
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+#include <thread>
+
+#include "StackTest.h"
+
+namespace stack {
+namespace {
+
+using namespace std::chrono_literals;
+using support::BridgeProcess;
+using support::ProcessEnd;
+
+constexpr int kFewRestarts = 12;
+constexpr int kRestartsPerReport = 50;
+
+int restarts() {
+  const char* text = std::getenv("VORNIX_RESTARTS");
+  return text != nullptr ? std::atoi(text) : kFewRestarts;
+}
+
+// Changes properties of hci0 every 20 ms for as long as it lives, over a connection of its own.
+class Meddler {
+ public:
+  Meddler() : thread_([this](const std::stop_token& stop) { run(stop); }) {}
+  Meddler(const Meddler&) = delete;
+  Meddler& operator=(const Meddler&) = delete;
+  ~Meddler() {
+    thread_.request_stop();
+    thread_.join();
+    EXPECT_GT(changes_, 0);
+  }
+
+ private:
+  void run(const std::stop_token& stop) {
+    sd_bus* bus = nullptr;
+    if (sd_bus_open_system(&bus) < 0) return;
+    for (int turn = 0; !stop.stop_requested(); ++turn) {
+      const std::string alias = "adapter " + std::to_string(turn);
+      const bool hasChanged = turn % 2 == 0 ? set(bus, "Alias", "s", alias.c_str())
+                                            : set(bus, "Pairable", "b", turn % 4 == 1);
+      if (hasChanged) ++changes_;
+      std::this_thread::sleep_for(20ms);
+    }
+    sd_bus_flush_close_unref(bus);
+  }
+
+  template <typename T>
+  static bool set(sd_bus* bus, const char* property, const char* type, T value) {
+    return sd_bus_set_property(bus, "org.bluez", "/org/bluez/hci0", "org.bluez.Adapter1", property,
+                               nullptr, type, value) >= 0;
+  }
+
+  int changes_ = 0;
+  std::jthread thread_;
+};
+
+// The ways in which a bridge comes to its end, in turn.
+void end(BridgeProcess& bridge, int turn) {
+  switch (turn % 4) {
+    case 0:
+      bridge.sendSignal(SIGKILL);
+      EXPECT_EQ(bridge.waitForEnd(), ProcessEnd::signal(SIGKILL));
+      break;
+    case 1:  // for a Fenwix, and there is none
+      EXPECT_TRUE(bridge.writeLine("FX_getJson"));
+      EXPECT_EQ(bridge.waitForEnd(), ProcessEnd::signal(SIGABRT));
+      break;
+    case 2:
+      EXPECT_TRUE(bridge.writeLine("kill"));
+      EXPECT_EQ(bridge.waitForEnd(), ProcessEnd::status(0));
+      break;
+    default:
+      bridge.closeInput();
+      EXPECT_EQ(bridge.waitForEnd(), ProcessEnd::status(0));
+  }
+}
+
+class RestartTest : public StackTest {};
+
+TEST_F(RestartTest, EachStreamsAgain) {
+  stack_.start(2);
+  const auto tramsel = startTramsel({"--rate", "20"});
+  const Meddler meddler;
+  const auto start = std::chrono::steady_clock::now();
+  const int count = restarts();
+  for (int turn = 0; turn < count && !HasFailure(); ++turn) {
+    BridgeProcess bridge(VORNIX_BRIDGE);
+    EXPECT_TRUE(waitForMotions(bridge, 1));
+    end(bridge, turn);
+    EXPECT_EQ(bridge.standardError(), "");
+    if (HasFailure()) ADD_FAILURE() << "start " << turn << ":\n" << bridge.output();
+    if ((turn + 1) % kRestartsPerReport != 0) continue;
+    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+    std::cout << turn + 1 << " restarts, " << taken.count() / (turn + 1) << " s each" << std::endl;
+  }
+}
+
+}  // namespace
+}  // namespace stack

@@ -14,7 +14,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <deque>
-#include <ranges>
 
 #include "Crowd.h"
 #include "FakeBluez.h"
@@ -48,7 +47,7 @@ class Player {
     }
     bluez_.on(kAdapter, "StartDiscovery", [this](auto call) {
       bluez_.reply(*call);
-      for (auto& device : devices_ | std::views::take(bench::kProbe)) device.appear();
+      for (std::size_t place = 0; place < bench::kProbe; ++place) devices_[place].appear();
     });
     tell("ready");
   }
@@ -130,7 +129,8 @@ class Player {
     const auto isSubscribed = [](const auto& device) { return device.isSubscribed(); };
     const auto streaming = std::ranges::count_if(devices_, isSubscribed);
     Clock::duration delay{};
-    for (auto& device : devices_ | std::views::filter(isSubscribed)) {
+    for (auto& device : devices_) {
+      if (!isSubscribed(device)) continue;
       device.values().start(rate, count, delay);
       delay += Clock::duration(std::chrono::seconds(1)) / rate / streaming;
     }

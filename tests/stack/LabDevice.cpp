@@ -48,7 +48,7 @@ LabDevice::LabDevice(const fs::path& folder, const std::string& controller,
 
 std::string LabDevice::address() {
   readJournal();
-  constexpr std::string_view entry = "address ";
+  static constexpr std::string_view entry = "address ";
   return std::ranges::find_if(journal_, [](const auto& line) { return line.starts_with(entry); })
       ->substr(entry.size());
 }

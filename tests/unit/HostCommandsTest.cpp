@@ -28,7 +28,7 @@ class HostCommands : public BridgeTest {
   }
 
   void expectStop(const std::string& line, const std::string& logged,
-                  std::source_location where = std::source_location::current()) {
+                  Place where = Place::current()) {
     expectAbort(
         journal, [&] { handleHostCommand(comBLE, line); }, {log(logged)}, where);
   }
@@ -254,8 +254,7 @@ INSTANTIATE_TEST_SUITE_P(ThatDoNotFitAByte, ByteArguments,
 
 class Reader : public HostCommands {
  protected:
-  void expectLines(const std::string& input, const Entries& lines,
-                   std::source_location where = std::source_location::current()) {
+  void expectLines(const std::string& input, const Entries& lines, Place where = Place::current()) {
     expectEnd(
         journal,
         [&] {

@@ -37,18 +37,16 @@ void keepNoCore() {
 }  // namespace
 
 void expectAbort(Journal& journal, const std::function<void()>& act, const Entries& before,
-                 std::source_location where) {
-  const testing::ScopedTrace trace(where.file_name(), static_cast<int>(where.line()),
-                                   "has to stop the process");
+                 Place where) {
+  const testing::ScopedTrace trace(where.file, where.line, "has to stop the process");
   journal.clear();
   EXPECT_EXIT((keepNoCore(), act()), testing::KilledBySignal(SIGABRT), testing::Eq(""));
   EXPECT_EQ(journal.take(), before);
 }
 
 void expectEnd(Journal& journal, const std::function<void()>& act, const Entries& before,
-               std::source_location where) {
-  const testing::ScopedTrace trace(where.file_name(), static_cast<int>(where.line()),
-                                   "has to end the process with status 0");
+               Place where) {
+  const testing::ScopedTrace trace(where.file, where.line, "has to end the process with status 0");
   journal.clear();
   EXPECT_EXIT(act(), testing::ExitedWithCode(EXIT_SUCCESS), testing::Eq(""));
   EXPECT_EQ(journal.take(), before);

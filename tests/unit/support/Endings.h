@@ -3,7 +3,6 @@
 #pragma once
 
 #include <functional>
-#include <source_location>
 #include <string>
 
 #include "tests/unit/support/Journal.h"
@@ -11,13 +10,23 @@
 
 namespace unit {
 
+// Where a test stands; clang 14 has no std::source_location.
+struct Place {
+  const char* file;
+  int line;
+
+  static constexpr Place current(const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
+    return {file, line};
+  }
+};
+
 // A precondition failure: SIGABRT, nothing on standard error, nothing after the given entries.
 void expectAbort(Journal& journal, const std::function<void()>& act, const Entries& before = {},
-                 std::source_location where = std::source_location::current());
+                 Place where = Place::current());
 
 // A deliberate end: status 0, nothing on standard error, nothing after the given entries.
 void expectEnd(Journal& journal, const std::function<void()>& act, const Entries& before,
-               std::source_location where = std::source_location::current());
+               Place where = Place::current());
 
 // Makes the bytes the standard input of this process. For use in a child.
 void replaceStandardInput(const std::string& bytes);

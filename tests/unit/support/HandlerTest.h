@@ -41,7 +41,7 @@ class HandlerTest : public testing::Test {
   }
 
   void expectAbort(const std::function<void()>& act, const Entries& before = {},
-                   std::source_location where = std::source_location::current()) {
+                   Place where = Place::current()) {
     unit::expectAbort(journal, act, before, where);
   }
 

@@ -36,7 +36,7 @@ constexpr std::string_view kCorveltaNames[] = {"tarvix"};
 constexpr std::string_view kFenwixNames[] = {"nomsuel"};
 
 bool beginsWithOneOf(std::string_view key, std::span<const std::string_view> prefixes) {
-  return std::ranges::any_of(prefixes, [key](auto prefix) { return key.starts_with(prefix); });
+  return std::ranges::any_of(prefixes, [key](auto prefix) { return beginsWith(key, prefix); });
 }
 
 std::string_view nameOf(CBManagerState state) {

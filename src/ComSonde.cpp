@@ -27,7 +27,7 @@ constexpr KnownService kServices[] = {
 bool hasIloName(const CBPeripheral& peripheral) {
   const auto name = peripheral.name();
   require(name.has_value());
-  return lowerCase(*name).starts_with("ilo");
+  return beginsWith(lowerCase(*name), "ilo");
 }
 
 }  // namespace

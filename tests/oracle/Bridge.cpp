@@ -7,9 +7,9 @@ namespace oracle {
 
 namespace {
 
-bool beginsWith(const std::string& text, const std::vector<std::string>& beginnings) {
+bool beginsWithOneOf(const std::string& text, const std::vector<std::string>& beginnings) {
   for (const std::string& beginning : beginnings) {
-    if (text.substr(0, beginning.size()) == beginning) return true;
+    if (beginsWith(text, beginning)) return true;
   }
   return false;
 }
@@ -37,17 +37,17 @@ void Bridge::discovered(const Device& device, double now) {
   if (!scalars(*device.name)) expected_.hardStop();
   const std::string key = lowered(*device.name);
   if (firstRequest_ == 0) expected_.log("Device trouve : " + key);
-  if (!tramsel_ && beginsWith(key, {"dorvane", "tramsel"})) {
+  if (!tramsel_ && beginsWithOneOf(key, {"dorvane", "tramsel"})) {
     tramsel_ = std::make_unique<Tramsel>(expected_, device);
     expected_.message("C;3;0;");
     connect(*tramsel_, now);
-  } else if (!sonde_ && beginsWith(key, {"ilo", "pelko", "pelk0", "tenoval", "kvaltrin"})) {
+  } else if (!sonde_ && beginsWithOneOf(key, {"ilo", "pelko", "pelk0", "tenoval", "kvaltrin"})) {
     sonde_ = std::make_unique<Sonde>(expected_, device);
     connect(*sonde_, now);
-  } else if (!corvelta_ && beginsWith(key, {"tarvix"})) {
+  } else if (!corvelta_ && beginsWithOneOf(key, {"tarvix"})) {
     corvelta_ = std::make_unique<Corvelta>(expected_, device);
     connect(*corvelta_, now);
-  } else if (!fenwix_ && beginsWith(key, {"nomsuel"})) {
+  } else if (!fenwix_ && beginsWithOneOf(key, {"nomsuel"})) {
     fenwix_ = std::make_unique<Fenwix>(expected_, device);
     connect(*fenwix_, now);
   }

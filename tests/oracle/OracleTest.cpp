@@ -48,6 +48,17 @@ TEST(Oracle, KnowsUtf8) {
   EXPECT_EQ(repaired("\xED\xA0\x80"), "\uFFFD\uFFFD\uFFFD");
 }
 
+TEST(Oracle, KnowsLowerCaseAndCharacters) {
+  EXPECT_EQ(lowered("ILO-\u00C9\u0416"), "ilo-\u00E9\u0436");
+  EXPECT_EQ(lowered("\u0130LO"), "i\u0307lo");
+  EXPECT_EQ(lowered("\u03A3\u0391\u03A3 \u03A3"), "\u03C3\u03B1\u03C2 \u03C3");
+  EXPECT_EQ(lowered("\u0391\u03A3.\u0391\u03A3."), "\u03B1\u03C3.\u03B1\u03C2.");
+  EXPECT_TRUE(beginsWith("ilo", "ilo"));
+  EXPECT_TRUE(beginsWith("ilo-3", "ilo"));
+  EXPECT_FALSE(beginsWith("il", "ilo"));
+  EXPECT_FALSE(beginsWith("ilo\u0301", "ilo"));
+}
+
 Entries after(const std::function<void(Expected&)>& act) {
   Expected expected;
   try {

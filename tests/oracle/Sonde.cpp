@@ -6,7 +6,7 @@ namespace oracle {
 
 Sonde::Sonde(Expected& expected, const Device& device) : Handler(expected, device) {
   if (!device_.name || !scalars(*device_.name)) expected_.hardStop();
-  isIlo_ = lowered(*device_.name).substr(0, 3) == "ilo";
+  isIlo_ = beginsWith(lowered(*device_.name), "ilo");
   expected_.call(device_.label + " setDelegate");
   expected_.message(isIlo_ ? "C;1;" : "C;2;");
 }

@@ -1,5 +1,8 @@
 #include "tests/oracle/Utf8.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace oracle {
 
 namespace {
@@ -72,13 +75,51 @@ bool isWhole(const std::string& part) {
   return !part.empty() && part.size() == lengthBy(static_cast<unsigned char>(part[0]));
 }
 
-std::uint32_t lower(std::uint32_t scalar) {
-  if (within(scalar, 'A', 'Z')) return scalar + 32;
-  if (within(scalar, 0xC0, 0xDE) && scalar != 0xD7) return scalar + 32;
-  if (within(scalar, 0x391, 0x3AB)) return scalar + 32;
-  if (within(scalar, 0x400, 0x40F)) return scalar + 80;
-  if (within(scalar, 0x410, 0x42F)) return scalar + 32;
-  return scalar;
+using Scalars = std::vector<std::uint32_t>;
+
+constexpr std::uint32_t kCapitalSigma = 0x3A3;
+constexpr std::uint32_t kSigma = 0x3C3;
+constexpr std::uint32_t kFinalSigma = 0x3C2;
+
+bool isCombining(std::uint32_t scalar) {
+  return within(scalar, 0x300, 0x36F) || within(scalar, 0x1F3FB, 0x1F3FF);
+}
+
+bool isLetterWithCase(std::uint32_t scalar) {
+  if (scalar < 0x100) {
+    return within(scalar, 'A', 'Z') || within(scalar, 'a', 'z') || scalar == 0xAA ||
+           scalar == 0xB5 || scalar == 0xBA || (scalar >= 0xC0 && scalar != 0xD7 && scalar != 0xF7);
+  }
+  return scalar == 0x130 || within(scalar, 0x391, 0x3C9) || within(scalar, 0x400, 0x45F);
+}
+
+// What may stand within a word without being a letter of it.
+bool isPassedOver(std::uint32_t scalar) {
+  static const Scalars signs = {'.', ':', '^', '`', 0xA8, 0xAD, 0xAF, 0xB4, 0xB7, 0xB8};
+  return isCombining(scalar) || std::find(signs.begin(), signs.end(), scalar) != signs.end();
+}
+
+// Whether the first scalar that is not passed over is a letter with case.
+template <class Iterator>
+bool meetsLetter(Iterator next, Iterator end) {
+  next = std::find_if_not(next, end, isPassedOver);
+  return next != end && isLetterWithCase(*next);
+}
+
+Scalars lower(const Scalars& all, std::size_t place) {
+  const std::uint32_t scalar = all[place];
+  if (scalar == 0x130) return {'i', 0x307};
+  if (scalar == kCapitalSigma) {
+    const auto here = all.begin() + static_cast<std::ptrdiff_t>(place);
+    const bool isPreceded = meetsLetter(std::make_reverse_iterator(here), all.rend());
+    return {isPreceded && !meetsLetter(here + 1, all.end()) ? kFinalSigma : kSigma};
+  }
+  if (within(scalar, 'A', 'Z')) return {scalar + 32};
+  if (within(scalar, 0xC0, 0xDE) && scalar != 0xD7) return {scalar + 32};
+  if (within(scalar, 0x391, 0x3AB)) return {scalar + 32};
+  if (within(scalar, 0x400, 0x40F)) return {scalar + 80};
+  if (within(scalar, 0x410, 0x42F)) return {scalar + 32};
+  return {scalar};
 }
 
 }  // namespace
@@ -117,17 +158,30 @@ std::string repaired(const std::string& text) {
   return result;
 }
 
-bool caseIsKnown(std::uint32_t scalar) {
-  return scalar < 0x100 || (within(scalar, 0x391, 0x3C9) && scalar != 0x3A2) ||
-         within(scalar, 0x400, 0x45F) || within(scalar, 0x3041, 0x3096) ||
-         within(scalar, 0x4E00, 0x9FA5) || within(scalar, 0x1F300, 0x1F64F);
+// libunistring 1.0 takes an apostrophe for the end of a word, as Unicode did before version 6.3.
+bool isKnown(std::uint32_t scalar) {
+  return (scalar < 0x100 && scalar != '\'') || scalar == 0x130 ||
+         (within(scalar, 0x300, 0x36F) && scalar != 0x345) ||
+         (within(scalar, 0x391, 0x3C9) && scalar != 0x3A2) || within(scalar, 0x400, 0x45F) ||
+         within(scalar, 0x3041, 0x3096) || within(scalar, 0x4E00, 0x9FA5) ||
+         within(scalar, 0x1F300, 0x1F64F);
 }
 
 std::string lowered(const std::string& text) {
   const auto all = scalars(text).value();
   std::string result;
-  for (const std::uint32_t scalar : all) result += encoded(lower(scalar));
+  for (std::size_t place = 0; place < all.size(); ++place) {
+    for (const std::uint32_t scalar : lower(all, place)) result += encoded(scalar);
+  }
   return result;
+}
+
+bool beginsWith(const std::string& text, const std::string& beginning) {
+  const auto all = scalars(text).value();
+  for (std::size_t i = 0; i < beginning.size(); ++i) {
+    if (i == all.size() || all[i] != static_cast<unsigned char>(beginning[i])) return false;
+  }
+  return all.size() == beginning.size() || !isCombining(all[beginning.size()]);
 }
 
 }  // namespace oracle

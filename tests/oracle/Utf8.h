@@ -16,11 +16,15 @@ std::string encoded(std::uint32_t scalar);
 // U+FFFD in place of each maximal part of an ill-formed sequence.
 std::string repaired(const std::string& text);
 
-// Whether lowered() knows the scalar.
-bool caseIsKnown(std::uint32_t scalar);
+// Whether lowered() and beginsWith() know the scalar.
+bool isKnown(std::uint32_t scalar);
 
-// Lower case of a text that is well formed, for ASCII, Latin-1, Greek, Cyrillic, and scripts
-// without case.
+// Lower case of a text that is well formed, for ASCII, Latin-1, a dotted capital I, Greek with its
+// two small sigmas, Cyrillic, and scripts without case.
 std::string lowered(const std::string& text);
+
+// Whether the text begins with those ASCII letters, and none of them carries more: a letter and
+// what combines with it are one character.
+bool beginsWith(const std::string& text, const std::string& beginning);
 
 }  // namespace oracle

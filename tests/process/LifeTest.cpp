@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -50,14 +51,36 @@ TEST(EndOfInput, EndsTheBridgeWithoutAWord) {
   EXPECT_EQ(bridge.lines().back().text, "Connexion a Tramsel-12");
 }
 
-TEST(NoDevice, LetsTheBridgeRunUntilItsInputEnds) {
-  Bridge bridge({"driven"});  // so that more than the 60 seconds of a scan go by
-  expectLine(bridge, poweredOn);
+TEST(NoDevice, LetsTheBridgeScanUntilItsInputEnds) {
+  // The radio's own states tell that more than the 60 seconds of a scan have gone by.
+  Bridge bridge({"driven", "pause=70000", "state=poweredOn,resetting,poweredOn,resetting"});
+  const Lines expected{banner,
+                       poweredOn,
+                       "@manager state update : resetting",
+                       poweredOn,
+                       "@manager state update : resetting",
+                       "@commande recue non traitee : still there"};
+  for (int i = 0; i < 5; ++i) ASSERT_TRUE(bridge.next());
   ASSERT_TRUE(bridge.writeLine("still there"));
-  expectLine(bridge, "@commande recue non traitee : still there");
+  expectLine(bridge, expected.back());
   bridge.closeInput();
   expectQuietEnd(bridge);
-  EXPECT_EQ(bridge.lines().size(), 3U);
+  EXPECT_EQ(transcript(bridge), expected);
+}
+
+// As in a minimal image: the folder of the locales is hidden from the bridge alone.
+TEST(NoLocale, IsNeededToReadNames) {
+  const std::string hide = "mount -t tmpfs none /usr/lib/locale";
+  if (std::system(("unshare -rm " + hide + " 2>/dev/null").c_str()) != 0) {
+    GTEST_SKIP() << "no folder can be hidden from a process here";
+  }
+  Words shell = {"-rm", "sh", "-c", hide + " && exec \"$@\"", "sh", VORNIX_SCRIPTED};
+  support::BridgeProcess bridge("/usr/bin/unshare",
+                                {.arguments = shell + Words{"device=\u0130LO"} + tramsel()});
+  expectLine(bridge, "@Device trouve : i\u0307lo");
+  expectLine(bridge, "@Connexion a Tramsel-12");
+  bridge.closeInput();
+  expectQuietEnd(bridge);
 }
 
 TEST(Kill, IsLoggedAndEndsTheBridge) {

@@ -12,9 +12,10 @@ namespace subject {
 
 namespace {
 
-constexpr std::array<std::string_view, 9> names = {"Dorvane",  "Tramsel-12", "ILO-3",
-                                                   "pelko",    "Pelk0 7",    "Tenoval",
-                                                   "kvaltrin", "Tarvix",     "NOMSUEL"};
+constexpr std::array<std::string_view, 15> names = {
+    "Dorvane",    "Tramsel-12",    "ILO-3",        "pelko",         "Pelk0 7",
+    "Tenoval",    "kvaltrin",      "Tarvix",       "NOMSUEL",       "ILO\u0308-3",
+    "\u0130LO-3", "Tramsel\u0301", "T\u00C9NOVAL", "NOMSUEL\u03A3", "\u03A3\u0391\u03A3."};
 
 std::string nameOf(Model model) {
   switch (model) {
@@ -52,8 +53,8 @@ CharacteristicId characteristic(Choices& choices) {
   return {number % count, number / count % Twin::copyCount};
 }
 
-// The oracle knows the case of some scripts only; the rest is looked at by its properties.
-std::string ofKnownCase(const std::string& name) {
+// The oracle knows some scripts only; the rest is looked at by its properties.
+std::string ofKnownScripts(const std::string& name) {
   const auto scalars = oracle::scalars(name);
   if (!scalars) return name;
   const std::string lower = lowerCase(name);
@@ -61,7 +62,7 @@ std::string ofKnownCase(const std::string& name) {
   if (lowerCase(lower) != lower) throw Difference("lower case has an upper case");
   std::string known;
   for (const auto scalar : *scalars) {
-    known += oracle::caseIsKnown(scalar) ? oracle::encoded(scalar) : "\u00D9";
+    known += oracle::isKnown(scalar) ? oracle::encoded(scalar) : "\u00D9";
   }
   return known;
 }
@@ -69,8 +70,8 @@ std::string ofKnownCase(const std::string& name) {
 std::optional<std::string> name(Choices& choices) {
   const std::size_t kind = choices.below(names.size() + 3);
   if (kind == names.size()) return std::nullopt;
-  if (kind > names.size()) return ofKnownCase(choices.text(choices.below(24)));
-  return std::string(names[kind]) + ofKnownCase(choices.text(choices.below(4)));
+  if (kind > names.size()) return ofKnownScripts(choices.text(choices.below(24)));
+  return std::string(names[kind]) + ofKnownScripts(choices.text(choices.below(4)));
 }
 
 void discoverServices(Twin& twin, Choices& choices) {

@@ -45,11 +45,12 @@ INSTANTIATE_TEST_SUITE_P(
     Of, ProbeName,
     testing::Values(Model{"UpperIlo", "ILO-1234", true}, Model{"LowerIlo", "ilo-1234", true},
                     Model{"MixedIlo", "iLo", true}, Model{"LongIlo", "Ilotron", true},
-                    Model{"DottedIlo", "\u0130LO", true}, Model{"Tenoval", "Tenoval", false},
-                    Model{"Pelko", "Pelko", false}, Model{"PelkZero", "PELK0", false},
-                    Model{"Kvaltrin", "Kvaltrin", false}, Model{"ShortOfIlo", "il", false},
-                    Model{"BlankFirst", " ilo", false}, Model{"LaterIlo", "Tenoval ilo", false},
-                    Model{"DotlessIlo", "\u0131lo", false}, Model{"Empty", "", false}),
+                    Model{"DottedIlo", "\u0130LO", false}, Model{"AccentedIlo", "Ilo\u0301", false},
+                    Model{"Tenoval", "Tenoval", false}, Model{"Pelko", "Pelko", false},
+                    Model{"PelkZero", "PELK0", false}, Model{"Kvaltrin", "Kvaltrin", false},
+                    Model{"ShortOfIlo", "il", false}, Model{"BlankFirst", " ilo", false},
+                    Model{"LaterIlo", "Tenoval ilo", false}, Model{"DotlessIlo", "\u0131lo", false},
+                    Model{"Empty", "", false}),
     caseName);
 
 TEST(ProbeWithoutAName, StopsTheProcess) {

@@ -1,4 +1,7 @@
 // Messages of BlueZ, right and wrong, through the parser that the bridge reads them with.
+#include <algorithm>
+#include <span>
+
 #include "platform/bluez/Objects.h"
 #include "tests/fuzz/BusMessage.h"
 #include "tests/fuzz/Fuzz.h"
@@ -37,6 +40,39 @@ void expectRead(const std::optional<Result>& result, bool hasSignature) {
   fuzz::expect(result.has_value() == hasSignature, "read or refused wrongly");
 }
 
+void rewind(sd_bus_message* message) {
+  fuzz::expect(sd_bus_message_rewind(message, 1) >= 0, "no way back");
+}
+
+// The bytes as they are in the message, if they are no more than a value may have.
+void expectValue(sd_bus_message* message, const std::optional<platform::Value>& value,
+                 bool hasSignature) {
+  const void* bytes = nullptr;
+  std::size_t size = 0;
+  if (hasSignature) {
+    rewind(message);
+    fuzz::expect(sd_bus_message_read_array(message, 'y', &bytes, &size) >= 0, "no bytes");
+  }
+  expectRead(value, hasSignature && size <= kLargestValue);
+  if (!value) return;
+  const std::span expected(static_cast<const std::uint8_t*>(bytes), size);
+  fuzz::expect(std::ranges::equal(*value, expected), "other bytes");
+}
+
+// The one byte of a variant that holds one.
+void expectPercentage(sd_bus_message* message, const std::optional<std::uint8_t>& percentage,
+                      bool hasSignature) {
+  std::uint8_t level = 0;
+  bool isByte = false;
+  if (hasSignature) {
+    rewind(message);
+    isByte = sd_bus_message_enter_container(message, 'v', "y") > 0 &&
+             sd_bus_message_read_basic(message, 'y', &level) > 0;
+  }
+  expectRead(percentage, isByte);
+  if (percentage) fuzz::expect(*percentage == level, "another level");
+}
+
 // What is well formed and has the right signature is read, and nothing else.
 void parse(sd_bus_message* message, const std::string& signature, std::size_t parser) {
   if (parser == 0) {
@@ -56,10 +92,9 @@ void parse(sd_bus_message* message, const std::string& signature, std::size_t pa
     expectRead(object, signature == "sa{sv}as");
     if (object) sumOf(*object);
   } else if (parser == 4) {
-    const auto value = parseValue(message);
-    if (value) sumOf(*value);
+    expectValue(message, parseValue(message), signature == "ay");
   } else {
-    parsePercentage(message);
+    expectPercentage(message, parsePercentage(message), signature == "v");
   }
 }
 

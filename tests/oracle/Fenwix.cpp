@@ -42,7 +42,7 @@ void Fenwix::characteristicsDiscovered(const Service& service) {
 void Fenwix::notificationStateUpdated(std::string_view uuid,
                                       const std::optional<Failure>& failure) {
   if (uuid != characCommand) return;
-  if (!failure) ++events_;
+  if (!failure) ++confirmations_;
   expected_.log("didUpdateNotificationStateFor " + printed(uuid) + " : " +
                 (failure ? "Erreur : " + failure->message : "ok"));
   identificationEvent();
@@ -91,7 +91,6 @@ void Fenwix::identification(Number& target, const Bytes& value, bool isSerial) {
   if (target) return;
   byteAt(value, 3);
   target = value[0] + 0x100U * value[1] + 0x10000U * value[2] + 0x1000000U * value[3];
-  ++events_;
   if (isSerial && *target == 0) {
     expected_.log("Erreur à l'init du Fenwix");
     expected_.exit();
@@ -99,13 +98,18 @@ void Fenwix::identification(Number& target, const Bytes& value, bool isSerial) {
   identificationEvent();
 }
 
+// After each number that is kept, and after each answer to the subscription, a refusal too: as
+// often as the numbers known and the confirmations make six together.
 void Fenwix::identificationEvent() {
-  if (events_ != 6) return;
   std::string text = "C;5;0;";
+  std::size_t known = 0;
   for (const Number& number : {serial_, modele_, firmware_, hardware_, systid_}) {
-    if (!number) expected_.hardStop();
+    if (!number) continue;
+    ++known;
     text += std::to_string(*number) + ";";
   }
+  if (known + confirmations_ != 6) return;
+  if (known < 5) expected_.hardStop();
   expected_.message(text);
 }
 

@@ -91,7 +91,7 @@ class Fenwix final : public Handler {
   std::optional<int> level_;
   std::optional<int> health_;
   Number serial_, modele_, firmware_, hardware_, systid_;
-  int events_ = 0;
+  std::size_t confirmations_ = 0;
 
   // The reply in progress: how many bytes of it are still missing, and those received.
   int missing_ = 0;

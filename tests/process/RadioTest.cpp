@@ -45,12 +45,20 @@ TEST(Radio, PoweredOffWhileDevicesStreamEndsTheBridge) {
             (Lines{"@manager state update : poweredOff", "<Z;2;"}));
 }
 
+// On a busy machine the second may be over before the reader gets to the lines: then once more.
 TEST(Radio, KillIsObeyedInTheSecondBeforeTheEnd) {
-  Bridge bridge({"state=poweredOff"});
-  expectLine(bridge, "<Z;2;");
-  ASSERT_TRUE(bridge.writeLine("other"));
-  ASSERT_TRUE(bridge.writeLine("kill"));
-  expectQuietEnd(bridge);
+  const Lines beginning{banner, "@manager state update : poweredOff", "<Z;2;"};
+  Lines said;
+  for (int run = 0; run < 20 && said.empty(); ++run) {
+    Bridge bridge({"state=poweredOff"});
+    expectLine(bridge, "<Z;2;");
+    bridge.write("kill\nnot any more\n");
+    expectQuietEnd(bridge);
+    const Lines lines = transcript(bridge);
+    ASSERT_EQ(Lines(lines.begin(), lines.begin() + 3), beginning);
+    said.assign(lines.begin() + 3, lines.end());
+  }
+  EXPECT_EQ(said, Lines{"@cde : kill"});
 }
 
 TEST(Reset, GivesOnlyTheStateAndAScanFollowsOncePoweredOn) {

@@ -1,6 +1,11 @@
 // Devices that do not make it easy.
+#include <strings.h>
+
 #include <algorithm>
+#include <chrono>
 #include <csignal>
+#include <fstream>
+#include <string>
 #include <thread>
 
 #include "BusMonitor.h"
@@ -13,6 +18,29 @@ namespace {
 using namespace std::chrono_literals;
 
 using DeviceTest = StackTest;
+
+// Whether the kernel has made bluetoothd's channel to the device: a line of its list begins with
+// the two addresses and their types, the channel's state (1: connected), its PSM and its number.
+bool isAttConnected(const std::string& address) {
+  std::ifstream list("/sys/kernel/debug/bluetooth/l2cap");
+  std::string source, sourceType, destination, destinationType, state, psm, number, rest;
+  while (list >> source >> sourceType >> destination >> destinationType >> state >> psm >> number) {
+    std::getline(list, rest);
+    const bool isAtt = number == "0x0004";
+    if (isAtt && state == "1" && strcasecmp(destination.c_str(), address.c_str()) == 0) return true;
+  }
+  return false;
+}
+
+// The kernel tells nobody but bluetoothd: the list is looked at until it is so.
+bool waitForAttChannel(const std::string& address) {
+  const auto end = std::chrono::steady_clock::now() + support::patience;
+  while (!isAttConnected(address)) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::sleep_for(10ms);
+  }
+  return true;
+}
 
 // bluetoothd 5.66 never answers a subscription that the device refuses: the bridge goes on without
 // an answer after a while of its own.
@@ -105,7 +133,7 @@ TEST_F(DeviceTest, ConnectedWhileBluetoothdStoodStill) {
   stack_.signalBluetoothd(SIGSTOP);
   tramsel->control("connectable on");
   EXPECT_TRUE(tramsel->waitFor("connected"));
-  std::this_thread::sleep_for(1s);
+  EXPECT_TRUE(waitForAttChannel(tramsel->address()));
   stack_.signalBluetoothd(SIGCONT);
   EXPECT_TRUE(waitForMotions(bridge, 20, 120s));
 }

@@ -57,6 +57,19 @@ class FamiliesTest : public StackTest {
 
   void command(const std::string& line) const { ASSERT_TRUE(bridge_->writeLine(line)); }
 
+  // Whether the bridge tells a value that the Fenwix sends after so many others. Each value is sent
+  // once, and what is left of an earlier time does not count.
+  bool waitForValueAfter(const char* uuid, std::size_t earlier) {
+    return bridge_
+        ->waitFor([&](const support::OutputLine& line) {
+          const auto sent = fenwix_->sent(uuid);
+          return std::ranges::any_of(
+              sent.begin() + static_cast<std::ptrdiff_t>(earlier), sent.end(),
+              [&](const std::string& hex) { return line.text == payloadOf(uuid, hex); });
+        })
+        .has_value();
+  }
+
   std::size_t countMessages(const std::string& payload) const {
     return static_cast<std::size_t>(std::ranges::count_if(
         bridge_->lines(),
@@ -117,15 +130,16 @@ TEST_F(FamiliesTest, FourDevicesStreamTogetherWithoutLoss) {
 
 TEST_F(FamiliesTest, RawStreamsRunOnlyBetweenTheirCommands) {
   startAll({"--control", "rate 100"});
-  EXPECT_EQ(fenwix_->count(std::string("subscribed ") + rawUuid), 0U);
-  EXPECT_EQ(fenwix_->count(std::string("subscribed ") + raw2Uuid), 0U);
   for (std::size_t turn = 1; turn <= 3; ++turn) {
+    for (const char* uuid : {rawUuid, raw2Uuid}) {
+      EXPECT_EQ(fenwix_->count(std::string("subscribed ") + uuid), turn - 1);
+    }
+    const std::size_t earlier = fenwix_->sent(rawUuid).size();
+    const std::size_t earlier2 = fenwix_->sent(raw2Uuid).size();
     command("FX_startRaw");
+    EXPECT_TRUE(waitForValueAfter(rawUuid, earlier));
     command("FX_startRaw2");
-    const auto isLastOfBoth = [&](const support::OutputLine& line) {
-      return line.text.starts_with("PR2;");
-    };
-    EXPECT_TRUE(bridge_->waitFor(isLastOfBoth));
+    EXPECT_TRUE(waitForValueAfter(raw2Uuid, earlier2));
     command("FX_stopRaw");
     command("FX_stopRaw2");
     EXPECT_TRUE(fenwix_->waitFor(std::string("unsubscribed ") + rawUuid, turn));

@@ -24,6 +24,8 @@ using What = Recorder::What;
 
 constexpr CBUUID kBatteryService = CBUUID::UUIDWithString("180F");
 constexpr CBUUID kBattery = CBUUID::UUIDWithString("2A19");
+constexpr CBUUID kMotionService = CBUUID::UUIDWithString("EF680400-9B35-4933-9B10-52FFA9740042");
+constexpr CBUUID kMotion = CBUUID::UUIDWithString("EF680408-9B35-4933-9B10-52FFA9740042");
 
 class Layer : public testing::Test {
  protected:
@@ -69,14 +71,21 @@ class Layer : public testing::Test {
     return peripheral;
   }
 
-  CBCharacteristic& battery(CBPeripheral& peripheral) {
-    peripheral.discoverServices({&kBatteryService, 1});
+  CBCharacteristic& found(CBPeripheral& peripheral, const CBUUID& inService,
+                          const CBUUID& characteristic) {
+    peripheral.discoverServices({&inService, 1});
     EXPECT_TRUE(waitFor(What::services));
     CBService& service = *peripheral.services()->front();
-    peripheral.discoverCharacteristics({&kBattery, 1}, service);
+    peripheral.discoverCharacteristics({&characteristic, 1}, service);
     EXPECT_TRUE(waitFor(What::characteristics));
     recorder.forget();
     return *service.characteristics()->front();
+  }
+  CBCharacteristic& battery(CBPeripheral& peripheral) {
+    return found(peripheral, kBatteryService, kBattery);
+  }
+  CBCharacteristic& motion(CBPeripheral& peripheral) {
+    return found(peripheral, kMotionService, kMotion);
   }
 
   standin::Faults& faults() { return Air::shared().faultsOf(*model); }
@@ -229,22 +238,199 @@ TEST_F(Layer, KeepsADeviceWhoseLinkIsAskedFor) {
   EXPECT_EQ(recorder.last(What::connect).peripheral.get(), before);
 }
 
-TEST_F(Layer, AsksAgainForALinkThatTheFrameworkFailedToMake) {
+TEST_F(Layer, LeavesAFailedConnectionAlone) {
   const auto peripheral = discovered();
-  faults().failsNextConnection = true;
+  faults().failedConnections = 1000;
   manager->connect(peripheral);
-  EXPECT_TRUE(waitFor(What::connect));
+  settle();
+  EXPECT_EQ(recorder.count(What::connect), 0U);
+  EXPECT_EQ(Air::shared().connectionAttempts, 1U);
 }
 
-TEST_F(Layer, AsksAgainForALinkAfterAResetOfTheRadio) {
+TEST_F(Layer, TellsALinkOnceThatTheFrameworkTellsTwice) {
+  const auto peripheral = discovered();
+  faults().connectsTwice = true;
+  manager->connect(peripheral);
+  ASSERT_TRUE(waitFor(What::connect));
+  settle();
+  EXPECT_EQ(recorder.count(What::connect), 1U);
+}
+
+TEST_F(Layer, AsksForALinkToADeviceThatAnotherProgramHolds) {
+  const auto peripheral = discovered();
+  Air::shared().holdByAnother(*model);
+  manager->connect(peripheral);
+  ASSERT_TRUE(waitFor(What::connect));
+  EXPECT_EQ(battery(*peripheral).UUID(), kBattery);
+}
+
+TEST_F(Layer, AsksNothingOfADeviceThatOnlyAnotherProgramHolds) {
+  const auto peripheral = discovered();
+  Air::shared().holdByAnother(*model);
+  peripheral->discoverServices({&kBatteryService, 1});
+  ASSERT_TRUE(waitFor(What::services));
+  EXPECT_TRUE(recorder.last(What::services).error);
+}
+
+// The radio is reset: every object of the framework is good for nothing from then on.
+class Reset : public Layer {
+ protected:
+  void reset() {
+    Air::shared().setState(CBManagerStateResetting);
+    settle();
+    Air::shared().setState(CBManagerStatePoweredOn);
+  }
+};
+
+TEST_F(Reset, KeepsARequestForALink) {
   const auto peripheral = discovered();
   Air::shared().vanish(*model);
   manager->connect(peripheral);
-  Air::shared().setState(CBManagerStateResetting);
   settle();
-  Air::shared().setState(CBManagerStatePoweredOn);
+  reset();
   Air::shared().appear(*model);
-  EXPECT_TRUE(waitFor(What::connect));
+  ASSERT_TRUE(waitFor(What::connect));
+  EXPECT_EQ(recorder.last(What::connect).peripheral, peripheral);
+  EXPECT_EQ(battery(*peripheral).UUID(), kBattery);
+}
+
+TEST_F(Reset, LeavesADeviceTheSameForANewScan) {
+  const auto peripheral = discovered();
+  reset();
+  ASSERT_TRUE(waitFor(What::state, 2));
+  manager->scanForPeripherals();
+  ASSERT_TRUE(waitFor(What::discover));
+  EXPECT_EQ(recorder.last(What::discover).peripheral, peripheral);
+}
+
+TEST_F(Reset, AllowsANewLink) {
+  const auto peripheral = connected();
+  battery(*peripheral);
+  reset();
+  ASSERT_TRUE(waitFor(What::state, 2));
+  manager->connect(peripheral);
+  ASSERT_TRUE(waitFor(What::connect));
+  EXPECT_EQ(battery(*peripheral).UUID(), kBattery);
+}
+
+TEST_F(Reset, EndsTheLinkWhateverTheOldObjectSays) {
+  const auto peripheral = connected();
+  reset();
+  ASSERT_TRUE(waitFor(What::state, 2));
+  peripheral->discoverServices({&kBatteryService, 1});
+  ASSERT_TRUE(waitFor(What::services));
+  EXPECT_TRUE(recorder.last(What::services).error);
+}
+
+TEST_F(Layer, KeepsAValueUntilItsSubscriptionIsConfirmed) {
+  model->control("rate 200");
+  const auto peripheral = connected();
+  CBCharacteristic& characteristic = motion(*peripheral);
+  peripheral->setNotifyValue(true, characteristic);
+  ASSERT_TRUE(waitFor(What::value, 3));
+  EXPECT_EQ(recorder.events().front().what, What::notificationState);
+  EXPECT_EQ(recorder.values(characteristic).front()[0], 0);  // the model counts its values
+  EXPECT_EQ(recorder.values(characteristic)[1][0], 1);
+}
+
+TEST_F(Layer, FindsServicesAgainThatBecameInvalid) {
+  model->control("rate 200");
+  const auto peripheral = connected();
+  CBCharacteristic& characteristic = motion(*peripheral);
+  peripheral->setNotifyValue(true, characteristic);
+  ASSERT_TRUE(waitFor(What::value, 3));
+  Air::shared().modifyServices(*model);
+  settle();
+  recorder.forget();
+  ASSERT_TRUE(waitFor(What::value, 3));
+  EXPECT_EQ(recorder.events().size(), recorder.values(characteristic).size());
+}
+
+TEST_F(Layer, CarriesOutWhatIsAskedWhileServicesAreInvalid) {
+  const auto peripheral = connected();
+  CBCharacteristic& characteristic = battery(*peripheral);
+  Air::shared().modifyServices(*model);
+  peripheral->readValue(characteristic);
+  peripheral->discoverCharacteristics({&kBattery, 1}, *peripheral->services()->front());
+  peripheral->discoverServices({&kBatteryService, 1});
+  ASSERT_TRUE(waitFor(What::services));
+  EXPECT_FALSE(recorder.last(What::services).error);
+  EXPECT_EQ(peripheral->services()->size(), 1U);
+  EXPECT_TRUE(waitFor(What::characteristics));
+  EXPECT_FALSE(recorder.last(What::characteristics).error);
+  ASSERT_TRUE(waitFor(What::value));
+  EXPECT_TRUE(recorder.last(What::value).value);
+  settle();
+  EXPECT_EQ(recorder.events().size(), 3U);
+}
+
+TEST_F(Layer, AnswersAServiceDiscoveryWhenTheLinkIsLostWhileServicesAreInvalid) {
+  const auto peripheral = connected();
+  battery(*peripheral);
+  Air::shared().modifyServices(*model);
+  faults().isSilent = true;
+  peripheral->discoverServices({&kBatteryService, 1});
+  settle();
+  EXPECT_EQ(recorder.count(What::services), 0U);
+  loseLink();
+  settle();
+  ASSERT_EQ(recorder.count(What::services), 1U);
+  EXPECT_TRUE(recorder.last(What::services).error);
+}
+
+TEST_F(Layer, TakesTheNameByWhichTheDeviceIsKnown) {
+  faults().localName = "Something else";
+  const auto peripheral = discovered();
+  EXPECT_EQ(peripheral->name(), model->name());
+}
+
+TEST_F(Layer, ReportsADeviceOnceHoweverOftenItAdvertises) {
+  const auto peripheral = discovered();
+  runFor(1);
+  EXPECT_EQ(recorder.count(What::discover), 0U);
+}
+
+TEST_F(Layer, HoldsBackWhatIsNotDecidedWhileAPersonIsAsked) {
+  Air& air = Air::shared();
+  air.authorization = CBManagerAuthorizationNotDetermined;
+  air.setState(CBManagerStateUnknown);
+  manager = system->makeCentralManager(recorder);
+  settle();
+  air.setState(CBManagerStateUnauthorized);
+  settle();
+  EXPECT_EQ(recorder.count(What::state), 0U);
+  EXPECT_EQ(manager->state(), platform::CBManagerState::unknown);
+  air.authorization = CBManagerAuthorizationAllowedAlways;
+  settle();
+  EXPECT_EQ(recorder.count(What::state), 0U);
+  air.setState(CBManagerStatePoweredOn);
+  ASSERT_TRUE(waitFor(What::state));
+  EXPECT_EQ(recorder.count(What::state), 1U);
+  EXPECT_EQ(recorder.last(What::state).state, platform::CBManagerState::poweredOn);
+}
+
+TEST_F(Layer, TellsThatAPersonHasRefused) {
+  Air& air = Air::shared();
+  air.authorization = CBManagerAuthorizationNotDetermined;
+  air.setState(CBManagerStateUnauthorized);
+  manager = system->makeCentralManager(recorder);
+  settle();
+  EXPECT_EQ(recorder.count(What::state), 0U);
+  air.authorization = CBManagerAuthorizationDenied;  // the state is what it was: nobody is called
+  ASSERT_TRUE(waitFor(What::state));
+  EXPECT_EQ(recorder.last(What::state).state, platform::CBManagerState::unauthorized);
+  settle();
+  EXPECT_EQ(recorder.count(What::state), 1U);
+}
+
+TEST_F(Layer, TellsAPassingUnknownStateAsNothing) {
+  const auto peripheral = discovered();
+  Air::shared().setState(CBManagerStateUnknown);
+  settle();
+  EXPECT_EQ(recorder.count(What::state), 0U);
+  Air::shared().setState(CBManagerStatePoweredOn);
+  ASSERT_TRUE(waitFor(What::state));
+  EXPECT_EQ(recorder.last(What::state).state, platform::CBManagerState::poweredOn);
 }
 
 TEST_F(Layer, ForgetsTheRequestsToADeviceThatNobodyHolds) {

@@ -165,10 +165,10 @@ TEST(CoreBluetoothSession, TellsAFailedServiceDiscoveryAsTheFrameworkPrintsIt) {
 }
 
 TEST(CoreBluetoothSession, EndsWhereTheRadioCannotBeUsed) {
-  const std::vector<std::pair<std::string, std::string>> states{
-      {"radio=4", "Z;2;"}, {"radio=3", "Z;4;"}, {"radio=2", "Z;3;"}};
+  const std::vector<std::pair<Words, std::string>> states{
+      {{"radio=4"}, "Z;2;"}, {{"radio=3", "authorization=2"}, "Z;4;"}, {{"radio=2"}, "Z;3;"}};
   for (const auto& [state, message] : states) {
-    Session bridge({state, "tramsel"});
+    Session bridge(state);
     bridge.expectQuietEnd();
     EXPECT_EQ(bridge.messagesOf(""), Words{message});
   }

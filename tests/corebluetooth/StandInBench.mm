@@ -1,6 +1,11 @@
 // The bench of the CoreBluetooth layer: devices on the stand-in's radio, everything on the main
-// thread's run loop, in real time.
+// thread, in real time or, with DrivenLoop.mm, in the stand-in's own. The environment's VORNIX_SEED
+// is the first bench's seed; each one after it has the next. A failure tells its own.
 #include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <iostream>
+#include <string>
 
 #include "contract/Bench.h"
 #include "corebluetooth/standin/Air.h"
@@ -10,10 +15,19 @@ namespace {
 
 using standin::Air;
 
+std::uint64_t nextSeed() {
+  static const char* const first = std::getenv("VORNIX_SEED");
+  static std::uint64_t next = first != nullptr ? std::stoull(first) : 0;
+  return first != nullptr ? next++ : 0;
+}
+
 class StandInBench final : public Bench {
  public:
+  StandInBench() { Air::shared().setSeed(seed_); }
+
   ~StandInBench() override {
     platform_.reset();
+    if (testing::Test::HasFailure()) std::cout << "VORNIX_SEED=" << seed_ << '\n';
     EXPECT_EQ(Air::shared().misuses, 0U);
     Air::shared().clear();
   }
@@ -44,9 +58,10 @@ class StandInBench final : public Bench {
     Air::shared().wake();
   }
 
-  double settlingTime() const override { return 0.2; }
+  double settlingTime() const override { return 0.5; }
 
  private:
+  std::uint64_t seed_ = nextSeed();
   std::unique_ptr<platform::Platform> platform_ = platform::makePlatform();
 };
 

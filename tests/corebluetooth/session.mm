@@ -1,8 +1,9 @@
 // The bridge over the CoreBluetooth layer, among the lab's devices on the stand-in's radio. The
 // command line names them, each with the control lines that are for it:
 //   corebluetooth-session radio=5 fenwix "name Nomsuel-2" "rate 100" tramsel refuse-services=14
-// radio=N is the radio's state, a value of CBManagerState; refuse-services=N fails a device's
-// service discovery with that error of the Attribute Protocol.
+// radio=N is the radio's state, a value of CBManagerState, authorization=N what the user has said,
+// a value of CBManagerAuthorization; refuse-services=N fails a device's service discovery with that
+// error of the Attribute Protocol.
 #include <iostream>
 #include <memory>
 #include <string_view>
@@ -28,6 +29,10 @@ bool understand(std::string_view word, Devices& devices) {
   const auto number = lab::toNumber(argument);
   if (name == "radio" && number) {
     air.setState(*number);
+    return true;
+  }
+  if (name == "authorization" && number) {
+    air.authorization = *number;
     return true;
   }
   if (devices.empty()) return false;

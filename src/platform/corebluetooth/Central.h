@@ -1,16 +1,19 @@
 // The manager over the framework's own. Main thread.
+//
+// Below powered on the framework's objects for devices are good for nothing, also after the radio
+// has come back: a device has another object then. It is the same device here, by its identifier.
 #pragma once
 
 #import <CoreBluetooth/CoreBluetooth.h>
 
+#include <map>
 #include <memory>
-#include <set>
-#include <vector>
 
 #include "platform/Platform.h"
-#include "platform/corebluetooth/Delivery.h"
-#include "platform/corebluetooth/Mailbox.h"
+#include "platform/corebluetooth/Identifier.h"
+#include "platform/corebluetooth/MainThread.h"
 #include "platform/corebluetooth/Retained.h"
+#include "platform/corebluetooth/Seen.h"
 
 @class VornixCentralDelegate;
 
@@ -20,10 +23,10 @@ class Peripheral;
 
 class Central final : public CBCentralManager {
  public:
-  Central(CBCentralManagerDelegate& delegate, Mailbox& mailbox, Delivery& delivery);
+  Central(CBCentralManagerDelegate& delegate, MainThread& main);
   ~Central() override;
 
-  CBManagerState state() const override { return state_; }
+  CBManagerState state() const override { return toldState_; }
   void scanForPeripherals() override;
   void stopScan() override;
   void connect(const std::shared_ptr<CBPeripheral>& peripheral) override;
@@ -32,19 +35,32 @@ class Central final : public CBCentralManager {
   void didUpdateState();
   void didDiscover(::CBPeripheral* native);
   void didConnect(::CBPeripheral* native);
+  void didFailToConnect(::CBPeripheral* native);
   void didDisconnect(::CBPeripheral* native, NSError* error);
 
+  // That a person has refused is not always told: it is looked for while it would decide something.
+  void reconsiderState();
+
  private:
-  std::shared_ptr<Peripheral> peripheralOf(::CBPeripheral* native);
+  bool isPoweredOn() const { return [native_.get() state] == CBManagerStatePoweredOn; }
+  void tellState();
+  void loseAllLinks();
+  void findAllAgain();
+  std::shared_ptr<Peripheral> known(::CBPeripheral* native) const;
+  std::shared_ptr<Peripheral> knownOrNew(::CBPeripheral* native);
+  void requestLink(Peripheral& peripheral);
 
   CBCentralManagerDelegate& delegate_;
-  Mailbox& mailbox_;  // that the peripherals use
-  Delivery& delivery_;
+  MainThread& main_;  // which the peripherals share
   Retained<VornixCentralDelegate*> nativeDelegate_;
   Retained<::CBCentralManager*> native_;
-  CBManagerState state_ = CBManagerState::unknown;
-  std::vector<std::weak_ptr<Peripheral>> peripherals_;  // those that somebody holds
-  std::set<std::shared_ptr<Peripheral>> wanted_;        // links asked for and not up yet
+  bool isStateHeldBack_ = true;
+  CBManagerState toldState_ = CBManagerState::unknown;
+  bool isScanning_ = false;
+  unsigned scan_ = 0;
+  Seen seen_;
+  std::map<Identifier, std::weak_ptr<Peripheral>> peripherals_;  // those that somebody holds
+  std::map<Identifier, std::shared_ptr<Peripheral>> wanted_;     // links asked for and not up yet
 };
 
 }  // namespace platform::corebluetooth

@@ -4,43 +4,37 @@
 
 @interface VornixCentralDelegate : NSObject <CBCentralManagerDelegate> {
  @public
-  platform::corebluetooth::Central* owner;  // null once it is gone
+  platform::corebluetooth::Central* owner;
 }
 @end
 
 @implementation VornixCentralDelegate
 
 - (void)centralManagerDidUpdateState:(CBCentralManager*)central {
-  owner->didUpdateState();
+  if (owner != nullptr) owner->didUpdateState();
 }
 
 - (void)centralManager:(CBCentralManager*)central
     didDiscoverPeripheral:(CBPeripheral*)peripheral
         advertisementData:(NSDictionary*)advertisementData
                      RSSI:(NSNumber*)RSSI {
-  owner->didDiscover(peripheral);
+  if (owner != nullptr) owner->didDiscover(peripheral);
 }
 
 - (void)centralManager:(CBCentralManager*)central didConnectPeripheral:(CBPeripheral*)peripheral {
-  owner->didConnect(peripheral);
+  if (owner != nullptr) owner->didConnect(peripheral);
 }
 
-// A request stands until the link is up; the framework ends it, seldom, when the set-up of the link
-// fails half-way.
 - (void)centralManager:(CBCentralManager*)central
     didFailToConnectPeripheral:(CBPeripheral*)peripheral
                          error:(NSError*)error {
-  [central connectPeripheral:peripheral options:nil];
+  if (owner != nullptr) owner->didFailToConnect(peripheral);
 }
 
 - (void)centralManager:(CBCentralManager*)central
     didDisconnectPeripheral:(CBPeripheral*)peripheral
                       error:(NSError*)error {
-  owner->didDisconnect(peripheral, error);
-}
-
-- (void)reportConnected:(CBPeripheral*)peripheral {
-  if (owner != nullptr) owner->didDiscover(peripheral);
+  if (owner != nullptr) owner->didDisconnect(peripheral, error);
 }
 
 @end
@@ -49,41 +43,62 @@ namespace platform::corebluetooth {
 namespace {
 
 using NativeCentral = ::CBCentralManager;
+using NativeManager = ::CBManager;
 using NativeUUID = ::CBUUID;
+
+// `unknown` says that the state will be known soon. So does `unauthorized` while a person is being
+// asked.
+bool isDecided(CBManagerState state) {
+  if (state != CBManagerState::unauthorized) return state != CBManagerState::unknown;
+  const CBManagerAuthorization authorization = [NativeManager authorization];
+  return authorization == CBManagerAuthorizationDenied ||
+         authorization == CBManagerAuthorizationRestricted;
+}
 
 }  // namespace
 
-Central::Central(CBCentralManagerDelegate& delegate, Mailbox& mailbox, Delivery& delivery)
+Central::Central(CBCentralManagerDelegate& delegate, MainThread& main)
     : delegate_(delegate),
-      mailbox_(mailbox),
-      delivery_(delivery),
+      main_(main),
       nativeDelegate_(Retained<VornixCentralDelegate*>::adopt([VornixCentralDelegate new])),
       native_(nil) {
+  main_.central = this;
   nativeDelegate_.get()->owner = this;
   native_ = Retained<::CBCentralManager*>::adopt(
       [[NativeCentral alloc] initWithDelegate:nativeDelegate_.get() queue:nil]);
 }
 
 Central::~Central() {
-  [native_.get() setDelegate:nil];
-  nativeDelegate_.get()->owner = nullptr;
-  delivery_.clear();
+  @autoreleasepool {
+    [native_.get() setDelegate:nil];
+    nativeDelegate_.get()->owner = nullptr;
+    main_.central = nullptr;
+    loseAllLinks();
+    main_.delivery.clear();
+  }
 }
 
+// With the framework's own filter a device would not be reported again when its name becomes known.
 // Every device has the Generic Access service, 1800, by which the connected ones are found.
 void Central::scanForPeripherals() {
+  if (!isPoweredOn()) return;
+  isScanning_ = true;
+  ++scan_;
+  seen_.clear();
   @autoreleasepool {
-    [native_.get() scanForPeripheralsWithServices:nil options:nil];
+    [native_.get() scanForPeripheralsWithServices:nil
+                                          options:@{
+                                            CBCentralManagerScanOptionAllowDuplicatesKey : @(YES)
+                                          }];
     NSArray* const access = @[ [NativeUUID UUIDWithString:@"1800"] ];
     for (id peripheral in [native_.get() retrieveConnectedPeripheralsWithServices:access]) {
-      [nativeDelegate_.get() performSelectorOnMainThread:@selector(reportConnected:)
-                                              withObject:peripheral
-                                           waitUntilDone:NO];
+      didDiscover(peripheral);
     }
   }
 }
 
 void Central::stopScan() {
+  isScanning_ = false;
   @autoreleasepool {
     [native_.get() stopScan];
   }
@@ -91,57 +106,106 @@ void Central::stopScan() {
 
 void Central::connect(const std::shared_ptr<CBPeripheral>& peripheral) {
   const auto wanted = std::static_pointer_cast<Peripheral>(peripheral);
-  if (wanted->isConnected()) return;
-  wanted_.insert(wanted);
+  if (wanted->isLinked() || !wanted_.emplace(wanted->identifier(), wanted).second) return;
+  requestLink(*wanted);
+}
+
+// Where it cannot be asked for now, it is when the device is found again.
+void Central::requestLink(Peripheral& peripheral) {
+  if (!isPoweredOn() || peripheral.native() == nil) return;
   @autoreleasepool {
-    [native_.get() connectPeripheral:wanted->native() options:nil];
+    [native_.get() connectPeripheral:peripheral.native() options:nil];
   }
 }
 
-// Links and requests do not outlive the radio's being off or being reset, and need not be reported
-// as lost.
 void Central::didUpdateState() {
-  const auto state = static_cast<CBManagerState>([native_.get() state]);
-  if (state == CBManagerState::poweredOn) {
-    for (const auto& peripheral : wanted_) {
-      [native_.get() connectPeripheral:peripheral->native() options:nil];
-    }
+  isStateHeldBack_ = true;
+  if (isPoweredOn()) {
+    findAllAgain();
   } else {
-    for (const auto& known : peripherals_) {
-      if (const auto peripheral = known.lock()) peripheral->didLoseLink(nil);
-    }
+    isScanning_ = false;
+    loseAllLinks();
   }
-  delivery_.deliver([this, state] {
-    state_ = state;
+  reconsiderState();
+}
+
+void Central::reconsiderState() {
+  if (!isStateHeldBack_ || !isDecided(static_cast<CBManagerState>([native_.get() state]))) return;
+  isStateHeldBack_ = false;
+  tellState();
+}
+
+void Central::tellState() {
+  const auto state = static_cast<CBManagerState>([native_.get() state]);
+  main_.delivery.push([this, state] {
+    toldState_ = state;
     delegate_.centralManagerDidUpdateState(*this);
   });
 }
 
+// Links and requests do not outlive the radio's being off or being reset, and need not be reported
+// as lost.
+void Central::loseAllLinks() {
+  for (const auto& [identifier, known] : peripherals_) {
+    if (const auto peripheral = known.lock()) peripheral->become(nil);
+  }
+}
+
+// A device that is not found now is when it is discovered.
+void Central::findAllAgain() {
+  NSMutableArray* const identifiers = [NSMutableArray array];
+  for (const auto& [identifier, held] : peripherals_) {
+    if (held.expired()) continue;
+    Identifier bytes = identifier;
+    [identifiers addObject:[[[NSUUID alloc] initWithUUIDBytes:bytes.data()] autorelease]];
+  }
+  if ([identifiers count] == 0) return;
+  for (id native in [native_.get() retrievePeripheralsWithIdentifiers:identifiers]) {
+    knownOrNew(native);
+  }
+}
+
 void Central::didDiscover(::CBPeripheral* native) {
-  delivery_.deliver([this, peripheral = peripheralOf(native)] {
-    delegate_.centralManagerDidDiscover(*this, peripheral);
+  if (!isScanning_ || !seen_.isNews(identifierOf(native), [native name] != nil)) return;
+  main_.delivery.push([this, scan = scan_, peripheral = knownOrNew(native)] {
+    if (isScanning_ && scan == scan_) delegate_.centralManagerDidDiscover(*this, peripheral);
   });
 }
 
 void Central::didConnect(::CBPeripheral* native) {
-  const auto peripheral = peripheralOf(native);
-  wanted_.erase(peripheral);
-  delivery_.deliver([this, peripheral] { delegate_.centralManagerDidConnect(*this, peripheral); });
+  const auto peripheral = known(native);
+  if (peripheral == nullptr || !peripheral->didConnect()) return;
+  wanted_.erase(peripheral->identifier());
+  main_.delivery.push(
+      [this, peripheral] { delegate_.centralManagerDidConnect(*this, peripheral); });
+}
+
+// The request is over, and nobody asks again: a device that has forgotten its pairing fails at
+// once, as often as it is asked.
+void Central::didFailToConnect(::CBPeripheral* native) {
+  wanted_.erase(identifierOf(native));
 }
 
 void Central::didDisconnect(::CBPeripheral* native, NSError* error) {
-  peripheralOf(native)->didLoseLink(error);
+  if (const auto peripheral = known(native)) peripheral->didLoseLink(error);
 }
 
-// The framework has one object per device, which its holder here keeps alive.
-std::shared_ptr<Peripheral> Central::peripheralOf(::CBPeripheral* native) {
-  std::erase_if(peripherals_, [](const auto& known) { return known.expired(); });
-  for (const auto& known : peripherals_) {
-    const auto peripheral = known.lock();
-    if (peripheral->native() == native) return peripheral;
+std::shared_ptr<Peripheral> Central::known(::CBPeripheral* native) const {
+  const auto known = peripherals_.find(identifierOf(native));
+  return known != peripherals_.end() ? known->second.lock() : nullptr;
+}
+
+// The framework's object for a device that has had another one before takes its place.
+std::shared_ptr<Peripheral> Central::knownOrNew(::CBPeripheral* native) {
+  auto peripheral = known(native);
+  if (peripheral == nullptr) {
+    std::erase_if(peripherals_, [](const auto& entry) { return entry.second.expired(); });
+    peripheral = std::make_shared<Peripheral>(native, main_);
+    peripherals_[peripheral->identifier()] = peripheral;
+  } else if (peripheral->native() == nil) {
+    peripheral->become(native);
+    if (wanted_.contains(peripheral->identifier())) requestLink(*peripheral);
   }
-  const auto peripheral = std::make_shared<Peripheral>(native, mailbox_, delivery_);
-  peripherals_.push_back(peripheral);
   return peripheral;
 }
 

@@ -23,4 +23,7 @@ NSArray* nativeIdentifiers(const std::vector<CBUUID>& identifiers);
 bool isLinkLost(NSError* error);
 Error linkLost();
 
+// What a request fails with that is about something the device has no more.
+Error isGone();
+
 }  // namespace platform::corebluetooth

@@ -43,4 +43,8 @@ Error linkLost() {
   return {[CBErrorDomain UTF8String], CBErrorPeripheralDisconnected, "the link was lost"};
 }
 
+Error isGone() {
+  return {[CBErrorDomain UTF8String], CBErrorInvalidHandle, "the device has this no more"};
+}
+
 }  // namespace platform::corebluetooth

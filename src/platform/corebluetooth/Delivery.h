@@ -1,40 +1,54 @@
-// Makes the callbacks, in order, while the bridge's output accepts more. Main thread.
+// Makes the callbacks, in order, while the bridge's output accepts more. What waits for it is kept
+// up to the queue's limit. Main thread.
 //
-// Waiting blocks the main thread, and so the framework: what the devices send meanwhile stays in
-// the system's queue to this process, whose size is the system's. Only what the run loop had
-// already taken from there is kept here.
+// A callback is made as soon as the framework has called, from within that call, or when the run
+// loop has turned; never from within what the bridge calls.
 #pragma once
 
-#include <deque>
 #include <functional>
+
+#include "platform/corebluetooth/MainLoop.h"
+#include "platform/shared/DeliveryQueue.h"
 
 namespace platform::corebluetooth {
 
 class Delivery {
  public:
-  using Call = std::function<void()>;
+  using Action = shared::DeliveryQueue::Action;
+
+  explicit Delivery(MainLoop& loop) : loop_(loop) {}
 
   void setGate(int fileDescriptor) { gate_ = fileDescriptor; }
 
-  // From now on calls wait for the gate until this date, at most. Makes those that were kept; false
-  // when the date came first.
-  bool resume(double date);
+  // Callbacks may be made only between these two.
+  void begin() { isServing_ = true; }
+  void end() { isServing_ = false; }
 
-  // Makes the call, or keeps it when the date comes before the gate opens.
-  void deliver(Call call);
+  void push(shared::ValueTarget& target, Value value);
+  void push(Action action);
 
-  // Gives up what was kept.
-  void clear() { kept_.clear(); }
+  // Makes those that may be made now.
+  void deliver();
+
+  // Something waits for the output, for so many seconds at most from now on.
+  bool isHeldBack() const { return !queue_.isEmpty(); }
+  void waitForOutput(double seconds) { loop_.waitForOutput(gate_, seconds); }
+
+  // Nothing more is to be taken from the framework.
+  bool isFull() const { return queue_.isFull(); }
+
+  // Gives up what waits; close() also what comes after it.
+  void clear() { queue_.clear(); }
+  void close() { queue_.close(); }
 
  private:
-  bool waitForGate() const;
+  bool isOpen() const { return gate_ < 0 || loop_.waitForOutput(gate_, 0); }
 
+  MainLoop& loop_;
+  shared::DeliveryQueue queue_;
   int gate_ = -1;  // none
-  double date_ = 0;
-  std::deque<Call> kept_;
+  bool isServing_ = false;
+  bool isDelivering_ = false;
 };
-
-// Seconds since 1 January 1970.
-double currentDate();
 
 }  // namespace platform::corebluetooth

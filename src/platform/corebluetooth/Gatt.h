@@ -1,9 +1,14 @@
 // The services and characteristics that discovery finds, each for as long as its peripheral lives.
+// The framework's objects for them end with the link, or when the device's services have changed:
+// what is found later takes the place of the earliest one with its identifier that has lost its
+// own. Main thread.
 #pragma once
 
 #import <CoreBluetooth/CoreBluetooth.h>
 
+#include <cstdint>
 #include <deque>
+#include <memory>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -11,36 +16,96 @@
 #include "platform/Platform.h"
 #include "platform/corebluetooth/Convert.h"
 #include "platform/corebluetooth/Retained.h"
+#include "platform/shared/DeliveryQueue.h"
 
 namespace platform::corebluetooth {
 
-class Characteristic final : public CBCharacteristic {
- public:
-  explicit Characteristic(::CBCharacteristic* native)
-      : CBCharacteristic(identifierOf([native UUID])), native_(native) {}
+class Peripheral;
 
-  ::CBCharacteristic* native() const { return native_.get(); }
-  void setValue(std::optional<Value> value) { value_ = value; }
+// What a discovery looks for.
+struct Search {
+  std::vector<CBUUID> wanted;
+  unsigned renewal = 0;  // the number of the renewal that asks; 0: the bridge
+};
+
+class Characteristic final : public CBCharacteristic, public shared::ValueTarget {
+ public:
+  using Native = ::CBCharacteristic*;
+  enum class Asked { read, subscription, unsubscription, renewal };
+
+  Characteristic(Peripheral& peripheral, Native native)
+      : CBCharacteristic(identifierOf([native UUID])), peripheral_(peripheral), native_(native) {}
+
+  // nil: the framework has none now.
+  Native native() const { return native_.get(); }
+  void setNative(Native native) { native_ = Retained<Native>(native); }
+
+  // Makes the callback.
+  void deliver(Value value) override;
+  void retain() override;
+  void release() override;
+
+  std::deque<Asked> asked;  // of the framework and not answered
+  bool isSubscribed = false;
+  bool isToBeRenewed = false;                    // the subscription, when it is found again
+  std::vector<std::vector<std::uint8_t>> early;  // values that came before the confirmation
+
+  bool isBeingSubscribed() const;
+  void loseLink();
 
  private:
-  Retained<::CBCharacteristic*> native_;
+  Peripheral& peripheral_;
+  Retained<Native> native_;
 };
 
 class Service final : public CBService {
  public:
-  explicit Service(::CBService* native) : CBService(identifierOf([native UUID])), native_(native) {}
+  using Native = ::CBService*;
 
-  ::CBService* native() const { return native_.get(); }
+  Service(Peripheral& peripheral, Native native)
+      : CBService(identifierOf([native UUID])), peripheral_(peripheral), native_(native) {}
+
+  Native native() const { return native_.get(); }
+  void setNative(Native native) { native_ = Retained<Native>(native); }
+
   void setCharacteristics(std::optional<std::vector<CBCharacteristic*>> found) {
     characteristics_ = std::move(found);
   }
 
-  // The discoveries of characteristics that the framework has not answered, with what each looks
-  // for.
-  std::deque<std::vector<CBUUID>> asked;
+  std::deque<Search> asked;  // of the framework and not answered
+
+  // All that was ever discovered, in the framework's order.
+  std::vector<std::unique_ptr<Characteristic>> all;
+  std::vector<CBCharacteristic*> found(NSArray* natives, const std::vector<CBUUID>& wanted);
+
+  // Something of what was discovered has no object of the framework.
+  bool hasLostSome() const;
+  void loseNatives();
 
  private:
-  Retained<::CBService*> native_;
+  Peripheral& peripheral_;
+  Retained<Native> native_;
+};
+
+// All services of a peripheral that were ever discovered.
+class Gatt {
+ public:
+  explicit Gatt(Peripheral& peripheral) : peripheral_(peripheral) {}
+
+  std::vector<CBService*> found(NSArray* natives, const std::vector<CBUUID>& wanted);
+
+  // Null where the framework tells of what was never asked for, or is lost.
+  Service* serviceOf(::CBService* native) const;
+  Characteristic* characteristicOf(::CBCharacteristic* native) const;
+
+  const std::vector<std::unique_ptr<Service>>& services() const { return all_; }
+
+  // Nothing that the framework has is of use any more, and no subscription stands.
+  void loseLink();
+
+ private:
+  Peripheral& peripheral_;
+  std::vector<std::unique_ptr<Service>> all_;
 };
 
 }  // namespace platform::corebluetooth

@@ -1,6 +1,9 @@
-// One device. Every request takes the way over the main thread's run loop, whichever thread makes
+// One device. Every request takes the way over the main thread's mailbox, whichever thread makes
 // it, so that they reach the framework in the order in which they were made; it carries them out in
 // that order. Main thread, but for setNotifyValue and writeValue.
+//
+// When the device's services change under way, what was found is found again behind the bridge's
+// back, what was subscribed is subscribed again, and requests wait until then.
 #pragma once
 
 #import <CoreBluetooth/CoreBluetooth.h>
@@ -13,9 +16,9 @@
 #include <vector>
 
 #include "platform/Platform.h"
-#include "platform/corebluetooth/Delivery.h"
 #include "platform/corebluetooth/Gatt.h"
-#include "platform/corebluetooth/Mailbox.h"
+#include "platform/corebluetooth/Identifier.h"
+#include "platform/corebluetooth/MainThread.h"
 #include "platform/corebluetooth/Retained.h"
 
 @class VornixPeripheralDelegate;
@@ -24,7 +27,7 @@ namespace platform::corebluetooth {
 
 class Peripheral final : public CBPeripheral, public std::enable_shared_from_this<Peripheral> {
  public:
-  Peripheral(::CBPeripheral* native, Mailbox& mailbox, Delivery& delivery);
+  Peripheral(::CBPeripheral* native, MainThread& main);
   ~Peripheral() override;
 
   std::optional<std::string> name() const override;
@@ -40,34 +43,71 @@ class Peripheral final : public CBPeripheral, public std::enable_shared_from_thi
   void writeValue(Value value, CBCharacteristic& characteristic,
                   CBCharacteristicWriteType type) override;
 
-  ::CBPeripheral* native() const { return native_.get(); }
-  bool isConnected() const { return [native() state] == CBPeripheralStateConnected; }
+  // All that follows is for this folder.
 
-  // What the framework reports.
+  CBPeripheralDelegate* delegate() const { return delegate_; }
+  const Identifier& identifier() const { return identifier_; }
+
+  // The framework's object; nil while what it had is good for nothing.
+  ::CBPeripheral* native() const { return native_.get(); }
+  void become(::CBPeripheral* native);
+
+  // The bridge's own link: that the framework's object is connected may be another program's doing.
+  bool isLinked() const { return isLinked_; }
+
+  // What the framework reports. didConnect: false when it has been reported for this link before.
+  bool didConnect();
+  void didLoseLink(NSError* error);
   void didDiscoverServices(NSError* error);
+  void didModifyServices(NSArray* invalidated);
   void didDiscoverCharacteristics(::CBService* service, NSError* error);
   void didUpdateValue(::CBCharacteristic* characteristic, NSError* error);
   void didUpdateNotificationState(::CBCharacteristic* characteristic, NSError* error);
-  void didLoseLink(NSError* error);
+
+  // Keeps the object alive while a value for it waits to be delivered.
+  void retain();
+  void release();
 
  private:
+  using Asked = Characteristic::Asked;
+
   void post(std::function<void()> call);
   void request(std::function<void()> make);
-  bool isToBeReported(NSError* error) const;
-  void deliver(std::function<void()> call);
-  void answerServices(std::optional<std::vector<CBService*>> found, std::optional<Error> error);
+  void whenFound(std::function<void()> make);
+  void searchServices(const Search& search);
+  void searchCharacteristics(Service& service, const Search& search);
+  void ask(Characteristic& characteristic, Asked asked);
 
+  void renew();
+  void postpone(Service& service);
+  void renewCharacteristics();
+  void finishRenewal();
+
+  void report(std::function<void()> call);
+  void reportServices(std::optional<std::vector<CBService*>> found, std::optional<Error> error);
+  void reportCharacteristics(Service& service, std::optional<std::vector<CBCharacteristic*>> found,
+                             std::optional<Error> error);
+  void reportNoValue(Characteristic& characteristic, std::optional<Error> error);
+  void reportNotificationState(Characteristic& characteristic, std::optional<Error> error);
+
+  MainThread& main_;
+  Identifier identifier_;
   Retained<::CBPeripheral*> native_;
   Retained<VornixPeripheralDelegate*> nativeDelegate_;
-  Mailbox& mailbox_;
-  Delivery& delivery_;
   CBPeripheralDelegate* delegate_ = nullptr;
+  std::optional<std::string> name_;  // the last one, for as long as there is no native object
   std::optional<std::vector<CBService*>> services_;
-  std::deque<std::vector<CBUUID>> asked_;  // as Service::asked, of services
+  Gatt gatt_;
 
-  // All that was ever discovered.
-  std::vector<std::unique_ptr<Service>> allServices_;
-  std::vector<std::unique_ptr<Characteristic>> allCharacteristics_;
+  bool isLinked_ = false;
+  std::deque<Search> asked_;    // of the framework and not answered
+  std::size_t unanswered_ = 0;  // the bridge's discoveries of services, asked or to be asked
+  unsigned renewal_ = 0;        // numbers them
+  std::size_t awaited_ = 0;     // answers without which the renewal is not over
+  std::deque<std::function<void()>> later_;  // what waits for it
+
+  std::size_t retained_ = 0;
+  std::shared_ptr<Peripheral> self_;
 };
 
 }  // namespace platform::corebluetooth

@@ -5,32 +5,36 @@
 
 @interface VornixPeripheralDelegate : NSObject <CBPeripheralDelegate> {
  @public
-  platform::corebluetooth::Peripheral* owner;
+  platform::corebluetooth::Peripheral* owner;  // null once it is gone
 }
 @end
 
 @implementation VornixPeripheralDelegate
 
 - (void)peripheral:(CBPeripheral*)peripheral didDiscoverServices:(NSError*)error {
-  owner->didDiscoverServices(error);
+  if (owner != nullptr) owner->didDiscoverServices(error);
+}
+
+- (void)peripheral:(CBPeripheral*)peripheral didModifyServices:(NSArray*)invalidatedServices {
+  if (owner != nullptr) owner->didModifyServices(invalidatedServices);
 }
 
 - (void)peripheral:(CBPeripheral*)peripheral
     didDiscoverCharacteristicsForService:(CBService*)service
                                    error:(NSError*)error {
-  owner->didDiscoverCharacteristics(service, error);
+  if (owner != nullptr) owner->didDiscoverCharacteristics(service, error);
 }
 
 - (void)peripheral:(CBPeripheral*)peripheral
     didUpdateValueForCharacteristic:(CBCharacteristic*)characteristic
                               error:(NSError*)error {
-  owner->didUpdateValue(characteristic, error);
+  if (owner != nullptr) owner->didUpdateValue(characteristic, error);
 }
 
 - (void)peripheral:(CBPeripheral*)peripheral
     didUpdateNotificationStateForCharacteristic:(CBCharacteristic*)characteristic
                                           error:(NSError*)error {
-  owner->didUpdateNotificationState(characteristic, error);
+  if (owner != nullptr) owner->didUpdateNotificationState(characteristic, error);
 }
 
 @end
@@ -42,62 +46,56 @@ const Error* pointerTo(const std::optional<Error>& error) {
   return error ? &*error : nullptr;
 }
 
-// The one object of the interface that stands for this object of the framework.
-template <class Object, class Native>
-Object& objectOf(std::vector<std::unique_ptr<Object>>& all, Native native) {
-  for (const auto& known : all) {
-    if (known->native() == native) return *known;
-  }
-  return *all.emplace_back(std::make_unique<Object>(native));
-}
-
-// The framework's list may also hold what other discoveries have found.
-template <class Listed, class Object>
-std::optional<std::vector<Listed*>> objectsAmong(NSArray* natives,
-                                                 const std::vector<CBUUID>& identifiers,
-                                                 std::vector<std::unique_ptr<Object>>& all) {
-  if (natives == nil) return std::nullopt;
-  std::vector<Listed*> found;
-  for (id native in natives) {
-    Object& object = objectOf(all, native);
-    const bool isAskedFor = std::ranges::find(identifiers, object.UUID()) != identifiers.end();
-    if (isAskedFor) found.push_back(&object);
-  }
-  return found;
-}
-
-std::vector<CBUUID> takeFirst(std::deque<std::vector<CBUUID>>& asked) {
-  std::vector<CBUUID> first = std::move(asked.front());
+Search takeFirst(std::deque<Search>& asked) {
+  Search first = std::move(asked.front());
   asked.pop_front();
   return first;
 }
 
+template <class Object>
+std::vector<CBUUID> identifiersOf(const std::vector<std::unique_ptr<Object>>& objects) {
+  std::vector<CBUUID> identifiers;
+  for (const auto& object : objects) identifiers.push_back(object->UUID());
+  return identifiers;
+}
+
 }  // namespace
 
-Peripheral::Peripheral(::CBPeripheral* native, Mailbox& mailbox, Delivery& delivery)
-    : native_(native),
+Peripheral::Peripheral(::CBPeripheral* native, MainThread& main)
+    : main_(main),
+      identifier_(identifierOf(native)),
+      native_(nil),
       nativeDelegate_(Retained<VornixPeripheralDelegate*>::adopt([VornixPeripheralDelegate new])),
-      mailbox_(mailbox),
-      delivery_(delivery) {
+      gatt_(*this) {
   nativeDelegate_.get()->owner = this;
-  [native setDelegate:nativeDelegate_.get()];
+  become(native);
 }
 
 Peripheral::~Peripheral() {
+  nativeDelegate_.get()->owner = nullptr;
   [native() setDelegate:nil];
+}
+
+void Peripheral::become(::CBPeripheral* native) {
+  didLoseLink(nil);
+  name_ = name();
+  [this->native() setDelegate:nil];
+  native_ = Retained<::CBPeripheral*>(native);
+  [native setDelegate:nativeDelegate_.get()];
 }
 
 std::optional<std::string> Peripheral::name() const {
   @autoreleasepool {
-    return textOf([native() name]);
+    auto known = textOf([native() name]);
+    return known ? known : name_;
   }
 }
 
 void Peripheral::discoverServices(std::span<const CBUUID> services) {
   post([this, wanted = std::vector(services.begin(), services.end())] {
-    asked_.push_back(wanted);
-    if (!isConnected()) return didLoseLink(nil);
-    [native() discoverServices:nativeIdentifiers(wanted)];
+    if (!isLinked_) return reportServices(std::nullopt, linkLost());
+    ++unanswered_;
+    whenFound([this, wanted] { searchServices({wanted}); });
   });
 }
 
@@ -105,27 +103,27 @@ void Peripheral::discoverCharacteristics(std::span<const CBUUID> characteristics
                                          CBService& service) {
   auto& inService = static_cast<Service&>(service);
   request([this, &inService, wanted = std::vector(characteristics.begin(), characteristics.end())] {
-    inService.asked.push_back(wanted);
-    [native() discoverCharacteristics:nativeIdentifiers(wanted) forService:inService.native()];
+    searchCharacteristics(inService, {wanted});
   });
 }
 
 void Peripheral::setNotifyValue(bool enabled, CBCharacteristic& characteristic) {
-  const auto& known = static_cast<Characteristic&>(characteristic);
-  request([this, enabled, &known] {
-    [native() setNotifyValue:enabled forCharacteristic:known.native()];
+  auto& known = static_cast<Characteristic&>(characteristic);
+  request([this, asked = enabled ? Asked::subscription : Asked::unsubscription, &known] {
+    ask(known, asked);
   });
 }
 
 void Peripheral::readValue(CBCharacteristic& characteristic) {
-  const auto& known = static_cast<Characteristic&>(characteristic);
-  request([this, &known] { [native() readValueForCharacteristic:known.native()]; });
+  auto& known = static_cast<Characteristic&>(characteristic);
+  request([this, &known] { ask(known, Asked::read); });
 }
 
 void Peripheral::writeValue(Value value, CBCharacteristic& characteristic,
                             CBCharacteristicWriteType) {
   const auto& known = static_cast<Characteristic&>(characteristic);
   request([this, bytes = std::vector(value.begin(), value.end()), &known] {
+    if (known.native() == nil) return;
     [native() writeValue:[NSData dataWithBytes:bytes.data() length:bytes.size()]
         forCharacteristic:known.native()
                      type:CBCharacteristicWriteWithResponse];
@@ -133,7 +131,7 @@ void Peripheral::writeValue(Value value, CBCharacteristic& characteristic,
 }
 
 void Peripheral::post(std::function<void()> call) {
-  mailbox_.post([weak = weak_from_this(), call = std::move(call)] {
+  main_.mailbox.post([weak = weak_from_this(), call = std::move(call)] {
     if (const auto self = weak.lock()) call();
   });
 }
@@ -141,82 +139,227 @@ void Peripheral::post(std::function<void()> call) {
 // The framework complains about what it is asked while the link is down.
 void Peripheral::request(std::function<void()> make) {
   post([this, make = std::move(make)] {
-    if (isConnected()) make();
+    if (isLinked_) whenFound(make);
   });
 }
 
-void Peripheral::didDiscoverServices(NSError* error) {
-  if (asked_.empty()) return;  // the loss of the link has answered it
-  const std::vector<CBUUID> wanted = takeFirst(asked_);
-  NSArray* const natives = error == nil ? [native() services] : nil;
-  answerServices(objectsAmong<CBService>(natives, wanted, allServices_), errorOf(error));
+void Peripheral::whenFound(std::function<void()> make) {
+  if (awaited_ == 0) return make();
+  later_.push_back(std::move(make));
 }
 
-void Peripheral::didDiscoverCharacteristics(::CBService* native, NSError* error) {
-  Service& service = objectOf(allServices_, native);
-  if (service.asked.empty() || !isToBeReported(error)) return;
-  const std::vector<CBUUID> wanted = takeFirst(service.asked);
-  NSArray* const natives = error == nil ? [native characteristics] : nil;
-  deliver([this, &service, error = errorOf(error),
-           found = objectsAmong<CBCharacteristic>(natives, wanted, allCharacteristics_)] {
-    service.setCharacteristics(found);
-    if (delegate_ == nullptr) return;
-    delegate_->peripheralDidDiscoverCharacteristicsFor(*this, service, pointerTo(error));
-  });
+void Peripheral::searchServices(const Search& search) {
+  asked_.push_back(search);
+  [native() discoverServices:nativeIdentifiers(search.wanted)];
 }
 
-// The framework keeps an earlier value when a read fails.
-void Peripheral::didUpdateValue(::CBCharacteristic* native, NSError* error) {
-  if (!isToBeReported(error)) return;
-  Characteristic& characteristic = objectOf(allCharacteristics_, native);
-  const Retained<NSData*> data(error == nil ? [native value] : nil);
-  deliver([this, &characteristic, data, error = errorOf(error)] {
-    if (delegate_ == nullptr) return;
-    if (NSData* const value = data.get()) {
-      const auto* const bytes = static_cast<const std::uint8_t*>([value bytes]);
-      characteristic.setValue(Value(bytes, [value length]));
-    }
-    delegate_->peripheralDidUpdateValueFor(*this, characteristic, pointerTo(error));
-    characteristic.setValue(std::nullopt);
-  });
+void Peripheral::searchCharacteristics(Service& service, const Search& search) {
+  if (service.native() == nil) return reportCharacteristics(service, std::nullopt, isGone());
+  service.asked.push_back(search);
+  [native() discoverCharacteristics:nativeIdentifiers(search.wanted) forService:service.native()];
 }
 
-void Peripheral::didUpdateNotificationState(::CBCharacteristic* native, NSError* error) {
-  if (!isToBeReported(error)) return;
-  Characteristic& characteristic = objectOf(allCharacteristics_, native);
-  deliver([this, &characteristic, error = errorOf(error)] {
-    if (delegate_ == nullptr) return;
-    delegate_->peripheralDidUpdateNotificationStateFor(*this, characteristic, pointerTo(error));
-  });
+void Peripheral::ask(Characteristic& characteristic, Asked asked) {
+  ::CBCharacteristic* const known = characteristic.native();
+  const bool isRead = asked == Asked::read;
+  if (known == nil) {
+    return isRead ? reportNoValue(characteristic, isGone())
+                  : reportNotificationState(characteristic, isGone());
+  }
+  characteristic.asked.push_back(asked);
+  if (isRead) {
+    [native() readValueForCharacteristic:known];
+  } else {
+    [native() setNotifyValue:asked != Asked::unsubscription forCharacteristic:known];
+  }
+}
+
+bool Peripheral::didConnect() {
+  return !std::exchange(isLinked_, true);
 }
 
 // Whether the framework answers what was waiting is not documented: a discovery of services is
 // answered here if it was not there.
 void Peripheral::didLoseLink(NSError* error) {
-  for (const auto& service : allServices_) service->asked.clear();
-  for (auto unanswered = asked_.size(); unanswered > 0; --unanswered) {
-    asked_.pop_front();
-    answerServices(std::nullopt, errorOf(error).value_or(linkLost()));
+  if (!std::exchange(isLinked_, false)) return;
+  gatt_.loseLink();
+  asked_.clear();
+  later_.clear();
+  awaited_ = 0;
+  for (auto left = std::exchange(unanswered_, 0); left > 0; --left) {
+    reportServices(std::nullopt, errorOf(error).value_or(linkLost()));
   }
 }
 
-bool Peripheral::isToBeReported(NSError* error) const {
-  return error == nil || (isConnected() && !isLinkLost(error));
+void Peripheral::didDiscoverServices(NSError* error) {
+  if (asked_.empty()) return;  // the loss of the link has answered it
+  const Search search = takeFirst(asked_);
+  if (search.renewal != 0 && search.renewal != renewal_) return;
+  NSArray* const natives = error == nil ? [native() services] : nil;
+  if (search.renewal != 0) {
+    gatt_.found(natives, {});
+    return renewCharacteristics();
+  }
+  if (awaited_ > 0) return later_.push_back([this, search] { searchServices(search); });
+  --unanswered_;
+  std::optional<std::vector<CBService*>> found;
+  if (natives != nil) found = gatt_.found(natives, search.wanted);
+  reportServices(std::move(found), errorOf(error));
 }
 
-void Peripheral::answerServices(std::optional<std::vector<CBService*>> found,
+void Peripheral::didDiscoverCharacteristics(::CBService* of, NSError* error) {
+  Service* const service = gatt_.serviceOf(of);
+  if (service == nullptr || service->asked.empty() || isLinkLost(error)) return;
+  const Search search = takeFirst(service->asked);
+  std::optional<std::vector<CBCharacteristic*>> found;
+  if (error == nil && [of characteristics] != nil) {
+    found = service->found([of characteristics], search.wanted);
+  }
+  if (search.renewal == 0) return reportCharacteristics(*service, std::move(found), errorOf(error));
+  if (search.renewal == renewal_) finishRenewal();
+}
+
+// The framework tells a read's answer and a subscription's value in the same way, and may tell a
+// value before the confirmation of its subscription. It keeps an earlier value when a read fails.
+void Peripheral::didUpdateValue(::CBCharacteristic* of, NSError* error) {
+  Characteristic* const known = gatt_.characteristicOf(of);
+  if (known == nullptr || isLinkLost(error)) return;
+  const bool isAnswer = !known->asked.empty() && known->asked.front() == Asked::read;
+  if (isAnswer) known->asked.pop_front();
+  if (error != nil) return isAnswer ? reportNoValue(*known, errorOf(error)) : void();
+  NSData* const data = [of value];
+  const auto* const bytes = static_cast<const std::uint8_t*>([data bytes]);
+  const Value value(bytes, [data length]);
+  if (isAnswer || known->isSubscribed) {
+    main_.delivery.push(*known, value);
+  } else if (known->isBeingSubscribed()) {
+    known->early.emplace_back(value.begin(), value.end());
+  }
+}
+
+void Peripheral::didUpdateNotificationState(::CBCharacteristic* of, NSError* error) {
+  Characteristic* const known = gatt_.characteristicOf(of);
+  if (known == nullptr || isLinkLost(error)) return;
+  const auto isOfValues = [](Asked asked) { return asked != Asked::read; };
+  const auto question = std::ranges::find_if(known->asked, isOfValues);
+  if (question == known->asked.end()) return;
+  const Asked asked = *question;
+  known->asked.erase(question);
+  if (asked == Asked::renewal) {
+    known->isSubscribed = error == nil;
+    return;
+  }
+  if (error == nil) known->isSubscribed = asked == Asked::subscription;
+  reportNotificationState(*known, errorOf(error));
+  for (const auto& value : std::exchange(known->early, {})) {
+    if (known->isSubscribed) main_.delivery.push(*known, value);
+  }
+}
+
+void Peripheral::didModifyServices(NSArray* invalidated) {
+  bool isKnown = false;
+  for (id native in invalidated) {
+    Service* const service = gatt_.serviceOf(native);
+    if (service == nullptr) continue;
+    isKnown = true;
+    postpone(*service);
+    service->loseNatives();
+  }
+  if (isLinked_ && (isKnown || unanswered_ > 0)) renew();
+}
+
+// What the framework has not answered it does not answer any more.
+void Peripheral::postpone(Service& service) {
+  for (const Search& search : std::exchange(service.asked, {})) {
+    if (search.renewal != 0) continue;
+    later_.push_back([this, &service, search] { searchCharacteristics(service, search); });
+  }
+  for (const auto& each : service.all) {
+    Characteristic& characteristic = *each;
+    characteristic.isToBeRenewed |= characteristic.isSubscribed;
+    for (const Asked asked : std::exchange(characteristic.asked, {})) {
+      if (asked == Asked::renewal) continue;
+      later_.push_back([this, &characteristic, asked] { ask(characteristic, asked); });
+    }
+  }
+}
+
+void Peripheral::renew() {
+  std::vector<CBUUID> wanted = identifiersOf(gatt_.services());
+  for (const Search& search : asked_) {
+    wanted.insert(wanted.end(), search.wanted.begin(), search.wanted.end());
+  }
+  awaited_ = 1;
+  searchServices({std::move(wanted), ++renewal_});
+}
+
+void Peripheral::renewCharacteristics() {
+  for (const auto& service : gatt_.services()) {
+    if (service->native() == nil || !service->hasLostSome()) continue;
+    ++awaited_;
+    searchCharacteristics(*service, {identifiersOf(service->all), renewal_});
+  }
+  finishRenewal();
+}
+
+void Peripheral::finishRenewal() {
+  if (--awaited_ > 0) return;
+  for (const auto& service : gatt_.services()) {
+    for (const auto& each : service->all) {
+      if (!std::exchange(each->isToBeRenewed, false)) continue;
+      each->isSubscribed = each->native() != nil;
+      if (each->isSubscribed) ask(*each, Asked::renewal);
+    }
+  }
+  for (const auto& make : std::exchange(later_, {})) make();
+}
+
+void Peripheral::report(std::function<void()> call) {
+  main_.delivery.push([weak = weak_from_this(), call = std::move(call)] {
+    if (const auto self = weak.lock()) call();
+  });
+}
+
+void Peripheral::reportServices(std::optional<std::vector<CBService*>> found,
                                 std::optional<Error> error) {
-  deliver([this, found = std::move(found), error = std::move(error)] {
+  report([this, found = std::move(found), error = std::move(error)] {
     services_ = found;
     if (delegate_ == nullptr) return;
     delegate_->peripheralDidDiscoverServices(*this, pointerTo(error));
   });
 }
 
-void Peripheral::deliver(std::function<void()> call) {
-  delivery_.deliver([weak = weak_from_this(), call = std::move(call)] {
-    if (const auto self = weak.lock()) call();
+void Peripheral::reportCharacteristics(Service& service,
+                                       std::optional<std::vector<CBCharacteristic*>> found,
+                                       std::optional<Error> error) {
+  report([this, &service, found = std::move(found), error = std::move(error)] {
+    service.setCharacteristics(found);
+    if (delegate_ == nullptr) return;
+    delegate_->peripheralDidDiscoverCharacteristicsFor(*this, service, pointerTo(error));
   });
+}
+
+void Peripheral::reportNoValue(Characteristic& characteristic, std::optional<Error> error) {
+  report([this, &characteristic, error = std::move(error)] {
+    if (delegate_ == nullptr) return;
+    delegate_->peripheralDidUpdateValueFor(*this, characteristic, pointerTo(error));
+  });
+}
+
+void Peripheral::reportNotificationState(Characteristic& characteristic,
+                                         std::optional<Error> error) {
+  report([this, &characteristic, error = std::move(error)] {
+    if (delegate_ == nullptr) return;
+    delegate_->peripheralDidUpdateNotificationStateFor(*this, characteristic, pointerTo(error));
+  });
+}
+
+void Peripheral::retain() {
+  if (retained_++ == 0) self_ = shared_from_this();
+}
+
+void Peripheral::release() {
+  if (--retained_ == 0) const auto last = std::move(self_);
 }
 
 }  // namespace platform::corebluetooth

@@ -1,45 +1,74 @@
 #import <Foundation/Foundation.h>
 
-#include <chrono>
+#include <algorithm>
 #include <memory>
-#include <thread>
 
 #include "platform/Platform.h"
 #import "platform/corebluetooth/Central.h"
-#include "platform/corebluetooth/Delivery.h"
-#include "platform/corebluetooth/Mailbox.h"
+#include "platform/corebluetooth/MainThread.h"
+#include "platform/corebluetooth/Retained.h"
 
 namespace platform {
 namespace corebluetooth {
 namespace {
 
+// How often the framework is looked after while the host does not read: nothing can be told
+// meanwhile, and when the host reads on, that is noticed at once.
+constexpr double kWhileHeldBack = 0.05;  // seconds
+
 class Platform final : public platform::Platform {
  public:
+  Platform() : activity_(beginActivity()) {}
+
+  ~Platform() override {
+    main_.delivery.close();
+    [[NSProcessInfo processInfo] endActivity:activity_.get()];
+  }
+
   std::unique_ptr<CBCentralManager> makeCentralManager(
       CBCentralManagerDelegate& delegate) override {
     @autoreleasepool {
-      return std::make_unique<Central>(delegate, mailbox_, delivery_);
+      return std::make_unique<Central>(delegate, main_);
     }
   }
 
-  // A run loop to which nothing is attached returns at once.
   void runUntil(double date) override {
-    @autoreleasepool {
-      if (!delivery_.resume(date)) return;
-      NSDate* const end = [NSDate dateWithTimeIntervalSince1970:date];
-      do {
-        [[NSRunLoop currentRunLoop] runUntilDate:end];
-      } while (now() < date);
-    }
+    const double end = main_.loop.time() + (date - now());
+    main_.delivery.begin();
+    do {
+      turn(end);
+    } while (main_.loop.time() < end);
+    main_.delivery.end();
   }
 
-  double now() const override { return currentDate(); }
-  void sleep(std::chrono::microseconds duration) override { std::this_thread::sleep_for(duration); }
-  void deliverWhileWritable(int fileDescriptor) override { delivery_.setGate(fileDescriptor); }
+  double now() const override { return main_.loop.date(); }
+  void sleep(std::chrono::microseconds duration) override { main_.loop.sleep(duration); }
+  void deliverWhileWritable(int fileDescriptor) override { main_.delivery.setGate(fileDescriptor); }
 
  private:
-  Mailbox mailbox_;
-  Delivery delivery_;
+  // The system slows a process down that has no window and is the child of one that is not in use.
+  static Retained<id> beginActivity() {
+    @autoreleasepool {
+      return Retained<id>([[NSProcessInfo processInfo]
+          beginActivityWithOptions:NSActivityUserInitiatedAllowingIdleSystemSleep
+                            reason:@"The devices measure"]);
+    }
+  }
+
+  void turn(double end) {
+    @autoreleasepool {
+      main_.mailbox.serve();
+      if (main_.central != nullptr) main_.central->reconsiderState();
+      main_.delivery.deliver();
+      const double left = std::max(end - main_.loop.time(), 0.0);
+      if (!main_.delivery.isHeldBack()) return main_.loop.turn(left);
+      main_.delivery.waitForOutput(std::min(left, kWhileHeldBack));
+      if (!main_.delivery.isFull()) main_.loop.turn(0);
+    }
+  }
+
+  MainThread main_;
+  Retained<id> activity_;
 };
 
 }  // namespace

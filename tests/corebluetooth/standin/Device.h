@@ -19,32 +19,37 @@ using platform::corebluetooth::Retained;
 
 class Device final : public lab::Link {
  public:
-  Device(Air& air, lab::DeviceModel& model) : air_(air), model_(model) {}
+  Device(Air& air, lab::DeviceModel& model);
   ~Device();
 
   Faults faults;
 
-  // The one object that stands for the device while somebody holds it.
+  // The one object that stands for the device while somebody holds it and the radio is on.
   CBPeripheral* object();
+  NSUUID* identifier() const { return identifier_.get(); }
+  bool isKnown() const { return isKnown_; }
   void forgetObject();
   // The central is gone. The link stays up, as while another program holds it.
   void forgetCentral();
 
   lab::DeviceModel& model() const { return model_; }
   bool isLinked() const { return isLinked_; }
+  bool isToldLinked() const { return isToldLinked_; }
   bool isAdvertising() const { return isPresent_ && !isLinked_; }
 
   void setPresent(bool isPresent);
   void wake();
 
-  // Scanning: a device is reported once, and again when it has got a name.
-  void scanStarts() { reported_ = Reported::no; }
-  bool isNews() const;
+  // Scanning: a device is reported once, or again and again.
+  void scanStarts() { isReported_ = false; }
+  bool isNews() const { return !isReported_ || air_.isRepeating(); }
   void reported();
 
   void want();
   void tryToConnect();
   void radioIsOff();
+  void holdByAnother();
+  void modifyServices();
 
   void discoverServices(NSArray* identifiers);
   void discoverCharacteristics(NSArray* identifiers, CBService* service);
@@ -58,7 +63,6 @@ class Device final : public lab::Link {
   void drop() override;
 
  private:
-  enum class Reported { no, nameless, named };
   // A request answers with an error, or with none, when it is its turn or when the link is lost.
   struct Request {
     std::function<void()> carryOut;
@@ -66,6 +70,7 @@ class Device final : public lab::Link {
   };
 
   void linkUp();
+  void tellLink();
   void loseLink(bool isReported);
   void request(Request request);
   void startNext();
@@ -80,12 +85,17 @@ class Device final : public lab::Link {
   Air& air_;
   lab::DeviceModel& model_;
   CBPeripheral* object_ = nil;  // not owned
-  Reported reported_ = Reported::no;
+  Retained<NSUUID*> identifier_;
+  bool isReported_ = false;
+  std::uint64_t report_ = 0;  // numbers the reports; only the last one is repeated
+  bool isKnown_ = false;      // to the framework, by a report
   bool isPresent_ = true;
   bool isWanted_ = false;
-  bool isLinked_ = false;
-  std::uint64_t link_ = 0;  // numbers the links
-  std::uint64_t turn_ = 0;  // numbers the appointments of the model; only the last one counts
+  bool isLinked_ = false;      // whoever holds the link
+  bool isOurs_ = false;        // the link
+  bool isToldLinked_ = false;  // the program knows of its link
+  std::uint64_t link_ = 0;     // numbers the links
+  std::uint64_t turn_ = 0;     // numbers the appointments of the model; only the last one counts
   std::set<lab::CharacteristicIndex> subscribed_;
   std::deque<Request> requests_;
 };

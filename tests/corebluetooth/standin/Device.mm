@@ -31,6 +31,13 @@ NSError* disconnected() {
                          userInfo:@{NSLocalizedDescriptionKey : message}];
 }
 
+NSError* forgotten() {
+  NSString* const message = @"Peer removed pairing information";
+  return [NSError errorWithDomain:CBErrorDomain
+                             code:CBErrorPeerRemovedPairingInformation
+                         userInfo:@{NSLocalizedDescriptionKey : message}];
+}
+
 NSData* nativeData(std::span<const std::uint8_t> bytes) {
   return [NSData dataWithBytes:bytes.data() length:bytes.size()];
 }
@@ -43,16 +50,23 @@ bool isWanted(NSArray* identifiers, const std::string& identifier) {
 // After which a model is asked again that is late.
 constexpr lab::Microseconds kAgain{1000};
 
+constexpr lab::Microseconds kAdvertisingInterval{100'000};
+
 }  // namespace
 
+Device::Device(Air& air, lab::DeviceModel& model)
+    : air_(air), model_(model), identifier_(Retained<NSUUID*>::adopt([NSUUID new])) {}
+
 Device::~Device() {
-  if (object_ != nil) object_->device = nullptr;
+  if (object_ != nil) [object_ becomeInvalid];
 }
 
 CBPeripheral* Device::object() {
   if (object_ != nil) return object_;
-  object_ = [[CBPeripheral alloc] initWithDevice:this];
-  [object_ becomeLinked:CBPeripheralStateDisconnected name:nativeText(model_.name())];
+  object_ = [[CBPeripheral alloc] initWithDevice:this identifier:identifier_.get()];
+  const bool isConnected = isLinked_ && !isOurs_;
+  [object_ becomeLinked:isConnected ? CBPeripheralStateConnected : CBPeripheralStateDisconnected
+                   name:nativeText(model_.name())];
   return [object_ autorelease];
 }
 
@@ -62,7 +76,7 @@ void Device::forgetObject() {
 }
 
 void Device::forgetCentral() {
-  isWanted_ = false;
+  isWanted_ = isOurs_ = isToldLinked_ = false;
   requests_.clear();
   [object_ becomeLinked:CBPeripheralStateDisconnected name:[object_ name]];
 }
@@ -75,18 +89,37 @@ void Device::setPresent(bool isPresent) {
   tryToConnect();
 }
 
-bool Device::isNews() const {
-  return reported_ == Reported::no || (reported_ == Reported::nameless && !model_.name().empty());
-}
-
 void Device::reported() {
-  reported_ = model_.name().empty() ? Reported::nameless : Reported::named;
-  [object() becomeLinked:[object() state] name:nativeText(model_.name())];
+  isReported_ = isKnown_ = true;
+  CBPeripheral* const peripheral = object();
+  NSString* const name = nativeText(model_.name());
+  NSString* const local = faults.localName ? nativeText(*faults.localName) : name;
+  const Retained<NSDictionary*> data(local != nil ? @{CBAdvertisementDataLocalNameKey : local}
+                                                  : @{});
+  const Retained<NSString*> known(name);
+  const Retained<CBPeripheral*> held(peripheral);
+  air_.tell([held, data, known] {
+    CBPeripheral* const seen = held.get();
+    CBCentralManager* const manager = Air::shared().manager;
+    if ([seen device] == nullptr || manager == nil) return;
+    if (known.get() != nil) [seen becomeLinked:[seen state] name:known.get()];
+    [manager.delegate centralManager:manager
+               didDiscoverPeripheral:seen
+                   advertisementData:data.get()
+                                RSSI:@(-50)];
+  });
+  if (!air_.isRepeating()) return;
+  air_.after(kAdvertisingInterval, [this, report = ++report_] {
+    if (report == report_) air_.report(*this);
+  });
 }
 
 void Device::want() {
-  isWanted_ = true;
-  tryToConnect();
+  air_.call([this] {
+    ++air_.connectionAttempts;
+    isWanted_ = true;
+    tryToConnect();
+  });
 }
 
 void Device::tryToConnect() {
@@ -97,10 +130,14 @@ void Device::tryToConnect() {
 
 void Device::linkUp() {
   isWanted_ = false;
-  if (std::exchange(faults.failsNextConnection, false)) {
-    return tell([](CBPeripheral* peripheral) {
+  if (faults.failedConnections > 0) {
+    --faults.failedConnections;
+    const Retained<NSError*> error(forgotten());
+    return tell([error](CBPeripheral* peripheral) {
       CBCentralManager* const manager = Air::shared().manager;
-      [manager.delegate centralManager:manager didFailToConnectPeripheral:peripheral error:nil];
+      [manager.delegate centralManager:manager
+            didFailToConnectPeripheral:peripheral
+                                 error:error.get()];
     });
   }
   if (!std::exchange(isLinked_, true)) {
@@ -108,29 +145,62 @@ void Device::linkUp() {
     model_.connected(*this);
     wake();
   }
-  tell([this](CBPeripheral* peripheral) {
+  isOurs_ = true;
+  tellLink();
+  if (faults.connectsTwice) tellLink();
+}
+
+void Device::tellLink() {
+  tell([this, link = link_](CBPeripheral* peripheral) {
     CBCentralManager* const manager = Air::shared().manager;
+    if (link == link_) isToldLinked_ = true;
     [peripheral becomeLinked:CBPeripheralStateConnected name:nativeText(model_.name())];
     [manager.delegate centralManager:manager didConnectPeripheral:peripheral];
   });
 }
 
+void Device::holdByAnother() {
+  if (std::exchange(isLinked_, true)) return;
+  ++link_;
+  model_.connected(*this);
+  wake();
+  [object_ becomeLinked:CBPeripheralStateConnected name:[object_ name]];
+}
+
+// The object that was there stays with whoever holds it, good for nothing.
 void Device::radioIsOff() {
   isWanted_ = false;
   loseLink(false);
+  [object_ becomeInvalid];
+  object_ = nil;
+}
+
+void Device::modifyServices() {
+  air_.call([this] {
+    subscribed_.clear();
+    requests_.clear();
+    tell([](CBPeripheral* peripheral) {
+      NSArray* const lost = [peripheral loseServices];
+      if ([peripheral.delegate respondsToSelector:@selector(peripheral:didModifyServices:)]) {
+        [peripheral.delegate peripheral:peripheral didModifyServices:lost];
+      }
+    });
+  });
 }
 
 void Device::loseLink(bool isReported) {
   if (!std::exchange(isLinked_, false)) return;
   ++link_;
   subscribed_.clear();
+  isOurs_ = false;
   for (const Request& request : std::exchange(requests_, {})) {
     if (faults.failsWaitingRequests) request.fail(disconnected());
   }
   model_.disconnected();
   wake();
-  tell([isReported](CBPeripheral* peripheral) {
+  tell([this, isReported, link = link_](CBPeripheral* peripheral) {
     CBCentralManager* const manager = Air::shared().manager;
+    if (link == link_) isToldLinked_ = false;
     [peripheral becomeLinked:CBPeripheralStateDisconnected name:[peripheral name]];
     if (!isReported) return;
     [manager.delegate centralManager:manager
@@ -146,9 +216,11 @@ void Device::drop() {
 }
 
 void Device::request(Request request) {
-  if (!isLinked_) return;
-  requests_.push_back(std::move(request));
-  if (requests_.size() == 1) startNext();
+  air_.call([this, request = std::move(request)] {
+    if (!isOurs_) return;
+    requests_.push_back(request);
+    if (requests_.size() == 1) startNext();
+  });
 }
 
 void Device::startNext() {
@@ -255,9 +327,10 @@ void Device::setNotify(bool enabled, CBCharacteristic* characteristic) {
              if (!declared(index).notify && !declared(index).indicate) {
                return tellNotificationState(held.get(), attError(kRequestNotSupported));
              }
+             if (enabled) subscribed_.insert(index);
              const lab::AttError error = model_.subscribe(index, enabled);
-             if (error == lab::AttError::none && enabled) subscribed_.insert(index);
-             if (!enabled) subscribed_.erase(index);
+             if (error != lab::AttError::none || !enabled) subscribed_.erase(index);
+             advance();  // a value that the model sends now comes first
              tellNotificationState(held.get(), attError(error));
            },
            [this, held](NSError* error) { tellNotificationState(held.get(), error); }});
@@ -283,7 +356,6 @@ void Device::wake() {
 void Device::advance() {
   const lab::Microseconds now = air_.now();
   const std::optional<lab::Microseconds> next = model_.advance(now);
-  if (reported_ == Reported::nameless) air_.report(*this);
   if (!next) return;
   air_.after(*next > now ? *next - now : kAgain, [this, turn = ++turn_] {
     if (turn == turn_) advance();
@@ -291,8 +363,8 @@ void Device::advance() {
 }
 
 void Device::tell(std::function<void(CBPeripheral*)> call) {
-  air_.post([call = std::move(call), peripheral = Retained(object_)] {
-    if (peripheral.get() != nil) call(peripheral.get());
+  air_.tell([call = std::move(call), peripheral = Retained(object_)] {
+    if (peripheral.get() != nil && [peripheral.get() device] != nullptr) call(peripheral.get());
   });
 }
 

@@ -10,7 +10,10 @@
 @end
 
 @interface CBPeripheral (StandIn)
-- (instancetype)initWithDevice:(standin::Device*)aDevice;
+- (instancetype)initWithDevice:(standin::Device*)aDevice identifier:(NSUUID*)anIdentifier;
+- (standin::Device*)device;  // null once it is invalid
+- (void)becomeInvalid;
+- (NSArray*)loseServices;  // which become invalid
 - (void)becomeLinked:(CBPeripheralState)aState name:(NSString*)aName;
 - (void)foundService:(NSUInteger)index named:(NSString*)identifier;
 - (void)foundNothing;  // an empty list, unless something was found before

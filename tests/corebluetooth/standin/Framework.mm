@@ -4,6 +4,8 @@
 
 NSString* const CBErrorDomain = @"CBErrorDomain";
 NSString* const CBATTErrorDomain = @"CBATTErrorDomain";
+NSString* const CBAdvertisementDataLocalNameKey = @"kCBAdvDataLocalName";
+NSString* const CBCentralManagerScanOptionAllowDuplicatesKey = @"kCBScanOptionAllowDuplicates";
 
 using standin::Air;
 using standin::Device;
@@ -137,11 +139,12 @@ void insert(NSMutableArray* list, NSUInteger index, NSString* identifier) {
 
 @synthesize delegate = receiver;
 
-- (instancetype)initWithDevice:(Device*)aDevice {
+- (instancetype)initWithDevice:(Device*)aDevice identifier:(NSUUID*)anIdentifier {
   self = [super init];
   if (self) {
     ++Air::shared().objects;
     device = aDevice;
+    deviceIdentifier = [anIdentifier retain];
   }
   return self;
 }
@@ -149,6 +152,7 @@ void insert(NSMutableArray* list, NSUInteger index, NSString* identifier) {
 - (void)dealloc {
   --Air::shared().objects;
   if (device != nullptr) [self device]->forgetObject();
+  [deviceIdentifier release];
   [knownName release];
   [found release];
   [super dealloc];
@@ -158,8 +162,12 @@ void insert(NSMutableArray* list, NSUInteger index, NSString* identifier) {
   return static_cast<Device*>(device);
 }
 
+- (NSUUID*)identifier {
+  return deviceIdentifier;
+}
+
 - (NSString*)name {
-  return knownName;
+  return [[knownName retain] autorelease];
 }
 
 - (CBPeripheralState)state {
@@ -176,8 +184,24 @@ void insert(NSMutableArray* list, NSUInteger index, NSString* identifier) {
   knownName = [aName copy];
   [before release];
   if (aState == CBPeripheralStateConnected) return;
-  [found release];
+  [self loseServices];
+}
+
+// What it says stays: only nothing comes of it any more.
+- (void)becomeInvalid {
+  device = nullptr;
+}
+
+- (NSArray*)loseServices {
+  NSArray* const lost = [found autorelease];
   found = nil;
+  for (CBService* service in lost) {
+    service->isInvalid = YES;
+    for (CBCharacteristic* characteristic in [service characteristics]) {
+      characteristic->isInvalid = YES;
+    }
+  }
+  return lost;
 }
 
 - (void)foundService:(NSUInteger)index named:(NSString*)identifier {
@@ -189,33 +213,37 @@ void insert(NSMutableArray* list, NSUInteger index, NSString* identifier) {
   if (found == nil) found = [NSMutableArray new];
 }
 
-- (BOOL)isUsable {
-  if (linkState == CBPeripheralStateConnected && device != nullptr) return YES;
+- (BOOL)isUsable:(BOOL)isArgumentInvalid {
+  if (device == nullptr) return NO;
+  const BOOL isOurs = linkState == CBPeripheralStateConnected && [self device]->isToldLinked();
+  if (isOurs && !isArgumentInvalid) return YES;
   ++Air::shared().misuses;
   return NO;
 }
 
 - (void)discoverServices:(NSArray*)identifiers {
-  if ([self isUsable]) [self device]->discoverServices(identifiers);
+  if ([self isUsable:NO]) [self device]->discoverServices(identifiers);
 }
 
 - (void)discoverCharacteristics:(NSArray*)identifiers forService:(CBService*)service {
-  if ([self isUsable]) [self device]->discoverCharacteristics(identifiers, service);
+  if (![self isUsable:service->isInvalid]) return;
+  [self device]->discoverCharacteristics(identifiers, service);
 }
 
 - (void)readValueForCharacteristic:(CBCharacteristic*)characteristic {
-  if ([self isUsable]) [self device]->read(characteristic);
+  if ([self isUsable:characteristic->isInvalid]) [self device]->read(characteristic);
 }
 
 - (void)writeValue:(NSData*)data
     forCharacteristic:(CBCharacteristic*)characteristic
                  type:(CBCharacteristicWriteType)type {
   if (type != CBCharacteristicWriteWithResponse) ++Air::shared().misuses;
-  if ([self isUsable]) [self device]->write(data, characteristic);
+  if ([self isUsable:characteristic->isInvalid]) [self device]->write(data, characteristic);
 }
 
 - (void)setNotifyValue:(BOOL)enabled forCharacteristic:(CBCharacteristic*)characteristic {
-  if ([self isUsable]) [self device]->setNotify(enabled, characteristic);
+  if (![self isUsable:characteristic->isInvalid]) return;
+  [self device]->setNotify(enabled, characteristic);
 }
 
 @end
@@ -224,6 +252,10 @@ void insert(NSMutableArray* list, NSUInteger index, NSString* identifier) {
 
 - (CBManagerState)state {
   return knownState;
+}
+
++ (CBManagerAuthorization)authorization {
+  return static_cast<CBManagerAuthorization>(Air::shared().authorization);
 }
 
 @end
@@ -248,13 +280,15 @@ void insert(NSMutableArray* list, NSUInteger index, NSString* identifier) {
   --Air::shared().objects;
   Air::shared().manager = nil;
   Air::shared().stopScan();
-  for (const auto& [model, device] : Air::shared().devices()) device->forgetCentral();
+  @autoreleasepool {
+    for (const auto& [model, device] : Air::shared().devices()) device->forgetCentral();
+  }
   [super dealloc];
 }
 
 - (void)radioHasChanged {
   const auto state = static_cast<CBManagerState>(Air::shared().state());
-  Air::shared().post([self, state] {
+  Air::shared().tell([self, state] {
     if (Air::shared().manager != self) return;
     knownState = state;
     [receiver centralManagerDidUpdateState:self];
@@ -268,8 +302,10 @@ void insert(NSMutableArray* list, NSUInteger index, NSString* identifier) {
 }
 
 - (void)scanForPeripheralsWithServices:(NSArray*)serviceUUIDs options:(NSDictionary*)options {
-  if (serviceUUIDs != nil || options != nil) ++Air::shared().misuses;
-  if ([self isUsable]) Air::shared().startScan();
+  if (serviceUUIDs != nil) ++Air::shared().misuses;
+  NSNumber* const duplicates = [options objectForKey:CBCentralManagerScanOptionAllowDuplicatesKey];
+  const bool isRepeating = [duplicates boolValue];
+  if ([self isUsable]) Air::shared().startScan(isRepeating);
 }
 
 - (void)stopScan {
@@ -278,7 +314,18 @@ void insert(NSMutableArray* list, NSUInteger index, NSString* identifier) {
 
 - (void)connectPeripheral:(CBPeripheral*)peripheral options:(NSDictionary*)options {
   if (options != nil) ++Air::shared().misuses;
-  if ([self isUsable]) static_cast<Device*>(peripheral->device)->want();
+  if ([self isUsable] && peripheral->device != nullptr) [peripheral device]->want();
+}
+
+- (NSArray*)retrievePeripheralsWithIdentifiers:(NSArray*)identifiers {
+  NSMutableArray* const known = [NSMutableArray array];
+  if (![self isUsable]) return known;
+  for (const auto& [model, device] : Air::shared().devices()) {
+    if (device->isKnown() && [identifiers containsObject:device->identifier()]) {
+      [known addObject:device->object()];
+    }
+  }
+  return known;
 }
 
 - (NSArray*)retrieveConnectedPeripheralsWithServices:(NSArray*)serviceUUIDs {

@@ -4,7 +4,9 @@
 //
 // It keeps no promise that is not documented, and where the documentation is silent it does what is
 // worst for the layer: lists keep what earlier discoveries have found, a failed read leaves the
-// value of an earlier one, a device that nobody holds becomes another object.
+// value of an earlier one, a device that nobody holds becomes another object, and so does each when
+// the radio is not powered on, a value comes before its subscription is confirmed, a device is
+// reported once in a scan unless duplicates are asked for, and then again and again.
 #pragma once
 
 #import <Foundation/Foundation.h>
@@ -16,6 +18,13 @@ typedef NS_ENUM(NSInteger, CBManagerState) {
   CBManagerStateUnauthorized,
   CBManagerStatePoweredOff,
   CBManagerStatePoweredOn,
+};
+
+typedef NS_ENUM(NSInteger, CBManagerAuthorization) {
+  CBManagerAuthorizationNotDetermined = 0,
+  CBManagerAuthorizationRestricted,
+  CBManagerAuthorizationDenied,
+  CBManagerAuthorizationAllowedAlways,
 };
 
 typedef NS_ENUM(NSInteger, CBPeripheralState) {
@@ -32,13 +41,17 @@ typedef NS_ENUM(NSInteger, CBCharacteristicWriteType) {
 
 extern NSString* const CBErrorDomain;
 extern NSString* const CBATTErrorDomain;
+extern NSString* const CBAdvertisementDataLocalNameKey;
+extern NSString* const CBCentralManagerScanOptionAllowDuplicatesKey;
 
 typedef NS_ENUM(NSInteger, CBError) {
   CBErrorUnknown = 0,
+  CBErrorInvalidHandle = 2,
   CBErrorNotConnected = 3,
   CBErrorConnectionTimeout = 6,
   CBErrorPeripheralDisconnected = 7,
   CBErrorConnectionFailed = 10,
+  CBErrorPeerRemovedPairingInformation = 14,
 };
 
 @class CBCentralManager;
@@ -58,6 +71,7 @@ typedef NS_ENUM(NSInteger, CBError) {
   CBUUID* identifier;
   NSUInteger index;  // over all services
   NSData* latest;
+  BOOL isInvalid;
 }
 @property(retain, readonly, nonatomic) CBUUID* UUID;
 @property(retain, readonly) NSData* value;
@@ -68,6 +82,7 @@ typedef NS_ENUM(NSInteger, CBError) {
   CBUUID* identifier;
   NSUInteger index;
   NSMutableArray* found;
+  BOOL isInvalid;
 }
 @property(retain, readonly, nonatomic) CBUUID* UUID;
 @property(retain, readonly) NSArray* characteristics;
@@ -76,6 +91,7 @@ typedef NS_ENUM(NSInteger, CBError) {
 @protocol CBPeripheralDelegate <NSObject>
 @optional
 - (void)peripheral:(CBPeripheral*)peripheral didDiscoverServices:(NSError*)error;
+- (void)peripheral:(CBPeripheral*)peripheral didModifyServices:(NSArray*)invalidatedServices;
 - (void)peripheral:(CBPeripheral*)peripheral
     didDiscoverCharacteristicsForService:(CBService*)service
                                    error:(NSError*)error;
@@ -90,12 +106,14 @@ typedef NS_ENUM(NSInteger, CBError) {
 @interface CBPeripheral : NSObject {
  @package
   id<CBPeripheralDelegate> receiver;
+  NSUUID* deviceIdentifier;
   NSString* knownName;
   CBPeripheralState linkState;
   NSMutableArray* found;
-  void* device;  // of the radio
+  void* device;  // of the radio; null once the object is invalid
 }
 @property(assign, nonatomic) id<CBPeripheralDelegate> delegate;
+@property(readonly, nonatomic) NSUUID* identifier;
 @property(retain, readonly) NSString* name;
 @property(readonly) CBPeripheralState state;
 @property(retain, readonly) NSArray* services;
@@ -129,6 +147,7 @@ typedef NS_ENUM(NSInteger, CBError) {
   CBManagerState knownState;
 }
 @property(nonatomic, readonly) CBManagerState state;
++ (CBManagerAuthorization)authorization;
 @end
 
 @interface CBCentralManager : CBManager {
@@ -140,5 +159,6 @@ typedef NS_ENUM(NSInteger, CBError) {
 - (void)scanForPeripheralsWithServices:(NSArray*)serviceUUIDs options:(NSDictionary*)options;
 - (void)stopScan;
 - (void)connectPeripheral:(CBPeripheral*)peripheral options:(NSDictionary*)options;
+- (NSArray*)retrievePeripheralsWithIdentifiers:(NSArray*)identifiers;
 - (NSArray*)retrieveConnectedPeripheralsWithServices:(NSArray*)serviceUUIDs;
 @end

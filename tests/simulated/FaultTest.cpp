@@ -67,16 +67,20 @@ TEST_F(Fault, WhatTheDeviceDoesNotPermitIsRefused) {
   EXPECT_FALSE(wasWritten);
 }
 
-TEST_F(Fault, ValuesMayHaveAnyLength) {
+TEST_F(Fault, ValuesMayHaveAnyLengthThatFitsIntoAPacket) {
   subscribeFirst();
   run();
-  for (const std::size_t length : {0U, 1U, 600U}) {
+  for (const std::size_t length : {std::size_t{0}, std::size_t{1}, platform::kLargestValue}) {
     bridge.words.clear();
     device.notify(first, Bytes(length, 0xAB));
     run();
     ASSERT_EQ(bridge.words.size(), 1U);
     EXPECT_EQ(bridge.words.front().size(), 6 + 2 * length);
   }
+  bridge.words.clear();
+  device.notify(first, Bytes(platform::kLargestValue + 1, 0xAB));
+  run();
+  EXPECT_TRUE(bridge.words.empty());
 }
 
 TEST_F(Fault, ALengthMayBeForcedOnValues) {

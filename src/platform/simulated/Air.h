@@ -7,10 +7,11 @@
 #include <vector>
 
 #include "platform/Platform.h"
+#include "platform/shared/DeliveryQueue.h"
+#include "platform/shared/Mailbox.h"
 #include "platform/simulated/Clock.h"
-#include "platform/simulated/Inbox.h"
-#include "platform/simulated/Mailbox.h"
 #include "platform/simulated/Timeline.h"
+#include "platform/simulated/WakeUp.h"
 
 namespace platform::simulated {
 
@@ -27,8 +28,9 @@ struct Air {
 
   Clock clock;
   Timeline timeline;
-  Inbox inbox;
-  Mailbox mailbox;
+  shared::DeliveryQueue deliveries;
+  WakeUp wakeUp;
+  shared::Mailbox mailbox{[this] { wakeUp.ring(); }};
   CBManagerState radio = CBManagerState::poweredOn;
   std::vector<std::shared_ptr<Peripheral>> peripherals;  // in the order in which they were added
   Central* central = nullptr;                            // the one manager, while there is one

@@ -22,7 +22,7 @@ Central::~Central() {
 }
 
 void Central::post(std::function<void(Central&)> call) {
-  air_.inbox.post([&air = air_, number = number_, call = std::move(call)] {
+  air_.deliveries.push([&air = air_, number = number_, call = std::move(call)] {
     if (air.central != nullptr && air.central->number_ == number) call(*air.central);
   });
 }

@@ -6,13 +6,14 @@
 #include <vector>
 
 #include "platform/Platform.h"
+#include "platform/shared/DeliveryQueue.h"
 #include "platform/simulated/Device.h"
 
 namespace platform::simulated {
 
 class Peripheral;
 
-class Characteristic final : public CBCharacteristic {
+class Characteristic final : public CBCharacteristic, public shared::ValueTarget {
  public:
   Characteristic(Peripheral& peripheral, DeviceCharacteristic& onDevice)
       : CBCharacteristic(onDevice.uuid), peripheral_(peripheral), onDevice_(onDevice) {}
@@ -20,6 +21,11 @@ class Characteristic final : public CBCharacteristic {
   Peripheral& peripheral() const { return peripheral_; }
   DeviceCharacteristic& onDevice() const { return onDevice_; }
   void setValue(std::optional<Value> value) { value_ = value; }
+
+  // It lives as long as the platform.
+  void retain() override {}
+  void release() override {}
+  void deliver(Value value) override;
 
  private:
   Peripheral& peripheral_;

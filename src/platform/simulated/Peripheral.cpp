@@ -37,37 +37,37 @@ const Error* pointerTo(const Refusal& refusal) {
 }  // namespace
 
 void Peripheral::discoverServices(std::span<const CBUUID> services) {
-  Request request{RequestKind::discoverServices, this};
+  Request request{RequestKind::discoverServices};
   request.identifiers.assign(services.begin(), services.end());
-  air_.mailbox.post(std::move(request));
+  post(std::move(request));
 }
 
 void Peripheral::discoverCharacteristics(std::span<const CBUUID> characteristics,
                                          CBService& service) {
-  Request request{RequestKind::discoverCharacteristics, this};
+  Request request{RequestKind::discoverCharacteristics};
   request.service = static_cast<Service*>(&service);
   request.identifiers.assign(characteristics.begin(), characteristics.end());
-  air_.mailbox.post(std::move(request));
+  post(std::move(request));
 }
 
 void Peripheral::setNotifyValue(bool enabled, CBCharacteristic& characteristic) {
-  Request request{enabled ? RequestKind::subscribe : RequestKind::unsubscribe, this};
+  Request request{enabled ? RequestKind::subscribe : RequestKind::unsubscribe};
   request.characteristic = static_cast<Characteristic*>(&characteristic);
-  air_.mailbox.post(std::move(request));
+  post(std::move(request));
 }
 
 void Peripheral::readValue(CBCharacteristic& characteristic) {
-  Request request{RequestKind::read, this};
+  Request request{RequestKind::read};
   request.characteristic = static_cast<Characteristic*>(&characteristic);
-  air_.mailbox.post(std::move(request));
+  post(std::move(request));
 }
 
 void Peripheral::writeValue(Value value, CBCharacteristic& characteristic,
                             CBCharacteristicWriteType) {
-  Request request{RequestKind::write, this};
+  Request request{RequestKind::write};
   request.characteristic = static_cast<Characteristic*>(&characteristic);
   request.value.assign(value.begin(), value.end());
-  air_.mailbox.post(std::move(request));
+  post(std::move(request));
 }
 
 std::optional<std::string> Peripheral::nameOnAir() const {
@@ -79,7 +79,7 @@ void Peripheral::startAdvertising() {
 }
 
 void Peripheral::nameChanged() {
-  if (isLinked_) air_.inbox.post([this, name = nameOnAir()] { name_ = name; });
+  if (isLinked_) air_.deliveries.push([this, name = nameOnAir()] { name_ = name; });
   if (air_.central != nullptr) air_.central->nameChanged(*this);
 }
 
@@ -142,6 +142,10 @@ void Peripheral::loseLink() {
   tryToConnect();
 }
 
+void Peripheral::post(Request request) {
+  air_.mailbox.post([this, request = std::move(request)]() mutable { accept(std::move(request)); });
+}
+
 void Peripheral::accept(Request request) {
   if (!isLinked_) {
     if (request.kind != RequestKind::discoverServices) return;
@@ -192,7 +196,7 @@ void Peripheral::carryOut(const Request& request) {
 }
 
 void Peripheral::postServicesError(const Error& error) {
-  air_.inbox.post([this, error] {
+  air_.deliveries.push([this, error] {
     services_.reset();
     if (delegate_ != nullptr) delegate_->peripheralDidDiscoverServices(*this, &error);
   });
@@ -205,7 +209,7 @@ void Peripheral::answerServices(const Request& request) {
     if (service.hidden || !isAmong(service.uuid, request.identifiers)) continue;
     found.push_back(allServices_.emplace_back(std::make_unique<Service>(service)).get());
   }
-  air_.inbox.post([this, found = std::move(found)] {
+  air_.deliveries.push([this, found = std::move(found)] {
     services_ = found;
     if (delegate_ != nullptr) delegate_->peripheralDidDiscoverServices(*this, nullptr);
   });
@@ -223,7 +227,7 @@ void Peripheral::answerCharacteristics(const Request& request) {
       found->push_back(allCharacteristics_.emplace_back(std::move(object)).get());
     }
   }
-  air_.inbox.post([this, &service, found = std::move(found), refusal] {
+  air_.deliveries.push([this, &service, found = std::move(found), refusal] {
     service.setCharacteristics(found);
     if (delegate_ == nullptr) return;
     delegate_->peripheralDidDiscoverCharacteristicsFor(*this, service, pointerTo(refusal));
@@ -245,7 +249,7 @@ void Peripheral::answerRead(Characteristic& characteristic) {
   if (Bytes* value = std::get_if<Bytes>(&result); value != nullptr && onDevice.forcedLength) {
     value->resize(*onDevice.forcedLength);
   }
-  air_.inbox.post([this, &characteristic, result = std::move(result)] {
+  air_.deliveries.push([this, &characteristic, result = std::move(result)] {
     if (const Bytes* value = std::get_if<Bytes>(&result)) {
       deliverValue(characteristic, *value);
     } else if (delegate_ != nullptr) {
@@ -290,7 +294,7 @@ void Peripheral::unsubscribe(Characteristic& characteristic) {
 }
 
 void Peripheral::postNotificationState(Characteristic& characteristic, Refusal refusal) {
-  air_.inbox.post([this, &characteristic, refusal = std::move(refusal)] {
+  air_.deliveries.push([this, &characteristic, refusal = std::move(refusal)] {
     if (delegate_ == nullptr) return;
     delegate_->peripheralDidUpdateNotificationStateFor(*this, characteristic, pointerTo(refusal));
   });
@@ -302,7 +306,13 @@ bool Peripheral::receive(DeviceCharacteristic& characteristic, Value value) {
     return true;
   }
   if (characteristic.subscriber == nullptr) return true;
-  return air_.inbox.postValue(*characteristic.subscriber, value);
+  if (air_.deliveries.isFull()) return false;
+  air_.deliveries.push(*characteristic.subscriber, value);
+  return true;
+}
+
+void Characteristic::deliver(Value value) {
+  peripheral_.deliverValue(*this, value);
 }
 
 void Peripheral::deliverValue(Characteristic& characteristic, Value value) {

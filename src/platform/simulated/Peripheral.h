@@ -48,11 +48,12 @@ class Peripheral final : public CBPeripheral, public std::enable_shared_from_thi
   void tryToConnect();
   void loseLink();
 
-  void accept(Request request);  // from the mailbox
   bool receive(DeviceCharacteristic& characteristic, Value value);
   void deliverValue(Characteristic& characteristic, Value value);
 
  private:
+  void post(Request request);
+  void accept(Request request);  // from the mailbox
   void finishAttempt();
   void linkUp();
   void startNext();

@@ -21,7 +21,9 @@ int millisecondsUntil(Time duration) {
 
 }  // namespace
 
-Platform::~Platform() = default;
+Platform::~Platform() {
+  air_.deliveries.close();  // before those whom it is for
+}
 
 std::unique_ptr<CBCentralManager> Platform::makeCentralManager(CBCentralManagerDelegate& delegate) {
   return std::make_unique<Central>(air_, delegate, firstStateDelay_);
@@ -48,19 +50,12 @@ void Platform::runUntil(double date) {
   const bool isDriven = air_.clock.isDriven();
   do {
     deliver(end);
-    takeRequests();
+    air_.wakeUp.takeBack();
+    air_.mailbox.serve();
     if (runNextEvent(isDriven ? end : air_.clock.now())) continue;
     if (isDriven) return air_.clock.advanceTo(end);
     wait(end);
   } while (isDriven || air_.clock.now() < end);
-}
-
-void Platform::takeRequests() {
-  air_.mailbox.take(requests_);
-  for (Request& request : requests_) {
-    const auto peripheral = request.peripheral;
-    peripheral->accept(std::move(request));
-  }
 }
 
 bool Platform::runNextEvent(Time limit) {
@@ -73,8 +68,8 @@ bool Platform::runNextEvent(Time limit) {
 }
 
 void Platform::deliver(Time end) {
-  while (!air_.inbox.empty() && mayDeliver()) {
-    air_.inbox.deliverNext();
+  while (!air_.deliveries.isEmpty() && mayDeliver()) {
+    air_.deliveries.deliverNext();
     if (!air_.clock.isDriven() && air_.clock.now() >= end) return;
   }
 }
@@ -87,8 +82,8 @@ bool Platform::mayDeliver() const {
 
 void Platform::wait(Time end) {
   const Time until = std::min(end, air_.timeline.next().value_or(end));
-  const bool isHeldBack = !air_.inbox.empty();
-  pollfd descriptors[] = {{air_.mailbox.descriptor(), POLLIN, 0}, {gate_, POLLOUT, 0}};
+  const bool isHeldBack = !air_.deliveries.isEmpty();
+  pollfd descriptors[] = {{air_.wakeUp.descriptor(), POLLIN, 0}, {gate_, POLLOUT, 0}};
   ::poll(descriptors, isHeldBack ? 2 : 1, millisecondsUntil(until - air_.clock.now()));
 }
 

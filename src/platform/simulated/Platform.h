@@ -41,7 +41,6 @@ class Platform final : public platform::Platform {
   Time time() const { return air_.clock.now(); }
 
  private:
-  void takeRequests();
   bool runNextEvent(Time limit);
   void deliver(Time end);
   bool mayDeliver() const;
@@ -50,7 +49,6 @@ class Platform final : public platform::Platform {
   Air air_;
   Time firstStateDelay_{0};
   int gate_ = -1;  // none
-  std::vector<Request> requests_;
 };
 
 }  // namespace platform::simulated

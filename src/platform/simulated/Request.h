@@ -7,13 +7,11 @@
 
 namespace platform::simulated {
 
-class Peripheral;
 class Service;
 class Characteristic;
 
 struct Request {
   RequestKind kind;
-  Peripheral* peripheral;
   Service* service = nullptr;
   Characteristic* characteristic = nullptr;
   std::vector<CBUUID> identifiers{};  // what a discovery looks for

@@ -33,7 +33,7 @@ install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}
   FILES_MATCHING PATTERN "*.md" PATTERN "messages.json")
 install(DIRECTORY host/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
   FILES_MATCHING PATTERN "*.h" PATTERN "*.cpp" PATTERN "*.py" PATTERN "py.typed"
-  PATTERN "pyproject.toml" PATTERN "setup.cfg"
+  PATTERN "pyproject.toml" PATTERN "setup.cfg" PATTERN "CMakeLists.txt" PATTERN "*.cmake"
   PATTERN "__pycache__" EXCLUDE)
 
 if(NOT CMAKE_SYSTEM_NAME STREQUAL "Linux")

@@ -12,7 +12,8 @@
 //   reader.finish();  // the output has ended: what is left is a line that was cut off
 //
 // LineReader cuts the output into lines and checks them, decode gives a line its meaning. Fields
-// gives access to a payload that decode does not know.
+// gives access to a payload that decode does not know. Who wants the bridge started, written to and
+// ended as well includes vornix_host/Bridge.h, and links vornix_host::bridge.
 #pragma once
 
 #include "vornix_host/Decode.h"      // IWYU pragma: export

@@ -1,5 +1,8 @@
 #!/usr/bin/env python3
-"""What many payloads are by docs/messages.json, for TableTest.cpp: cases.py TABLE CASES"""
+"""What docs/messages.json says of many payloads and lines, for TableTest.cpp and CommandsTest.cpp:
+
+  cases.py TABLE PAYLOADS COMMANDS
+"""
 
 import pathlib
 import sys
@@ -8,13 +11,37 @@ sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "documents"))
 
 import table as tables  # noqa: E402
 
+DEVICES = {"CorveltaBattery": "corvelta", "FenwixIdentity": "fenwix"}
 
-def main(source, target):
+
+def payloads(table):
+    for payload in [*tables.borders(table), *tables.anything(table, 20000)]:
+        kind = tables.classify(table, payload)
+        yield f"{kind[0] if kind else '-'} {payload.encode('ascii').hex()}"
+
+
+def commands(table):
+    for command in table["commands"]:
+        device = DEVICES.get(command.get("safeAfter"), "none")
+        about = f"{device} {command['line'].split()[0]}\t{command['log']}"
+        for example in command["examples"]:
+            yield f"good {about}\t{example['line']}"
+        for name, field in command.get("arguments", {}).items():
+            least, most = field["least"], field["most"]
+            for verdict, values in (
+                ("good", [least, most, f"0{most}"]),
+                ("bad", [least - 1, most + 1, "", "x", "0x10", "1.0"]),
+            ):
+                for value in values:
+                    line = tables.filled(command["line"], {"code": 1, "value": 1, name: value})
+                    yield f"{verdict} {about}\t{line}"
+
+
+def main(source, *targets):
     table = tables.load(source)
-    with open(target, "w", encoding="ascii") as file:
-        for payload in [*tables.borders(table), *tables.anything(table, 20000)]:
-            kind = tables.classify(table, payload)
-            file.write(f"{kind[0] if kind else '-'} {payload.encode('ascii').hex()}\n")
+    for target, lines in zip(targets, (payloads(table), commands(table))):
+        with open(target, "w", encoding="ascii") as file:
+            file.writelines(line + "\n" for line in lines)
 
 
 if __name__ == "__main__":

@@ -103,9 +103,17 @@ class OverTheDemo(Limited):
             await bridge.write_byte(7, 255)
 
     async def test_asks_for_one_document_at_a_time(self):
-        async with demo("--devices", "fenwix", "--control", "json 9000") as bridge:
+        bridge = demo("--devices", "fenwix", "--control", "json 9000")
+        events, turns = bridge.events(), []
+        async with bridge:
             documents = await asyncio.gather(*(bridge.get_json() for _ in range(5)))
             self.assertEqual({len(document.text) for document in documents}, {9000})
+        async for event in events:
+            if isinstance(event, v.FenwixJson) or event == v.LogEntry(
+                getattr(event, "time", ""), "cde : get json"
+            ):
+                turns.append(type(event))
+        self.assertEqual(turns, 5 * [v.LogEntry, v.FenwixJson])
 
     async def test_refuses_arguments_before_the_bridge_ends_itself(self):
         async with demo("--devices", "fenwix") as bridge:

@@ -6,6 +6,7 @@
   echo          writes each line of its input as a log line, until it ends; "kill" ends it
   values=N      N messages "P1;n;" from a thread, beside the steps that follow, in small pieces
   once=FILE     the steps up to "end" only if FILE is not there; it is made
+  deaf          closes its input, says so in its log, and goes on with 500 such values
   abort         SIGABRT             exit=N
 """
 
@@ -63,6 +64,10 @@ def play(step):
         echo()
     elif name == "values":
         threading.Thread(target=values, args=[int(text)]).start()
+    elif name == "deaf":
+        os.close(0)
+        log("deaf")
+        values(500)  # time for the other side to notice
     elif name == "abort":
         os.kill(os.getpid(), signal.SIGABRT)
     elif name == "exit":

@@ -1,0 +1,87 @@
+// The lines that the bridge takes, and what each needs so that it does not end the bridge.
+// docs/messages.json has the same, for other languages.
+#pragma once
+
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace vornix_host {
+
+// The device that has to be ready: a Corvelta after CorveltaBattery, a Fenwix after FenwixIdentity.
+enum class Needs { nothing, corvelta, fenwix };
+
+struct Command {
+  std::string_view word;
+  std::string_view log;  // what the bridge logs when it begins the command
+  Needs needs = Needs::nothing;
+  std::uint32_t most = 0;      // of the second argument; 0: there are no arguments
+  std::string_view stop = {};  // of what this one starts
+};
+
+inline constexpr std::array<Command, 12> commands{{
+    {"CV_debutCalib", "cde : start CV calibration", Needs::corvelta, 0, "CV_finCalib"},
+    {"CV_finCalib", "cde : stop CV calibration", Needs::corvelta},
+    {"CV_debutAcquisition", "cde : start CV acquisition", Needs::corvelta, 0, "CV_finAcquisition"},
+    {"CV_finAcquisition", "cde : stop CV acquistion", Needs::corvelta},
+    {"FX_startRaw", "cde : start raw", Needs::fenwix, 0, "FX_stopRaw"},
+    {"FX_stopRaw", "cde : stop raw", Needs::fenwix},
+    {"FX_startRaw2", "cde : start raw 2", Needs::fenwix, 0, "FX_stopRaw2"},
+    {"FX_stopRaw2", "cde : stop raw 2", Needs::fenwix},
+    {"FX_getJson", "cde : get json", Needs::fenwix},
+    {"FX_cmdWriteInt", "cde : Fenwix Cmd Write Int", Needs::fenwix, 0xFFFFFFFF},
+    {"FX_cmdWriteByte", "cde : Fenwix Cmd Write Byte", Needs::fenwix, 0xFF},
+    {"kill", "cde : kill"},
+}};
+
+// A line that would end the bridge, or that is no line.
+class CommandError : public std::invalid_argument {
+ public:
+  using std::invalid_argument::invalid_argument;
+};
+
+// The command that the bridge takes a line for; nullptr for a line that is none, which it logs.
+constexpr const Command* commandOf(std::string_view line) {
+  if (line.ends_with('\r')) line.remove_suffix(1);
+  for (const Command& command : commands) {
+    // What follows the word of these two is looked at as arguments.
+    if (command.most > 0 ? line.starts_with(command.word) : line == command.word) return &command;
+  }
+  return nullptr;
+}
+
+namespace detail {
+
+// Whether the bridge takes this field for a number up to `most`: a sign, digits, nothing else.
+inline bool isNumber(std::string_view field, std::uint32_t most) {
+  const bool isNegative = field.starts_with('-');
+  if (isNegative || field.starts_with('+')) field.remove_prefix(1);
+  std::uint64_t value = 0;
+  const char* const end = field.data() + field.size();
+  const auto [stop, error] = std::from_chars(field.data(), end, value);
+  return error == std::errc() && stop == end && value <= (isNegative ? 0 : most);
+}
+
+}  // namespace detail
+
+// Throws CommandError for a line that would end the bridge whatever device is ready.
+inline void checkCommand(std::string_view line) {
+  if (line.find('\n') != std::string_view::npos) throw CommandError("more than one line");
+  const Command* const command = commandOf(line);
+  if (command == nullptr || command->most == 0) return;
+  if (line.ends_with('\r')) line.remove_suffix(1);
+  for (const std::uint32_t most : {std::uint32_t{0xFF}, command->most}) {
+    const std::size_t blank = line.find(' ');
+    line.remove_prefix(blank == std::string_view::npos ? line.size() : blank + 1);
+    if (!detail::isNumber(line.substr(0, line.find(' ')), most)) {
+      throw CommandError(std::string(command->word) +
+                         " takes a code of 0 to 255 and a value of 0 to " +
+                         std::to_string(command->most));
+    }
+  }
+}
+
+}  // namespace vornix_host

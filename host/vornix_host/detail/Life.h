@@ -1,0 +1,103 @@
+// What is known from one start of the bridge to its end. The next start begins with nothing.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "../Commands.h"
+#include "../Message.h"
+
+namespace vornix_host::detail {
+
+class Life {
+ public:
+  using Time = std::chrono::steady_clock::time_point;
+
+  std::string lastLog;
+  std::string whyRadioUnusable;  // in words; empty where no "Z;" came
+  std::string radio = "unknown";
+
+  bool isReady(Needs device) const {
+    return device == Needs::nothing || (device == Needs::corvelta ? corvelta_ : fenwix_);
+  }
+
+  // What the bridge wrote.
+  void note(const Message& message, Time when) {
+    if (const auto* log = std::get_if<LogEntry>(&message)) noteLog(log->text);
+    if (const auto* unusable = std::get_if<RadioUnusable>(&message)) noteRadio(*unusable);
+    corvelta_ = corvelta_ || std::holds_alternative<CorveltaBattery>(message);
+    fenwix_ = fenwix_ || std::holds_alternative<FenwixIdentity>(message);
+    if (const int stream = streamOf(message); stream >= 0) heard_.at(index(stream)) = when;
+  }
+
+  // A command that is on its way to the bridge.
+  void noteSent(const Command& command) {
+    if (!command.stop.empty()) started_.push_back(command.stop);
+    std::erase(started_, command.word);
+    if (command.word == "FX_stopRaw") heard_[rawStreams].reset();
+    if (command.word == "FX_stopRaw2") heard_[rawStreams + 1].reset();
+  }
+
+  // The commands that stop what was started and not stopped.
+  const std::vector<std::string_view>& stops() const { return started_; }
+
+  // Streams that have been silent for so long; each is told once.
+  std::vector<std::string> lost(Time now, std::chrono::milliseconds silence) {
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < heard_.size(); ++i) {
+      if (!heard_[i] || now - *heard_[i] < silence) continue;
+      heard_[i].reset();
+      names.emplace_back(streamNames.at(i));
+    }
+    return names;
+  }
+
+ private:
+  static constexpr std::array<std::string_view, 6> streamNames{"motion", "measurement", "rms 1",
+                                                               "rms 2",  "raw 1",       "raw 2"};
+  static constexpr std::size_t rawStreams = 4;
+
+  static std::size_t index(int stream) { return static_cast<std::size_t>(stream); }
+
+  // The stream that should go on once it has begun, or -1. A Corvelta may be silent.
+  int streamOf(const Message& message) const {
+    if (std::holds_alternative<TramselMotion>(message)) return 0;
+    if (std::holds_alternative<ProbeMeasurement>(message)) return 1;
+    if (const auto* rms = std::get_if<FenwixRms>(&message)) return 1 + rms->stream;
+    const auto* raw = std::get_if<FenwixRaw>(&message);
+    if (raw == nullptr) return -1;
+    const bool isOn =
+        std::ranges::count(started_, raw->stream == 1 ? "FX_stopRaw" : "FX_stopRaw2") > 0;
+    return isOn ? 3 + raw->stream : -1;
+  }
+
+  void noteLog(const std::string& text) {
+    lastLog = text;
+    constexpr std::string_view beginning = "manager state update : ";
+    if (!text.starts_with(beginning)) return;
+    radio = text.substr(beginning.size());
+    if (radio == "poweredOn") radio = "on";
+    if (radio == "poweredOff") radio = "off";
+  }
+
+  void noteRadio(const RadioUnusable& unusable) {
+    using Reason = RadioUnusable::Reason;
+    const bool isOff = unusable.reason == Reason::poweredOff;
+    const bool isUnsupported = unusable.reason == Reason::unsupported;
+    radio = isOff ? "off" : isUnsupported ? "unsupported" : "unauthorized";
+    whyRadioUnusable = radio;
+  }
+
+  bool corvelta_ = false;
+  bool fenwix_ = false;
+  std::vector<std::string_view> started_;
+  std::array<std::optional<Time>, 6> heard_;
+};
+
+}  // namespace vornix_host::detail

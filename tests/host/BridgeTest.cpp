@@ -1,0 +1,247 @@
+// The Bridge over the demo, and over a bridge that does what a test tells it
+// (tests/python/fake.py).
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "vornix_host/Bridge.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace vornix_host;
+
+using Words = std::vector<std::string>;
+
+constexpr auto kPatience = 60s;  // a test that passes never waits it out
+
+Words demo(Words arguments) {
+  arguments.insert(arguments.begin(), VORNIX_DEMO);
+  return arguments;
+}
+
+Words fake(Words steps) {
+  const Words program{VORNIX_PYTHON, "-B", VORNIX_FAKE};
+  steps.insert(steps.begin(), program.begin(), program.end());
+  return steps;
+}
+
+Bridge::Options quick(Words command) {
+  Bridge::Options options;
+  options.command = std::move(command);
+  options.shortestPause = 10ms;
+  return options;
+}
+
+template <class Kind>
+Kind first(Bridge& bridge) {
+  while (const auto event = bridge.nextWithin(kPatience)) {
+    if (const Kind* kind = event->as<Kind>()) return *kind;
+  }
+  ADD_FAILURE() << "it did not come";
+  return Kind{};
+}
+
+template <class Kind>
+std::vector<Kind> rest(Bridge& bridge) {
+  std::vector<Kind> found;
+  while (const auto event = bridge.next()) {
+    if (const Kind* kind = event->as<Kind>()) found.push_back(*kind);
+  }
+  return found;
+}
+
+// Which of the bridge's own events come, until it is over.
+std::string story(Bridge& bridge) {
+  std::string words;
+  while (const auto event = bridge.next()) {
+    if (event->as<Started>()) words += "started ";
+    if (event->as<Ended>()) words += "ended ";
+    if (event->as<Restarting>()) words += "restarting ";
+    if (event->as<GivenUp>()) words += "given up ";
+  }
+  return words;
+}
+
+std::string newName() {
+  char folder[] = "/tmp/vornix-host-XXXXXX";
+  EXPECT_NE(::mkdtemp(folder), nullptr);
+  return std::string(folder) + "/mark";
+}
+
+TEST(BridgeOverTheDemo, GivesMotionsWithTheTimeOfTheirComing) {
+  const auto begin = std::chrono::steady_clock::now();
+  Bridge bridge({.command = demo({"--devices", "tramsel"})});
+  first<TramselFound>(bridge);
+  auto last = begin;
+  for (std::int16_t i = 0; i < 5;) {
+    const auto event = bridge.nextWithin(kPatience);
+    ASSERT_TRUE(event);
+    const auto* motion = event->as<TramselMotion>();
+    if (motion == nullptr) continue;
+    EXPECT_EQ(motion->values[0], i++);
+    EXPECT_LE(last, event->monotonic);
+    last = event->monotonic;
+  }
+  EXPECT_LE(last, std::chrono::steady_clock::now());
+}
+
+TEST(BridgeOverTheDemo, CarriesOutWhatWasAskedBeforeTheDeviceWasThere) {
+  Bridge bridge({.command = demo({"--devices", "corvelta,fenwix", "--control", "json 60"})});
+  bridge.send("FX_getJson");
+  bridge.send("FX_startRaw2");
+  bridge.send("CV_debutAcquisition");
+  bool contraction = false, json = false, raw = false;
+  while (!contraction || !json || !raw) {
+    const auto event = bridge.nextWithin(kPatience);
+    ASSERT_TRUE(event);
+    contraction = contraction || event->as<CorveltaContraction>();
+    json = json || event->as<FenwixJson>();
+    raw = raw || event->as<FenwixRaw>();
+  }
+}
+
+TEST(BridgeOverTheDemo, TellsTheRadioInWords) {
+  for (const std::string word : {"off", "unauthorized", "unsupported"}) {
+    Bridge bridge({.command = demo({"--fault", "radio=" + word})});
+    EXPECT_EQ(first<RadioChanged>(bridge).state, word);
+    EXPECT_EQ(first<GivenUp>(bridge).why, "Bluetooth is " + word);
+    EXPECT_FALSE(bridge.next());
+  }
+}
+
+TEST(BridgeOverTheDemo, TellsOfAStreamThatHasStopped) {
+  Bridge::Options options;
+  options.command = demo({"--devices", "tramsel", "--fault", "lost=1"});
+  options.silence = 500ms;
+  Bridge bridge(options);
+  EXPECT_EQ(first<StreamLost>(bridge).stream, "motion");
+}
+
+TEST(BridgeOverTheDemo, StartsAgainWhenAskedToAfterALoss) {
+  Bridge::Options options = quick(demo({"--devices", "tramsel", "--fault", "lost=1"}));
+  options.silence = 500ms;
+  options.restartOnLoss = true;
+  Bridge bridge(options);
+  first<StreamLost>(bridge);
+  EXPECT_EQ(first<Ended>(bridge).status, 0);
+  EXPECT_EQ(first<Started>(bridge).start, 2);
+  first<TramselMotion>(bridge);
+}
+
+TEST(BridgeOverTheDemo, LearnsThatACommandIsBeyondADevice) {
+  Bridge bridge(quick(
+      demo({"--devices", "corvelta", "--fault", "hide=0860AC22-B172-468E-9755-03A53F3C7E40"})));
+  for (int i = 0; i < 2; ++i) {
+    bridge.send("CV_debutCalib");
+    EXPECT_EQ(first<Ended>(bridge).status, -SIGABRT);
+  }
+  EXPECT_EQ(first<Started>(bridge).start, 3);
+  EXPECT_THROW(bridge.send("CV_debutCalib"), CommandError);
+  bridge.send("CV_debutAcquisition");
+  first<CorveltaContraction>(bridge);
+}
+
+TEST(BridgeOverTheDemo, EndsWithinAFullStreamWithoutLosingAValueThatItWasGiven) {
+  Bridge bridge({.command = demo({"--devices", "tramsel", "--control", "rate 1000"})});
+  first<TramselMotion>(bridge);
+  bridge.close();
+  const auto motions = rest<TramselMotion>(bridge);
+  EXPECT_GT(motions.size(), 10U);
+  for (std::size_t i = 0; i < motions.size(); ++i) {
+    ASSERT_EQ(motions[i].values[0], static_cast<std::int16_t>(i + 1));
+  }
+}
+
+TEST(BridgeOverAPlayedOne, GivesWhatStandsBetweenDamage) {
+  // "stray", a line feed, a message that is cut off
+  Bridge bridge({.command = fake({"bytes=73747261790a3c433b313b", "message=V;", "exit=0"})});
+  EXPECT_EQ(first<DamagedLine>(bridge).bytes, "stray\n");
+  EXPECT_EQ(first<DamagedLine>(bridge).bytes, "<C;1;");
+  first<CorveltaOnMains>(bridge);
+}
+
+TEST(BridgeOverAPlayedOne, PausesAndStartsAgainUntilTheRecipeEnds) {
+  Bridge bridge(quick(fake({"log=begin", "abort"})));
+  EXPECT_EQ(story(bridge), "started ended restarting started ended given up ");
+}
+
+TEST(BridgeOverAPlayedOne, IsNotStartedAgainWhereTheHostDoesNotWantIt) {
+  Bridge::Options options = quick(fake({"abort"}));
+  options.restart = false;
+  Bridge bridge(options);
+  EXPECT_EQ(story(bridge), "started ended given up ");
+}
+
+TEST(BridgeOverAPlayedOne, ForgetsAfterAStartWhoWasReady) {
+  Bridge bridge(
+      quick(fake({"once=" + newName(), "message=C;5;0;1;2;3;4;5;", "wait=FX_startRaw", "abort",
+                  "end", "wait=go", "log=gone", "message=C;5;0;9;2;3;4;5;", "echo"})));
+  bridge.send("FX_startRaw");
+  EXPECT_EQ(first<Ended>(bridge).status, -SIGABRT);
+  bridge.send("FX_stopRaw");
+  EXPECT_EQ(first<Started>(bridge).start, 2);
+  bridge.send("go");
+  EXPECT_EQ(first<LogEntry>(bridge).text, "gone");
+  EXPECT_EQ(first<LogEntry>(bridge).text, "FX_stopRaw");
+}
+
+TEST(BridgeOverAPlayedOne, RefusesWhatWouldEndIt) {
+  Bridge bridge({.command = fake({"message=C;5;0;1;2;3;4;5;", "echo"})});
+  EXPECT_THROW(bridge.send("FX_cmdWriteByte 3 256"), CommandError);
+  EXPECT_THROW(bridge.send("FX_cmdWriteInt 3"), CommandError);
+  bridge.send("FX_cmdWriteByte 3 255");
+  EXPECT_EQ(first<LogEntry>(bridge).text, "FX_cmdWriteByte 3 255");
+}
+
+TEST(BridgeOverAPlayedOne, IsToldAtTheEndToStopWhatItHasStarted) {
+  Bridge bridge({.command = fake({"message=C;4;0;9;0;", "message=C;5;0;1;2;3;4;5;", "echo"})});
+  for (const char* line : {"CV_debutAcquisition", "FX_startRaw", "FX_startRaw2", "FX_stopRaw"}) {
+    bridge.send(line);
+  }
+  while (first<LogEntry>(bridge).text != "FX_stopRaw") {
+  }
+  bridge.close();
+  const auto log = rest<LogEntry>(bridge);
+  ASSERT_EQ(log.size(), 2U);
+  EXPECT_EQ(log[0].text, "CV_finAcquisition");
+  EXPECT_EQ(log[1].text, "FX_stopRaw2");
+}
+
+TEST(BridgeOverAPlayedOne, IsReadToItsEndBeforeItIsEnded) {
+  Bridge bridge({.command = fake({"values=300", "echo"})});
+  first<FenwixRms>(bridge);
+  bridge.close();
+  EXPECT_EQ(rest<FenwixRms>(bridge).size(), 299U);
+}
+
+// It answers each line before it reads the next: who only wrote would wait for ever.
+TEST(BridgeOverAPlayedOne, GetsCommandsThatAreMoreThanAPipeHolds) {
+  Bridge bridge({.command = fake({"echo"})});
+  for (int i = 0; i < 1000; ++i) bridge.send(std::string(1000, 'x'));
+  bridge.send("last");
+  int count = 0;
+  while (first<LogEntry>(bridge).text != "last") ++count;
+  EXPECT_EQ(count, 1000);
+}
+
+TEST(BridgeOverAPlayedOne, MayCloseItsInputBeforeAllIsWritten) {
+  ::signal(SIGPIPE, SIG_DFL);  // the signal would end this test
+  Bridge::Options options = quick(fake({"deaf", "exit=3"}));
+  options.restart = false;
+  Bridge bridge(options);
+  EXPECT_EQ(first<LogEntry>(bridge).text, "deaf");
+  bridge.send("bonjour");
+  EXPECT_EQ(rest<FenwixRms>(bridge).size(), 500U);
+}
+
+TEST(BridgeThatIsNotThere, IsToldAtOnce) {
+  EXPECT_THROW(Bridge({.command = {"/nowhere/vornix"}}), std::system_error);
+  EXPECT_THROW(Bridge({.command = {}}), std::system_error);
+}
+
+}  // namespace

@@ -1,0 +1,69 @@
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <string>
+
+#include "vornix_host/Commands.h"
+
+namespace {
+
+using vornix_host::checkCommand;
+using vornix_host::CommandError;
+using vornix_host::commandOf;
+using vornix_host::Needs;
+
+bool isGood(const std::string& line) {
+  try {
+    checkCommand(line);
+    return true;
+  } catch (const CommandError&) {
+    return false;
+  }
+}
+
+// "good corvelta WORD<TAB>LOG<TAB>LINE" or "bad ...", by docs/messages.json (cases.py).
+TEST(Commands, AreThoseOfTheTable) {
+  std::ifstream cases(VORNIX_COMMANDS);
+  std::set<std::string> words;
+  int bad = 0;
+  for (std::string all; std::getline(cases, all);) {
+    std::istringstream fields(all);
+    std::string verdict, device, word, log, line;
+    fields >> verdict >> device >> std::ws;
+    std::getline(fields, word, '\t');
+    std::getline(fields, log, '\t');
+    std::getline(fields, line);
+    const auto* const command = commandOf(line);
+    ASSERT_NE(command, nullptr) << line;
+    EXPECT_EQ(command->word, word);
+    EXPECT_EQ(command->log, log);
+    EXPECT_EQ(command->needs, device == "corvelta" ? Needs::corvelta
+                              : device == "fenwix" ? Needs::fenwix
+                                                   : Needs::nothing);
+    EXPECT_EQ(isGood(line), verdict == "good") << line;
+    words.insert(word);
+    bad += verdict == "bad";
+  }
+  EXPECT_EQ(words.size(), vornix_host::commands.size());
+  EXPECT_GT(bad, 10);
+}
+
+TEST(Commands, AreReadAsTheBridgeReadsThem) {
+  for (const char* line : {"FX_cmdWriteInt -0 +7", "FX_cmdWriteInt 3 004294967295 more",
+                           "FX_cmdWriteIntX 1 2", "FX_cmdWriteByte 7 1\r"}) {
+    EXPECT_TRUE(isGood(line)) << line;
+  }
+  for (const char* line :
+       {"FX_cmdWriteInt", "FX_cmdWriteInt 3", "FX_cmdWriteInt  3 4", "FX_cmdWriteInt 3 -1",
+        "FX_cmdWriteInt 3 +-1", "FX_cmdWriteInt 3 99999999999999999999999", "FX_startRaw\nkill"}) {
+    EXPECT_FALSE(isGood(line)) << line;
+  }
+  for (const char* line : {"", "Kill", "kill ", "fx_startRaw", "FX_startRaw ", "bonjour"}) {
+    EXPECT_TRUE(isGood(line)) << line;
+    EXPECT_EQ(commandOf(line), nullptr) << line;
+  }
+}
+
+}  // namespace

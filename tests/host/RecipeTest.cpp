@@ -1,0 +1,79 @@
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <string>
+#include <vector>
+
+#include "vornix_host/Recipe.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using vornix_host::Recipe;
+using vornix_host::RunEnd;
+using Pauses = std::vector<long>;
+
+RunEnd aborted(std::string log, std::chrono::milliseconds lived = 3s) {
+  return {-SIGABRT, lived, std::move(log), "", false};
+}
+
+// The pauses of the next runs in seconds, -1 where there is no start any more.
+Pauses pausesAfter(Recipe& recipe, int count, std::chrono::milliseconds lived = 3s) {
+  static int number = 0;
+  Pauses pauses;
+  for (int i = 0; i < count; ++i) {
+    const auto pause = recipe.after(aborted(std::to_string(number++), lived)).pause;
+    pauses.push_back(pause ? static_cast<long>(*pause / 1s) : -1);
+  }
+  return pauses;
+}
+
+TEST(Recipe, PausesLongerEachTimeAndEndsAfterFiveShortLives) {
+  Recipe recipe;
+  EXPECT_EQ(pausesAfter(recipe, 5), (Pauses{1, 2, 4, 8, -1}));
+}
+
+TEST(Recipe, BeginsAnewAfterAMinuteOfLife) {
+  Recipe recipe;
+  EXPECT_EQ(pausesAfter(recipe, 3), (Pauses{1, 2, 4}));
+  EXPECT_EQ(pausesAfter(recipe, 1, 60s), Pauses{1});
+  EXPECT_EQ(pausesAfter(recipe, 5), (Pauses{1, 2, 4, 8, -1}));
+}
+
+TEST(Recipe, GoesOnForEverWithLongLives) {
+  Recipe recipe;
+  for (int i = 0; i < 1000; ++i) EXPECT_EQ(recipe.after(aborted("Stop Scan", 1h)).pause, 1s);
+}
+
+TEST(Recipe, TakesTheSameLastLineForAFaultyDevice) {
+  Recipe recipe;
+  EXPECT_EQ(recipe.after(aborted("Connexion a ILO-1")).pause, 1s);
+  const auto verdict = recipe.after(aborted("Connexion a ILO-1"));
+  EXPECT_FALSE(verdict.pause);
+  EXPECT_NE(verdict.why.find("ILO-1"), std::string::npos);
+}
+
+TEST(Recipe, AvoidsACommandThatHasEndedItTwice) {
+  Recipe recipe;
+  EXPECT_EQ(recipe.after(aborted("cde : start raw")).pause, 1s);
+  EXPECT_EQ(recipe.avoided(), "");
+  EXPECT_EQ(recipe.after(aborted("cde : start raw")).pause, 2s);
+  EXPECT_EQ(recipe.avoided(), "cde : start raw");
+}
+
+TEST(Recipe, LeavesTheRadioAndAFenwixWithoutNumberToTheUser) {
+  Recipe recipe;
+  EXPECT_EQ(recipe.after({0, 2s, "", "off", false}).why, "Bluetooth is off");
+  const auto verdict = recipe.after({0, 2s, "Erreur à l'init du Fenwix", "", false});
+  EXPECT_FALSE(verdict.pause);
+  EXPECT_NE(verdict.why.find("serial number"), std::string::npos);
+}
+
+TEST(Recipe, StartsAgainAfterALoss) {
+  Recipe recipe;
+  EXPECT_EQ(recipe.after({0, 9s, "Stop Scan", "", true}).pause, 1s);
+  EXPECT_EQ(recipe.after({0, 9s, "Stop Scan", "", true}).pause, 2s);
+  EXPECT_EQ(recipe.after({0, 99s, "Stop Scan", "", true}).pause, 1s);
+}
+
+}  // namespace

@@ -1,0 +1,54 @@
+#include "scope/watch/Batch.h"
+
+#include <gtest/gtest.h>
+
+#include "scope/watch/Json.h"
+#include "vornix_host.h"
+
+namespace scope {
+namespace {
+
+TEST(Batch, HasEveryValueOfEveryStream) {
+  Batch batch;
+  const auto add = [&](Time time, std::string_view payload) {
+    batch.add(time, vornix_host::decodePayload(payload));
+  };
+  add(1, "B;92;1;-1;4660;-12;0;1000;-129;-32768;32767;");
+  add(2, "B;-1;2;0;0;0;0;0;0;0;0;");
+  add(3, "S;90;4660;10;");
+  add(4, "P1;9223371487098961920;");
+  add(5, "P2;-1;");
+  add(6, "PR1;01A0FF;");
+  add(7, "PR2;;");
+  add(8, "K;MC;1;2;16777215;");
+  EXPECT_EQ(batch.values(), 8U);
+  EXPECT_EQ(batch.take(),
+            R"("motion":[[1,2],[1,2],[-1,0],[4660,0],[-12,0],[0,0],[1000,0],[-129,0],[-32768,0],)"
+            R"([32767,0]],"probe":[[3],[4660],[10]],"rms1":[[4],[9223371487098961920]],)"
+            R"("rms2":[[5],[-1]],"raw1":[[6],["01A0FF"]],"raw2":[[7],[""]],)"
+            R"("contraction":[[8],[1],[2],[16777215]])");
+  EXPECT_TRUE(batch.isEmpty());
+}
+
+TEST(Batch, TellsTheLogAsText) {
+  Batch batch;
+  batch.add(1, vornix_host::LogEntry{{}, "a \"b\"\n\xFF\xC3\xA9"});
+  batch.add({Kind::input, 2, "kill\r\n"});
+  EXPECT_EQ(batch.take(),
+            "\"log\":[[1,\"bridge\",\"a \\\"b\\\"\\u000a\xEF\xBF\xBD\xC3\xA9\"],"
+            "[2,\"host\",\"kill\"]]");
+}
+
+TEST(Json, HasOnlyCharactersThatAreWellFormed) {
+  // Each is too long, too large, a surrogate, cut off, or a byte that no character begins with.
+  for (const char* text : {"\xC0\x80", "\xE0\x80\x80", "\xED\xA0\x80", "\xF0\x80\x80\x80",
+                           "\xF4\x90\x80\x80", "\xE2\x82", "\x80", "\xF5"}) {
+    std::string json;
+    json::append(json, std::string_view(text));
+    EXPECT_TRUE(json.starts_with("\"\xEF\xBF\xBD")) << text;
+    EXPECT_EQ((json.size() - 2) % 3, 0U) << text;
+  }
+}
+
+}  // namespace
+}  // namespace scope

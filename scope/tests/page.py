@@ -1,0 +1,353 @@
+#!/usr/bin/env python3
+"""The page of vornix-scope in a browser: page.py SCOPE DEMO PYTHON
+
+Exits with 77, and the reason, where there is no browser.
+"""
+
+import http.server
+import json
+import os
+import pathlib
+import signal
+import sys
+import tempfile
+import threading
+import time
+import unittest
+
+from browser import Browser, Unavailable
+from session import Session
+
+SCOPE, DEMO, PYTHON = sys.argv[1:4]
+sys.path.insert(0, PYTHON)
+from vornix_host import recording  # noqa: E402
+
+BROWSER = None
+MARKUP = "<img src=x onerror=hacked=1><script>hacked=1</script>"
+
+
+def card(name):
+    return f"document.querySelector('[data-card={name}]').innerText"
+
+
+def button(command):
+    return f"[data-command='{command}']"
+
+
+class PageTest(unittest.TestCase):
+    def setUp(self):
+        BROWSER.complaints()
+
+    def open(self, *arguments, ready="scope.state"):
+        session = Session(SCOPE, *arguments)
+        self.addCleanup(session.close)
+        BROWSER.open("about:blank")
+        BROWSER.open(session.address)
+        BROWSER.wait(f"globalThis.scope && {ready}")
+        return session
+
+    def press(self, command):
+        BROWSER.wait(f"!document.querySelector(arguments[0]).disabled", button(command))
+        BROWSER.click(button(command))
+
+    def wait_for_card(self, name, text):
+        BROWSER.wait(f"{card(name)}.includes(arguments[0])", text)
+
+
+class Values(PageTest):
+    def columns(self, name):
+        return BROWSER.run("const s = scope.data.streams.get(arguments[0]); const e = s.samples ?? s;"
+                           "return [s.total, ...e.columns.map(c => Array.from(c.slice(0, e.length)))]",
+                           name)
+
+    def test_are_all_there(self):
+        session = self.open(DEMO, "--control", "rate 250", ready="scope.received > 100")
+        self.press("CV_debutAcquisition")
+        self.press("FX_startRaw")
+        BROWSER.wait("scope.received > 8000")
+        self.assertEqual(session.end(), 0)
+        BROWSER.wait("scope.state.endCode === 0")
+        counts = BROWSER.run("return scope.state.streams")
+        for name in ("motion", "probe", "rms1", "rms2", "raw1", "contraction"):
+            total, first = self.columns(name)[:2]
+            self.assertGreater(total, 100, name)
+            self.assertEqual(total, counts[name]["count"], name)
+            if name == "motion":  # counts its values
+                self.assertEqual(first, [i if i < 32768 else i - 65536 for i in range(total)])
+        third = self.columns("contraction")[3]
+        self.assertEqual(third, list(range(len(third))))
+        self.assertEqual(BROWSER.run("return scope.missed"), 0)
+        self.assertEqual(BROWSER.complaints(), [])
+
+    def test_are_those_of_the_recording_when_it_is_replayed(self):
+        with tempfile.TemporaryDirectory() as folder:
+            file = os.path.join(folder, "recording")
+            with Session(SCOPE, "--record", file, DEMO, "--control", "rate 100") as session:
+                session.wait_for(b";300;0;")
+                session.end()
+            session = self.open("--replay", file, "--speed", "0")
+            BROWSER.wait("scope.state.endCode === 0")
+            session.end(line=None)
+            self.assertEqual(bytes(session.output), recording.output(file))
+            motions = [line for line in bytes(session.output).split(b"\n")
+                       if line.startswith(b"<B;")]
+            self.assertEqual(self.columns("motion")[3],
+                             [int(line.split(b";")[4]) for line in motions])
+
+
+class Controls(PageTest):
+    def test_do_what_they_say(self):
+        session = self.open(DEMO, ready="scope.received > 50")
+        BROWSER.click("#pause")
+        BROWSER.wait("scope.view.span !== null && document.getElementById('pause').innerText === 'Go on'")
+        before = BROWSER.run("return scope.received")
+        BROWSER.wait("scope.received > arguments[0]", before)
+        BROWSER.click("#live")
+        BROWSER.wait("scope.view.span === null")
+        BROWSER.press(" ")
+        BROWSER.wait("scope.view.span !== null")
+        BROWSER.press("0")
+        BROWSER.wait("scope.view.span === null")
+        BROWSER.press("+")
+        self.assertEqual(BROWSER.run("return document.getElementById('window').value"), "5")
+        BROWSER.press("-")
+        self.assertEqual(BROWSER.run("return scope.view.length"), 10)
+        BROWSER.press(["\ue012"])  # left
+        BROWSER.wait("scope.view.span !== null")
+        BROWSER.click("#help")
+        self.assertFalse(BROWSER.run("return document.getElementById('keys').hidden"))
+        BROWSER.click("#help")
+        self.zoom_and_cursor()
+        self.channels()
+        self.table()
+        self.filter()
+        self.assertEqual(session.end(), 0)
+        self.assertEqual(BROWSER.complaints(), [])
+
+    def zoom_and_cursor(self):
+        BROWSER.press("0")
+        BROWSER.drag("[data-stream=motion] .canvas", 0.6, 0.9)
+        span = BROWSER.wait("scope.view.span")
+        self.assertAlmostEqual(span[1] - span[0], 3, delta=1)
+        BROWSER.drag("[data-stream=motion] .canvas", 0.7, 0.7)
+        at = BROWSER.wait("scope.view.cursor")
+        wanted = BROWSER.run("const s = scope.data.series('motion'); const i = s.indexAt(arguments[0]) - 1;"
+                             "return String(s.columns[2][i])", at)
+        BROWSER.wait("document.querySelector('[data-stream=motion] .channel-3 output').textContent"
+                     " === arguments[0]", wanted)
+        BROWSER.press(".")
+        self.assertNotEqual(BROWSER.run("return scope.view.cursor"), at)
+
+    def channels(self):
+        BROWSER.click("[data-stream=motion] .channel-2")
+        pressed = "document.querySelector('[data-stream=motion] .channel-2').ariaPressed"
+        self.assertEqual(BROWSER.run(f"return {pressed}"), "false")
+        rows = "scope.plots.plots.get('motion').graph.getValue(1, arguments[0])"
+        BROWSER.wait(f"{rows} === null", 2)
+        self.assertIsNotNone(BROWSER.run(f"return {rows}", 3))
+
+    def table(self):
+        BROWSER.click("#save")
+        end = time.monotonic() + 30
+        while not (files := list(BROWSER.downloads.glob("*.csv"))):
+            self.assertLess(time.monotonic(), end, "nothing was saved")
+            time.sleep(0.05)
+        lines = files[0].read_text(encoding="ascii").splitlines()
+        files[0].unlink()
+        columns = lines[0].split(",")
+        self.assertIn("motion.v1", columns)
+        self.assertNotIn("motion.v2", columns)  # is off
+        span = BROWSER.run("return scope.view.span")
+        shown = BROWSER.run("const s = scope.data.series('motion'); const [f, t] = arguments[0];"
+                            "return Array.from(s.times.slice(0, s.length)).filter(x => x >= f && x <= t).length", span)
+        place = columns.index("motion.v1")
+        self.assertEqual(sum(line.split(",")[place] != "" for line in lines[1:]), shown)
+
+    def filter(self):
+        BROWSER.press("/")
+        BROWSER.type("#filter", "TROUVE tramsel")
+        lines = BROWSER.run("return [...document.querySelectorAll('#lines li')].map(l => l.innerText)")
+        self.assertEqual(len(lines), 1)
+        self.assertIn("tramsel-1", lines[0])
+
+    def test_send_each_command_once_its_device_is_ready(self):
+        session = self.open(DEMO, "--control", "json 60")
+        for name in ("CV_debutCalib", "CV_finCalib", "CV_debutAcquisition", "CV_finAcquisition",
+                     "FX_startRaw", "FX_stopRaw", "FX_startRaw2", "FX_stopRaw2", "FX_getJson"):
+            self.press(name)
+            BROWSER.wait("document.querySelector('.answer').textContent === arguments[0]", f"Sent: {name}")
+        BROWSER.type("[data-field=command]", "7")
+        BROWSER.type("[data-field=value]", "256")
+        self.press("FX_cmdWriteByte")
+        self.assertIn("Not sent", BROWSER.run("return document.querySelector('.answer').textContent"))
+        self.press("FX_cmdWriteInt")
+        session.wait_for(b"cde : Fenwix Cmd Write Int")
+        BROWSER.wait("document.getElementById('tree').innerText.includes('\"Nomsuel\"')")
+        self.press("kill")
+        self.assertIsNone(session.process.poll())  # asks again
+        BROWSER.click(button("kill"))
+        self.assertEqual(session.end(line=None), 0)
+        BROWSER.wait("document.querySelectorAll('#commands button:enabled').length === 0")
+
+    def test_are_off_before_a_device_is_ready_and_where_the_page_may_only_look_on(self):
+        session = self.open("--read-only", DEMO, "--devices", "fenwix,tramsel")
+        self.wait_for_card("fenwix", "ready")
+        enabled = "document.querySelectorAll('#commands button:enabled').length"
+        self.assertEqual(BROWSER.run(f"return {enabled}"), 0)
+        session.end()
+        self.open(DEMO, "--devices", "fenwix,tramsel")
+        self.wait_for_card("fenwix", "ready")
+        BROWSER.wait(f"{enabled} > 1")
+        self.assertTrue(BROWSER.run(f"return document.querySelector(\"{button('CV_debutCalib')}\").disabled"))
+
+
+class States(PageTest):
+    def expect(self, name, text, *arguments):
+        session = self.open(DEMO, *arguments)
+        self.wait_for_card(name, text)
+        session.end()
+
+    def test_of_devices_that_are_well(self):
+        session = self.open(DEMO, "--devices", "tramsel,tenoval,corvelta,fenwix")
+        for name, texts in {"tramsel": ["ready", "92 %", "Tramsel-1"], "probe": ["Tenoval", "ready"],
+                            "corvelta": ["ready", "87 %", "2.1.4", "no, when last told"],
+                            "fenwix": ["ready", "87 %", "120034", "open"]}.items():
+            for text in texts:
+                self.wait_for_card(name, text)
+        session.end()
+        self.wait_for_card("tramsel", "ended")
+
+    def test_of_a_device_that_is_not_there(self):
+        self.expect("corvelta", "looking for it", "--devices", "tramsel")
+
+    def test_of_a_device_that_lets_nobody_connect(self):
+        self.expect("tramsel", "connecting", "--devices", "tramsel", "--fault", "pending")
+
+    def test_of_a_device_without_a_command_channel(self):
+        self.expect("fenwix", "command channel is closed", "--devices", "fenwix", "--fault",
+                    "refuse-subscribe=3A93")
+
+    def test_of_a_device_that_lacks_a_number(self):
+        self.expect("fenwix", "one of its five numbers", "--devices", "fenwix", "--fault",
+                    "hide=2A27")
+
+    def test_of_a_device_whose_services_cannot_be_read(self):
+        self.expect("tramsel", "silent", "--devices", "tramsel", "--fault", "refuse-services")
+
+    def test_of_a_device_that_is_lost(self):
+        self.expect("tramsel", "it may be lost", "--devices", "tramsel", "--fault", "lost=1")
+
+    def test_of_a_corvelta_on_mains(self):
+        self.expect("corvelta", "yes, when last told", "--devices", "corvelta", "--control", "mains 1")
+
+    def expect_end(self, text, *arguments):
+        session = self.open(*arguments)
+        BROWSER.wait("document.getElementById('notice').innerText.includes(arguments[0])", text)
+        session.end(line=None)
+
+    def test_of_a_radio_that_is_off(self):
+        self.expect_end("Bluetooth is switched off. Switch it on", DEMO, "--fault", "radio=off@1")
+
+    def test_of_an_abnormal_end(self):
+        self.expect_end("stopped hard (SIGABRT)", DEMO, "--devices", "tramsel", "--fault",
+                        "short=2A19:0")
+
+    def test_of_a_bridge_that_is_killed(self):
+        session = self.open(DEMO)
+        session.process.send_signal(signal.SIGTERM)
+        BROWSER.wait("document.getElementById('notice').innerText.includes('SIGTERM')")
+
+    def test_of_a_host_that_does_not_read(self):
+        session = self.open(DEMO, "--devices", "tramsel", "--control", "rate 2000")
+        session.stall()
+        self.wait_for_card("bridge", "host stalls")
+        session.resume()
+        self.wait_for_card("bridge", "running")
+        session.end()
+
+    def test_of_a_recording_that_has_ended(self):
+        with tempfile.TemporaryDirectory() as folder:
+            file = pathlib.Path(folder, "no-recording")
+            file.write_text("mine", encoding="ascii")
+            session = self.open("--record", str(file), DEMO)
+            BROWSER.wait("document.getElementById('notice').innerText.includes('the session goes on')")
+            self.assertEqual(BROWSER.run("return document.getElementById('recording').innerText"),
+                             "not recording")
+            session.end()
+
+
+class Strangers(PageTest):
+    def test_get_nothing_from_a_page_of_another_origin(self):
+        session = self.open(DEMO)
+        where, secret = session.address.split("#")
+        class Attack(http.server.BaseHTTPRequestHandler):
+            def do_GET(self):
+                self.send_response(200)
+                self.send_header("Content-Type", "text/html")
+                self.end_headers()
+                self.wfile.write(b"<title>attack</title>")
+
+            def log_message(self, *_):
+                pass
+        server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Attack)
+        self.addCleanup(server.server_close)
+        self.addCleanup(server.shutdown)
+        threading.Thread(target=server.serve_forever, daemon=True).start()
+        BROWSER.open(f"http://127.0.0.1:{server.server_port}/")
+        result = BROWSER.run_async("""
+            const [where, secret, done] = arguments;
+            const tries = [];
+            for (const path of ["", "events", "document", "scope.css"]) {
+              for (const headers of [{}, { Authorization: "Bearer " + secret }]) {
+                tries.push(fetch(where + path, { headers }).then((a) => a.text(), () => "refused"));
+              }
+            }
+            tries.push(fetch(where + "command", { method: "POST", body: "kill" })
+              .then(() => "sent", () => "refused"));
+            tries.push(fetch(where + "command", { method: "POST", body: "kill", mode: "no-cors" })
+              .then((a) => a.type === "opaque" ? "refused" : "sent", () => "refused"));
+            const frame = document.createElement("iframe");
+            frame.src = where;
+            document.body.append(frame);
+            tries.push(new Promise((resolve) => { frame.onload = () => {
+              try { resolve(frame.contentDocument?.title === "Vornix scope" ? "framed" : "refused"); }
+              catch { resolve("refused"); } }; }));
+            Promise.all(tries).then(done);""", where, secret)
+        self.assertEqual(set(result), {"refused"})
+        self.assertIsNone(session.process.poll())
+        self.assertNotIn(b"cde : kill", session.output)
+        BROWSER.open(where + "#" + "0" * 32)
+        BROWSER.wait("document.getElementById('notice').innerText.includes('not the session')")
+        session.end()
+
+    def test_cannot_have_their_names_and_documents_taken_for_markup(self):
+        document = json.dumps({MARKUP: [MARKUP, {"a": MARKUP}]}).encode()
+        reply = b"\xAA\x13" + len(document).to_bytes(2, "little") + document
+        session = self.open(DEMO, "--control", f"name Nomsuel{MARKUP}", "--devices", "fenwix",
+                            "--fault", f"reply={reply.hex()}")
+        self.wait_for_card("fenwix", "onerror=hacked")
+        self.press("FX_getJson")
+        BROWSER.wait("document.getElementById('tree').innerText.includes('<script>')")
+        BROWSER.run("document.querySelectorAll('#tree details').forEach((d) => { d.open = true; })")
+        session.write(MARKUP)
+        BROWSER.wait("document.getElementById('lines').innerText.includes('<img src=x')")
+        self.assertEqual(BROWSER.run("return [document.querySelectorAll('img, main script').length,"
+                                     " typeof hacked]"), [0, "undefined"])
+        self.assertEqual(BROWSER.complaints(), [])
+        session.end()
+
+
+def main():
+    global BROWSER
+    try:
+        BROWSER = Browser()
+    except Unavailable as reason:
+        print(f"SKIPPED: {reason}")
+        return 77
+    with BROWSER:
+        program = unittest.main(argv=sys.argv[:1] + sys.argv[4:], exit=False)
+    return 0 if program.result.wasSuccessful() else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "EndProcess.h"
+#include "Output.h"
 #include "Precondition.h"
 #include "Utils.h"
 
@@ -77,10 +78,11 @@ struct HostCommand {
   bool hasArguments;  // then the line only has to begin with the text
   std::string_view log;
   void (*act)(ComBLE& comBLE, std::string_view line);
+  bool isTheEnd = false;  // which does not wait for a host that does not read
 };
 
 constexpr HostCommand kCommands[] = {
-    {"kill", false, "cde : kill", [](ComBLE&, std::string_view) { endProcess(); }},
+    {"kill", false, "cde : kill", [](ComBLE&, std::string_view) { endProcess(); }, true},
     {"CV_debutCalib", false, "cde : start CV calibration",
      [](ComBLE& comBLE, std::string_view) {
        writeCorvelta(comBLE, start, &ComCorvelta::charac_calibration);
@@ -131,10 +133,12 @@ void handleHostCommand(ComBLE& comBLE, std::string_view line) {
   for (const HostCommand& command : kCommands) {
     if (!matches(command, line)) continue;
     writeLine(command.log);
+    if (!command.isTheEnd) standardOutput().waitUntilOut();
     command.act(comBLE, line);
     return;
   }
   writeLine("commande recue non traitee : ", line);
+  standardOutput().waitUntilOut();
 }
 
 bool hostSendsNothing() {

@@ -7,8 +7,10 @@
 
 #include "ComBLE.h"
 
-// Carries out one line, given without its terminator. What a device command needs has to be there
-// (the handler, the characteristic, well-formed arguments); a line that is no command is logged.
+// Carries out one line, given without its terminator. Its log line comes out before: a host that
+// does not read its answers is not asked for more commands. What a device command needs has to be
+// there (the handler, the characteristic, well-formed arguments); a line that is no command is
+// logged.
 void handleHostCommand(ComBLE& comBLE, std::string_view line);
 
 // Whether standard input is at its end before anything has been read from it, as far as can be told

@@ -5,5 +5,5 @@
 
 // Turns the platform's run loop for one second, then ends the scan when it has lasted long enough:
 // 60 seconds after the first connection request, or as soon as a Corvelta, a probe and a Tramsel
-// have been found. A Fenwix does not count. While the host does not read, the end is put off.
+// have been found. A Fenwix does not count.
 void turnRunLoop(platform::Platform& platform, ComBLE& comBLE);

@@ -6,6 +6,7 @@
 #include <ctime>
 
 #include "HexDigits.h"
+#include "Output.h"
 #include "Precondition.h"
 #include "TextBuffer.h"
 
@@ -14,10 +15,8 @@ namespace {
 constexpr std::string_view kEscapedLess = "&inf;";
 constexpr std::string_view kEscapedGreater = "&sup;";
 
-// One fwrite on an unbuffered stream is one write. Its failure is the host's business: a host that
-// is gone closes the bridge's input too.
 void write(const TextBuffer& line) {
-  std::fwrite(line.view().data(), 1, line.view().size(), stdout);
+  standardOutput().write(line.view());
 }
 
 // What eight bytes, one of them this and the others zero, make of a checksum of zero: by place from
@@ -61,8 +60,8 @@ std::uint16_t crcOf(std::string_view text, std::uint16_t crc) {
   return crc;
 }
 
-// A log line may repeat a command of any length. What is longer than this, which no pipe takes at
-// once either, is let out in pieces, so that it is not held a second time.
+// A log line may repeat a command of any length. What is longer than this is put together in
+// pieces, so that no more of it is held than the reader has left.
 constexpr std::size_t kLargestPiece = std::size_t{64} << 10;
 
 // The stream is locked.

@@ -1,9 +1,10 @@
 // The only writers of standard output.
 //
 // Two kinds of line: log lines, for people, and host messages, framed and checksummed. Each line is
-// handed to the unbuffered stream in one call, which holds the stream's lock: lines of the two
-// threads follow each other in any order but never mix, and each is one write to the host's pipe.
-// Any thread may call these functions.
+// handed to the unbuffered stream in one call, under the stream's lock: lines of the two threads
+// follow each other in any order but never mix, and each is one write to the host's pipe, if there
+// is room. Where there is none the rest waits in memory (Output.h), and the call returns all the
+// same. Any thread may call these functions.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +12,7 @@
 
 // Writes "<@hh:mm:ss.mmm : msg>" with the local time; "<" and ">" in msg become "&inf;" and
 // "&sup;". Any bytes are accepted. more: the rest of the message, so that the two need not be put
-// together first. Only a line of more than 64 KiB takes several writes, all under the lock.
+// together first. A line of more than 64 KiB takes several writes, all under the lock.
 void writeLine(std::string_view msg, std::string_view more = {});
 
 // Writes "<msgXXXX>", XXXX being calcCrc(msg) in upper-case hexadecimal. The message is not escaped

@@ -9,6 +9,7 @@
 
 #include "EndProcess.h"
 #include "HostCommands.h"
+#include "Output.h"
 #include "RunLoop.h"
 #include "Utils.h"
 
@@ -34,7 +35,7 @@ int runVornix(platform::Platform& platform) {
   makeBlocking(stdout);
   std::setbuf(stdout, nullptr);
   std::signal(SIGPIPE, SIG_IGN);  // a host that is gone closes the input, which ends the process
-  platform.deliverWhileWritable(fileno(stdout));
+  platform.deliverInto(standardOutput());
   const auto central = std::make_unique<ComBLE>(platform);
   comBLE = central.get();
   writeLine("Demarrage de Vornix " VORNIX_VERSION);

@@ -236,6 +236,24 @@ class CBCentralManager {
   virtual void connect(const std::shared_ptr<CBPeripheral>& peripheral) = 0;
 };
 
+// What the callbacks write to, as the platform has to know it: a reader that stalls must not hold
+// the main thread up, since what the devices send meanwhile has to be received. Any thread.
+class Output {
+ public:
+  // Something that was written waits for the reader.
+  virtual bool holdsBack() const = 0;
+
+  // Lets out what the reader has room for. Returns at once.
+  virtual void letOut() = 0;
+
+  // While something is held back, letOut() is worth a call when this descriptor accepts output, or
+  // its reader is gone. It may let out part of it; the descriptor accepts nothing more then.
+  virtual int descriptor() const = 0;
+
+ protected:
+  ~Output() = default;
+};
+
 // The operating system as the bridge needs it: its central, its run loop, its clock.
 class Platform {
  public:
@@ -257,11 +275,11 @@ class Platform {
   // Blocks the calling thread; nothing is served meanwhile.
   virtual void sleep(std::chrono::microseconds duration) = 0;
 
-  // From now on callbacks are made only while this descriptor accepts output, so that a reader
-  // that stalls makes the bridge wait and not lose: what the devices send meanwhile is received
-  // into memory, up to 64 MiB, and delivered in order afterwards. A descriptor whose reader is gone
-  // counts as accepting.
-  virtual void deliverWhileWritable(int fileDescriptor) = 0;
+  // From now on callbacks are made only while this output holds nothing back, so that a reader that
+  // stalls makes the bridge wait and not lose: what the devices send meanwhile is received into
+  // memory, up to 64 MiB, and delivered in order afterwards. runUntil lets out what is held back as
+  // soon as there is room. Not owned; it outlives the platform's last runUntil.
+  virtual void deliverInto(Output& output) = 0;
 };
 
 // The implementation that the program links. It reports a missing stack as the manager's state.

@@ -1,5 +1,6 @@
 #include "BluezTest.h"
 #include "FullPipe.h"
+#include "support/PipeOutput.h"
 
 namespace bluez_tests {
 namespace {
@@ -10,7 +11,7 @@ using platform::CBManagerState;
 class BluezStalledHost : public BluezTest {
  protected:
   void stall() {
-    platform->deliverWhileWritable(output.input());
+    platform->deliverInto(asOutput);
     output.fill();
   }
   void goOn() {
@@ -23,6 +24,7 @@ class BluezStalledHost : public BluezTest {
   }
 
   FullPipe output;
+  support::PipeOutput asOutput{output.input()};
 };
 
 TEST_F(BluezStalledHost, IsToldNothingOnceTheManagerIsGone) {

@@ -2,8 +2,12 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cstdio>
+
 #include "AllocationCount.h"
 #include "BluezTest.h"
+#include "Output.h"
+#include "support/PipeOutput.h"
 
 namespace bluez_tests {
 namespace {
@@ -394,11 +398,45 @@ TEST_F(BluezSubscribe, EndsWithTheLinkAndItsLastValuesAreDelivered) {
   EXPECT_NE(entry.revents & POLLHUP, 0);
 }
 
+// More values than a socket holds, while the bridge's output is in the middle of a long line.
+TEST_F(BluezSubscribe, GoesOnReceivingWhileALongLineWaitsForItsReader) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  std::FILE* pipeStream = fdopen(ends[1], "w");
+  std::setbuf(pipeStream, nullptr);
+  ::Output output(pipeStream);
+  platform->deliverInto(output);
+  acquire();
+  const std::string line(300000, 'x');
+  output.write(line);
+  std::vector<Bytes> sent;
+  for (int i = 0; i < 5000; ++i) {
+    sent.push_back({static_cast<std::uint8_t>(i), static_cast<std::uint8_t>(i >> 8)});
+    send(sent.back());
+    platform->runUntil(0);
+  }
+  EXPECT_TRUE(valueEvents.empty());
+  std::string all;
+  std::string block(5000, '\0');
+  while (all.size() < line.size()) {
+    const auto count = read(ends[0], block.data(), block.size());
+    ASSERT_GT(count, 0);
+    all.append(block, 0, static_cast<std::size_t>(count));
+    platform->runUntil(0);
+  }
+  EXPECT_EQ(all, line);
+  EXPECT_TRUE(waitUntil([&] { return valueEvents.size() == sent.size(); }));
+  EXPECT_EQ(values(), sent);
+  std::fclose(pipeStream);
+  close(ends[0]);
+}
+
 TEST_F(BluezSubscribe, HoldsValuesWhileTheOutputAcceptsNothing) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   acquire();
-  platform->deliverWhileWritable(ends[1]);
+  support::PipeOutput throughPipe(ends[1]);
+  platform->deliverInto(throughPipe);
   const Bytes block(4096);
   pollfd output{ends[1], POLLOUT, 0};
   while (poll(&output, 1, 0) == 1 && (output.revents & POLLOUT) != 0) {

@@ -1,10 +1,12 @@
-// Delivery only while a descriptor accepts output.
+// Delivery only while the output holds nothing back.
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <array>
+#include <optional>
 
 #include "contract/ContractTest.h"
+#include "support/PipeOutput.h"
 
 namespace contract {
 
@@ -14,7 +16,8 @@ class Gate : public ContractTest {
  protected:
   void SetUp() override {
     ASSERT_EQ(::pipe2(ends.data(), O_NONBLOCK), 0);
-    platform().deliverWhileWritable(ends[1]);
+    output.emplace(ends[1]);
+    platform().deliverInto(*output);
     recorder.onCallback = [this] {
       const std::array<char, 1000> line{};
       if (::write(ends[1], line.data(), line.size()) < 0) ++blocked;
@@ -48,6 +51,7 @@ class Gate : public ContractTest {
   }
 
   std::array<int, 2> ends{};
+  std::optional<support::PipeOutput> output;
   std::size_t blocked = 0;  // callbacks whose line did not fit
 };
 

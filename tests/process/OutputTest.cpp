@@ -1,10 +1,13 @@
 // The lines as they leave the bridge.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <string>
+#include <thread>
 #include <variant>
 #include <vector>
 
@@ -66,6 +69,18 @@ void stall(Bridge& bridge, milliseconds duration) {
   bridge.resume();
 }
 
+// Whether the process ends although nobody reads its output.
+bool endsUnread(const Bridge& bridge) {
+  const auto deadline = steady_clock::now() + support::patience;
+  siginfo_t end{};
+  while (::waitid(P_PID, static_cast<id_t>(bridge.id()), &end, WEXITED | WNOHANG | WNOWAIT) == 0) {
+    if (end.si_pid != 0) return true;
+    if (steady_clock::now() > deadline) return false;
+    std::this_thread::yield();
+  }
+  return false;
+}
+
 TEST(StalledHost, LosesNothing) {
   constexpr std::uint32_t total = 100000;  // fills the pipe sixty times
   Bridge bridge(with(tramsel(), id::motion, {"count=18," + std::to_string(total)}));
@@ -91,6 +106,49 @@ TEST(StalledHost, GetsTheAnswersToCommandsSentMeanwhile) {
   expectLine(bridge, "@commande recue non traitee : asked while stalled");
   bridge.closeInput();
   expectQuietEnd(bridge);
+}
+
+// A device that is on the air only when the scan has to be over by then is not found.
+TEST(StalledHost, DoesNotKeepTheScanGoing) {
+  Bridge bridge(with(tramsel(), id::motion, {"count=18,20000"}) + ilo() + corvelta() +
+                withOwn(fenwix(), {"late=2500"}));
+  expectLine(bridge, "@Connexion a Tramsel-12");
+  stall(bridge, milliseconds(3500));
+  expectLine(bridge, "<B;92;19999;0;0;0;0;0;0;0;0;");
+  bridge.closeInput();
+  expectQuietEnd(bridge);
+  const std::vector<std::string> lines = transcript(bridge);
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), "@Stop Scan"), 1);
+  for (const std::string& line : lines) EXPECT_EQ(line.find("Nomsuel"), std::string::npos) << line;
+}
+
+TEST(StalledHost, IsNoReasonToLiveOnAfterKill) {
+  Bridge bridge(with(tramsel(), id::motion, {"stream=0100FFFF3412F4FF0000E8037FFF0080FF7F"}));
+  expectLine(bridge, "@Connexion a Tramsel-12");
+  stall(bridge, milliseconds(300));
+  bridge.stall();
+  ASSERT_TRUE(bridge.writeLine("kill"));
+  EXPECT_TRUE(endsUnread(bridge));
+}
+
+// What the reader of commands answers at length waits for the host, whole, among the values.
+TEST(StalledHost, GetsALongAnswerAndEveryValue) {
+  constexpr std::uint32_t total = 20000;
+  Bridge bridge(with(tramsel(), id::motion, {"count=18," + std::to_string(total)}));
+  expectLine(bridge, "@Connexion a Tramsel-12");
+  bridge.stall();
+  const std::string text(60000, '<');
+  ASSERT_TRUE(bridge.writeLine(text));
+  stall(bridge, milliseconds(500));
+  std::string escaped;
+  for (std::size_t i = 0; i < text.size(); ++i) escaped += "&inf;";
+  expectLine(bridge, "@commande recue non traitee : " + escaped);
+  expectLine(bridge, "<B;92;19999;0;0;0;0;0;0;0;0;");
+  bridge.closeInput();
+  expectQuietEnd(bridge);
+  const std::vector<std::uint32_t> numbers = counted(bridge);
+  ASSERT_EQ(numbers.size(), total);
+  for (std::uint32_t i = 0; i < total; ++i) ASSERT_EQ(numbers[i], i);
 }
 
 // Two lines that do not fit into the pipe together, and much after them.

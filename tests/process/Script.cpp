@@ -105,6 +105,7 @@ class Script {
         {"pause", &Script::pause},
         {"state", &Script::states},
         {"device", &Script::device},
+        {"late", &Script::late},
         {"refuse-services", &Script::refuseServices},
         {"forget-name", &Script::forgetName},
         {"service", &Script::service},
@@ -142,6 +143,12 @@ class Script {
   void device(std::string_view name) {
     device_ = &air_.addDevice(std::string(name));
     device_->appear();
+  }
+
+  void late(std::string_view milliseconds) {
+    device_->vanish();
+    air_.at(std::chrono::milliseconds(number(milliseconds)),
+            [&device = *device_] { device.appear(); });
   }
 
   void refuseServices(std::string_view) { device_->servicesRefusal = attError(0x0E); }

@@ -5,6 +5,7 @@
 //   pause=MS             milliseconds between the radio's states (comes before them; 100 otherwise)
 //   state=S[,S...]       the radio's first state, and those that follow it after a pause each
 //   device=NAME          a device; the words up to the next device= are about it
+//   late=MS              it is on the air only after so many milliseconds
 //   refuse-services      its service discovery fails
 //   forget-name          it has no name any more once its services are asked for
 //   service=UUID         a service of it

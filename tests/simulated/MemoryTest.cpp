@@ -8,6 +8,7 @@
 #include <new>
 
 #include "simulated/SimulatedTest.h"
+#include "support/PipeOutput.h"
 
 namespace {
 
@@ -69,7 +70,8 @@ TEST_F(Memory, IsBoundedWhileTheReaderStallsAndTheDeviceIsTold) {
   std::array<char, 4096> block{};
   while (::write(ends[1], block.data(), block.size()) > 0) {
   }
-  air.deliverWhileWritable(ends[1]);
+  support::PipeOutput throughPipe(ends[1]);
+  air.deliverInto(throughPipe);
 
   const Bytes value(512, 1);
   std::size_t taken = 0;

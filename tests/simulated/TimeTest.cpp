@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "simulated/SimulatedTest.h"
+#include "support/PipeOutput.h"
 
 namespace simulated_test {
 
@@ -121,7 +122,8 @@ TEST_F(RealTime, AReaderThatReadsOnWakesTheRunLoop) {
   std::array<char, 4096> block{};
   while (::write(ends[1], block.data(), block.size()) > 0) {
   }
-  air.deliverWhileWritable(ends[1]);
+  support::PipeOutput throughPipe(ends[1]);
+  air.deliverInto(throughPipe);
   device.notify(stream, Bytes{1});
   bool wasHeldBack = false;
   bridge.onValue = [&](CBCharacteristic&) {

@@ -106,7 +106,7 @@ class RecordedPlatform final : public platform::Platform {
   void sleep(std::chrono::microseconds duration) override {
     entries_.push_back("sleep " + std::to_string(duration.count()));
   }
-  void deliverWhileWritable(int) override {}
+  void deliverInto(platform::Output&) override {}
 
  private:
   Entries& entries_;

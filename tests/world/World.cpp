@@ -14,6 +14,7 @@
 #include "Utils.h"
 #include "platform/bluez/BluezPlatform.h"
 #include "tests/subject/Endings.h"
+#include "tests/support/PipeOutput.h"
 
 namespace world {
 
@@ -264,7 +265,8 @@ void World::liveOnce() {
   judge_.didStart();
   platform::bluez::BluezPlatform platform(std::make_unique<WorldClock>(*this));
   bus_.accept();
-  platform.deliverWhileWritable(STDOUT_FILENO);
+  support::PipeOutput output(STDOUT_FILENO);
+  platform.deliverInto(output);
   const auto bridge = std::make_unique<ComBLE>(platform);
   bridge_ = bridge.get();
   const auto end = [&] {

@@ -45,8 +45,8 @@ void BluezPlatform::sleep(std::chrono::microseconds duration) {
   loop_->clock().sleep(duration);
 }
 
-void BluezPlatform::deliverWhileWritable(int fileDescriptor) {
-  loop_->gate().follow(fileDescriptor);
+void BluezPlatform::deliverInto(Output& output) {
+  loop_->gate().follow(output);
 }
 
 }  // namespace bluez

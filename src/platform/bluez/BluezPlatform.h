@@ -17,7 +17,7 @@ class BluezPlatform final : public Platform {
   void runUntil(double date) override;
   double now() const override;
   void sleep(std::chrono::microseconds duration) override;
-  void deliverWhileWritable(int fileDescriptor) override;
+  void deliverInto(Output& output) override;
 
  private:
   std::shared_ptr<Loop> loop_;  // shared with peripherals, which may be held for longer

@@ -41,7 +41,7 @@ bool Loop::turn(Clock::TimePoint end) {
 
 bool Loop::wait(Clock::TimePoint end) {
   const Clock::TimePoint deadline = nextDeadline(end);
-  const bool isIdle = deliveries_.isEmpty() || gate_.isShut();
+  const bool isIdle = !gate_.opens() || deliveries_.isEmpty();
   return isIdle ? poller_.waitUntil(deadline) : poller_.look(deadline);
 }
 
@@ -104,7 +104,7 @@ void Loop::runTimers() {
 }
 
 void Loop::deliver() {
-  for (int i = 0; i < kDeliveriesPerTurn && !deliveries_.isEmpty() && gate_.admits(); ++i) {
+  for (int i = 0; i < kDeliveriesPerTurn && !deliveries_.isEmpty() && gate_.opens(); ++i) {
     deliveries_.deliverNext();
   }
 }

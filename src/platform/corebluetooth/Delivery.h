@@ -1,5 +1,5 @@
-// Makes the callbacks, in order, while the bridge's output accepts more. What waits for it is kept
-// up to the queue's limit. Main thread.
+// Makes the callbacks, in order, while the bridge's output holds nothing back. What waits for it is
+// kept up to the queue's limit. Main thread.
 //
 // A callback is made as soon as the framework has called, from within that call, or when the run
 // loop has turned; never from within what the bridge calls.
@@ -18,7 +18,7 @@ class Delivery {
 
   explicit Delivery(MainLoop& loop) : loop_(loop) {}
 
-  void setGate(int fileDescriptor) { gate_ = fileDescriptor; }
+  void setOutput(Output& output) { output_ = &output; }
 
   // Callbacks may be made only between these two.
   void begin() { isServing_ = true; }
@@ -27,12 +27,12 @@ class Delivery {
   void push(shared::ValueTarget& target, Value value);
   void push(Action action);
 
-  // Makes those that may be made now.
+  // Lets the output out as far as there is room, and makes those that may be made then.
   void deliver();
 
-  // Something waits for the output, for so many seconds at most from now on.
-  bool isHeldBack() const { return !queue_.isEmpty(); }
-  void waitForOutput(double seconds) { loop_.waitForOutput(gate_, seconds); }
+  // The output waits for the host, for so many seconds at most from now on.
+  bool isHeldBack() const { return output_ != nullptr && output_->holdsBack(); }
+  void waitForOutput(double seconds) { loop_.waitForOutput(output_->descriptor(), seconds); }
 
   // Nothing more is to be taken from the framework.
   bool isFull() const { return queue_.isFull(); }
@@ -42,11 +42,11 @@ class Delivery {
   void close() { queue_.close(); }
 
  private:
-  bool isOpen() const { return gate_ < 0 || loop_.waitForOutput(gate_, 0); }
+  bool opens();
 
   MainLoop& loop_;
   shared::DeliveryQueue queue_;
-  int gate_ = -1;  // none
+  Output* output_ = nullptr;
   bool isServing_ = false;
   bool isDelivering_ = false;
 };

@@ -17,8 +17,13 @@ void Delivery::push(Action action) {
 void Delivery::deliver() {
   if (!isServing_ || isDelivering_) return;
   isDelivering_ = true;
-  while (!queue_.isEmpty() && isOpen()) queue_.deliverNext();
+  while (opens() && !queue_.isEmpty()) queue_.deliverNext();
   isDelivering_ = false;
+}
+
+bool Delivery::opens() {
+  if (isHeldBack()) output_->letOut();
+  return !isHeldBack();
 }
 
 }  // namespace platform::corebluetooth

@@ -43,7 +43,7 @@ class Platform final : public platform::Platform {
 
   double now() const override { return main_.loop.date(); }
   void sleep(std::chrono::microseconds duration) override { main_.loop.sleep(duration); }
-  void deliverWhileWritable(int fileDescriptor) override { main_.delivery.setGate(fileDescriptor); }
+  void deliverInto(Output& output) override { main_.delivery.setOutput(output); }
 
  private:
   // The system slows a process down that has no window and is the child of one that is not in use.

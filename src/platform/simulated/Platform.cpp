@@ -68,23 +68,24 @@ bool Platform::runNextEvent(Time limit) {
 }
 
 void Platform::deliver(Time end) {
-  while (!air_.deliveries.isEmpty() && mayDeliver()) {
+  while (mayDeliver() && !air_.deliveries.isEmpty()) {
     air_.deliveries.deliverNext();
     if (!air_.clock.isDriven() && air_.clock.now() >= end) return;
   }
 }
 
-bool Platform::mayDeliver() const {
-  if (gate_ < 0) return true;
-  pollfd descriptor{gate_, POLLOUT, 0};
-  return ::poll(&descriptor, 1, 0) > 0;
+bool Platform::mayDeliver() {
+  if (output_ == nullptr || !output_->holdsBack()) return true;
+  output_->letOut();
+  return !output_->holdsBack();
 }
 
 void Platform::wait(Time end) {
   const Time until = std::min(end, air_.timeline.next().value_or(end));
-  const bool isHeldBack = !air_.deliveries.isEmpty();
-  pollfd descriptors[] = {{air_.wakeUp.descriptor(), POLLIN, 0}, {gate_, POLLOUT, 0}};
-  ::poll(descriptors, isHeldBack ? 2 : 1, millisecondsUntil(until - air_.clock.now()));
+  const bool isHeldBack = output_ != nullptr && output_->holdsBack();
+  pollfd descriptors[] = {{air_.wakeUp.descriptor(), POLLIN, 0},
+                          {isHeldBack ? output_->descriptor() : -1, POLLOUT, 0}};
+  ::poll(descriptors, 2, millisecondsUntil(until - air_.clock.now()));
 }
 
 }  // namespace platform::simulated

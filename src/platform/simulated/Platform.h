@@ -24,7 +24,7 @@ class Platform final : public platform::Platform {
   void runUntil(double date) override;
   double now() const override { return air_.clock.date(); }
   void sleep(std::chrono::microseconds duration) override { air_.clock.sleep(duration); }
-  void deliverWhileWritable(int fileDescriptor) override { gate_ = fileDescriptor; }
+  void deliverInto(Output& output) override { output_ = &output; }
 
   // A new device; it is not on the air before it appears. It lives as long as the platform.
   Device& addDevice(std::optional<std::string> name);
@@ -43,12 +43,12 @@ class Platform final : public platform::Platform {
  private:
   bool runNextEvent(Time limit);
   void deliver(Time end);
-  bool mayDeliver() const;
+  bool mayDeliver();
   void wait(Time end);
 
   Air air_;
   Time firstStateDelay_{0};
-  int gate_ = -1;  // none
+  Output* output_ = nullptr;
 };
 
 }  // namespace platform::simulated

@@ -155,8 +155,8 @@ void RecordingPlatform::sleep(std::chrono::microseconds duration) {
   journal_.add("sleep " + std::to_string(duration.count()));
 }
 
-void RecordingPlatform::deliverWhileWritable(int fileDescriptor) {
-  journal_.add("deliverWhileWritable " + std::to_string(fileDescriptor));
+void RecordingPlatform::deliverInto(platform::Output& output) {
+  journal_.add("deliverInto " + std::to_string(output.descriptor()));
 }
 
 std::string discoverServices(std::initializer_list<CBUUID> services) {

@@ -119,7 +119,7 @@ class RecordingPlatform final : public platform::Platform {
   void runUntil(double date) override;
   double now() const override { return now_; }
   void sleep(std::chrono::microseconds duration) override;
-  void deliverWhileWritable(int fileDescriptor) override;
+  void deliverInto(platform::Output& output) override;
 
   void setNow(double date) { now_ = date; }
 

@@ -1,0 +1,110 @@
+#include "Output.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <thread>
+
+using namespace std::chrono_literals;
+using Time = std::chrono::steady_clock::time_point;
+
+namespace {
+
+Time now() {
+  return std::chrono::steady_clock::now();
+}
+
+// Until the descriptor accepts output. A negative time waits for ever.
+void waitFor(int descriptor, std::chrono::milliseconds time) {
+  pollfd output{descriptor, POLLOUT, 0};
+  ::poll(&output, 1, static_cast<int>(time.count()));
+}
+
+}  // namespace
+
+// Has the stream to itself. What is held back belongs to who has the stream; the flag carries it
+// from one thread to the next, as tools that do not know the stream's lock see it.
+class Output::Turn {
+ public:
+  explicit Turn(Output& output) : output_(output) {
+    flockfile(output.stream_);
+    static_cast<void>(output.holdsBack());
+  }
+  Turn(const Turn&) = delete;
+  Turn& operator=(const Turn&) = delete;
+  ~Turn() {
+    output_.isHolding_.store(!output_.held_.empty(), std::memory_order_release);
+    funlockfile(output_.stream_);
+  }
+
+ private:
+  Output& output_;
+};
+
+void Output::write(std::string_view bytes) {
+  const Turn turn(*this);
+  const std::size_t count = held_.empty() ? put(bytes) : 0;
+  if (count < bytes.size()) held_.emplace_back(bytes.substr(count));
+}
+
+void Output::letOut() {
+  const Turn turn(*this);
+  putHeld();
+}
+
+void Output::waitUntilOut() {
+  while (holdsBack()) {
+    waitFor(descriptor(), -1ms);
+    letOut();
+  }
+}
+
+void Output::close(std::chrono::milliseconds limit) {
+  const Time end = now() + limit;
+  if (!lockWithin(end)) return;
+  for (putHeld(); !held_.empty() && now() < end; putHeld()) {
+    waitFor(descriptor(), std::chrono::ceil<std::chrono::milliseconds>(end - now()));
+  }
+}
+
+// The stream's lock has no way to wait for it with a limit.
+bool Output::lockWithin(Time end) {
+  while (ftrylockfile(stream_) != 0) {
+    if (now() >= end) return false;
+    std::this_thread::sleep_for(1ms);
+  }
+  static_cast<void>(holdsBack());
+  return true;
+}
+
+// How many of the bytes are out. Those that cannot be written, as their reader is gone, count too:
+// a host that is gone closes the bridge's input as well.
+std::size_t Output::put(std::string_view bytes) {
+  std::size_t out = 0;
+  while (out < bytes.size()) {
+    const std::size_t piece = room_.take(descriptor(), bytes.size() - out);
+    if (piece == 0) break;
+    const std::size_t written = std::fwrite(bytes.data() + out, 1, piece, stream_);
+    out += written;
+    if (written == piece) continue;
+    if (errno != EAGAIN) return bytes.size();
+    break;
+  }
+  return out;
+}
+
+void Output::putHeld() {
+  while (!held_.empty()) {
+    const std::string& first = held_.front();
+    gone_ += put(std::string_view(first).substr(gone_));
+    if (gone_ < first.size()) return;
+    held_.pop_front();
+    gone_ = 0;
+  }
+}
+
+Output& standardOutput() {
+  static Output output(stdout);
+  return output;
+}

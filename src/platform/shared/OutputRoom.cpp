@@ -1,0 +1,96 @@
+#include "platform/OutputRoom.h"
+
+#include <fcntl.h>
+#include <limits.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <limits>
+
+namespace platform {
+
+namespace {
+
+constexpr std::size_t kUnlimited = std::numeric_limits<std::size_t>::max();
+
+bool accepts(int descriptor) {
+  pollfd output{descriptor, POLLOUT, 0};
+  return ::poll(&output, 1, 0) != 0;
+}
+
+// A socket that accepts output has three quarters of its buffer free, and a write costs it at most
+// twice its bytes. Of many small ones each costs it far more than its bytes.
+std::size_t roomOfSocket(int descriptor) {
+  int size = 0;
+  socklen_t length = sizeof(size);
+  if (::getsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &size, &length) != 0) return PIPE_BUF;
+  return std::max(static_cast<std::size_t>(size) / 4, std::size_t{1024});
+}
+
+// Nothing but empty pages; 0 where the system does not tell.
+std::size_t roomOfEmptyPipe([[maybe_unused]] int descriptor) {
+#ifdef F_GETPIPE_SZ
+  int held = 0;
+  const int capacity = ::fcntl(descriptor, F_GETPIPE_SZ);
+  if (capacity > 0 && ::ioctl(descriptor, FIONREAD, &held) == 0 && held == 0) {
+    return static_cast<std::size_t>(capacity);
+  }
+#endif
+  return 0;
+}
+
+// Each write to such a pipe has pages of its own.
+bool keepsWritesApart([[maybe_unused]] int descriptor) {
+#ifdef O_DIRECT
+  return (::fcntl(descriptor, F_GETFL) & O_DIRECT) != 0;
+#else
+  return false;
+#endif
+}
+
+}  // namespace
+
+std::size_t OutputRoom::take(int descriptor, std::size_t wanted) {
+  if (wanted > left_) ask(descriptor, wanted);
+  const std::size_t granted = std::min(wanted, left_);
+  left_ = isForOneWrite_ ? 0 : left_ - granted;
+  return granted;
+}
+
+// A pipe of Linux is a row of pages. A write goes on in the last page if its bytes beyond whole
+// pages fit there, and otherwise begins a new one; what is left of the last page stays empty, and a
+// page that is read in part is not free before it is read out. So bytes say little about pages,
+// but:
+//
+// - A pipe that accepts output has a free page, and any number of writes of PIPE_BUF bytes together
+//   (at most a page) fit: once they have begun the new page, the others fit behind them.
+// - An empty pipe has all its pages free. One write may fill them; of many writes, two pages in a
+//   row hold more than one page's bytes together, so that half the capacity fits in any case.
+//
+// POSIX promises the first for every system: what accepts output takes PIPE_BUF bytes at once.
+void OutputRoom::ask(int descriptor, std::size_t wanted) {
+  left_ = 0;
+  isForOneWrite_ = true;
+  struct stat status {};
+  if (descriptor < 0 || ::fstat(descriptor, &status) != 0 || S_ISREG(status.st_mode)) {
+    left_ = kUnlimited;
+    return;
+  }
+  if (!accepts(descriptor)) return;
+  if (S_ISSOCK(status.st_mode)) {
+    left_ = roomOfSocket(descriptor);
+  } else {
+    const std::size_t capacity = S_ISFIFO(status.st_mode) ? roomOfEmptyPipe(descriptor) : 0;
+    isForOneWrite_ = !S_ISFIFO(status.st_mode) || keepsWritesApart(descriptor);
+    left_ = std::max<std::size_t>(capacity / 2, PIPE_BUF);
+    if (wanted > left_ && capacity > left_) {
+      left_ = capacity;
+      isForOneWrite_ = true;
+    }
+  }
+}
+
+}  // namespace platform

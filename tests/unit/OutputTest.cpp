@@ -1,0 +1,228 @@
+#include "Output.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <random>
+#include <string>
+#include <thread>
+#include <utility>
+
+namespace unit {
+namespace {
+
+using namespace std::chrono_literals;
+
+struct Ends {
+  int reading;
+  int writing;
+};
+
+Ends pipeWith(int capacity, int flags = 0) {
+  int ends[2];
+  EXPECT_EQ(::pipe2(ends, flags), 0);
+  EXPECT_EQ(::fcntl(ends[1], F_SETPIPE_SZ, capacity), capacity);
+  return {ends[0], ends[1]};
+}
+
+Ends socketsWith(int type, int size) {
+  int ends[2];
+  EXPECT_EQ(::socketpair(AF_UNIX, type, 0, ends), 0);
+  EXPECT_EQ(::setsockopt(ends[1], SOL_SOCKET, SO_SNDBUF, &size, sizeof(size)), 0);
+  return {ends[0], ends[1]};
+}
+
+void dontBlock(int end) {
+  ASSERT_EQ(::fcntl(end, F_SETFL, ::fcntl(end, F_GETFL) | O_NONBLOCK), 0);
+}
+
+std::string readUpTo(int end, std::size_t count) {
+  std::string bytes(count, '\0');
+  const auto got = ::read(end, bytes.data(), count);
+  bytes.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+  return bytes;
+}
+
+struct Kind {
+  std::string name;
+  Ends (*make)();
+};
+
+void PrintTo(const Kind& kind, std::ostream* out) {
+  *out << kind.name;
+}
+
+class Room : public testing::TestWithParam<Kind> {
+ protected:
+  Room() {
+    dontBlock(ends.reading);
+    dontBlock(ends.writing);  // so that a write that would have to wait is seen
+  }
+  ~Room() override {
+    ::close(ends.reading);
+    ::close(ends.writing);
+  }
+
+  std::mt19937 random{20};
+  Ends ends = GetParam().make();
+  platform::OutputRoom room;
+};
+
+// Lines of every length, read in pieces of every length, now faster and now slower than written.
+TEST_P(Room, IsThereForWhatItGrants) {
+  std::uniform_int_distribution<std::size_t> shortLine(1, 120);
+  std::uniform_int_distribution<std::size_t> anyLine(1, 9000);
+  std::uniform_int_distribution<std::size_t> longLine(1, 70000);
+  std::uniform_int_distribution<int> percent(0, 99);
+  const std::string bytes(70000, 'x');
+  std::size_t refused = 0;
+  std::size_t granted = 0;
+  for (int i = 0; i < 60000; ++i) {
+    const int kind = percent(random);
+    const std::size_t wanted = kind < 70   ? shortLine(random)
+                               : kind < 98 ? anyLine(random)
+                                           : longLine(random);
+    const std::size_t now = room.take(ends.writing, wanted);
+    if (now > 0) {
+      const auto written = ::write(ends.writing, bytes.data(), now);
+      ASSERT_EQ(written, static_cast<ssize_t>(now)) << "line " << i << " of " << wanted;
+      ++granted;
+    } else {
+      ++refused;
+    }
+    const bool isSlow = (i / 3000) % 2 == 0;
+    if (percent(random) < (isSlow ? 5 : 60)) readUpTo(ends.reading, anyLine(random));
+    if (!isSlow && percent(random) == 0) {
+      while (!readUpTo(ends.reading, 65536).empty()) continue;
+    }
+  }
+  EXPECT_GT(granted, 10000U);
+  EXPECT_GT(refused, 100U);
+}
+
+TEST_P(Room, ComesBackWhenAllIsRead) {
+  while (room.take(ends.writing, 1000) == 1000) {
+    ASSERT_GT(::write(ends.writing, std::string(1000, 'x').data(), 1000), 0);
+  }
+  while (room.take(ends.writing, 1) == 1) ASSERT_EQ(::write(ends.writing, "x", 1), 1);
+  EXPECT_EQ(room.take(ends.writing, 1), 0U);
+  while (!readUpTo(ends.reading, 65536).empty()) continue;
+  EXPECT_EQ(room.take(ends.writing, 1000), 1000U);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Of, Room,
+    testing::Values(Kind{"Pipe", [] { return pipeWith(65536); }},
+                    Kind{"PipeOfOnePage", [] { return pipeWith(4096); }},
+                    Kind{"PipeOfTwoPages", [] { return pipeWith(8192); }},
+                    Kind{"LargePipe", [] { return pipeWith(1 << 20); }},
+                    Kind{"PipeThatKeepsWritesApart", [] { return pipeWith(65536, O_DIRECT); }},
+                    Kind{"Socket", [] { return socketsWith(SOCK_STREAM, 106496); }},
+                    Kind{"SmallSocket", [] { return socketsWith(SOCK_STREAM, 1); }}),
+    [](const auto& kind) { return kind.param.name; });
+
+TEST(RoomOfAPipe, IsAskedForOnceInManyLines) {
+  const Ends ends = pipeWith(65536);
+  platform::OutputRoom room;
+  ASSERT_EQ(room.take(ends.writing, 80), 80U);
+  // Whoever asks about a descriptor that is closed gets leave for everything.
+  ::close(ends.writing);
+  for (int i = 0; i < 400; ++i) ASSERT_EQ(room.take(ends.writing, 80), 80U);
+  EXPECT_EQ(room.take(ends.writing, 40000), 40000U);
+  ::close(ends.reading);
+}
+
+class HeldOutput : public testing::Test {
+ protected:
+  HeldOutput() {
+    stream = ::fdopen(ends.writing, "w");
+    std::setbuf(stream, nullptr);
+    dontBlock(ends.reading);
+  }
+  ~HeldOutput() override {
+    if (ends.reading >= 0) ::close(ends.reading);
+    std::fclose(stream);
+  }
+
+  // Everything that comes, as long as something does.
+  std::string readAll() {
+    std::string all;
+    for (std::string bytes = readUpTo(ends.reading, 5000); !bytes.empty();
+         bytes = readUpTo(ends.reading, 5000)) {
+      all += bytes;
+      output.letOut();
+    }
+    return all;
+  }
+
+  Ends ends = pipeWith(8192);
+  std::FILE* stream = nullptr;
+  Output output{stream};
+};
+
+TEST_F(HeldOutput, HoldsNothingBackWhileThereIsRoom) {
+  output.write("one\n");
+  output.write(std::string(4096, 'x'));
+  EXPECT_FALSE(output.holdsBack());
+  EXPECT_EQ(readAll(), "one\n" + std::string(4096, 'x'));
+}
+
+TEST_F(HeldOutput, NeverWaitsAndKeepsTheOrder) {
+  std::string expected;
+  for (const std::size_t length : {100U, 70000U, 3U, 1U, 4096U, 200000U, 10U}) {
+    const std::string line(length, static_cast<char>('a' + expected.size() % 26));
+    output.write(line);
+    expected += line;
+  }
+  EXPECT_TRUE(output.holdsBack());
+  EXPECT_EQ(readAll(), expected);
+  EXPECT_FALSE(output.holdsBack());
+}
+
+TEST_F(HeldOutput, IsWaitedForUntilTheReaderHasTakenIt) {
+  output.write(std::string(300000, 'x'));
+  std::size_t taken = 0;
+  std::thread reader([&] {
+    while (taken < 300000) taken += readUpTo(ends.reading, 5000).size();
+  });
+  output.waitUntilOut();
+  EXPECT_FALSE(output.holdsBack());
+  reader.join();
+}
+
+TEST_F(HeldOutput, WhoseReaderIsGoneIsForgotten) {
+  const auto before = std::signal(SIGPIPE, SIG_IGN);
+  output.write(std::string(300000, 'x'));
+  ::close(std::exchange(ends.reading, -1));
+  output.waitUntilOut();
+  EXPECT_FALSE(output.holdsBack());
+  std::signal(SIGPIPE, before);
+}
+
+TEST_F(HeldOutput, IsGivenUpWhenTheReaderNeedsTooLong) {
+  output.write(std::string(300000, 'x'));
+  output.close(1ms);
+  EXPECT_TRUE(output.holdsBack());
+}
+
+// A line that the other thread has begun does not keep this one from going on.
+TEST_F(HeldOutput, TakesALineWhileAnotherThreadWaitsForTheReader) {
+  std::thread other([this] {
+    output.write(std::string(100000, 'a'));
+    output.waitUntilOut();
+  });
+  while (!output.holdsBack()) std::this_thread::yield();
+  output.write("b\n");  // returns at once
+  std::string all;
+  while (all.size() < 100002) all += readUpTo(ends.reading, 5000);
+  other.join();
+  EXPECT_EQ(all, std::string(100000, 'a') + "b\n");
+}
+
+}  // namespace
+}  // namespace unit

@@ -108,6 +108,7 @@ void Bluetoothd::start() {
   isRunning_ = true;
   ++life_;
   busyUntil_ = Microseconds(0);
+  isServing_ = false;
   for (auto& [path, adapter] : adapters_) {
     const bool isPowered = adapter.isPowered;
     adapter = Adapter{.isPowered = isPowered && !traits.powersAdaptersLate};
@@ -171,7 +172,7 @@ void Bluetoothd::receive(BusMessage call) {
   calls_.push_back(std::move(call));
   if (isServing_) return;
   isServing_ = true;
-  agenda_.after(dice_.between(10us, 300us), [this] { serveNext(); });
+  later(dice_.between(10us, 300us), [this] { serveNext(); });
 }
 
 // In their order, and none while it stands still.
@@ -180,13 +181,12 @@ void Bluetoothd::serveNext() {
   if (calls_.empty()) return;
   isServing_ = true;
   if (busyUntil_ > agenda_.now()) {
-    agenda_.at(busyUntil_, [this] { serveNext(); });
-    return;
+    return later(busyUntil_ - agenda_.now(), [this] { serveNext(); });
   }
   const BusMessage call = std::move(calls_.front());
   calls_.pop_front();
   serve(call);
-  agenda_.after(dice_.between(1us, 50us), [this] { serveNext(); });
+  later(dice_.between(1us, 50us), [this] { serveNext(); });
 }
 
 void Bluetoothd::serve(const BusMessage& call) {
@@ -652,10 +652,14 @@ void Bluetoothd::startNotify(const BusMessage& call, RemoteDevice& device, Gatt&
               return bus_.sendError(owned, kFailed, "Operation failed with ATT error: 0x0e");
             }
             gatt.way = Gatt::Way::signals;
-            witness_.didAnswerSubscription(device, gatt.uuid, true);
-            const auto confirm = [this, call] { reply(share(call)); };
+            const auto confirm = [this, call, &device, &gatt] {
+              reply(share(call));
+              witness_.didAnswerSubscription(device, gatt.uuid, true);
+            };
             if (!traits.signalsValuesEarly) return confirm();
-            later(shortTime() * 20, confirm);
+            later(shortTime() * 20, [confirm, &device, generation = device.generation] {
+              if (device.generation == generation) confirm();
+            });
           });
 }
 

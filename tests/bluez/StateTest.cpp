@@ -235,6 +235,23 @@ TEST_F(BluezState, IsPoweredOffWhenBluezComesBackAndStaysUnpowered) {
   EXPECT_EQ(states.back(), CBManagerState::poweredOff);
 }
 
+TEST_F(BluezState, IsNotConcludedFromABluezThatIsBackAndDoesNotAnswerYet) {
+  startPoweredOn();
+  bluez.reset();
+  ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
+  bluez = std::make_unique<FakeBluez>();
+  bluez->objects[kAdapter] = adapter(true);
+  OwnedMessage held;
+  bluez->on("/", "GetManagedObjects", [&](OwnedMessage call) { held = std::move(call); });
+  pass(6s);
+  settle();
+  EXPECT_EQ(states.size(), 2U);
+  ASSERT_TRUE(held);
+  bluez->replyObjects(*held);
+  ASSERT_TRUE(waitUntil([&] { return states.size() == 3; }));
+  EXPECT_EQ(states.back(), CBManagerState::poweredOn);
+}
+
 TEST_F(BluezState, IsUnsupportedForGoodWhenTheBusIsLost) {
   startPoweredOn();
   bluez.reset();

@@ -57,6 +57,8 @@ void Judge::didStart() {
   isScanning_ = false;
   scans_ = 0;
   situations_.clear();
+  situation_ = 0;
+  early_.clear();
   told_.clear();
   toldAt_ = agenda_.now();
   sawStack_ = false;
@@ -156,7 +158,7 @@ std::string Judge::situation() const {
   if (!bluetoothd_.isRunning()) return sawStack_ ? "resetting" : "unsupported";
   if (bluetoothd_.deniesAccess) return "unauthorized";
   const auto& adapters = bluetoothd_.adapters();
-  if (told_ == "poweredOn" && !adapter_.empty()) {
+  if (!adapter_.empty()) {
     if (!bluetoothd_.hasAdapter(adapter_)) return "unsupported";
     return bluetoothd_.isPowered(adapter_) ? "poweredOn" : "poweredOff";
   }
@@ -168,6 +170,7 @@ std::string Judge::situation() const {
 void Judge::situationMayHaveChanged() {
   if (!isAlive_) return;
   sawStack_ |= bluetoothd_.isRunning();
+  if (!bluetoothd_.isRunning()) adapter_.clear();
   const std::string now = situation();
   if (situations_.empty() || situations_.back().second != now) {
     situations_.emplace_back(agenda_.now(), now);
@@ -177,13 +180,9 @@ void Judge::situationMayHaveChanged() {
 void Judge::stateTold(const std::string& state) {
   situationMayHaveChanged();
   if (state == told_) throw Wrong("told again: " + state);
-  const Microseconds since = toldAt_ - kSettling;
-  bool wasSo = false;
-  for (std::size_t i = 0; i < situations_.size(); ++i) {
-    const bool isOver = i + 1 < situations_.size() && situations_[i + 1].first < since;
-    wasSo |= !isOver && situations_[i].second == state;
-  }
-  if (!wasSo) throw Wrong("the radio was never so: " + state);
+  // In the order in which they were, though perhaps late, and not all.
+  while (situation_ < situations_.size() && situations_[situation_].second != state) ++situation_;
+  if (situation_ == situations_.size()) throw Wrong("the radio was not so: " + state);
   told_ = state;
   toldAt_ = agenda_.now();
   if (state == "poweredOn") {
@@ -191,9 +190,6 @@ void Judge::stateTold(const std::string& state) {
     ++scans_;
     foundInScan_.clear();
     reportable_.clear();
-    adapter_.clear();
-  } else {
-    isScanning_ = false;
   }
   const std::map<std::string, std::string> ends = {
       {"poweredOff", "Z;2;"}, {"unauthorized", "Z;4;"}, {"unsupported", "Z;3;"}};
@@ -219,19 +215,20 @@ void Judge::didAsk(const std::string& path, const std::string& member) {
 // --- Devices found
 
 void Judge::didHear(lab::RemoteDevice& device) {
+  see(device);
+}
+
+void Judge::see(lab::RemoteDevice& device) {
   reportable_.insert(&device);
-  if (!device.knownName().empty()) {
-    sightings_[device.knownName()].emplace(scans_, device.objects);
-  }
+  sightings_[device.model().name()].emplace(scans_, device.objects, !device.knownName().empty());
 }
 
 void Judge::didListObjects() {
+  for (const auto& [path, adapter] : bluetoothd_.adapters()) {
+    if (adapter_.empty() && adapter.isPowered) adapter_ = path;
+  }
   for (const auto& device : bluetoothd_.devices()) {
-    if (!device->isInRange()) continue;
-    reportable_.insert(device.get());
-    if (!device->knownName().empty()) {
-      sightings_[device->knownName()].emplace(scans_, device->objects);
-    }
+    if (device->isInRange()) see(*device);
   }
   for (const auto& [family, served] : served_) {
     const bool isThere = served->device().areServicesResolved();
@@ -376,7 +373,8 @@ void Judge::checkSetUp(const Served& served) const {
 
 void Judge::isAtEnd() {
   if (!isAlive_ || isUnusable_) return;
-  if (told_.empty()) throw Wrong("the radio was never told of");
+  const bool isYoung = agenda_.now() - toldAt_ < 2 * kSettling;
+  if (told_.empty() && !isYoung) throw Wrong("the radio was never told of");
   if (told_ != "poweredOn") return;
   for (const auto& [family, served] : served_) {
     const lab::RemoteDevice& device = served->device();

@@ -10,6 +10,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "lab/bluetoothd/Bluetoothd.h"
@@ -63,6 +64,8 @@ class Judge {
 
  private:
   using Lines = std::deque<std::string>;
+  // A report that the bridge may make: the scan, bluetoothd's object, whether its name was known.
+  using Sighting = std::tuple<int, std::size_t, bool>;
 
   void didWriteLine(const std::string& line);
   bool takeDue(Lines& due, const std::string& line);
@@ -70,6 +73,7 @@ class Judge {
   void stateTold(const std::string& state);
   void deviceFound(const std::string& key);
   bool beginsConnection(const std::string& line);
+  void see(lab::RemoteDevice& device);
   void take(const std::string& name);
   lab::RemoteDevice* deviceNamed(const std::string& name, bool isLowered) const;
   void scanStopped();
@@ -102,8 +106,10 @@ class Judge {
   bool isUnusable_ = false;  // has been told: nothing more but the end
 
   std::map<Family, std::unique_ptr<Served>> served_;
-  std::map<std::string, std::set<std::pair<int, std::size_t>>> sightings_;  // by name
-  std::map<std::string, std::size_t> found_;                                // told, by key
+  // Values that came before their subscription was confirmed, by device and characteristic.
+  std::map<std::pair<const lab::RemoteDevice*, std::string>, std::vector<lab::Bytes>> early_;
+  std::map<std::string, std::set<Sighting>> sightings_;  // by name
+  std::map<std::string, std::size_t> found_;             // told, by key
   std::set<std::string> foundInScan_;
   std::set<const lab::RemoteDevice*> reportable_;
   std::optional<Microseconds> firstRequest_;
@@ -114,6 +120,7 @@ class Judge {
 
   // The radio's state: as it is, since when, and as it was told.
   std::vector<std::pair<Microseconds, std::string>> situations_;
+  std::size_t situation_ = 0;  // that was told last
   std::string told_;
   Microseconds toldAt_{0};
   bool sawStack_ = false;

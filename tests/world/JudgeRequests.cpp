@@ -134,7 +134,9 @@ void Judge::didLinkDown(lab::RemoteDevice& device) {
     ++served->losses;
     served->orders.clear();
     served->streams.clear();
+    served->confirmed.clear();
   }
+  std::erase_if(early_, [&](const auto& entry) { return entry.first.first == &device; });
 }
 
 void Judge::didSpoil(lab::RemoteDevice& device) {
@@ -159,15 +161,24 @@ void Judge::didWrite(lab::RemoteDevice& device, const std::string& uuid, const l
 
 void Judge::didAnswerSubscription(lab::RemoteDevice& device, const std::string& uuid, bool isMade) {
   Served* served = servedBy(device);
-  if (served != nullptr) served->confirmation(uuid, isMade);
+  if (served == nullptr) return;
+  served->confirmation(uuid, isMade);
+  if (!isMade) return;
+  served->confirmed.insert(uuid);
+  const auto early = early_.extract({&device, uuid});
+  if (early.empty()) return;
+  for (const lab::Bytes& value : early.mapped()) didSendValue(device, uuid, value);
 }
 
-void Judge::didEndSubscription(lab::RemoteDevice&, const std::string&) {}
+void Judge::didEndSubscription(lab::RemoteDevice& device, const std::string& uuid) {
+  if (Served* served = servedBy(device)) served->confirmed.erase(uuid);
+}
 
 void Judge::didSendValue(lab::RemoteDevice& device, const std::string& uuid,
                          const lab::Bytes& value) {
   Served* served = servedBy(device);
   if (served == nullptr) return;
+  if (!served->confirmed.contains(uuid)) return early_[{&device, uuid}].push_back(value);
   served->value(uuid, value);
   const auto stream = served->streams.find(uuid);
   if (stream != served->streams.end() && !stream->second) served->leaveOpen(uuid);

@@ -138,41 +138,36 @@ bool Served::matches(const std::string& expected, const std::string& line) {
 }
 
 // The line is what the first event of some characteristic makes the handler say, perhaps after
-// events of others of which nothing is said.
+// events of others of which nothing is said. What is open may have been left out.
 std::optional<std::vector<std::string>> Served::explain(const std::string& line) {
   std::unique_ptr<oracle::Handler> now = copyOf(*handler_);
   Queues rest = queues_;
   for (;;) {
-    const Event* oldest = nullptr;
-    std::deque<Event>* from = nullptr;
-    std::string silent;
+    std::deque<Event>* silent = nullptr;
+    const std::string* silentUuid = nullptr;
     for (auto& [uuid, events] : rest) {
-      while (true) {
-        if (events.empty()) break;
+      for (auto event = events.begin(); event != events.end(); ++event) {
         std::unique_ptr<oracle::Handler> next = copyOf(*now);
-        Outcome outcome = apply(*next, uuid, events.front());
+        Outcome outcome = apply(*next, uuid, *event);
         if (!outcome.lines.empty() && matches(outcome.lines.front(), line)) {
-          events.pop_front();
+          events.erase(events.begin(), event + 1);
           handler_ = std::move(next);
           queues_ = std::move(rest);
           outcome.lines.erase(outcome.lines.begin());
           return outcome.lines;
         }
-        if (outcome.lines.empty() && outcome.end == nullptr &&
-            (oldest == nullptr || events.front().number < oldest->number)) {
-          oldest = &events.front();
-          from = &events;
-          silent = uuid;
+        const bool isSilent = outcome.lines.empty() && outcome.end == nullptr;
+        const bool isFirst = event == events.begin();
+        if (isSilent && isFirst && (silent == nullptr || event->number < silent->front().number)) {
+          silent = &events;
+          silentUuid = &uuid;
         }
-        if (!events.front().isOpen) break;
-        events.pop_front();  // it may have been left out
-        oldest = nullptr;
-        from = nullptr;
+        if (!event->isOpen) break;
       }
     }
-    if (from == nullptr) return std::nullopt;
-    apply(*now, silent, from->front());
-    from->pop_front();
+    if (silent == nullptr) return std::nullopt;
+    apply(*now, *silentUuid, silent->front());
+    silent->pop_front();
   }
 }
 

@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -53,6 +54,7 @@ class Served {
   int failedDiscoveries = 0;
   std::map<std::string, bool> streams;  // that the host has switched
   std::map<std::string, int> reads;
+  std::set<std::string> confirmed;  // subscriptions
 
   // What has to be subscribed, and to be read once, when it is set up.
   std::vector<std::string> subscriptions() const;

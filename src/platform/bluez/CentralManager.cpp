@@ -84,6 +84,7 @@ void CentralManager::stackIsUnavailable(CBManagerState state) {
 }
 
 void CentralManager::stackIsStarting() {
+  areAdaptersKnown_ = false;
   isSettling_ = true;
   settling_.start(kSettlingTime);
 }
@@ -96,11 +97,13 @@ void CentralManager::stackIsLost() {
 void CentralManager::forgetStack() {
   isSettling_ = false;
   settling_.stop();
+  areAdaptersKnown_ = false;
   adapters_.clear();
   setAdapter("");
 }
 
 void CentralManager::objectsAre(std::span<const Object> objects) {
+  areAdaptersKnown_ = true;
   adapters_.clear();
   for (const Object& object : objects) {
     if (object.adapter) addAdapter(object.path, *object.adapter);
@@ -156,8 +159,10 @@ void CentralManager::addAdapter(std::string_view path, const AdapterProperties& 
       .isAdmitted = choice_.admits(path, properties.address.value_or(""))};
 }
 
-// The devices of an adapter that was not used before are in a snapshot only.
+// The devices of an adapter that was not used before are in a snapshot only. Nothing is concluded
+// before the first one, also when BlueZ takes longer over it than its adapters are waited for.
 void CentralManager::adaptersHaveChanged() {
+  if (!areAdaptersKnown_) return;
   const std::string before = adapter_;
   judgeAdapters();
   if (!adapter_.empty() && adapter_ != before) stack_.requestSnapshot();

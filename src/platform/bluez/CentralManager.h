@@ -82,6 +82,7 @@ class CentralManager final : public CBCentralManager, private StackWatch::Listen
   CBManagerState toldState_ = CBManagerState::unknown;  // what the delegate knows
 
   const AdapterChoice choice_;
+  bool areAdaptersKnown_ = false;  // from a snapshot
   std::map<std::string, Adapter, PathOrder> adapters_;
   std::string adapter_;      // the one that is used; empty for none
   std::string lastAdapter_;  // the one that was last powered on

@@ -71,6 +71,12 @@ TEST_F(BluezAdapter, IsNotScannedWithBeforeItIsPoweredOn) {
   EXPECT_EQ(bluez->count(kAdapter, "StartDiscovery"), 0U);
 }
 
+TEST_F(BluezAdapter, ThatDoesNotSayThatItIsPoweredIsPoweredOff) {
+  bluez->objects[kAdapter] = {{kAdapterInterface, {{"Address", std::string("00:00")}}}};
+  start();
+  EXPECT_TRUE(isNow(CBManagerState::poweredOff));
+}
+
 TEST_F(BluezAdapter, IsGoneWhenASnapshotLacksIt) {
   startPoweredOn();
   scanAndExpectDiscoveryOn(kAdapter);

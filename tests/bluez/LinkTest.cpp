@@ -56,6 +56,7 @@ TEST_F(BluezLink, ToADeviceThatIsNotThereIsTriedWhenItIs) {
   settle();
   manager->connect(peripheral);
   settle();
+  EXPECT_EQ(attempts(), 0U);
   comeBack();
   EXPECT_TRUE(waitForAttempts(1));
 }

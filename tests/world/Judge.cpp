@@ -341,7 +341,10 @@ void Judge::isAtRest() {
   for (const auto& [family, served] : served_) {
     if (auto line = served->missing()) throw Wrong("was not told: " + *line);
     const lab::RemoteDevice& device = served->device();
-    if (!served->orders.empty()) throw Wrong("an order has not arrived at " + device.key());
+    // A subscription that is never answered holds up what comes after it, for a while.
+    if (!served->orders.empty() && !served->isSpoilt) {
+      throw Wrong("an order has not arrived at " + device.key());
+    }
     checkSetUp(*served);
   }
   checkState();

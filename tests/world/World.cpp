@@ -375,7 +375,6 @@ bool World::canRest() {
 
 void World::write(std::string_view bytes) {
   act();
-  ++lineCount_;
   // Without the time, which is the machine's.
   const bool isLog = bytes.starts_with("<@") && bytes.size() > 17;
   tell("> " + std::string(isLog ? "<@" : "") +

@@ -30,9 +30,6 @@ class World final : private lab::Witness {
   // Throws what is wrong.
   void play();
 
-  std::size_t lines() const { return lineCount_; }
-  Microseconds length() const { return agenda_.now(); }
-
   // What the bridge's clock is.
   Microseconds now() const { return agenda_.now(); }
   std::size_t wait(int epoll, Microseconds time, std::span<epoll_event> found, bool mayPass);
@@ -91,7 +88,6 @@ class World final : private lab::Witness {
   bool isOver_ = false;
   std::set<std::size_t> spoilt_;  // devices whose next request is
   std::size_t spoilChoice_ = 0;
-  std::size_t lineCount_ = 0;
   std::size_t turnsAtOnce_ = 0;  // of the bridge, without that time passes
   void* bridge_ = nullptr;       // the ComBLE that lives
 };

@@ -26,15 +26,22 @@ struct Options {
   std::uint64_t count = 0;
   double minutes = 0;
   bool isOne = false;
-  bool isQuiet = false;
 };
 
 FILE* report = nullptr;  // where the program prints: standard output is the bridge's
 
+int lowestFreeDescriptor() {
+  const int descriptor = dup(STDERR_FILENO);
+  close(descriptor);
+  return descriptor;
+}
+
 // What is wrong with the session; nothing is.
 std::string play(const Plan& plan, const std::set<std::size_t>& left, World::Print print = {}) {
+  const int before = lowestFreeDescriptor();
   try {
     World(plan, left, std::move(print)).play();
+    if (lowestFreeDescriptor() != before) return "descriptors were left open";
     return {};
   } catch (const std::exception& wrong) {
     return wrong.what();
@@ -80,19 +87,11 @@ int explore(const Options& options, std::uint64_t first, std::uint64_t stride) {
                          std::chrono::duration<double>(options.minutes * 60));
   int failures = 0;
   std::uint64_t played = 0;
-  std::size_t lines = 0;
   for (std::uint64_t i = first; options.count == 0 || i < options.count; i += stride) {
     if (options.count == 0 && Clock::now() > end) break;
     const std::uint64_t seed = options.from + i;
     const Plan plan(seed);
-    std::string wrong;
-    try {
-      World session(plan, {}, {});
-      session.play();
-      lines += session.lines();
-    } catch (const std::exception& what) {
-      wrong = what.what();
-    }
+    const std::string wrong = play(plan, {});
     ++played;
     if (wrong.empty()) continue;
     ++failures;
@@ -100,10 +99,7 @@ int explore(const Options& options, std::uint64_t first, std::uint64_t stride) {
     std::fflush(report);
     if (failures >= 20) break;
   }
-  if (!options.isQuiet) {
-    std::fprintf(report, "%llu sessions, %zu lines\n", static_cast<unsigned long long>(played),
-                 lines);
-  }
+  std::fprintf(report, "%llu sessions\n", static_cast<unsigned long long>(played));
   std::fflush(report);
   return failures;
 }

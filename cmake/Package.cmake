@@ -1,4 +1,4 @@
-# What is installed, and the Debian package.
+# What is installed, and the Debian package (macOS: an archive and a .pkg).
 #
 #   cmake --install build/release
 #   cd build/release && cpack
@@ -36,7 +36,10 @@ install(DIRECTORY host/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
   PATTERN "pyproject.toml" PATTERN "setup.cfg" PATTERN "CMakeLists.txt" PATTERN "*.cmake"
   PATTERN "__pycache__" EXCLUDE)
 
-if(NOT CMAKE_SYSTEM_NAME STREQUAL "Linux")
+if(APPLE)
+  include(cmake/MacPackage.cmake)
+  return()
+elseif(NOT CMAKE_SYSTEM_NAME STREQUAL "Linux")
   return()
 endif()
 

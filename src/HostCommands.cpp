@@ -1,5 +1,6 @@
 #include "HostCommands.h"
 
+#include <fcntl.h>
 #include <poll.h>
 
 #include <cstdio>
@@ -141,9 +142,12 @@ void handleHostCommand(ComBLE& comBLE, std::string_view line) {
   standardOutput().waitUntilOut();
 }
 
+// On macOS terminals and other devices cannot be polled, and their first character may be a long
+// time coming: that is left to the reader.
 bool hostSendsNothing() {
   pollfd input{fileno(stdin), POLLIN, 0};
   if (::poll(&input, 1, 0) <= 0) return false;
+  if ((input.revents & POLLNVAL) != 0) return ::fcntl(input.fd, F_GETFD) < 0;
   const int first = std::getc(stdin);
   if (first != EOF) std::ungetc(first, stdin);
   return first == EOF;

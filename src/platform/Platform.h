@@ -198,7 +198,9 @@ class CBCentralManager;
 class CBCentralManagerDelegate {
  public:
   // Comes once after the manager was made, when the radio's state is first known, and at every
-  // change of it.
+  // change of it. That it is not known for a moment, or not before a person has given permission,
+  // is no state. What is reported twice in a row has been something else meanwhile: a scan and all
+  // links have ended.
   virtual void centralManagerDidUpdateState(CBCentralManager& central) = 0;
 
   // While scanning: a device was seen. Once per device and scan, and again when a name becomes
@@ -231,8 +233,11 @@ class CBCentralManager {
   virtual void scanForPeripherals() = 0;
   virtual void stopScan() = 0;
 
-  // Asks for a link. Never fails and never times out: the request stands until the link is up,
-  // also after the scan has stopped. Asking again while it stands changes nothing.
+  // Asks for a link. Never times out and is never reported as failed: the request stands until the
+  // link is up, also after the scan has stopped and over a loss of the radio. Asking again while it
+  // stands changes nothing. No platform can promise that the link comes up at all, and one whose
+  // system gives a request up (macOS does, where a device has forgotten its pairing) leaves it at
+  // that.
   virtual void connect(const std::shared_ptr<CBPeripheral>& peripheral) = 0;
 };
 
@@ -277,8 +282,9 @@ class Platform {
 
   // From now on callbacks are made only while this output holds nothing back, so that a reader that
   // stalls makes the bridge wait and not lose: what the devices send meanwhile is received into
-  // memory, up to 64 MiB, and delivered in order afterwards. runUntil lets out what is held back as
-  // soon as there is room. Not owned; it outlives the platform's last runUntil.
+  // memory, up to 64 MiB, and delivered in order afterwards. At that bound nothing more is received:
+  // how much the system keeps then, and what it drops, no platform can promise. runUntil lets out
+  // what is held back as soon as there is room. Not owned; it outlives the platform's last runUntil.
   virtual void deliverInto(Output& output) = 0;
 };
 

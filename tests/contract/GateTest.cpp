@@ -1,11 +1,11 @@
 // Delivery only while the output holds nothing back.
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <array>
 #include <optional>
 
 #include "contract/ContractTest.h"
+#include "support/NonBlockingPipe.h"
 #include "support/PipeOutput.h"
 
 namespace contract {
@@ -15,7 +15,7 @@ namespace contract {
 class Gate : public ContractTest {
  protected:
   void SetUp() override {
-    ASSERT_EQ(::pipe2(ends.data(), O_NONBLOCK), 0);
+    ASSERT_TRUE(support::openNonBlockingPipe(ends));
     output.emplace(ends[1]);
     platform().deliverInto(*output);
     recorder.onCallback = [this] {

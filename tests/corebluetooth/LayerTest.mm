@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <iostream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -29,12 +30,16 @@ constexpr CBUUID kMotion = CBUUID::UUIDWithString("EF680408-9B35-4933-9B10-52FFA
 
 class Layer : public testing::Test {
  protected:
-  void SetUp() override { Air::shared().add(*model); }
+  void SetUp() override {
+    Air::shared().setSeed(seed);
+    Air::shared().add(*model);
+  }
 
   ~Layer() override {
     manager.reset();
     system.reset();
     EXPECT_EQ(Air::shared().misuses, 0U);
+    if (HasFailure()) std::cout << "VORNIX_SEED=" << seed << '\n';
     Air::shared().clear();
   }
 
@@ -43,7 +48,7 @@ class Layer : public testing::Test {
     system->runUntil(system->now() + seconds);
     recorder.setServing(false);
   }
-  void settle() { runFor(0.2); }
+  void settle() { runFor(1); }
 
   bool waitFor(What what, std::size_t times = 1) {
     const double limit = system->now() + 30;
@@ -94,6 +99,7 @@ class Layer : public testing::Test {
     Air::shared().appear(*model);
   }
 
+  std::uint64_t seed = standin::nextSeed();
   std::unique_ptr<lab::BenchDevice> model = lab::makeDevice("tramsel");
   Recorder recorder;
   std::unique_ptr<platform::Platform> system = platform::makePlatform();
@@ -107,6 +113,7 @@ TEST_F(Layer, HoldsNothingThatNobodyElseHolds) {
     battery(*peripheral);
     EXPECT_GT(Air::shared().objects, before);
   }
+  manager->stopScan();
   settle();
   recorder.forget();
   EXPECT_EQ(Air::shared().objects, before + 1);  // the manager
@@ -118,6 +125,7 @@ TEST_F(Layer, DropsADeviceThatNobodyWants) {
   const auto other = lab::makeDevice("tramsel");
   Air::shared().add(*other);
   const auto peripheral = discovered();
+  manager->stopScan();
   settle();
   recorder.forget();
   EXPECT_EQ(Air::shared().objects, 2U);  // the manager and the one that is held
@@ -461,6 +469,7 @@ class Quitter final : public platform::CBPeripheralDelegate {
 TEST_F(Layer, LetsAPeripheralGoFromWithinItsCallback) {
   Quitter quitter;
   quitter.peripheral = connected();
+  manager->stopScan();
   quitter.peripheral->setDelegate(&quitter);
   quitter.peripheral->discoverServices({&kBatteryService, 1});
   settle();

@@ -1,11 +1,8 @@
 // The bench of the CoreBluetooth layer: devices on the stand-in's radio, everything on the main
-// thread, in real time or, with DrivenLoop.mm, in the stand-in's own. The environment's VORNIX_SEED
-// is the first bench's seed; each one after it has the next. A failure tells its own.
+// thread, in real time or, with DrivenLoop.mm, in the stand-in's own. A failure tells its seed.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <iostream>
-#include <string>
 
 #include "contract/Bench.h"
 #include "corebluetooth/standin/Air.h"
@@ -14,12 +11,6 @@ namespace contract {
 namespace {
 
 using standin::Air;
-
-std::uint64_t nextSeed() {
-  static const char* const first = std::getenv("VORNIX_SEED");
-  static std::uint64_t next = first != nullptr ? std::stoull(first) : 0;
-  return first != nullptr ? next++ : 0;
-}
 
 class StandInBench final : public Bench {
  public:
@@ -61,7 +52,7 @@ class StandInBench final : public Bench {
   double settlingTime() const override { return 0.5; }
 
  private:
-  std::uint64_t seed_ = nextSeed();
+  std::uint64_t seed_ = standin::nextSeed();
   std::unique_ptr<platform::Platform> platform_ = platform::makePlatform();
 };
 

@@ -1,5 +1,4 @@
 // Memory: what a value costs, and what a reader that stalls may cost.
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <array>
@@ -8,6 +7,7 @@
 #include <new>
 
 #include "simulated/SimulatedTest.h"
+#include "support/NonBlockingPipe.h"
 #include "support/PipeOutput.h"
 
 namespace {
@@ -66,7 +66,7 @@ TEST_F(Memory, IsBoundedWhileTheReaderStallsAndTheDeviceIsTold) {
   };
   run();
   std::array<int, 2> ends{};
-  ASSERT_EQ(::pipe2(ends.data(), O_NONBLOCK), 0);
+  ASSERT_TRUE(support::openNonBlockingPipe(ends));
   std::array<char, 4096> block{};
   while (::write(ends[1], block.data(), block.size()) > 0) {
   }

@@ -1,11 +1,11 @@
 // Driven time, and what only real time shows.
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <array>
 #include <thread>
 
 #include "simulated/SimulatedTest.h"
+#include "support/NonBlockingPipe.h"
 #include "support/PipeOutput.h"
 
 namespace simulated_test {
@@ -118,7 +118,7 @@ TEST_F(RealTime, ARequestOfAnotherThreadWakesTheRunLoop) {
 
 TEST_F(RealTime, AReaderThatReadsOnWakesTheRunLoop) {
   std::array<int, 2> ends{};
-  ASSERT_EQ(::pipe2(ends.data(), O_NONBLOCK), 0);
+  ASSERT_TRUE(support::openNonBlockingPipe(ends));
   std::array<char, 4096> block{};
   while (::write(ends[1], block.data(), block.size()) > 0) {
   }

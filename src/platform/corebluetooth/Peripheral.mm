@@ -52,13 +52,6 @@ Search takeFirst(std::deque<Search>& asked) {
   return first;
 }
 
-template <class Object>
-std::vector<CBUUID> identifiersOf(const std::vector<std::unique_ptr<Object>>& objects) {
-  std::vector<CBUUID> identifiers;
-  for (const auto& object : objects) identifiers.push_back(object->UUID());
-  return identifiers;
-}
-
 }  // namespace
 
 Peripheral::Peripheral(::CBPeripheral* native, MainThread& main)
@@ -254,64 +247,6 @@ void Peripheral::didUpdateNotificationState(::CBCharacteristic* of, NSError* err
   for (const auto& value : std::exchange(known->early, {})) {
     if (known->isSubscribed) main_.delivery.push(*known, value);
   }
-}
-
-void Peripheral::didModifyServices(NSArray* invalidated) {
-  bool isKnown = false;
-  for (id native in invalidated) {
-    Service* const service = gatt_.serviceOf(native);
-    if (service == nullptr) continue;
-    isKnown = true;
-    postpone(*service);
-    service->loseNatives();
-  }
-  if (isLinked_ && (isKnown || unanswered_ > 0)) renew();
-}
-
-// What the framework has not answered it does not answer any more.
-void Peripheral::postpone(Service& service) {
-  for (const Search& search : std::exchange(service.asked, {})) {
-    if (search.renewal != 0) continue;
-    later_.push_back([this, &service, search] { searchCharacteristics(service, search); });
-  }
-  for (const auto& each : service.all) {
-    Characteristic& characteristic = *each;
-    characteristic.isToBeRenewed |= characteristic.isSubscribed;
-    for (const Asked asked : std::exchange(characteristic.asked, {})) {
-      if (asked == Asked::renewal) continue;
-      later_.push_back([this, &characteristic, asked] { ask(characteristic, asked); });
-    }
-  }
-}
-
-void Peripheral::renew() {
-  std::vector<CBUUID> wanted = identifiersOf(gatt_.services());
-  for (const Search& search : asked_) {
-    wanted.insert(wanted.end(), search.wanted.begin(), search.wanted.end());
-  }
-  awaited_ = 1;
-  searchServices({std::move(wanted), ++renewal_});
-}
-
-void Peripheral::renewCharacteristics() {
-  for (const auto& service : gatt_.services()) {
-    if (service->native() == nil || !service->hasLostSome()) continue;
-    ++awaited_;
-    searchCharacteristics(*service, {identifiersOf(service->all), renewal_});
-  }
-  finishRenewal();
-}
-
-void Peripheral::finishRenewal() {
-  if (--awaited_ > 0) return;
-  for (const auto& service : gatt_.services()) {
-    for (const auto& each : service->all) {
-      if (!std::exchange(each->isToBeRenewed, false)) continue;
-      each->isSubscribed = each->native() != nil;
-      if (each->isSubscribed) ask(*each, Asked::renewal);
-    }
-  }
-  for (const auto& make : std::exchange(later_, {})) make();
 }
 
 void Peripheral::report(std::function<void()> call) {

@@ -31,6 +31,9 @@ struct Faults {
   std::optional<int> discoveryError = {};  // an Attribute Protocol error of service discovery
 };
 
+// The environment's VORNIX_SEED at first, then one more each time; always 0 where there is none.
+std::uint64_t nextSeed();
+
 class Air {
  public:
   static Air& shared();

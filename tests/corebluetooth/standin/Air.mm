@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
+#include <string>
 #include <utility>
 
 #import "corebluetooth/standin/Device.h"
@@ -27,6 +29,12 @@ StandInClock* sharedClock() {
 }
 
 }  // namespace
+
+std::uint64_t nextSeed() {
+  static const char* const first = std::getenv("VORNIX_SEED");
+  static std::uint64_t next = first != nullptr ? std::stoull(first) : 0;
+  return first != nullptr ? next++ : 0;
+}
 
 Air& Air::shared() {
   static Air* const air = new Air;  // outlives every object that tells it of its end

@@ -216,6 +216,7 @@ void Bluetoothd::serveAdapter(const BusMessage& call, const std::string& path,
     return reply(call);
   }
   if (member == "StartDiscovery") {
+    if (deniesDiscovery) return bus_.sendError(call, kAccessDenied, "Rejected by the policy");
     if (!adapter.isPowered) return bus_.sendError(call, "org.bluez.Error.NotReady", "Not ready");
     if (adapter.isForClient) return bus_.sendError(call, kInProgress, "In progress");
     const bool was = adapter.isDiscovering();

@@ -73,6 +73,7 @@ class Bluetoothd {
 
   Traits traits;
   bool deniesAccess = false;
+  bool deniesDiscovery = false;  // and nothing else
 
   RemoteDevice& add(DeviceModel& model, const std::string& key);
   std::vector<std::unique_ptr<RemoteDevice>>& devices() { return devices_; }

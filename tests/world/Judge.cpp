@@ -62,6 +62,10 @@ void Judge::didStart() {
   told_.clear();
   toldAt_ = agenda_.now();
   sawStack_ = false;
+  hasBus_ = true;
+  wasRunning_ = bluetoothd_.isRunning();
+  hasAskedToDiscover_ = false;
+  settlesUntil_.reset();
   adapter_.clear();
   situationMayHaveChanged();
 }
@@ -155,22 +159,29 @@ void Judge::didWriteLine(const std::string& line) {
 // --- The radio
 
 std::string Judge::situation() const {
+  if (!hasBus_) return "unsupported";
   if (!bluetoothd_.isRunning()) return sawStack_ ? "resetting" : "unsupported";
   if (bluetoothd_.deniesAccess) return "unauthorized";
+  if (bluetoothd_.deniesDiscovery && hasAskedToDiscover_) return "unauthorized";
   const auto& adapters = bluetoothd_.adapters();
   if (!adapter_.empty()) {
     if (!bluetoothd_.hasAdapter(adapter_)) return "unsupported";
     return bluetoothd_.isPowered(adapter_) ? "poweredOn" : "poweredOff";
   }
-  if (adapters.empty()) return "unsupported";
   const bool isOn = std::ranges::any_of(adapters, [](const auto& a) { return a.second.isPowered; });
+  // Its adapters may still be on their way.
+  if (!isOn && settlesUntil_ && agenda_.now() < *settlesUntil_) return "settling";
+  if (adapters.empty()) return "unsupported";
   return isOn ? "poweredOn" : "poweredOff";
 }
 
 void Judge::situationMayHaveChanged() {
   if (!isAlive_) return;
   sawStack_ |= bluetoothd_.isRunning();
-  if (!bluetoothd_.isRunning()) adapter_.clear();
+  const bool isRunning = bluetoothd_.isRunning();
+  if (!isRunning) adapter_.clear();
+  if (isRunning && !wasRunning_) settlesUntil_ = agenda_.now() + 5s;
+  wasRunning_ = isRunning;
   const std::string now = situation();
   if (situations_.empty() || situations_.back().second != now) {
     situations_.emplace_back(agenda_.now(), now);
@@ -209,6 +220,7 @@ void Judge::checkState() const {
 void Judge::didAsk(const std::string& path, const std::string& member) {
   if (member != "SetDiscoveryFilter" && member != "StartDiscovery") return;
   adapter_ = path;
+  hasAskedToDiscover_ |= member == "StartDiscovery";
   situationMayHaveChanged();
 }
 

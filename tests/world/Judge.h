@@ -37,6 +37,8 @@ class Judge {
   void willEndInput() { mayExit_ = true; }
   void hostHasStalled() { lastStall_ = agenda_.now(); }
 
+  void didLoseBus();
+
   // One write of the bridge.
   void didWrite(std::string_view bytes);
 
@@ -124,7 +126,11 @@ class Judge {
   std::string told_;
   Microseconds toldAt_{0};
   bool sawStack_ = false;
-  std::string adapter_;  // that the bridge uses
+  bool hasBus_ = true;
+  bool wasRunning_ = false;
+  bool hasAskedToDiscover_ = false;
+  std::optional<Microseconds> settlesUntil_;  // bluetoothd has come while the bridge was there
+  std::string adapter_;                       // that the bridge uses
 };
 
 }  // namespace world

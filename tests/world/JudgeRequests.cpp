@@ -139,6 +139,12 @@ void Judge::didLinkDown(lab::RemoteDevice& device) {
   std::erase_if(early_, [&](const auto& entry) { return entry.first.first == &device; });
 }
 
+// With it goes all that is known of devices: as if their links were lost.
+void Judge::didLoseBus() {
+  hasBus_ = false;
+  for (const auto& [family, served] : served_) didLinkDown(served->device());
+}
+
 void Judge::didSpoil(lab::RemoteDevice& device) {
   if (Served* served = servedBy(device)) served->isSpoilt = true;
 }

@@ -54,7 +54,7 @@ lab::Traits traitsOf(Dice& dice) {
 }
 
 // The dear ones, after which nothing much can happen, are rare.
-constexpr std::array<std::pair<Incident::Kind, int>, 15> kWeights{{
+constexpr std::array<std::pair<Incident::Kind, int>, 16> kWeights{{
     {Incident::Kind::vanish, 4},
     {Incident::Kind::loseLink, 3},
     {Incident::Kind::spoilRequest, 2},
@@ -68,6 +68,7 @@ constexpr std::array<std::pair<Incident::Kind, int>, 15> kWeights{{
     {Incident::Kind::removeDevice, 2},
     {Incident::Kind::stallHost, 4},
     {Incident::Kind::command, 14},
+    {Incident::Kind::loseBus, 1},
     {Incident::Kind::restartBridge, 3},
     {Incident::Kind::killBridge, 2},
 }};
@@ -90,6 +91,10 @@ Incident incidentOf(Dice& dice, Microseconds end) {
   incident.which = dice.below(64);
   incident.length = dice.oneIn(2) ? dice.between(0ms, 2s) : dice.between(1s, 20s);
   incident.choice = dice.below(1024);
+  // Long enough for bluetoothd to forget a device, and for the scan to end.
+  if (incident.kind == Incident::Kind::vanish && dice.oneIn(3)) {
+    incident.length = dice.between(20s, 70s);
+  }
   return incident;
 }
 
@@ -99,6 +104,7 @@ Plan::Plan(std::uint64_t number) : seed(number) {
   Dice dice(number * 2 + 1);
   traits = traitsOf(dice);
   deniesAccess = dice.oneIn(60);
+  deniesDiscovery = dice.oneIn(60);
   isStackThere = !dice.oneIn(40);
   discoversForAnother = dice.oneIn(3);
   const std::size_t adapterCount = dice.oneIn(40) ? 0 : dice.oneIn(4) ? 2 : 1;
@@ -110,6 +116,7 @@ Plan::Plan(std::uint64_t number) : seed(number) {
   end = trouble + 45s;
   const std::size_t count = dice.below(dice.oneIn(3) ? 30 : 10);
   for (std::size_t i = 0; i < count; ++i) incidents.push_back(incidentOf(dice, trouble));
+  for (const Incident& each : incidents) end = std::max(end, each.time + each.length + 30s);
   std::ranges::stable_sort(incidents, {}, &Incident::time);
 }
 
@@ -167,6 +174,8 @@ const char* nameOf(Incident::Kind kind) {
       return "host stalls";
     case Incident::Kind::command:
       return "command";
+    case Incident::Kind::loseBus:
+      return "the bus ends";
     case Incident::Kind::restartBridge:
       return "end of input";
     case Incident::Kind::killBridge:

@@ -28,6 +28,7 @@ struct Incident {
     removeDevice,   // another program
     stallHost,      // for a while
     command,        // the host
+    loseBus,        // the D-Bus daemon
     restartBridge,  // the host: by the end of its input, or from outside
     killBridge,
   };
@@ -55,6 +56,7 @@ struct Plan {
   std::uint64_t seed;
   lab::Traits traits;
   bool deniesAccess = false;
+  bool deniesDiscovery = false;
   bool isStackThere = true;
   std::vector<bool> adapters;  // whether each is powered
   bool discoversForAnother = false;

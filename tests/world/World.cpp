@@ -88,6 +88,7 @@ World::~World() {
 void World::setUp() {
   bluetoothd_.traits = plan_.traits;
   bluetoothd_.deniesAccess = plan_.deniesAccess;
+  bluetoothd_.deniesDiscovery = plan_.deniesDiscovery;
   for (std::size_t i = 0; i < plan_.adapters.size(); ++i) {
     bluetoothd_.plug("/org/bluez/hci" + std::to_string(i), plan_.adapters[i]);
   }
@@ -198,6 +199,10 @@ void World::happen(const Incident& incident) {
     case Kind::command:
       commands_.push_back(commandOf(incident.which, incident.choice));
       break;
+    case Kind::loseBus:
+      judge_.didLoseBus();
+      bus_.hangUp();
+      break;
     case Kind::restartBridge:
       isInputAtEnd_ = true;
       break;
@@ -271,6 +276,8 @@ void World::liveOnce() {
   bridge_ = bridge.get();
   const auto end = [&] {
     bridge_ = nullptr;
+    hasLeftCallback_ |= !isWaiting_;
+    isWaiting_ = false;
     bus_.hangUp();
   };
   try {
@@ -316,6 +323,13 @@ void World::act() {
 // --- Time
 
 std::size_t World::wait(int epoll, Microseconds time, std::span<epoll_event> found, bool mayPass) {
+  isWaiting_ = true;
+  const std::size_t count = poll(epoll, time, found, mayPass);
+  isWaiting_ = false;
+  return count;
+}
+
+std::size_t World::poll(int epoll, Microseconds time, std::span<epoll_event> found, bool mayPass) {
   for (;;) {
     if (++turnsAtOnce_ > kMostTurnsAtOnce) throw Wrong("it turns without end");
     bus_.serve();

@@ -30,6 +30,10 @@ class World final : private lab::Witness {
   // Throws what is wrong.
   void play();
 
+  // A life of the bridge was ended in the middle of a callback, which leaves behind what a process
+  // does not.
+  bool hasLeftCallback() const { return hasLeftCallback_; }
+
   // What the bridge's clock is.
   Microseconds now() const { return agenda_.now(); }
   std::size_t wait(int epoll, Microseconds time, std::span<epoll_event> found, bool mayPass);
@@ -62,6 +66,7 @@ class World final : private lab::Witness {
   void sendValues(std::size_t device, std::size_t choice);
   void liveOnce();
   void act();
+  std::size_t poll(int epoll, Microseconds time, std::span<epoll_event> found, bool mayPass);
   void step(Microseconds limit);
   void readOutput();
   bool canRest();
@@ -86,6 +91,8 @@ class World final : private lab::Witness {
   bool isKilled_ = false;
   bool isActing_ = false;
   bool isOver_ = false;
+  bool isWaiting_ = false;
+  bool hasLeftCallback_ = false;
   std::set<std::size_t> spoilt_;  // devices whose next request is
   std::size_t spoilChoice_ = 0;
   std::size_t turnsAtOnce_ = 0;  // of the bridge, without that time passes

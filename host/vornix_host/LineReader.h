@@ -9,8 +9,10 @@
 //  - The payload "PJSON;" text ";" holds the device's own text, in which anything of ASCII may
 //    stand, ">" and a line feed included. Such a message ends at the first ">" followed by a line
 //    feed whose four digits before it are the checksum of all that stands before them, and that
-//    ends with ";". A text could hold such an end by intent, but not by chance: a wrong end passes
-//    once in 65,536 times that ";", four hexadecimal digits, ">" and a line feed stand in it.
+//    ends with ";", unless they are also that of what stands behind the last "<": then the document
+//    was cut off, and a later line ends there. A text could hold such an end by intent, but not by
+//    chance: a wrong end passes once in 65,536 times that ";", four hexadecimal digits, ">" and a
+//    line feed stand in it.
 //
 // What is damaged: bytes outside a frame, a frame cut off by the next one's "<", a wrong checksum,
 // an impossible time, a line longer than the bridge writes. Damage is returned as a line of its
@@ -99,7 +101,8 @@ class LineReader {
     for (;;) {
       const std::size_t end = rest.find(">\n", scanned_);
       if (end == none) break;
-      if (end >= shortest && rest[end - digits - 1] == ';' && endsHere(rest, end)) {
+      if (end >= shortest && rest[end - digits - 1] == ';' && endsHere(rest, end) &&
+          !isLaterLine(rest, end)) {
         return taken({LineKind::message, rest.substr(0, end + 2), payload(rest, end), {}});
       }
       scanned_ = end + 1;
@@ -122,6 +125,15 @@ class LineReader {
     sum_.add(summed.substr(summed_));
     summed_ = summed.size();
     return sum_.value() == *stated && isAscii(summed);
+  }
+
+  // Whether a line of its own ends here, one that followed a document that was cut off. Its digits
+  // can be right for the document as well, by chance.
+  static bool isLaterLine(std::string_view rest, std::size_t end) {
+    const std::size_t begin = rest.rfind('<', end);
+    if (begin == 0 || end - begin < 1 + digits) return false;
+    return checksum(payload(rest.substr(begin), end - begin)) ==
+           hexadecimal(rest.substr(end - digits, digits));
   }
 
   static bool isAscii(std::string_view text) {

@@ -81,6 +81,18 @@ TEST(JsonLine, ThatWasCutOffTakesNoOtherLineWithIt) {
   EXPECT_EQ(readAll("<PJSON;{\"a\"" + found), (Lines{damaged("<PJSON;{\"a\""), message("C;3;0;")}));
 }
 
+// The end of a line that follows is no end of the document, even where its digits fit both.
+TEST(JsonLine, ThatWasCutOffDoesNotEndWithALaterLine) {
+  for (int i = 0; i < 1000000; ++i) {
+    const std::string cut = "<PJSON;" + std::to_string(i);
+    if (bitwiseChecksum(cut.substr(1) + found.substr(0, 7)) != 0x4A3D) continue;
+    EXPECT_EQ(readAll(cut + found + found),
+              (Lines{damaged(cut), message("C;3;0;"), message("C;3;0;")}));
+    return;
+  }
+  FAIL() << "no document whose checksum is that of the line";
+}
+
 TEST(JsonLine, ThatIsNotAsciiIsDamaged) {
   const std::string output = framed("PJSON;\xC3\xA9;");
   EXPECT_EQ(readAll(output), Lines{damaged(output)});

@@ -89,6 +89,14 @@ class Lines(unittest.TestCase):
         self.assertEqual(payloads(found), [payload, "V;"])
         self.assertEqual(decode(payload), FenwixJson(text))
 
+    def test_behind_a_json_that_was_cut_off_are_no_end_of_it(self):
+        line = frame(b"C;3;0;")
+        cut = next(cut for cut in (b"PJSON;%d" % n for n in range(1000000))
+                   if checksum(cut + line[:7]) == 0x4A3D)  # fmt: skip
+        found = read(b"<" + cut + line + line)
+        self.assertEqual(found[0], DamagedLine(b"<" + cut))
+        self.assertEqual(payloads(found), ["C;3;0;", "C;3;0;"])
+
     def test_of_json_end_early_where_the_text_holds_its_own_end(self):
         """What no reader can see (docs/host-protocol.md, appendix B)."""
         early = frame(b"PJSON;a;")

@@ -4,6 +4,7 @@
 
 #include "BluezTest.h"
 #include "FullPipe.h"
+#include "support/PipeOutput.h"
 
 namespace bluez_tests {
 namespace {
@@ -42,7 +43,7 @@ class BluezSubscriptionLife : public BluezTest {
     socket = -1;
   }
   void stall() {
-    platform->deliverWhileWritable(output.input());
+    platform->deliverInto(asOutput);
     output.fill();
   }
   // Nobody but what waits to be told holds the device after this.
@@ -58,6 +59,7 @@ class BluezSubscriptionLife : public BluezTest {
   const std::string stream = std::string(kDevice) + "/service000a/char000b";
   const std::string other = std::string(kDevice) + "/service000a/char000d";
   FullPipe output;
+  support::PipeOutput asOutput{output.input()};
   int socket = -1;
 };
 
@@ -203,7 +205,7 @@ TEST_F(BluezSubscriptionLife, ReceivesNoMoreThanMayBeHeldAndGoesOnAfterwards) {
   EXPECT_LT(sent, kMoreThanMayBeHeld);
   EXPECT_GT(sent, 100'000U);
   peripheral->setDelegate(nullptr);
-  platform->deliverWhileWritable(-1);
+  output.drain();
   for (std::size_t turn = 0; turn < sent / 16 + 100; ++turn) platform->runUntil(0);
   peripheral->setDelegate(this);
   send({2});

@@ -30,7 +30,7 @@ install(TARGETS vornix RUNTIME)
 install(FILES ${PROJECT_BINARY_DIR}/vornix.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES docs/copyright CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}
-  FILES_MATCHING PATTERN "*.md" PATTERN "messages.json")
+  FILES_MATCHING PATTERN "*.md" PATTERN "messages.json" PATTERN "pictures" EXCLUDE)
 install(DIRECTORY host/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
   FILES_MATCHING PATTERN "*.h" PATTERN "*.cpp" PATTERN "*.py" PATTERN "py.typed"
   PATTERN "pyproject.toml" PATTERN "setup.cfg" PATTERN "CMakeLists.txt" PATTERN "*.cmake"
@@ -65,4 +65,5 @@ standard output: one framed and checksummed line per value. It takes the host's
 orders for the devices from its standard input.
 .
 The host protocol is described in the package, with an example host.")
+include(scope/Package.cmake)
 include(CPack)

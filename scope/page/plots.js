@@ -161,7 +161,8 @@ class Plot {
       rightGap: 4,
       axes: {
         x: { axisLabelFormatter: (time) => timeLabel(time), ticker: timeTicks, axisLabelWidth: 70 },
-        y: { axisLabelWidth: 56, pixelsPerLabel: 32 },
+        y: { axisLabelWidth: 56, pixelsPerLabel: 32,
+          axisLabelFormatter: (value) => String(Number(value.toPrecision(6))) },
       },
       zoomCallback: (left, right) => this.view.zoomTo(left, right),
     });
@@ -242,6 +243,14 @@ export class Plots {
     this.view = view;
     this.plots = new Map();
     new ResizeObserver(() => this.resize()).observe(root);
+    // What is far outside the window of the browser need not be drawn. Asking where it is would make
+    // the browser lay the page out once per plot and picture.
+    this.sight = new IntersectionObserver((seen) => {
+      for (const { target, isIntersecting } of seen) {
+        this.plots.get(target.dataset.stream).isInSight = isIntersecting;
+      }
+      view.didChange();
+    }, { rootMargin: "50px" });
     matchMedia("(prefers-color-scheme: dark)").addEventListener("change", () => {
       for (const plot of this.plots.values()) plot.remake();
       view.didChange();
@@ -259,6 +268,7 @@ export class Plots {
       if (this.plots.has(stream.name) || this.data.streams.get(stream.name).length === 0) continue;
       const plot = new Plot(stream, this.data, this.view);
       this.plots.set(stream.name, plot);
+      this.sight.observe(plot.root);
       const later = STREAMS.slice(STREAMS.indexOf(stream) + 1)
         .map(({ name }) => this.plots.get(name)?.root).find(Boolean);
       this.root.insertBefore(plot.root, later ?? null);
@@ -267,9 +277,7 @@ export class Plots {
 
   draw(from, to, cursor) {
     for (const plot of this.plots.values()) {
-      // What is far outside the window of the browser need not be drawn.
-      const box = plot.root.getBoundingClientRect();
-      if (box.bottom < -50 || box.top > innerHeight + 50) continue;
+      if (!plot.isInSight) continue;
       plot.draw(from, to);
       plot.showCursor(cursor, to);
     }

@@ -68,14 +68,10 @@ class Server::Requests {
   }
   Requests(const Requests&) = delete;
   Requests& operator=(const Requests&) = delete;
-  ~Requests() {
-    isEnding_ = true;
-    server_.stop();
-    thread_.join();
-  }
 
   int port() const { return port_; }
   int pages() const { return pages_; }
+  bool hadPages() const { return hadPages_; }
 
  private:
   void listen() {
@@ -90,7 +86,7 @@ class Server::Requests {
                                " cannot be listened on");
     }
     guard_ = std::make_unique<Guard>(setup_.secret, port_);
-    thread_ = std::thread([this] { server_.listen_after_bind(); });
+    std::thread([this] { server_.listen_after_bind(); }).detach();
   }
 
   void addHandlers() {
@@ -148,6 +144,7 @@ class Server::Requests {
       response.status = kTooMany;
       return;
     }
+    hadPages_ = true;
     const std::string from = request.get_param_value("from");
     auto next = std::make_shared<std::uint64_t>(std::strtoull(from.c_str(), nullptr, 10));
     response.set_chunked_content_provider(
@@ -157,7 +154,6 @@ class Server::Requests {
   }
 
   bool sendNext(std::uint64_t& next, httplib::DataSink& sink) {
-    if (isEnding_) return false;
     const Backlog::Line line = setup_.backlog->get(next, kHeartbeat);
     // How many values came before it tells the page what it has missed.
     std::string text =
@@ -177,15 +173,12 @@ class Server::Requests {
   ServerSetup setup_;
   httplib::Server server_;
   std::unique_ptr<Guard> guard_;
-  std::thread thread_;
   int port_ = -1;
   std::atomic<int> pages_ = 0;
-  std::atomic<bool> isEnding_ = false;
+  std::atomic<bool> hadPages_ = false;
 };
 
-Server::Server(ServerSetup setup) : requests_(std::make_unique<Requests>(std::move(setup))) {}
-
-Server::~Server() = default;
+Server::Server(ServerSetup setup) : requests_(new Requests(std::move(setup))) {}
 
 int Server::port() const {
   return requests_->port();
@@ -193,6 +186,10 @@ int Server::port() const {
 
 int Server::pages() const {
   return requests_->pages();
+}
+
+bool Server::hadPages() const {
+  return requests_->hadPages();
 }
 
 }  // namespace scope

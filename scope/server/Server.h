@@ -10,7 +10,6 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <string>
 
 #include "scope/watch/Backlog.h"
@@ -26,22 +25,22 @@ struct ServerSetup {
   std::function<bool(const std::string& line)> command;  // likewise; false: not safe
 };
 
+// Its threads go on until the process ends: the library stops a server only once it listens, and
+// waits for the connections that are open.
 class Server {
  public:
   // Listens from now on. Throws std::runtime_error when the port cannot be had.
   explicit Server(ServerSetup setup);
-  Server(const Server&) = delete;
-  Server& operator=(const Server&) = delete;
-  // Ends all requests.
-  ~Server();
 
   int port() const;
   // Pages that are being told.
   int pages() const;
+  // Whether a page was told anything at all.
+  bool hadPages() const;
 
  private:
   class Requests;
-  std::unique_ptr<Requests> requests_;
+  Requests* requests_;  // of the threads as well
 };
 
 }  // namespace scope

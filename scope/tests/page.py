@@ -208,7 +208,7 @@ class States(PageTest):
         session.end()
 
     def test_of_devices_that_are_well(self):
-        session = self.open(DEMO, "--devices", "tramsel,tenoval,corvelta,fenwix")
+        session = self.open(DEMO, "--devices", "fenwix,tramsel,tenoval,corvelta")
         for name, texts in {"tramsel": ["ready", "92 %", "Tramsel-1"], "probe": ["Tenoval", "ready"],
                             "corvelta": ["ready", "87 %", "2.1.4", "no, when last told"],
                             "fenwix": ["ready", "87 %", "120034", "open"]}.items():
@@ -240,17 +240,20 @@ class States(PageTest):
     def test_of_a_corvelta_on_mains(self):
         self.expect("corvelta", "yes, when last told", "--devices", "corvelta", "--control", "mains 1")
 
-    def expect_end(self, text, *arguments):
-        session = self.open(*arguments)
-        BROWSER.wait("document.getElementById('notice').innerText.includes(arguments[0])", text)
-        session.end(line=None)
-
     def test_of_a_radio_that_is_off(self):
-        self.expect_end("Bluetooth is switched off. Switch it on", DEMO, "--fault", "radio=off@1")
+        bridge = "import sys; sys.stdin.readline(); print('<Z;2;48CB>')"
+        session = self.open(sys.executable, "-c", bridge)
+        session.end("now")
+        BROWSER.wait("document.getElementById('notice').innerText.includes(arguments[0])",
+                     "Bluetooth is switched off. Switch it on")
 
     def test_of_an_abnormal_end(self):
-        self.expect_end("stopped hard (SIGABRT)", DEMO, "--devices", "tramsel", "--fault",
-                        "short=2A19:0")
+        session = self.open(DEMO, "--devices", "fenwix")
+        self.assertEqual(session.end("CV_debutCalib"), -signal.SIGABRT)
+        BROWSER.wait("document.getElementById('notice').innerText.includes(arguments[0])",
+                     "stopped hard (SIGABRT)")
+        self.assertIn("CV_debutCalib", BROWSER.run(
+            "return document.getElementById('notice').innerText"))
 
     def test_of_a_bridge_that_is_killed(self):
         session = self.open(DEMO)

@@ -207,6 +207,21 @@ class Watching(Folder):
             self.assertEqual(session.end(line=None), 0)
         self.assertIn(recording.MISSED, [piece.kind for piece in recording.pieces(self.file)])
 
+    def test_leaves_nobody_behind_however_soon_the_bridge_ends(self):
+        for _ in range(10):
+            with Session(SCOPE, "/nowhere/vornix") as session:
+                session.end(line=None)
+                end = time.monotonic() + 60
+                while self.is_watched(session):
+                    self.assertLess(time.monotonic(), end, "somebody still watches")
+                    time.sleep(0.05)
+
+    def is_watched(self, session):
+        try:
+            return self.watcher(session) > 0
+        except AssertionError:
+            return False
+
     def test_may_have_no_port_and_no_file(self):
         with Session(SCOPE, *self.values(1)) as first:
             port = urllib.parse.urlsplit(first.address).port

@@ -8,7 +8,6 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
-#include <memory>
 #include <mutex>
 #include <optional>
 #include <string_view>
@@ -40,6 +39,7 @@ constexpr Time kQuietStateEvery = 1'000'000;
 constexpr std::size_t kMostKept = std::size_t{32} << 20U;
 constexpr int kNice = 5;
 constexpr auto kFarewell = 3s;
+constexpr auto kAfterword = 60s;
 
 void complain(const std::string& what) {
   std::fprintf(stderr, "vornix-scope: %s\n", what.c_str());
@@ -63,11 +63,12 @@ class Watch {
       takeOther({Kind::end, sessionTime(), "signal 9"});
     }
     if (recorder_) recorder_->finish();
-    ends_.done.close();
     checkRecorder();
+    recorder_.reset();  // the next session may be recorded to the same file
+    ends_.done.close();
     publish(true);
     backlog_.end();
-    sayFarewell();
+    if (server_) sayFarewell();
   }
 
  private:
@@ -92,7 +93,7 @@ class Watch {
       setup.document = [this] { return document(); };
       setup.command = [this](const std::string& line) { return send(line); };
       const std::string secret = setup.secret;
-      server_ = std::make_unique<Server>(std::move(setup));
+      server_.emplace(std::move(setup));
       tellAddress("http://127.0.0.1:" + std::to_string(server_->port()) + "/#" + secret);
     } catch (const std::exception& error) {
       complain(error.what());
@@ -204,12 +205,15 @@ class Watch {
   }
 
   void sayFarewell() {
+    // Whoever has the address on a terminal may open it only now, to see why the bridge has ended.
+    const auto patience =
+        ::isatty(STDERR_FILENO) != 0 && !server_->hadPages() ? kAfterword : kFarewell;
     // Whoever started the scope may read its standard error to the end.
     ::close(STDERR_FILENO);
-    for (auto waited = 0ms; server_ && server_->pages() > 0 && waited < kFarewell; waited += 50ms) {
+    const auto isWaiting = [&] { return server_->pages() > 0 || !server_->hadPages(); };
+    for (auto waited = 0ms; isWaiting() && waited < patience; waited += 50ms) {
       std::this_thread::sleep_for(50ms);
     }
-    server_.reset();
   }
 
   const WatchOptions& options_;
@@ -231,7 +235,7 @@ class Watch {
   Time stateAt_ = 0;
   std::uint64_t changes_ = 0;
   Backlog backlog_{kMostKept};
-  std::unique_ptr<Server> server_;  // last: its threads use the rest
+  std::optional<Server> server_;
 };
 
 }  // namespace
@@ -248,7 +252,9 @@ void runWatch(const WatchOptions& options, WatchEnds ends) {
   ::dup2(nothing, STDIN_FILENO);
   ::dup2(nothing, STDOUT_FILENO);
   if (::nice(kNice) == -1) complain("runs as urgently as the bridge");
-  Watch(options, std::move(ends)).run();
+  // Not destroyed: the server's threads use it until the process ends.
+  (new Watch(options, std::move(ends)))->run();
+  ::_exit(0);
 }
 
 }  // namespace scope

@@ -25,7 +25,8 @@ struct WatchEnds {
 };
 
 // Tells the page's address on standard error, and there too when the recording or the page cannot
-// be had: the session goes on without. Returns some time after the tap's end, when the pages know.
-void runWatch(const WatchOptions& options, WatchEnds ends);
+// be had: the session goes on without. Ends this process some time after the tap's end, when the
+// pages know.
+[[noreturn]] void runWatch(const WatchOptions& options, WatchEnds ends);
 
 }  // namespace scope

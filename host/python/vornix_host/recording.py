@@ -64,7 +64,7 @@ def output(path: str) -> bytes:
     written: List[bytes] = []
     for piece in pieces(path):
         if piece.kind == SESSION:
-            written: List[bytes] = []
+            written = []
         elif piece.kind == OUTPUT:
             written.append(piece.data)
     return b"".join(written)

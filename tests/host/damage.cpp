@@ -5,13 +5,14 @@
 // No message may come that was not written, and none that was written whole may stay away. The
 // damage is what the checksum finds for certain: one to three changed bits, a changed run of up to
 // 16 bits, a line without its beginning or its end, bytes in between.
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <deque>
 #include <random>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "vornix_host.h"
 
@@ -20,7 +21,6 @@ namespace {
 using vornix_host::checksum;
 using vornix_host::LineKind;
 using vornix_host::LineReader;
-using vornix_host::UnknownMessage;
 
 class Chance {
  public:
@@ -67,20 +67,32 @@ void flip(std::string& line, std::size_t bit) {
   line[bit / 8] = static_cast<char>(line[bit / 8] ^ (1 << (7 - bit % 8)));
 }
 
-std::string damaged(Chance& chance, std::string line) {
-  const std::size_t bits = line.size() * 8;
-  switch (chance.below(5)) {
-    case 0:
-      for (std::size_t i = 1 + chance.below(3); i > 0; --i) flip(line, chance.below(bits));
-      return line;
-    case 1: {
-      const std::size_t first = chance.below(bits - 15);
-      const std::size_t run = 1 + chance.below(16);
-      for (std::size_t i = 0; i < run; ++i) {
-        if (i == 0 || chance.below(2) == 0) flip(line, first + i);
-      }
-      return line;
+// Changes bits of the payload alone, or of what stands behind it: where both are changed, the
+// digits may by chance be those of the changed payload.
+std::string changed(Chance& chance, std::string line, bool isRun) {
+  const std::size_t behind = line.size() - 6;  // four digits, ">", line feed
+  const bool isPayload = chance.below(2) == 0;
+  const std::size_t begin = isPayload ? 8 : behind * 8;
+  const std::size_t end = isPayload ? behind * 8 : line.size() * 8;
+  if (!isRun) {
+    for (std::size_t i = 1 + chance.below(3); i > 0; --i) {
+      flip(line, begin + chance.below(end - begin));
     }
+    return line;
+  }
+  const std::size_t first = begin + chance.below(end - begin);
+  const std::size_t run = 1 + chance.below(std::min<std::size_t>(16, end - first));
+  for (std::size_t i = 0; i < run; ++i) {
+    if (i == 0 || chance.below(2) == 0) flip(line, first + i);
+  }
+  return line;
+}
+
+std::string damaged(Chance& chance, std::string line) {
+  switch (const std::size_t how = chance.below(5)) {
+    case 0:
+    case 1:
+      return changed(chance, std::move(line), how == 1);
     case 2:
       return line.substr(1 + chance.below(line.size() - 1));
     case 3:
@@ -90,47 +102,35 @@ std::string damaged(Chance& chance, std::string line) {
   }
 }
 
-struct Written {
-  std::string payload;
-  bool isWhole = true;
-};
+// One damaged line between two whole ones. Two damages in what a document may be long are another
+// matter: where its end is lost and a later line is damaged as well, one in 65,536 ends fits both.
+bool isReadWell(Chance& chance) {
+  const std::string before = payload(chance);
+  const std::string hurt = payload(chance);
+  const std::string behind = payload(chance);
+  const std::string output = framed(before) + damaged(chance, framed(hurt)) + framed(behind);
 
-class Check {
- public:
-  void written(std::string payload, bool isWhole) {
-    written_.push_back({std::move(payload), isWhole});
-  }
-
-  void read(const vornix_host::Line& line) {
-    if (line.kind != LineKind::message) return;
-    // A damaged line may be read as it was, where the damage lay beside it.
-    for (std::size_t i = 0; i < written_.size(); ++i) {
-      if (written_[i].payload == line.text) {
-        written_.erase(written_.begin(), written_.begin() + static_cast<std::ptrdiff_t>(i) + 1);
-        return;
-      }
-      if (written_[i].isWhole) break;
+  LineReader reader;
+  std::vector<std::string> found;
+  const auto take = [&] {
+    while (const auto line = reader.next()) {
+      if (line->kind == LineKind::message) found.emplace_back(line->text);
     }
-    const bool isUnknown =
-        std::holds_alternative<UnknownMessage>(vornix_host::decodePayload(line.text));
-    ++(isUnknown ? unknown_ : wrong_);
-    std::printf("not written: %.*s\n", static_cast<int>(line.text.size()), line.text.data());
-  }
+  };
+  const std::size_t cut = chance.below(output.size());
+  reader.feed(std::string_view(output).substr(0, cut));
+  take();
+  reader.feed(std::string_view(output).substr(cut));
+  take();
+  reader.finish();
+  take();
 
-  // All is read; nothing that was whole may be left.
-  bool end(long count) {
-    long lost = 0;
-    for (const Written& one : written_) lost += one.isWhole;
-    std::printf("%ld damaged lines: %ld false messages with fields, %ld of no kind, %ld lost\n",
-                count, wrong_, unknown_, lost);
-    return wrong_ + unknown_ + lost == 0;
-  }
-
- private:
-  std::deque<Written> written_;
-  long wrong_ = 0;
-  long unknown_ = 0;
-};
+  // The damaged line is read as it was where the damage lay beside it.
+  using Payloads = std::vector<std::string>;
+  const bool isGood = found == Payloads{before, behind} || found == Payloads{before, hurt, behind};
+  if (!isGood) std::printf("read wrongly: %s", output.c_str());
+  return isGood;
+}
 
 }  // namespace
 
@@ -138,25 +138,8 @@ int main(int count, char** words) {
   const long lines = count > 1 ? std::atol(words[1]) : 0;
   if (lines < 1) return 2;
   Chance chance(count > 2 ? std::strtoull(words[2], nullptr, 10) : 1);
-  Check check;
-  LineReader reader;
-  std::string output;
-  const auto feed = [&] {
-    reader.feed(output);
-    output.clear();
-    while (const auto line = reader.next()) check.read(*line);
-  };
-  for (long i = 0; i < lines; ++i) {
-    const std::string hurt = payload(chance);
-    std::string whole = payload(chance);
-    while (whole == hurt) whole = payload(chance);  // to know which of the two was read
-    check.written(hurt, false);
-    check.written(whole, true);
-    output += damaged(chance, framed(hurt)) + framed(whole);
-    if (output.size() > 1 + chance.below(100000)) feed();
-  }
-  feed();
-  reader.finish();
-  feed();
-  return check.end(lines) ? 0 : 1;
+  long wrong = 0;
+  for (long i = 0; i < lines; ++i) wrong += isReadWell(chance) ? 0 : 1;
+  std::printf("%ld damaged lines, %ld read wrongly\n", lines, wrong);
+  return wrong == 0 ? 0 : 1;
 }

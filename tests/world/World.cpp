@@ -14,7 +14,6 @@
 #include "Utils.h"
 #include "platform/bluez/BluezPlatform.h"
 #include "tests/subject/Endings.h"
-#include "tests/support/PipeOutput.h"
 
 namespace world {
 
@@ -77,6 +76,7 @@ World::World(const Plan& plan, const std::set<std::size_t>& left, Print print)
       bluetoothd_(agenda_, worldDice_, bus_, *this),
       judge_(agenda_, bluetoothd_) {
   current = this;
+  std::setbuf(stdout, nullptr);
   setUp();
 }
 
@@ -270,8 +270,9 @@ void World::liveOnce() {
   judge_.didStart();
   platform::bluez::BluezPlatform platform(std::make_unique<WorldClock>(*this));
   bus_.accept();
-  support::PipeOutput output(STDOUT_FILENO);
-  platform.deliverInto(output);
+  output_ = std::make_unique<Output>(stdout);
+  unread_.clear();
+  platform.deliverInto(*output_);
   const auto bridge = std::make_unique<ComBLE>(platform);
   bridge_ = bridge.get();
   const auto end = [&] {
@@ -286,10 +287,13 @@ void World::liveOnce() {
   } catch (const subject::ProcessEnded& how) {
     end();
     tell(how.hardStop ? "the bridge has stopped hard" : "the bridge has ended");
+    letAllOut();
+    if (!how.hardStop && !isStalled_ && !unread_.empty()) throw Wrong("lost at the end: " + unread_);
     judge_.didEnd(how.hardStop);
   } catch (const Killed&) {
     end();
     judge_.wasKilled();
+    unread_.clear();
   } catch (...) {
     end();
     throw;
@@ -303,6 +307,9 @@ void World::act() {
   if (isKilled_) throw Killed();
   if (commands_.empty() && !isInputAtEnd_) return;
   if (!orderDice_.oneIn(3)) return;
+  // The reader takes no command while something is held back; the end does not wait.
+  const bool isTheEnd = commands_.empty() || commands_.front() == "kill";
+  if (!isTheEnd && (isStalled_ || output_->holdsBack())) return;
   isActing_ = true;
   const struct Done {
     bool& flag;
@@ -351,7 +358,10 @@ std::size_t World::poll(int epoll, Microseconds time, std::span<epoll_event> fou
       step(agenda_.now() + kTurn);
       return 0;
     }
-    if (canRest()) judge_.isAtRest();
+    if (canRest()) {
+      if (!unread_.empty()) throw Wrong("is held back, though the host reads: " + unread_);
+      judge_.isAtRest();
+    }
     step(time);
   }
 }
@@ -387,32 +397,38 @@ bool World::canRest() {
 
 // --- The host
 
-void World::write(std::string_view bytes) {
+void World::willWrite(std::string_view bytes) {
   act();
   // Without the time, which is the machine's.
   const bool isLog = bytes.starts_with("<@") && bytes.size() > 17;
   tell("> " + std::string(isLog ? "<@" : "") +
        std::string(bytes.substr(isLog ? 14 : 0, bytes.size() - (isLog ? 15 : 1))));
   judge_.didWrite(bytes);
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(STDOUT_FILENO, bytes.data(), bytes.size());
-    if (written > 0) {
-      bytes.remove_prefix(static_cast<std::size_t>(written));
-      continue;
-    }
-    // The host does not read: the bridge stands still, the world does not.
-    readOutput();
-    bus_.serve();
-    if (isKilled_) throw Killed();
-    if (isStalled_) step(agenda_.now() + 1s);
-  }
+  unread_ += bytes;
+}
+
+void World::didWrite() {
   act();
 }
 
+// A host that stalls is not waited for: what waits for it in the product does so on the reader's
+// thread, or before the end.
+void World::letAllOut() {
+  while (!isStalled_ && output_->holdsBack()) {
+    readOutput();
+    output_->letOut();
+  }
+  readOutput();
+}
+
+// The host gets every byte that was written, in order.
 void World::readOutput() {
   if (isStalled_ || input_ < 0) return;
   std::array<char, 4096> bytes{};
-  while (::read(input_, bytes.data(), bytes.size()) > 0) {
+  for (ssize_t size = 0; (size = ::read(input_, bytes.data(), bytes.size())) > 0;) {
+    const std::string_view read(bytes.data(), static_cast<std::size_t>(size));
+    if (!unread_.starts_with(read)) throw Wrong("the host reads something else");
+    unread_.erase(0, read.size());
   }
 }
 
@@ -476,16 +492,28 @@ void World::didListObjects() {
 
 }  // namespace world
 
-// The core writes its lines by fwrite to standard output, and nothing else does here.
+// What the core takes for the process's output is the output of the bridge that lives. The linker
+// puts these in the place of standardOutput(), Output::write() and Output::waitUntilOut().
 extern "C" {
-std::size_t __real_fwrite(const void* bytes, std::size_t size, std::size_t count, FILE* stream);
-std::size_t __wrap_fwrite(const void* bytes, std::size_t size, std::size_t count, FILE* stream);
+Output& __wrap__Z14standardOutputv();
+void __real__ZN6Output5writeESt17basic_string_viewIcSt11char_traitsIcEE(Output* output,
+                                                                        std::string_view bytes);
+void __wrap__ZN6Output5writeESt17basic_string_viewIcSt11char_traitsIcEE(Output* output,
+                                                                        std::string_view bytes);
+void __wrap__ZN6Output12waitUntilOutEv(Output* output);
 
-std::size_t __wrap_fwrite(const void* bytes, std::size_t size, std::size_t count, FILE* stream) {
-  if (stream != stdout || world::current == nullptr) {
-    return __real_fwrite(bytes, size, count, stream);
-  }
-  world::current->write({static_cast<const char*>(bytes), size * count});
-  return count;
+Output& __wrap__Z14standardOutputv() {
+  return world::current->output();
+}
+
+void __wrap__ZN6Output5writeESt17basic_string_viewIcSt11char_traitsIcEE(Output* output,
+                                                                        std::string_view bytes) {
+  world::current->willWrite(bytes);
+  __real__ZN6Output5writeESt17basic_string_viewIcSt11char_traitsIcEE(output, bytes);
+  world::current->didWrite();
+}
+
+void __wrap__ZN6Output12waitUntilOutEv(Output* /*output*/) {
+  world::current->letAllOut();
 }
 }

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "Output.h"
 #include "lab/bluetoothd/Bluetoothd.h"
 #include "lab/models/Models.h"
 #include "tests/world/Judge.h"
@@ -39,8 +40,11 @@ class World final : private lab::Witness {
   std::size_t wait(int epoll, Microseconds time, std::span<epoll_event> found, bool mayPass);
   void pass(Microseconds duration);
 
-  // What the bridge's standard output is.
-  void write(std::string_view bytes);
+  // The bridge's standard output, and what happens around each write to it.
+  Output& output() { return *output_; }
+  void willWrite(std::string_view bytes);
+  void didWrite();
+  void letAllOut();
 
  private:
   struct Over {};    // the session
@@ -85,6 +89,8 @@ class World final : private lab::Witness {
   std::vector<std::unique_ptr<lab::BenchDevice>> models_;
 
   int input_ = -1;  // the host's end of the bridge's output
+  std::string unread_;  // that was written
+  std::unique_ptr<Output> output_;
   bool isStalled_ = false;
   std::deque<std::string> commands_;
   bool isInputAtEnd_ = false;

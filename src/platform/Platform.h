@@ -282,9 +282,10 @@ class Platform {
 
   // From now on callbacks are made only while this output holds nothing back, so that a reader that
   // stalls makes the bridge wait and not lose: what the devices send meanwhile is received into
-  // memory, up to 64 MiB, and delivered in order afterwards. At that bound nothing more is received:
-  // how much the system keeps then, and what it drops, no platform can promise. runUntil lets out
-  // what is held back as soon as there is room. Not owned; it outlives the platform's last runUntil.
+  // memory, up to 64 MiB, and delivered in order afterwards. At that bound nothing more is
+  // received: how much the system keeps then, and what it drops, no platform can promise. runUntil
+  // lets out what is held back as soon as there is room. Not owned; it outlives the platform's last
+  // runUntil.
   virtual void deliverInto(Output& output) = 0;
 };
 

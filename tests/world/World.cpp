@@ -288,7 +288,8 @@ void World::liveOnce() {
     end();
     tell(how.hardStop ? "the bridge has stopped hard" : "the bridge has ended");
     letAllOut();
-    if (!how.hardStop && !isStalled_ && !unread_.empty()) throw Wrong("lost at the end: " + unread_);
+    if (!how.hardStop && !isStalled_ && !unread_.empty())
+      throw Wrong("lost at the end: " + unread_);
     judge_.didEnd(how.hardStop);
   } catch (const Killed&) {
     end();
@@ -357,6 +358,11 @@ std::size_t World::poll(int epoll, Microseconds time, std::span<epoll_event> fou
     if (!mayPass) {
       step(agenda_.now() + kTurn);
       return 0;
+    }
+    if (!isStalled_ && !unread_.empty()) {
+      const std::size_t before = unread_.size();
+      readOutput();
+      if (unread_.size() < before) continue;  // which makes room
     }
     if (canRest()) {
       if (!unread_.empty()) throw Wrong("is held back, though the host reads: " + unread_);

@@ -88,7 +88,7 @@ class World final : private lab::Witness {
   Judge judge_;
   std::vector<std::unique_ptr<lab::BenchDevice>> models_;
 
-  int input_ = -1;  // the host's end of the bridge's output
+  int input_ = -1;      // the host's end of the bridge's output
   std::string unread_;  // that was written
   std::unique_ptr<Output> output_;
   bool isStalled_ = false;

@@ -76,52 +76,54 @@ Number parse(std::string_view field) {
 
 struct HostCommand {
   std::string_view text;
-  bool hasArguments;  // then the line only has to begin with the text
   std::string_view log;
   void (*act)(ComBLE& comBLE, std::string_view line);
-  bool isTheEnd = false;  // which does not wait for a host that does not read
+  bool hasArguments = false;  // then the line only has to begin with the text
+  bool isTheEnd = false;      // which does not wait for a host that does not read
 };
 
 constexpr HostCommand kCommands[] = {
-    {"kill", false, "cde : kill", [](ComBLE&, std::string_view) { endProcess(); }, true},
-    {"CV_debutCalib", false, "cde : start CV calibration",
+    {"kill", "cde : kill", [](ComBLE&, std::string_view) { endProcess(); }, false, true},
+    {"CV_debutCalib", "cde : start CV calibration",
      [](ComBLE& comBLE, std::string_view) {
        writeCorvelta(comBLE, start, &ComCorvelta::charac_calibration);
      }},
-    {"CV_finCalib", false, "cde : stop CV calibration",
+    {"CV_finCalib", "cde : stop CV calibration",
      [](ComBLE& comBLE, std::string_view) {
        writeCorvelta(comBLE, stop, &ComCorvelta::charac_calibration);
      }},
-    {"CV_debutAcquisition", false, "cde : start CV acquisition",
+    {"CV_debutAcquisition", "cde : start CV acquisition",
      [](ComBLE& comBLE, std::string_view) {
        writeCorvelta(comBLE, start, &ComCorvelta::charac_acquisition);
      }},
-    {"CV_finAcquisition", false, "cde : stop CV acquistion",  // the host's logs have it so
+    {"CV_finAcquisition", "cde : stop CV acquistion",  // the host's logs have it so
      [](ComBLE& comBLE, std::string_view) {
        writeCorvelta(comBLE, stop, &ComCorvelta::charac_acquisition);
      }},
-    {"FX_startRaw", false, "cde : start raw",
+    {"FX_startRaw", "cde : start raw",
      [](ComBLE& comBLE, std::string_view) { notifyFenwix(comBLE, true, &ComFenwix::characRaw); }},
-    {"FX_stopRaw", false, "cde : stop raw",
+    {"FX_stopRaw", "cde : stop raw",
      [](ComBLE& comBLE, std::string_view) { notifyFenwix(comBLE, false, &ComFenwix::characRaw); }},
-    {"FX_startRaw2", false, "cde : start raw 2",
+    {"FX_startRaw2", "cde : start raw 2",
      [](ComBLE& comBLE, std::string_view) { notifyFenwix(comBLE, true, &ComFenwix::characRaw2); }},
-    {"FX_stopRaw2", false, "cde : stop raw 2",
+    {"FX_stopRaw2", "cde : stop raw 2",
      [](ComBLE& comBLE, std::string_view) { notifyFenwix(comBLE, false, &ComFenwix::characRaw2); }},
-    {"FX_getJson", false, "cde : get json",
+    {"FX_getJson", "cde : get json",
      [](ComBLE& comBLE, std::string_view) { fenwixOf(comBLE).writeFenwixCommand(19); }},
-    {"FX_cmdWriteInt", true, "cde : Fenwix Cmd Write Int",
+    {"FX_cmdWriteInt", "cde : Fenwix Cmd Write Int",
      [](ComBLE& comBLE, std::string_view line) {
        const auto cde = parse<std::uint8_t>(fieldAt(line, 1));
        const auto valeur = parse<std::uint32_t>(fieldAt(line, 2));
        fenwixOf(comBLE).writeFenwixCommandInt(cde, valeur);
-     }},
-    {"FX_cmdWriteByte", true, "cde : Fenwix Cmd Write Byte",
+     },
+     true},
+    {"FX_cmdWriteByte", "cde : Fenwix Cmd Write Byte",
      [](ComBLE& comBLE, std::string_view line) {
        const auto cde = parse<std::uint8_t>(fieldAt(line, 1));
        const auto valeur = parse<std::uint8_t>(fieldAt(line, 2));
        fenwixOf(comBLE).writeFenwixCommandByte(cde, valeur);
-     }},
+     },
+     true},
 };
 
 bool matches(const HostCommand& command, std::string_view line) {

@@ -59,9 +59,10 @@ class FamiliesTest : public StackTest {
 
   // Whether the bridge tells a value that the Fenwix sends after so many others. Each value is sent
   // once, and what is left of an earlier time does not count.
-  bool waitForValueAfter(const char* uuid, std::size_t earlier) {
+  bool waitForValueAfter(std::string_view uuid, std::size_t earlier) {
     return bridge_
         ->waitFor([&](const support::OutputLine& line) {
+          if (!line.text.starts_with(uuid == rawUuid ? "PR1;" : "PR2;")) return false;
           const auto sent = fenwix_->sent(uuid);
           return std::ranges::any_of(
               sent.begin() + static_cast<std::ptrdiff_t>(earlier), sent.end(),
@@ -137,9 +138,9 @@ TEST_F(FamiliesTest, RawStreamsRunOnlyBetweenTheirCommands) {
     const std::size_t earlier = fenwix_->sent(rawUuid).size();
     const std::size_t earlier2 = fenwix_->sent(raw2Uuid).size();
     command("FX_startRaw");
-    EXPECT_TRUE(waitForValueAfter(rawUuid, earlier));
+    ASSERT_TRUE(waitForValueAfter(rawUuid, earlier));
     command("FX_startRaw2");
-    EXPECT_TRUE(waitForValueAfter(raw2Uuid, earlier2));
+    ASSERT_TRUE(waitForValueAfter(raw2Uuid, earlier2));
     command("FX_stopRaw");
     command("FX_stopRaw2");
     EXPECT_TRUE(fenwix_->waitFor(std::string("unsubscribed ") + rawUuid, turn));

@@ -508,8 +508,10 @@ void Bluetoothd::listObjects(const BusMessage& call) {
                    device->hasRssi_);
     });
   }
-  for (const auto& [path, adapter] : adapters_) {
-    append(path, [&] { appendAdapter(message, adapter.isPowered, adapter.isDiscovering()); });
+  for (const auto& entry : adapters_) {
+    const auto& adapter = entry.second;
+    append(entry.first,
+           [&] { appendAdapter(message, adapter.isPowered, adapter.isDiscovering()); });
   }
   sd_bus_message_close_container(message);
   bus_.sendReply(std::move(reply));

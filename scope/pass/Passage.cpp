@@ -95,7 +95,7 @@ class Passage {
     for (std::string& word : command_) words.push_back(word.data());
     words.push_back(nullptr);
     ::execvp(words[0], words.data());
-    std::fprintf(stderr, "vornix-scope: %s: %s\n", words[0], std::strerror(errno));
+    std::perror(("vornix-scope: " + command_.front()).c_str());
     ::_exit(kNotStarted);
   }
 

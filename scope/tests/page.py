@@ -342,6 +342,7 @@ class Strangers(PageTest):
 
 def main():
     global BROWSER
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # the browser is ended as well
     try:
         BROWSER = Browser()
     except Unavailable as reason:

@@ -9,7 +9,7 @@ namespace {
 struct Lead {
   unsigned char from;
   unsigned char to;
-  std::size_t size;
+  unsigned char size;  // of the sequence, in bytes
   unsigned char secondFrom = 0x80;
   unsigned char secondTo = 0xBF;
 };

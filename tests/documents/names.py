@@ -10,8 +10,8 @@ import pathlib
 import re
 import sys
 
-FOLDERS = ("src", "lab", "host", "bench", "tests")
-ENDINGS = {".h", ".cpp", ".mm", ".txt", ".py", ".cmake"}
+FOLDERS = ("src", "lab", "host", "scope", "bench", "tests")
+ENDINGS = {".h", ".cpp", ".mm", ".txt", ".py", ".js", ".cmake"}
 BOGUS = ["Loop::turnAround", "ComTramsel::sendIlo", "sendQuelmars", "src/platform/bluez/Loop.py"]
 
 

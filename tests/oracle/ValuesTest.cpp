@@ -9,7 +9,8 @@
 #include "tests/subject/Plays.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#include <sanitizer/allocator_interface.h>
+// In the sanitizers' library; GCC 12 comes without the header.
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #endif
 
 namespace oracle {

@@ -500,18 +500,20 @@ void World::didListObjects() {
 
 // What the core takes for the process's output is the output of the bridge that lives. The linker
 // puts these in the place of standardOutput(), Output::write() and Output::waitUntilOut().
+Output& wrapStandardOutput() asm("__wrap__Z14standardOutputv");
 extern "C" {
-Output& __wrap__Z14standardOutputv();
 void __real__ZN6Output5writeESt17basic_string_viewIcSt11char_traitsIcEE(Output* output,
                                                                         std::string_view bytes);
 void __wrap__ZN6Output5writeESt17basic_string_viewIcSt11char_traitsIcEE(Output* output,
                                                                         std::string_view bytes);
 void __wrap__ZN6Output12waitUntilOutEv(Output* output);
+}
 
-Output& __wrap__Z14standardOutputv() {
+Output& wrapStandardOutput() {
   return world::current->output();
 }
 
+extern "C" {
 void __wrap__ZN6Output5writeESt17basic_string_viewIcSt11char_traitsIcEE(Output* output,
                                                                         std::string_view bytes) {
   world::current->willWrite(bytes);

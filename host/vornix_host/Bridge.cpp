@@ -21,7 +21,6 @@ using namespace std::chrono_literals;
 using Milliseconds = std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
-constexpr Milliseconds kDrained = 20ms;     // of silence: nothing waits in the bridge any more
 constexpr Milliseconds kLongestDrain = 5s;  // a stream may never fall silent
 constexpr Milliseconds kPatience = 5s;      // with a bridge that was told to end
 
@@ -190,7 +189,7 @@ class Bridge::Loop {
     const auto now = Clock::now();
     const auto waited = now - endingSince_;
     if (ending_ == Ending::draining) {
-      const bool isSilent = now - std::max(lastRead_, endingSince_) >= kDrained;
+      const bool isSilent = now - std::max(lastRead_, endingSince_) >= options_.drained;
       if (!isSilent && waited < kLongestDrain) return;
       unwritten_ += "kill\n";
       nextEnding(Ending::killed);

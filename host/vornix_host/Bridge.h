@@ -87,7 +87,9 @@ class Bridge {
     std::vector<std::string> command;  // the program, looked for as a shell does, and arguments
     bool restart = true;               // by the recipe (Recipe.h), when it ends by itself
     bool restartOnLoss = false;        // when a stream has stopped
-    std::chrono::milliseconds silence = std::chrono::seconds(5);        // what counts as that
+    std::chrono::milliseconds silence = std::chrono::seconds(5);  // what counts as that
+    // Of the output at the end: nothing waits in the bridge any more.
+    std::chrono::milliseconds drained = std::chrono::milliseconds(20);
     std::chrono::milliseconds shortestPause = std::chrono::seconds(1);  // before a start again
   };
 

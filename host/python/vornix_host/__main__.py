@@ -46,6 +46,11 @@ class Host:
         except BridgeOver as error:
             print(error, file=sys.stderr, flush=True)
 
+    async def settle(self) -> None:
+        """What still waited for a bridge that is over learns of it."""
+        if self._waiting:
+            await asyncio.wait(self._waiting)
+
     def _read(self, loop: asyncio.AbstractEventLoop) -> None:
         try:
             for line in sys.stdin:
@@ -94,6 +99,7 @@ async def run(command: List[str], shows_log: bool, restart_on_loss: bool) -> int
             signal.SIGINT, lambda: closing.append(asyncio.ensure_future(bridge.close()))
         )
         await host.show()
+        await host.settle()
     return 0 if host.status == 0 and not host.has_failed else 1
 
 

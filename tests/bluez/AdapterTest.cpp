@@ -135,10 +135,10 @@ TEST_F(BluezAdapter, IsResettingForAsLongAsBluezIsAway) {
   settle();
   bluez.reset();
   settle();
-  const std::vector<CBManagerState> told = states;
+  const std::vector<CBManagerState> before = states;
   pass(6s);
   settle();
-  EXPECT_EQ(states, told);
+  EXPECT_EQ(states, before);
 }
 
 TEST_F(BluezAdapter, IsNotWaitedForWhenTheBusIsLost) {

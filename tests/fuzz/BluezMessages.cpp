@@ -53,7 +53,7 @@ void expectValue(sd_bus_message* message, const std::optional<platform::Value>& 
     rewind(message);
     fuzz::expect(sd_bus_message_read_array(message, 'y', &bytes, &size) >= 0, "no bytes");
   }
-  expectRead(value, hasSignature && size <= kLargestValue);
+  expectRead(value, hasSignature && size <= platform::kLargestValue);
   if (!value) return;
   const std::span expected(static_cast<const std::uint8_t*>(bytes), size);
   fuzz::expect(std::ranges::equal(*value, expected), "other bytes");

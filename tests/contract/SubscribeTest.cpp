@@ -97,8 +97,10 @@ TEST_F(Subscribe, ThatIsRefusedDoesNotHoldUpWhatFollows) {
   peripheral->setNotifyValue(true, at(kStream));
   peripheral->readValue(at(kReadable));
   ASSERT_TRUE(waitFor(What::value));
-  ASSERT_EQ(recorder.count(What::notificationState), 2U);
+  // A platform may not learn of the refusal before the link is too late for an answer.
+  ASSERT_GE(recorder.count(What::notificationState), 1U);
   EXPECT_FALSE(recorder.last(What::notificationState).error);
+  EXPECT_EQ(recorder.last(What::notificationState).characteristic, &at(kStream));
 }
 
 TEST_F(Subscribe, MayComeFromAnotherThread) {

@@ -3,10 +3,10 @@
 #include <string>
 #include <utility>
 
+#include "Bytes.h"
 #include "Discovery.h"
 #include "GattIdentifiers.h"
 #include "Payload.h"
-#include "Precondition.h"
 #include "Text.h"
 #include "Utils.h"
 
@@ -44,9 +44,9 @@ void logFirmware(Value value) {
 // Six bytes, little-endian: 24 bits, 16 bits, 8 bits. The host wants the 16 bits first, then the 8,
 // then the 24.
 void sendContraction(Value value) {
-  const int u24 = byteAt(value, 0) + 256 * byteAt(value, 1) + 65536 * byteAt(value, 2);
-  const int u16 = byteAt(value, 3) + 256 * byteAt(value, 4);
-  const int u8 = byteAt(value, 5);
+  const std::uint32_t u24 = littleEndian<3>(value, 0);
+  const std::uint16_t u16 = littleEndian<2>(value, 3);
+  const std::uint8_t u8 = byteAt(value, 5);
   sendQuelmar(Payload("K;MC;").field(u16).field(u8).field(u24));
 }
 

@@ -3,6 +3,7 @@
 #include <limits>
 #include <utility>
 
+#include "Bytes.h"
 #include "Discovery.h"
 #include "EndProcess.h"
 #include "FenwixStreams.h"
@@ -141,7 +142,7 @@ void ComFenwix::countEvent() {
 bool ComFenwix::storeIdentification(std::optional<std::uint32_t>& field, Value value) {
   if (field) return false;
   countEvent();
-  field = littleEndian32(value);
+  field = littleEndian<4>(value, 0);
   return true;
 }
 

@@ -2,6 +2,7 @@
 #include <array>
 #include <string_view>
 
+#include "Bytes.h"
 #include "ComFenwix.h"
 #include "Payload.h"
 #include "Precondition.h"
@@ -49,7 +50,7 @@ void ComFenwix::notifRecueFenwixCommand(Value data) {
   if (nbBytesARecevoir == 0) {
     if (byteAt(data, 0) != kReplyStart) return;
     commandeEnCours = byteAt(data, 1);
-    nbBytesARecevoir = byteAt(data, 2) + 256 * byteAt(data, 3);
+    nbBytesARecevoir = static_cast<std::int64_t>(littleEndian<2>(data, 2));
     nbBytesRecus = 0;
     buffer.assign(static_cast<std::size_t>(nbBytesARecevoir), 0);
     position = kHeaderSize;
@@ -70,8 +71,8 @@ void ComFenwix::traiteCommande() {
     const std::string_view text(reinterpret_cast<const char*>(buffer.data()), buffer.size());
     require(isValidUtf8(text));
     Payload payload("PJSON;");
-    payload.text().append(text);
-    payload.text().append(';');
+    payload.append(text);
+    payload.append(';');
     sendQuelmar(payload);
   }
   nbBytesARecevoir = 0;

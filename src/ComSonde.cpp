@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "Bytes.h"
 #include "Discovery.h"
 #include "GattIdentifiers.h"
 #include "Payload.h"
@@ -76,13 +77,12 @@ void ComSonde::peripheralDidUpdateValueFor(CBPeripheral&, CBCharacteristic& char
 // a Tenoval has its second measurement.
 void ComSonde::sendIlo(Value value) {
   batSonde = byteAt(value, 12);
-  const int measurement = byteAt(value, 2) + 256 * byteAt(value, 3);
-  sendQuelmar(Payload("S;").field(batSonde).field(measurement).field(0));
+  sendQuelmar(Payload("S;").field(batSonde).field(littleEndian<2>(value, 2)).field(0));
 }
 
 // Big-endian, two measurements.
 void ComSonde::sendTenoval(Value value) const {
-  const int first = byteAt(value, 1) + 256 * byteAt(value, 0);
-  const int second = byteAt(value, 3) + 256 * byteAt(value, 2);
+  const std::uint16_t first = bigEndian<2>(value, 0);
+  const std::uint16_t second = bigEndian<2>(value, 2);
   sendQuelmar(Payload("S;").field(batSonde).field(first).field(second));
 }

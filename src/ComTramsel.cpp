@@ -1,11 +1,13 @@
 #include "ComTramsel.h"
 
+#include <array>
+#include <span>
 #include <utility>
 
+#include "Bytes.h"
 #include "Discovery.h"
 #include "GattIdentifiers.h"
 #include "Payload.h"
-#include "Precondition.h"
 #include "Utils.h"
 
 using platform::CBCharacteristic;
@@ -58,11 +60,9 @@ void ComTramsel::peripheralDidUpdateValueFor(CBPeripheral&, CBCharacteristic& ch
 
 // Nine signed 16-bit values, little-endian; what follows them is not used.
 void ComTramsel::sendMotion(Value value) const {
-  Payload payload("B;");
-  payload.field(batTramsel);
-  for (std::size_t i = 0; i <= 16; i += 2) {
-    const int word = byteAt(value, i) + 256 * byteAt(value, i + 1);
-    payload.field(static_cast<std::int16_t>(word));
+  std::array<std::int16_t, 9> motion;
+  for (std::size_t i = 0; i < motion.size(); ++i) {
+    motion[i] = static_cast<std::int16_t>(littleEndian<2>(value, 2 * i));
   }
-  sendQuelmar(payload);
+  sendQuelmar(Payload("B;").field(batTramsel).fields(std::span<const std::int16_t, 9>(motion)));
 }

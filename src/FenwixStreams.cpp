@@ -2,21 +2,14 @@
 
 #include <bit>
 
+#include "Bytes.h"
 #include "HexDigits.h"
 #include "Payload.h"
 #include "Precondition.h"
 #include "Utils.h"
 
-std::uint32_t littleEndian32(platform::Value value) {
-  std::uint32_t number = 0;
-  for (std::size_t i = 0; i < 4; ++i) {
-    number |= static_cast<std::uint32_t>(byteAt(value, i)) << (8 * i);
-  }
-  return number;
-}
-
 void sendRms(std::string_view kind, platform::Value value) {
-  const auto level = std::bit_cast<float>(littleEndian32(value));
+  const auto level = std::bit_cast<float>(littleEndian<4>(value, 0));
   const float scaled = level * 10000000.0F;
   // The neighbours of the 64-bit range in binary32; a NaN fails both comparisons.
   require(scaled > -9.223373e18F && scaled < 9.223372e18F);
@@ -25,11 +18,11 @@ void sendRms(std::string_view kind, platform::Value value) {
 
 void sendRaw(std::string_view kind, platform::Value value) {
   Payload payload(kind);
-  char* digits = payload.text().extend(2 * value.size());
+  char* digits = payload.extend(2 * value.size());
   for (const std::uint8_t byte : value) {
     *digits++ = kHexDigits[byte >> 4];
     *digits++ = kHexDigits[byte & 0x0F];
   }
-  payload.text().append(';');
+  payload.append(';');
   sendQuelmar(payload);
 }

@@ -6,9 +6,6 @@
 
 #include "platform/Platform.h"
 
-// Bytes 0 to 3, least significant first; the value has to be that long, and may be longer.
-std::uint32_t littleEndian32(platform::Value value);
-
 // An IEEE-754 binary32, little-endian, sent as a fixed-point integer with seven decimal places,
 // truncated: 0.01 gives 100000. It has to be finite and fit into 64 bits when scaled.
 void sendRms(std::string_view kind, platform::Value value);

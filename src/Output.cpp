@@ -1,6 +1,7 @@
 #include "Output.h"
 
 #include <poll.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -85,11 +86,14 @@ std::size_t Output::put(std::string_view bytes) {
   while (out < bytes.size()) {
     const std::size_t piece = room_.take(descriptor(), bytes.size() - out);
     if (piece == 0) break;
-    const std::size_t written = std::fwrite(bytes.data() + out, 1, piece, stream_);
-    out += written;
-    if (written == piece) continue;
-    if (errno != EAGAIN) return bytes.size();
-    break;
+    const ssize_t written = ::write(descriptor(), bytes.data() + out, piece);
+    if (written >= 0) {
+      out += static_cast<std::size_t>(written);
+    } else if (errno == EAGAIN) {
+      break;
+    } else if (errno != EINTR) {
+      return bytes.size();
+    }
   }
   return out;
 }

@@ -1,26 +1,54 @@
-// The text of a host message being put together: ASCII fields, each closed by ";", numbers in plain
-// decimal. Messages of usual length are built without an allocation.
+// A host message being put together: ASCII fields, each closed by ";", numbers in plain decimal.
+// It grows in the place where its line will be, so that it is framed without being copied. Messages
+// of usual length are built without an allocation.
 #pragma once
 
 #include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <span>
 #include <string_view>
 
+#include "HexDigits.h"
 #include "TextBuffer.h"
 
 class Payload {
  public:
   // start: the first fields, with their separators, such as "C;5;0;".
-  explicit Payload(std::string_view start) { text_.append(start); }
+  explicit Payload(std::string_view start) {
+    line_.append('<');
+    line_.append(start);
+  }
 
-  Payload& field(std::integral auto number) {
-    text_.appendDecimal(number);
-    text_.append(';');
+  template <std::integral Number>
+  Payload& field(Number number) {
+    return fields(std::span<const Number, 1>(&number, 1));
+  }
+
+  template <std::integral Number, std::size_t count>
+  Payload& fields(std::span<const Number, count> numbers) {
+    line_.appendDecimals(numbers, ';');
     return *this;
   }
 
-  TextBuffer& text() { return text_; }
-  operator std::string_view() const { return text_.view(); }
+  void append(std::string_view text) { line_.append(text); }
+  void append(char character) { line_.append(character); }
+
+  // Makes room for so many characters and returns where they go.
+  char* extend(std::size_t count) { return line_.extend(count); }
+
+  operator std::string_view() const { return line_.view().substr(1); }
+
+  // The whole line: "<", the payload, its checksum as four upper-case hexadecimal digits, ">" and a
+  // line feed. Ends the payload.
+  std::string_view framed(std::uint32_t checksum) {
+    char* end = line_.extend(6);
+    for (int shift = 12; shift >= 0; shift -= 4) *end++ = kHexDigits[checksum >> shift & 0x0F];
+    *end++ = '>';
+    *end = '\n';
+    return line_.view();
+  }
 
  private:
-  TextBuffer text_;
+  TextBuffer line_;
 };

@@ -4,14 +4,15 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <concepts>
 #include <cstddef>
 #include <cstring>
-#include <limits>
 #include <memory>
+#include <span>
 #include <string_view>
 #include <utility>
+
+#include "Decimal.h"
 
 class TextBuffer {
  public:
@@ -31,12 +32,15 @@ class TextBuffer {
 
   void append(char character) { *extend(1) = character; }
 
-  // In the number's own width: most are short, and half as dear as in 64 bits.
-  void appendDecimal(std::integral auto number) {
-    constexpr std::size_t kLongest = std::numeric_limits<decltype(number)>::digits10 + 2;
-    char* const digits = extend(kLongest);
-    const char* const end = std::to_chars(digits, digits + kLongest, number).ptr;
-    size_ = static_cast<std::size_t>(end - begin_);
+  // Each number, and what closes it.
+  template <std::integral Number, std::size_t count>
+  void appendDecimals(std::span<const Number, count> numbers, char after) {
+    char* next = extend(numbers.size() * (kLongestDecimal<Number> + 1));
+    for (const Number number : numbers) {
+      next = writeDecimal(next, number);
+      *next++ = after;
+    }
+    size_ = static_cast<std::size_t>(next - begin_);
   }
 
   void clear() { size_ = 0; }

@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <ctime>
 
-#include "HexDigits.h"
 #include "Output.h"
+#include "Payload.h"
 #include "Precondition.h"
 #include "TextBuffer.h"
 
@@ -19,8 +19,8 @@ void write(const TextBuffer& line) {
   standardOutput().write(line.view());
 }
 
-// What eight bytes, one of them this and the others zero, make of a checksum of zero: by place from
-// the end, and by byte.
+// The checksum is taken eight bytes at a time (slicing-by-8): one table for each place, counted
+// from the last, with what a byte in that place adds to the checksum of the eight.
 constexpr std::size_t kStep = 8;
 using CrcTable = std::array<std::array<std::uint16_t, 256>, kStep>;
 
@@ -38,25 +38,35 @@ constexpr CrcTable makeCrcTable() {
 
 constexpr CrcTable kCrcTable = makeCrcTable();
 
-std::uint8_t asciiAt(std::string_view text, std::size_t index) {
-  const auto byte = static_cast<std::uint8_t>(text[index]);
-  require(byte < 0x80);
-  return byte;
+constexpr std::uint64_t kNotAscii = 0x8080'8080'8080'8080;
+
+// Eight bytes as one number, the first in its lowest place: one load where a number lies so.
+std::uint64_t wordAt(const char* text) {
+  std::uint64_t word = 0;
+  for (unsigned i = 0; i < kStep; ++i) {
+    word |= std::uint64_t{static_cast<std::uint8_t>(text[i])} << (8 * i);
+  }
+  return word;
 }
 
-// The checksum carried on over a text. Eight bytes at a time, as their places do not wait for one
-// another.
+// The checksum carried on over a text, which has to be ASCII. Eight bytes at a time, as their
+// places do not wait for one another; the checksum so far changes the first two of them.
 std::uint16_t crcOf(std::string_view text, std::uint16_t crc) {
-  std::size_t next = 0;
-  for (; next + kStep <= text.size(); next += kStep) {
-    unsigned sum = kCrcTable[7][asciiAt(text, next) ^ crc >> 8] ^
-                   kCrcTable[6][asciiAt(text, next + 1) ^ (crc & 0xFF)];
-    for (std::size_t i = 2; i < kStep; ++i) sum ^= kCrcTable[7 - i][asciiAt(text, next + i)];
+  std::uint64_t seen = 0;
+  for (; text.size() >= kStep; text.remove_prefix(kStep)) {
+    std::uint64_t word = wordAt(text.data());
+    seen |= word;
+    word ^= crc >> 8 | (crc & 0xFFU) << 8;
+    unsigned sum = 0;
+    for (unsigned i = 0; i < kStep; ++i) sum ^= kCrcTable[7 - i][word >> (8 * i) & 0xFF];
     crc = static_cast<std::uint16_t>(sum);
   }
-  for (; next < text.size(); ++next) {
-    crc = static_cast<std::uint16_t>(crc << 8 ^ kCrcTable[0][asciiAt(text, next) ^ crc >> 8]);
+  for (const char character : text) {
+    const auto byte = static_cast<std::uint8_t>(character);
+    seen |= byte;
+    crc = static_cast<std::uint16_t>(crc << 8 ^ kCrcTable[0][byte ^ crc >> 8]);
   }
+  require((seen & kNotAscii) == 0);
   return crc;
 }
 
@@ -111,13 +121,12 @@ void writeLine(std::string_view msg, std::string_view more) {
 }
 
 void sendQuelmar(std::string_view msg) {
-  const std::uint32_t crc = calcCrc(msg);
-  TextBuffer line;
-  line.append('<');
-  line.append(msg);
-  for (int shift = 12; shift >= 0; shift -= 4) line.append(kHexDigits[crc >> shift & 0x0F]);
-  line.append(">\n");
-  write(line);
+  Payload message(msg);
+  sendQuelmar(message);
+}
+
+void sendQuelmar(Payload& message) {
+  standardOutput().write(message.framed(calcCrc(message)));
 }
 
 std::uint32_t calcCrc(std::string_view msg) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <thread>
 
+#include "Bytes.h"
 #include "EndProcess.h"
 #include "Precondition.h"
 #include "Utils.h"
@@ -104,6 +105,19 @@ TEST_F(PreconditionFailure, IsAByteBeyondTheEndOfAValue) {
   expectAbort(journal, [&] { byteAt(bytes, 2); });
   expectAbort(journal, [&] { byteAt(bytes, static_cast<std::size_t>(-1)); });
   expectAbort(journal, [] { byteAt({}, 0); });
+}
+
+TEST_F(PreconditionFailure, IsANumberBeyondTheEndOfAValue) {
+  const std::uint8_t bytes[] = {1, 2, 3, 4};
+  EXPECT_EQ(littleEndian<2>(bytes, 2), 0x0403);
+  EXPECT_EQ(bigEndian<2>(bytes, 2), 0x0304);
+  EXPECT_EQ(littleEndian<3>(bytes, 1), 0x040302U);
+  EXPECT_EQ(littleEndian<4>(bytes, 0), 0x04030201U);
+  expectAbort(journal, [&] { littleEndian<2>(bytes, 3); });
+  expectAbort(journal, [&] { bigEndian<2>(bytes, 3); });
+  expectAbort(journal, [&] { littleEndian<4>(bytes, 1); });
+  expectAbort(journal, [&] { littleEndian<2>(bytes, static_cast<std::size_t>(-1)); });
+  expectAbort(journal, [] { bigEndian<2>({}, 0); });
 }
 
 }  // namespace

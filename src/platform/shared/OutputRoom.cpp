@@ -53,13 +53,6 @@ bool keepsWritesApart([[maybe_unused]] int descriptor) {
 
 }  // namespace
 
-std::size_t OutputRoom::take(int descriptor, std::size_t wanted) {
-  if (wanted > left_) ask(descriptor, wanted);
-  const std::size_t granted = std::min(wanted, left_);
-  left_ = isForOneWrite_ ? 0 : left_ - granted;
-  return granted;
-}
-
 // A pipe of Linux is a row of pages. A write goes on in the last page if its bytes beyond whole
 // pages fit there, and otherwise begins a new one; what is left of the last page stays empty, and a
 // page that is read in part is not free before it is read out. So bytes say little about pages,

@@ -1,0 +1,67 @@
+// Integers in plain decimal.
+#pragma once
+
+#include <charconv>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+
+namespace decimal {
+
+// "00" to "99", one behind the other.
+struct Pairs {
+  constexpr Pairs() {
+    for (int i = 0; i < 100; ++i) {
+      digits[2 * i] = static_cast<char>('0' + i / 10);
+      digits[2 * i + 1] = static_cast<char>('0' + i % 10);
+    }
+  }
+  char digits[200]{};
+};
+
+inline constexpr Pairs kPairs;
+
+inline char* writeDigit(char* to, unsigned number) {
+  *to = static_cast<char>('0' + number);
+  return to + 1;
+}
+
+inline char* writePair(char* to, unsigned number) {
+  std::memcpy(to, kPairs.digits + std::size_t{2} * number, 2);
+  return to + 2;
+}
+
+// number: below 100,000.
+inline char* writeShort(char* to, unsigned number) {
+  if (number < 10) return writeDigit(to, number);
+  if (number < 100) return writePair(to, number);
+  if (number < 10000) {
+    const unsigned hundreds = number / 100;
+    to = hundreds < 10 ? writeDigit(to, hundreds) : writePair(to, hundreds);
+    return writePair(to, number % 100);
+  }
+  to = writeDigit(to, number / 10000);
+  to = writePair(to, number / 100 % 100);
+  return writePair(to, number % 100);
+}
+
+}  // namespace decimal
+
+template <std::integral Number>
+inline constexpr std::size_t kLongestDecimal = std::numeric_limits<Number>::digits10 + 2;
+
+// Returns the end of what it wrote. What a device measures has 16
+// bits, nine such numbers stand in a motion message, and the library takes twice as long for them.
+template <std::integral Number>
+char* writeDecimal(char* to, Number number) {
+  if constexpr (sizeof(Number) <= sizeof(std::uint16_t)) {
+    const int value = number;
+    if (value >= 0) return decimal::writeShort(to, static_cast<unsigned>(value));
+    *to = '-';
+    return decimal::writeShort(to + 1, static_cast<unsigned>(-value));
+  } else {
+    return std::to_chars(to, to + kLongestDecimal<Number>, number).ptr;
+  }
+}

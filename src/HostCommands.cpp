@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <poll.h>
 
+#include <array>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
@@ -18,21 +20,16 @@ namespace {
 
 using CharacteristicField = std::atomic<CBCharacteristic*>;
 
-void writeCorvelta(ComBLE& comBLE, platform::Value (*order)(const ComCorvelta&),
+using CorveltaOrder = const std::array<std::uint8_t, 1>;
+
+void writeCorvelta(ComBLE& comBLE, CorveltaOrder ComCorvelta::*order,
                    CharacteristicField ComCorvelta::*field) {
   ComCorvelta* corvelta = comBLE.comCorvelta.get();
   require(corvelta != nullptr);
   CBCharacteristic* characteristic = corvelta->*field;
   require(characteristic != nullptr);
-  corvelta->peripheral->writeValue(order(*corvelta), *characteristic,
+  corvelta->peripheral->writeValue(corvelta->*order, *characteristic,
                                    platform::CBCharacteristicWriteType::withResponse);
-}
-
-platform::Value start(const ComCorvelta& corvelta) {
-  return corvelta.data1;
-}
-platform::Value stop(const ComCorvelta& corvelta) {
-  return corvelta.data0;
 }
 
 ComFenwix& fenwixOf(ComBLE& comBLE) {
@@ -86,19 +83,19 @@ constexpr HostCommand kCommands[] = {
     {"kill", "cde : kill", [](ComBLE&, std::string_view) { endProcess(); }, false, true},
     {"CV_debutCalib", "cde : start CV calibration",
      [](ComBLE& comBLE, std::string_view) {
-       writeCorvelta(comBLE, start, &ComCorvelta::charac_calibration);
+       writeCorvelta(comBLE, &ComCorvelta::data1, &ComCorvelta::charac_calibration);
      }},
     {"CV_finCalib", "cde : stop CV calibration",
      [](ComBLE& comBLE, std::string_view) {
-       writeCorvelta(comBLE, stop, &ComCorvelta::charac_calibration);
+       writeCorvelta(comBLE, &ComCorvelta::data0, &ComCorvelta::charac_calibration);
      }},
     {"CV_debutAcquisition", "cde : start CV acquisition",
      [](ComBLE& comBLE, std::string_view) {
-       writeCorvelta(comBLE, start, &ComCorvelta::charac_acquisition);
+       writeCorvelta(comBLE, &ComCorvelta::data1, &ComCorvelta::charac_acquisition);
      }},
     {"CV_finAcquisition", "cde : stop CV acquistion",  // the host's logs have it so
      [](ComBLE& comBLE, std::string_view) {
-       writeCorvelta(comBLE, stop, &ComCorvelta::charac_acquisition);
+       writeCorvelta(comBLE, &ComCorvelta::data0, &ComCorvelta::charac_acquisition);
      }},
     {"FX_startRaw", "cde : start raw",
      [](ComBLE& comBLE, std::string_view) { notifyFenwix(comBLE, true, &ComFenwix::characRaw); }},

@@ -27,7 +27,7 @@ class ListError(Exception):
     """A list that cannot be read, or a mutation that does not fit the sources."""
 
 
-@dataclasses.dataclass
+@dataclasses.dataclass(eq=False)
 class Mutation:
     area: str  # the list that it stands in
     file: str

@@ -5,12 +5,16 @@ import dataclasses
 import os
 import pathlib
 import re
+import resource
 import shutil
 import signal
 import subprocess
+import sys
 import tempfile
 import threading
 import time
+
+from verdicts import Verdict
 
 OPTIONS = [
     "-G", "Ninja",
@@ -29,20 +33,51 @@ class Program:
     parts: int = 1
     arguments: tuple = ()
 
+    def command(self, only="", skip=()):
+        """For all tests, for one, or without some."""
+        words = [*self.arguments, "--gtest_color=no"]
+        if only:
+            words.append(f"--gtest_filter={only}")
+        elif skip:
+            words.append(f"--gtest_filter=-{':'.join(skip)}")
+        return words
+
+    @staticmethod
+    def failed_test(output):
+        """Its name; nothing if it is not known."""
+        failed = re.search(r"^\[  FAILED  \] (\S+?),? .*\(\d+ ms\)", output, re.MULTILINE)
+        return failed.group(1) if failed else last_test(output)
+
+
+@dataclasses.dataclass(frozen=True)
+class Sessions(Program):
+    """tests/world: what fails is a session, by the seed that it is played from. The same seed plays
+    the same session, however busy the machine is, so that none is left out."""
+
+    def command(self, only="", skip=()):
+        del skip
+        return ["--seed", only.removeprefix("seed ")] if only else list(self.arguments)
+
+    @staticmethod
+    def failed_test(output):
+        failed = re.search(r"^seed \d+", output, re.MULTILINE)
+        return failed.group(0) if failed else ""
+
 
 BLUEZ = Program("bluez_tests", "tests/bluez", parts=10)
 UNIT = Program("unit_tests", "tests/unit")
 ORACLE = Program("oracle_tests", "tests/oracle", arguments=("--values=2000",))
 SHARED = Program("shared_tests", "tests/shared")
 PROCESS = Program("process_tests", "tests/process", parts=4)
+WORLD = Sessions("world", "tests/world", arguments=("--count", "200"))
 
 # What a file's mutations are tried by, first and, if they survive that, then: whatever comes first
 # that begins like the file's path.
 TRIED_BY = [
-    ("src/platform/bluez/", [BLUEZ], []),
-    ("src/platform/shared/", [SHARED, BLUEZ], []),
-    ("src/platform/", [UNIT, BLUEZ], []),
-    ("src/", [UNIT, ORACLE], [PROCESS]),
+    ("src/platform/bluez/", [BLUEZ], [WORLD]),
+    ("src/platform/shared/", [SHARED, BLUEZ], [WORLD]),
+    ("src/platform/", [UNIT, BLUEZ], [WORLD]),
+    ("src/", [UNIT, ORACLE], [PROCESS, WORLD]),
 ]
 
 MEMORY_LIMIT = 8 << 30  # bytes of address space, for a mutation that allocates for ever
@@ -59,10 +94,62 @@ def compiler_for(file):
     return "clang++" if quick else "g++"
 
 
-@dataclasses.dataclass
-class Verdict:
-    result: str  # killed, survived, not built, timed out
-    by: str = ""
+class Running:
+    """The programs that run, each the first of a group of its own with whatever it starts, and the
+    folders that are made for them. Nothing of it is left behind, also when this is told to end."""
+
+    def __init__(self):
+        self._lock = threading.Lock()
+        self._groups = set()
+        self._folders = set()
+
+    def start(self, command, **options):
+        with self._lock:
+            process = subprocess.Popen(command, start_new_session=True, **options)
+            self._groups.add(process.pid)
+        return process
+
+    def end(self, process):
+        """With what it has started: a test that crashes leaves its programs behind."""
+        with self._lock:
+            self._groups.discard(process.pid)
+            kill_group(process.pid)
+
+    def make_folder(self):
+        with self._lock:
+            folder = tempfile.mkdtemp(prefix="vornix-mutation-")
+            self._folders.add(folder)
+        return folder
+
+    def remove_folder(self, folder):
+        with self._lock:
+            self._folders.discard(folder)
+        shutil.rmtree(folder, ignore_errors=True)
+
+    def end_on(self, *signals):
+        for each in signals:
+            signal.signal(each, self._end_all)
+
+    def _end_all(self, number, _frame):
+        # Whoever holds the lock may be interrupted just now, and nothing is to be started any more.
+        # Kept until the end of the process.
+        self._lock.acquire(timeout=5)
+        for group in self._groups:
+            kill_group(group)
+        for folder in self._folders:
+            shutil.rmtree(folder, ignore_errors=True)
+        sys.stdout.flush()
+        os._exit(128 + number)
+
+
+def kill_group(group):
+    try:
+        os.killpg(group, signal.SIGKILL)
+    except ProcessLookupError:
+        pass
+
+
+running = Running()
 
 
 class Tree:
@@ -107,8 +194,11 @@ class Build:
         """What the compiler complains of; nothing when all is built."""
         targets = [program.target for program in programs]
         command = ["cmake", "--build", str(self.folder), "-j", "1", "--target", *targets]
-        done = subprocess.run(command, capture_output=True, text=True, errors="replace")
-        return "" if done.returncode == 0 else done.stdout + done.stderr
+        process = running.start(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                                text=True, errors="replace")  # fmt: skip
+        output, _ = process.communicate()
+        running.end(process)
+        return "" if process.returncode == 0 else output
 
     def take(self, program, folder):
         """Copies the built program away from where the next build puts its own."""
@@ -120,26 +210,31 @@ class Build:
 
 class Trial:
     """The test programs of one build, run until one of them fails. Once this is made, the next may
-    be built; but not while the process tests run, which start a program where it was built."""
+    be built; but not while the process tests run, which start a program where it was built.
+
+    What goes on for ever is ended by its time on the processor, which does not depend on what else
+    the machine does, and what waits for ever by the clock."""
 
     def __init__(self, build, programs, limits):
         self._programs = programs
-        self._limits = limits  # seconds, by target
-        self._folder = tempfile.TemporaryDirectory(prefix="vornix-mutation-")
-        self._paths = {program: build.take(program, self._folder.name) for program in programs}
+        self._limits = limits  # by target
+        self._folder = running.make_folder()
+        self._paths = {program: build.take(program, self._folder) for program in programs}
         self._build = build
         self._lock = threading.Lock()
         self._running = set()
         self._verdict = None
 
     def run(self):
-        with self._folder:
+        try:
             for program in self._programs:
                 with concurrent.futures.ThreadPoolExecutor(program.parts) as pool:
                     list(pool.map(lambda part, it=program: self._run_part(it, part),
                                   range(program.parts)))  # fmt: skip
                 if self._verdict:
                     return self._verdict
+        finally:
+            running.remove_folder(self._folder)
         return Verdict("survived")
 
     def _run_part(self, program, part):
@@ -149,9 +244,9 @@ class Trial:
             status, output = self._run_program(program, shard, skip=passed_anew)
             if status == 0:
                 return
-            if status is None:
+            if status in (None, -signal.SIGXCPU):
                 return self._decide(Verdict("timed out", last_test(output) or program.target))
-            failed = failed_test(output)
+            failed = program.failed_test(output)
             # A machine that is busy can make a test fail: it has to fail twice.
             if failed and self._run_program(program, {}, only=failed)[0] == 0:
                 passed_anew.append(failed)
@@ -164,48 +259,36 @@ class Trial:
                 return
             self._verdict = verdict
             for process in self._running:
-                end(process)
+                running.end(process)
 
     def _run_program(self, program, shard, only="", skip=()):
         """The exit status (none after the time limit) and the output."""
-        filters = [f"--gtest_filter={only}"] if only else []
-        filters += [f"--gtest_filter=-{':'.join(skip)}"] if skip else []
-        command = ["prlimit", f"--as={MEMORY_LIMIT}"] if not self._build.folder.name.startswith("asan") else []
-        command += [str(self._paths[program]), "--gtest_color=no", *program.arguments, *filters]
-        environment = os.environ | shard | {"GTEST_FAIL_FAST": "1", "TMPDIR": self._folder.name}
+        limit = self._limits.get(program.target, Limit())
+        command = ["prlimit", f"--cpu={limit.processor}"]
+        if not self._build.folder.name.startswith("asan"):
+            command.append(f"--as={MEMORY_LIMIT}")
+        command += [str(self._paths[program]), *program.command(only, skip)]
+        environment = os.environ | shard | {"GTEST_FAIL_FAST": "1", "TMPDIR": self._folder}
         with self._lock:
             if self._verdict is not None:
                 return 0, ""
-            process = subprocess.Popen(
-                command, cwd=self._folder.name, env=environment, start_new_session=True,
+            process = running.start(
+                command, cwd=self._folder, env=environment,
                 stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                 text=True, errors="replace",
             )  # fmt: skip
             self._running.add(process)
         try:
-            output, _ = process.communicate(timeout=self._limits.get(program.target, 600))
+            output, _ = process.communicate(timeout=limit.clock)
             return process.returncode, output
         except subprocess.TimeoutExpired:
-            end(process)
+            running.end(process)
             output, _ = process.communicate()
             return None, output
         finally:
             with self._lock:
                 self._running.discard(process)
-                end(process)
-
-
-def end(process):
-    """With what it has started: a test that crashes leaves its programs behind."""
-    try:
-        os.killpg(process.pid, signal.SIGKILL)
-    except ProcessLookupError:
-        pass
-
-
-def failed_test(output):
-    failed = re.search(r"^\[  FAILED  \] (\S+?),? .*\(\d+ ms\)", output, re.MULTILINE)
-    return failed.group(1) if failed else last_test(output)
+                running.end(process)
 
 
 def last_test(output):
@@ -214,13 +297,30 @@ def last_test(output):
     return started[-1] if len(started) > len(ended) else ""
 
 
+@dataclasses.dataclass(frozen=True)
+class Limit:
+    """Of a part of a program, in seconds."""
+
+    clock: int = 600
+    processor: int = 600
+
+
 def measure(build, programs):
-    """Seconds that each program takes unchanged. They have to pass: whatever fails would kill all."""
-    seconds = {}
+    """What each program may take: some times what it takes unchanged. It has to pass: whatever fails
+    would kill all."""
+    limits = {}
     for program in programs:
         start = time.monotonic()
+        used = processor_time()
         verdict = Trial(build, [program], {}).run()
         if verdict.result != "survived":
             raise SystemExit(f"the unchanged sources fail: {program.target}: {verdict.by}")
-        seconds[program.target] = time.monotonic() - start
-    return seconds
+        limits[program.target] = Limit(clock=round(60 + 5 * (time.monotonic() - start)),
+                                       processor=round(10 + 3 * (processor_time() - used)))  # fmt: skip
+    return limits
+
+
+def processor_time():
+    """Of all that has been started and has ended."""
+    ended = resource.getrusage(resource.RUSAGE_CHILDREN)
+    return ended.ru_utime + ended.ru_stime

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -59,6 +60,20 @@ TEST(DeliveryQueue, KeepsTheOrderOfValuesAndActions) {
   EXPECT_EQ(order, "vav");
 }
 
+// The longest value that there is fits, also where it is the last of many.
+TEST(DeliveryQueue, TakesTheLongestValueAndNoLonger) {
+  Target target;
+  DeliveryQueue queue;
+  std::vector<Bytes> sent;
+  for (int i = 0; i < 500; ++i) {
+    sent.push_back(bytesOf(platform::kLargestValue, i));
+    queue.push(target, sent.back());
+    queue.push(target, Bytes(platform::kLargestValue + 1));
+  }
+  while (!queue.isEmpty()) queue.deliverNext();
+  EXPECT_EQ(target.values, sent);
+}
+
 TEST(DeliveryQueue, TakesMoreWhileItDelivers) {
   Target target;
   DeliveryQueue queue;
@@ -70,6 +85,27 @@ TEST(DeliveryQueue, TakesMoreWhileItDelivers) {
   queue.push(target, Bytes(100, 1));
   while (!queue.isEmpty()) queue.deliverNext();
   EXPECT_EQ(target.values.size(), 3002U);
+}
+
+TEST(DeliveryQueue, HoldsATargetUntilItsValueIsTold) {
+  Target target;
+  DeliveryQueue queue;
+  int held = 0;
+  target.onDeliver = [&] { held = target.retained; };
+  queue.push(target, Bytes{1});
+  queue.deliverNext();
+  EXPECT_EQ(held, 1);
+  EXPECT_EQ(target.retained, 0);
+}
+
+TEST(DeliveryQueue, LetsGoOfWhatAForgottenActionHolds) {
+  DeliveryQueue queue;
+  auto thing = std::make_shared<int>();
+  const std::weak_ptr<int> watched = thing;
+  queue.push([thing = std::move(thing)] {});
+  EXPECT_FALSE(watched.expired());
+  queue.clear();
+  EXPECT_TRUE(watched.expired());
 }
 
 TEST(DeliveryQueue, MayBeClearedByWhatItDelivers) {

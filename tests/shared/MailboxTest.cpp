@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <latch>
 #include <string>
 #include <thread>
 #include <vector>
@@ -55,13 +56,15 @@ TEST(Mailbox, KeepsWhatAnActionPostsForTheNextTime) {
 // The reader of a wake-up that is a flag takes it back before it serves, as the contract says.
 TEST(Mailbox, LosesNoneOfManyThreadsAndKeepsTheOrderOfEach) {
   constexpr int kThreads = 4;
-  constexpr int kEach = 2000;
+  constexpr int kEach = 20'000;
   std::atomic<bool> isRung{false};
   Mailbox box([&] { isRung = true; });
   std::vector<std::vector<int>> taken(kThreads);
+  std::latch start(kThreads);  // at the same time
   std::vector<std::thread> threads;
   for (std::size_t i = 0; i < kThreads; ++i) {
     threads.emplace_back([&, i] {
+      start.arrive_and_wait();
       for (int n = 0; n < kEach; ++n) box.post([&, i, n] { taken[i].push_back(n); });
     });
   }

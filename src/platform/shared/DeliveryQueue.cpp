@@ -50,8 +50,7 @@ void DeliveryQueue::close() {
 }
 
 std::size_t DeliveryQueue::lengthOf(const Header& header) {
-  constexpr std::size_t kAlignment = alignof(Header);
-  return sizeof(Header) + (header.size + kAlignment - 1) / kAlignment * kAlignment;
+  return sizeof(Header) + header.size;
 }
 
 std::size_t DeliveryQueue::weightOf(const Header& header) {
@@ -82,19 +81,19 @@ DeliveryQueue::Header DeliveryQueue::takeNext(std::uint8_t* bytes) {
 
 void DeliveryQueue::addBlock() {
   // Not value-initialized: the bytes are written before they are read.
-  std::unique_ptr<Block> block = spare_ ? std::move(spare_) : std::unique_ptr<Block>(new Block);
+  std::unique_ptr<Block> block(new Block);
   Block* added = block.get();
   (last_ == nullptr ? first_ : last_->next) = std::move(block);
   last_ = added;
 }
 
 void DeliveryQueue::dropFirstBlock() {
-  first_->begin = 0;
-  first_->end = 0;
-  if (first_.get() == last_) return;
-  std::unique_ptr<Block> used = std::move(first_);
-  first_ = std::move(used->next);
-  if (spare_ == nullptr) spare_ = std::move(used);
+  if (first_.get() != last_) {
+    first_ = std::move(first_->next);
+  } else {
+    first_->begin = 0;
+    first_->end = 0;
+  }
 }
 
 }  // namespace platform::shared

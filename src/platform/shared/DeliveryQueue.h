@@ -68,7 +68,7 @@ class DeliveryQueue {
     std::unique_ptr<Block> next;
     std::size_t begin = 0;
     std::size_t end = 0;
-    alignas(Header) std::array<std::byte, kCapacity> bytes;
+    std::array<std::byte, kCapacity> bytes;
   };
 
   static std::size_t lengthOf(const Header& header);
@@ -81,7 +81,6 @@ class DeliveryQueue {
 
   std::unique_ptr<Block> first_;
   Block* last_ = nullptr;
-  std::unique_ptr<Block> spare_;
   std::size_t held_ = 0;
   bool isClosed_ = false;
 };

@@ -68,7 +68,10 @@ class Page {
     this.documents = 0;
     this.drawn = 0;
     this.nextFrame = 0;
+    this.painted = new MessageChannel();
+    this.pictures = 0;      // that are there to be seen
     this.frames = [];       // milliseconds between pictures, the latest thousand
+    this.costs = [];        // milliseconds until they were painted, the latest thousand
     this.connectControls();
     requestAnimationFrame((time) => this.frame(time));
     setInterval(() => this.showFacts(), 250);
@@ -126,12 +129,25 @@ class Page {
     const [from, to] = this.view.shown(this.now() / 1e6);
     const begin = performance.now();
     this.plots.draw(from, to, this.view.cursor);
-    // On a machine that is slow or busy, pictures leave two thirds of the time to everything else.
-    this.nextFrame = time + Math.max(LEAST_FRAME - 8, 3 * (performance.now() - begin));
+    // The browser paints after this, and without a graphics processor that is most of the work. What
+    // is asked for here comes when it has painted.
+    this.nextFrame = Infinity;
+    this.painted.port1.onmessage = () => this.didPaint(performance.now() - begin);
+    this.painted.port2.postMessage(null);
     const isFollowing = this.view.span === null;
     at("live").hidden = isFollowing;
     at("pause").setAttribute("aria-pressed", String(!isFollowing));
     at("pause").textContent = isFollowing ? "Pause" : "Go on";
+  }
+
+  // A picture that takes long leaves two thirds of the time to everything else: the page stays usable
+  // on a slow or busy machine.
+  didPaint(cost) {
+    this.pictures += 1;
+    this.costs.push(cost);
+    if (this.costs.length > 1000) this.costs.shift();
+    const excess = Math.max(0, cost - LEAST_FRAME / 2);
+    this.nextFrame = Math.max(this.drawn + LEAST_FRAME - 8, performance.now() + 2 * excess);
   }
 
   showFacts() {

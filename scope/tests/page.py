@@ -16,7 +16,7 @@ import time
 import unittest
 
 from browser import Browser, Unavailable
-from session import Session
+from session import Session, watcher
 
 SCOPE, DEMO, PYTHON = sys.argv[1:4]
 sys.path.insert(0, PYTHON)
@@ -34,14 +34,25 @@ def button(command):
     return f"[data-command='{command}']"
 
 
+def gated(*command):
+    """A command that is started when the host has written a line: the page is open by then."""
+    return ["sh", "-c", 'read -r _ && exec "$@"', "sh", *command]
+
+
+def writing(*lines):
+    """A bridge that writes lines, and waits for the end of its input."""
+    text = "".join(f"{line}\n" for line in lines)
+    return ["sh", "-c", 'printf %s "$1"; cat >/dev/null', "sh", text]
+
+
 class PageTest(unittest.TestCase):
     def setUp(self):
         BROWSER.complaints()
 
-    def open(self, *arguments, ready="scope.state"):
-        session = Session(SCOPE, *arguments)
+    def open(self, *arguments, ready="scope.state", is_stalled=False):
+        session = Session(SCOPE, *arguments, is_stalled=is_stalled)
         self.addCleanup(session.close)
-        BROWSER.open("about:blank")
+        BROWSER.open("about:blank")  # the address differs behind "#" alone where the port is the same
         BROWSER.open(session.address)
         BROWSER.wait(f"globalThis.scope && {ready}")
         return session
@@ -52,6 +63,9 @@ class PageTest(unittest.TestCase):
 
     def wait_for_card(self, name, text):
         BROWSER.wait(f"{card(name)}.includes(arguments[0])", text)
+
+    def wait_for_notice(self, text):
+        BROWSER.wait("document.getElementById('notice').innerText.includes(arguments[0])", text)
 
 
 class Values(PageTest):
@@ -64,36 +78,95 @@ class Values(PageTest):
         session = self.open(DEMO, "--control", "rate 250", ready="scope.received > 100")
         self.press("CV_debutAcquisition")
         self.press("FX_startRaw")
-        BROWSER.wait("scope.received > 8000")
+        names = ("motion", "probe", "rms1", "rms2", "raw1", "contraction")
+        BROWSER.wait("arguments[0].every((name) => scope.data.streams.get(name).total > 300)", names)
         self.assertEqual(session.end(), 0)
         BROWSER.wait("scope.state.endCode === 0")
         counts = BROWSER.run("return scope.state.streams")
-        for name in ("motion", "probe", "rms1", "rms2", "raw1", "contraction"):
+        for name in names:
             total, first = self.columns(name)[:2]
-            self.assertGreater(total, 100, name)
             self.assertEqual(total, counts[name]["count"], name)
             if name == "motion":  # counts its values
                 self.assertEqual(first, [i if i < 32768 else i - 65536 for i in range(total)])
+        motions = bytes(session.output).count(b"<B;")
+        self.assertEqual(counts["motion"]["count"], motions)
         third = self.columns("contraction")[3]
         self.assertEqual(third, list(range(len(third))))
         self.assertEqual(BROWSER.run("return scope.missed"), 0)
+        self.layout()
         self.assertEqual(BROWSER.complaints(), [])
+
+    def layout(self):
+        """Raw values are bytes until somebody says what they are."""
+        samples = "scope.data.series('raw1').length"
+        before = BROWSER.run(f"return {samples}")
+        BROWSER.run("const s = document.querySelector('[data-stream=raw1] select'); s.value = 'int16 little-endian';"
+                    "s.dispatchEvent(new Event('change'))")
+        self.assertEqual(BROWSER.run(f"return {samples}"), before // 2)
 
     def test_are_those_of_the_recording_when_it_is_replayed(self):
         with tempfile.TemporaryDirectory() as folder:
             file = os.path.join(folder, "recording")
-            with Session(SCOPE, "--record", file, DEMO, "--control", "rate 100") as session:
-                session.wait_for(b";300;0;")
+            with Session(SCOPE, "--record", file, DEMO, "--devices", "tramsel",
+                         "--control", "rate 2000") as session:
+                session.wait_for(b";4000;0;")
                 session.end()
-            session = self.open("--replay", file, "--speed", "0")
+            # It cannot end before the page is there: nobody reads, and no pipe takes all of it.
+            session = self.open("--replay", file, "--speed", "0", is_stalled=True)
+            session.resume()
             BROWSER.wait("scope.state.endCode === 0")
             session.end(line=None)
             self.assertEqual(bytes(session.output), recording.output(file))
-            motions = [line for line in bytes(session.output).split(b"\n")
+            motions = [line.split(b";") for line in bytes(session.output).split(b"\n")
                        if line.startswith(b"<B;")]
-            self.assertEqual(self.columns("motion")[3],
-                             [int(line.split(b";")[4]) for line in motions])
+            self.assertEqual(self.columns("motion")[1:],
+                             [[int(motion[i]) for motion in motions] for i in range(2, 11)])
 
+    def test_are_drawn_with_each_peak(self):
+        self.open(DEMO, "--devices", "tramsel").end()
+        rows = BROWSER.run_async("""
+            const done = arguments[0];
+            Promise.all([import("/plots.js"), import("/data.js")]).then(([{ rowsOf }, { Series }]) => {
+              const series = new Series(Int16Array, 4);
+              const times = Array.from({ length: 100000 }, (_, i) => i / 2000);
+              const peaks = times.map((_, i) => i === 40001 ? 9000 : i === 70003 ? -9000 : i % 7);
+              const rising = times.map((_, i) => i / 10);
+              series.append(times, [peaks, rising, rising.map((x) => -x), rising]);
+              done(rowsOf(series, 0, 50, [true, true, true, false], 1));
+            });""")
+        self.assertLessEqual(len(rows), 1402)
+        times, peaks, rising, falling, off = zip(*rows)
+        self.assertEqual(list(times), sorted(times))
+        at = {value: times[peaks.index(value)] for value in (9000, -9000)}
+        self.assertAlmostEqual(at[9000], 40001 / 2000, delta=50 / 700)
+        self.assertAlmostEqual(at[-9000], 70003 / 2000, delta=50 / 700)
+        self.assertEqual(list(rising), sorted(rising))  # no teeth where there are none
+        self.assertEqual(list(falling), sorted(falling, reverse=True))
+        self.assertEqual(rising[-1], 9999)
+        self.assertEqual(set(off), {None})
+
+    def test_are_drawn_less_often_where_painting_takes_long(self):
+        session = self.open(DEMO, "--devices", "tramsel", ready="scope.plots.plots.size > 0")
+        # After drawing, and before the picture is there, as painting is. What draws then changes the
+        # size that is watched.
+        BROWSER.run("""
+            const box = document.body.appendChild(document.createElement("div"));
+            globalThis.pauses = [];
+            let painted = null;
+            new ResizeObserver(() => {
+              const begin = performance.now();
+              while (performance.now() < begin + 60);
+              painted = performance.now();
+            }).observe(box);
+            const draw = scope.plots.draw.bind(scope.plots);
+            scope.plots.draw = (...view) => {
+              if (painted) pauses.push(performance.now() - painted);
+              draw(...view);
+              box.style.height = `${pauses.length + 1}px`;
+            };""")
+        pauses = BROWSER.wait("pauses.length > 5 && pauses")
+        self.assertGreater(min(pauses[1:]), 80)
+        session.end()
 
 class Controls(PageTest):
     def test_do_what_they_say(self):
@@ -136,7 +209,7 @@ class Controls(PageTest):
         BROWSER.wait("document.querySelector('[data-stream=motion] .channel-3 output').textContent"
                      " === arguments[0]", wanted)
         BROWSER.press(".")
-        self.assertNotEqual(BROWSER.run("return scope.view.cursor"), at)
+        BROWSER.wait("scope.view.cursor > arguments[0]", at)
 
     def channels(self):
         BROWSER.click("[data-stream=motion] .channel-2")
@@ -183,11 +256,24 @@ class Controls(PageTest):
         self.press("FX_cmdWriteInt")
         session.wait_for(b"cde : Fenwix Cmd Write Int")
         BROWSER.wait("document.getElementById('tree').innerText.includes('\"Nomsuel\"')")
-        self.press("kill")
-        self.assertIsNone(session.process.poll())  # asks again
-        BROWSER.click(button("kill"))
-        self.assertEqual(session.end(line=None), 0)
+        self.end_with_the_button(session)
         BROWSER.wait("document.querySelectorAll('#commands button:enabled').length === 0")
+
+    def end_with_the_button(self, session):
+        """Which asks again, and no longer when another one has been pressed."""
+        self.press("kill")
+        text = f"document.querySelector(\"{button('kill')}\").innerText"
+        asks = f"{text} === 'Press again to end it'"
+        BROWSER.wait(asks)
+        self.press("FX_stopRaw")
+        self.assertEqual(BROWSER.run(f"return {text}"), "End the bridge")
+        BROWSER.wait("document.querySelector('.answer').textContent === 'Sent: FX_stopRaw'")
+        sent = "document.querySelector('.answer').textContent === 'Sent: kill'"
+        while not BROWSER.run(f"return {sent}"):  # on a machine that is slow to press it twice
+            BROWSER.click(button("kill"))
+            BROWSER.wait(f"{asks} || {sent}")
+        self.assertEqual(session.end(line=None), 0)
+        self.assertEqual(bytes(session.output).count(b"cde : kill"), 1)
 
     def test_are_off_before_a_device_is_ready_and_where_the_page_may_only_look_on(self):
         session = self.open("--read-only", DEMO, "--devices", "fenwix,tramsel")
@@ -202,63 +288,106 @@ class Controls(PageTest):
 
 
 class States(PageTest):
-    def expect(self, name, text, *arguments):
-        session = self.open(DEMO, *arguments)
-        self.wait_for_card(name, text)
-        session.end()
+    def expect(self, name, *texts, bridge=None, arguments=()):
+        session = self.open(*(bridge or (DEMO, *arguments)))
+        for text in texts:
+            self.wait_for_card(name, text)
+        session.process.stdin.close()
+        session.end(line=None)
+
+    def expect_end(self, command, status, *texts):
+        """In words, of a bridge that ends once the page is there."""
+        session = self.open(*gated(*command))
+        self.assertEqual(session.end("go on"), status)
+        for text in texts:
+            self.wait_for_notice(text)
 
     def test_of_devices_that_are_well(self):
         session = self.open(DEMO, "--devices", "fenwix,tramsel,tenoval,corvelta")
         for name, texts in {"tramsel": ["ready", "92 %", "Tramsel-1"], "probe": ["Tenoval", "ready"],
                             "corvelta": ["ready", "87 %", "2.1.4", "no, when last told"],
-                            "fenwix": ["ready", "87 %", "120034", "open"]}.items():
+                            "fenwix": ["ready", "87 %", "120034", "open"],
+                            "bridge": ["running", "poweredOn"]}.items():
             for text in texts:
                 self.wait_for_card(name, text)
         session.end()
-        self.wait_for_card("tramsel", "ended")
+        for name in ("tramsel", "probe", "corvelta", "fenwix", "bridge"):
+            self.wait_for_card(name, "ended")
 
     def test_of_a_device_that_is_not_there(self):
-        self.expect("corvelta", "looking for it", "--devices", "tramsel")
+        self.expect("corvelta", "looking for it", arguments=("--devices", "tramsel"))
 
-    def test_of_a_device_that_lets_nobody_connect(self):
-        self.expect("tramsel", "connecting", "--devices", "tramsel", "--fault", "pending")
+    def test_of_a_device_that_nobody_looks_for(self):
+        self.expect("corvelta", "not found", "Scanning is over", bridge=writing(
+            "<@10:00:00.000 : manager state update : poweredOn>", "<@10:00:00.100 : Stop Scan>"))
+
+    def test_of_devices_that_let_nobody_connect(self):
+        session = self.open(DEMO, "--fault", "pending")
+        for name, text in {"tramsel": "Its first value is still missing",
+                           "probe": "Its first value is still missing",
+                           "corvelta": "Its battery level is still missing",
+                           "fenwix": "Its values, its numbers and its command channel"}.items():
+            self.wait_for_card(name, "connecting")
+            self.wait_for_card(name, text)
+        session.end()
 
     def test_of_a_device_without_a_command_channel(self):
-        self.expect("fenwix", "command channel is closed", "--devices", "fenwix", "--fault",
-                    "refuse-subscribe=3A93")
+        self.expect("fenwix", "no commands", "command channel is closed",
+                    arguments=("--devices", "fenwix", "--fault", "refuse-subscribe=3A93"))
 
     def test_of_a_device_that_lacks_a_number(self):
-        self.expect("fenwix", "one of its five numbers", "--devices", "fenwix", "--fault",
-                    "hide=2A27")
+        self.expect("fenwix", "not ready", "one of its five numbers",
+                    arguments=("--devices", "fenwix", "--fault", "hide=2A27"))
 
     def test_of_a_device_whose_services_cannot_be_read(self):
-        self.expect("tramsel", "silent", "--devices", "tramsel", "--fault", "refuse-services")
+        self.expect("tramsel", "silent", "before its services were known",
+                    arguments=("--devices", "tramsel", "--fault", "refuse-services"))
 
     def test_of_a_device_that_is_lost(self):
-        self.expect("tramsel", "it may be lost", "--devices", "tramsel", "--fault", "lost=1")
+        self.expect("tramsel", "silent", "it may be lost",
+                    arguments=("--devices", "tramsel", "--fault", "lost=1"))
 
     def test_of_a_corvelta_on_mains(self):
-        self.expect("corvelta", "yes, when last told", "--devices", "corvelta", "--control", "mains 1")
+        self.expect("corvelta", "yes, when last told",
+                    arguments=("--devices", "corvelta", "--control", "mains 1"))
 
-    def test_of_a_radio_that_is_off(self):
-        bridge = "import sys; sys.stdin.readline(); print('<Z;2;48CB>')"
-        session = self.open(sys.executable, "-c", bridge)
-        session.end("now")
-        BROWSER.wait("document.getElementById('notice').innerText.includes(arguments[0])",
-                     "Bluetooth is switched off. Switch it on")
+    def test_of_damaged_lines(self):
+        self.expect("bridge", "Damaged lines\n2", bridge=writing("<C;3;0;0000>", "<C;3;0;0001>"))
 
-    def test_of_an_abnormal_end(self):
+    def test_of_a_radio_that_cannot_be_used(self):
+        for fault, text in {"off": "Bluetooth is switched off. Switch it on",
+                            "unauthorized": "is not allowed to use Bluetooth",
+                            "unsupported": "There is no Bluetooth here"}.items():
+            with self.subTest(fault):
+                self.expect_end((DEMO, "--fault", f"radio={fault}"), 0, text)
+
+    def test_of_a_device_that_could_not_start(self):
+        self.expect_end((DEMO, "--devices", "fenwix", "--fault", "value=2A25:00000000"), 0,
+                        "its serial number is 0", "Switch the Fenwix off and on")
+
+    def test_of_a_bridge_that_cannot_be_started(self):
+        self.expect_end(("/nowhere/vornix",), 127, "could not be started")
+
+    def test_of_a_bridge_that_fails(self):
+        self.expect_end(("sh", "-c", "exit 3"), 3, "ended with status 3")
+
+    def test_of_a_bridge_that_stops_hard(self):
         session = self.open(DEMO, "--devices", "fenwix")
         self.assertEqual(session.end("CV_debutCalib"), -signal.SIGABRT)
-        BROWSER.wait("document.getElementById('notice').innerText.includes(arguments[0])",
-                     "stopped hard (SIGABRT)")
-        self.assertIn("CV_debutCalib", BROWSER.run(
-            "return document.getElementById('notice').innerText"))
+        self.wait_for_notice("stopped hard (SIGABRT)")
+        self.wait_for_notice("CV_debutCalib")
 
-    def test_of_a_bridge_that_is_killed(self):
-        session = self.open(DEMO)
-        session.process.send_signal(signal.SIGTERM)
-        BROWSER.wait("document.getElementById('notice').innerText.includes('SIGTERM')")
+    def test_of_a_bridge_that_is_ended_by_a_signal(self):
+        for number, text in {signal.SIGKILL: "ended by SIGKILL", signal.SIGTERM: "ended by SIGTERM",
+                             signal.SIGPIPE: "host has closed the bridge's output"}.items():
+            with self.subTest(text):
+                self.expect_end(("sh", "-c", f"kill -{int(number)} $$"), -number, text)
+
+    def test_of_a_scope_that_is_killed(self):
+        session = self.open(DEMO, "--devices", "tramsel")
+        os.kill(watcher(SCOPE, session), signal.SIGKILL)
+        self.wait_for_notice("The scope does not answer")
+        session.end()
 
     def test_of_a_host_that_does_not_read(self):
         session = self.open(DEMO, "--devices", "tramsel", "--control", "rate 2000")
@@ -273,7 +402,7 @@ class States(PageTest):
             file = pathlib.Path(folder, "no-recording")
             file.write_text("mine", encoding="ascii")
             session = self.open("--record", str(file), DEMO)
-            BROWSER.wait("document.getElementById('notice').innerText.includes('the session goes on')")
+            self.wait_for_notice("the session goes on")
             self.assertEqual(BROWSER.run("return document.getElementById('recording').innerText"),
                              "not recording")
             session.end()
@@ -320,7 +449,7 @@ class Strangers(PageTest):
         self.assertIsNone(session.process.poll())
         self.assertNotIn(b"cde : kill", session.output)
         BROWSER.open(where + "#" + "0" * 32)
-        BROWSER.wait("document.getElementById('notice').innerText.includes('not the session')")
+        self.wait_for_notice("not the session's")
         session.end()
 
     def test_cannot_have_their_names_and_documents_taken_for_markup(self):

@@ -19,7 +19,7 @@ import time
 import unittest
 import urllib.parse
 
-from session import Session
+from session import Session, watcher
 
 SCOPE, DEMO, PYTHON = sys.argv[1:4]
 sys.path.insert(0, PYTHON)
@@ -173,23 +173,10 @@ class Watching(Folder):
     def expected(self, count):
         return b"".join(line(b"P1;%d;" % i) for i in range(count)) + b"done\n"
 
-    @staticmethod
-    def watcher(session):
-        """The process that holds the recording or the page open."""
-        for path in pathlib.Path("/proc").glob("[0-9]*"):
-            try:
-                words = (path / "cmdline").read_bytes().split(b"\0")
-                if os.fsencode(SCOPE) == words[0] and str(session._address).encode() in words \
-                        and int(path.name) != session.process.pid:
-                    return int(path.name)
-            except OSError:
-                pass
-        raise AssertionError("nobody watches")
-
     def test_may_be_killed(self):
         with Session(SCOPE, *self.values(20000)) as session:
             self.assertTrue(session.address)
-            os.kill(self.watcher(session), signal.SIGKILL)
+            os.kill(watcher(SCOPE, session), signal.SIGKILL)
             session.wait_for(b"done\n")
             self.assertEqual(bytes(session.output), self.expected(20000))
             session.process.stdin.close()
@@ -198,11 +185,11 @@ class Watching(Folder):
     def test_may_stand_still(self):
         with Session(SCOPE, "--record", self.file, *self.values(100000)) as session:
             self.assertTrue(session.address)
-            watcher = self.watcher(session)
-            os.kill(watcher, signal.SIGSTOP)
+            number = watcher(SCOPE, session)
+            os.kill(number, signal.SIGSTOP)
             session.wait_for(b"done\n")
             self.assertEqual(bytes(session.output), self.expected(100000))
-            os.kill(watcher, signal.SIGCONT)
+            os.kill(number, signal.SIGCONT)
             session.process.stdin.close()
             self.assertEqual(session.end(line=None), 0)
         self.assertIn(recording.MISSED, [piece.kind for piece in recording.pieces(self.file)])
@@ -218,7 +205,7 @@ class Watching(Folder):
 
     def is_watched(self, session):
         try:
-            return self.watcher(session) > 0
+            return watcher(SCOPE, session) > 0
         except AssertionError:
             return False
 
@@ -285,9 +272,9 @@ class Recording(Folder):
             pathlib.Path(self.file).unlink(missing_ok=True)
             with Session(SCOPE, "--record", self.file, *bridge(script)) as session:
                 session.wait_for(b"<%d " % 600)
-                watcher = Watching.watcher(session)
-                os.kill(watcher, signal.SIGSTOP)  # not even what is on the way gets there
-                os.kill(watcher, signal.SIGKILL)
+                number = watcher(SCOPE, session)
+                os.kill(number, signal.SIGSTOP)  # not even what is on the way gets there
+                os.kill(number, signal.SIGKILL)
                 killed = time.time()
                 session.process.kill()
                 session.end(line=None)
@@ -460,7 +447,7 @@ class Page(unittest.TestCase):
     def test_keeps_the_address_to_its_owner(self):
         with Session(SCOPE, DEMO, "--devices", "tramsel") as session:
             self.assertTrue(session.address)
-            self.assertEqual(session._address.stat().st_mode & 0o077, 0)
+            self.assertEqual(session.address_file.stat().st_mode & 0o077, 0)
 
     def test_tells_every_value(self):
         with Session(SCOPE, *bridge(

@@ -14,17 +14,18 @@ PATIENCE = 60  # seconds
 class Session:
     """Reads all that comes, unless it is told to stall."""
 
-    def __init__(self, scope, *arguments, environment=None):
+    def __init__(self, scope, *arguments, environment=None, is_stalled=False):
         self._folder = tempfile.TemporaryDirectory(prefix="scope-session-")
-        self._address = pathlib.Path(self._folder.name, "address")
+        self.address_file = pathlib.Path(self._folder.name, "address")
         self.process = subprocess.Popen(
-            [scope, "--address", str(self._address), *arguments], stdin=subprocess.PIPE,
+            [scope, "--address", str(self.address_file), *arguments], stdin=subprocess.PIPE,
             stdout=subprocess.PIPE, stderr=subprocess.PIPE,
             env={**os.environ, **(environment or {})})
         self.output = bytearray()
         self.error = bytearray()
         self._may_read = threading.Event()
-        self._may_read.set()
+        if not is_stalled:
+            self._may_read.set()
         self._readers = [threading.Thread(target=self._read, args=each, daemon=True) for each in (
             (self.process.stdout, self.output), (self.process.stderr, self.error))]
         for reader in self._readers:
@@ -48,10 +49,10 @@ class Session:
     @property
     def address(self):
         end = time.monotonic() + PATIENCE
-        while not self._address.exists():
+        while not self.address_file.exists():
             assert time.monotonic() < end, f"no address: {bytes(self.error)!r}"
             time.sleep(0.01)
-        return self._address.read_text(encoding="ascii").strip()
+        return self.address_file.read_text(encoding="ascii").strip()
 
     def write(self, line):
         self.process.stdin.write(line.encode() + b"\n")
@@ -89,3 +90,16 @@ class Session:
 
     def __exit__(self, *_):
         self.close()
+
+
+def watcher(scope, session):
+    """The number of the process that holds a session's recording and page."""
+    for path in pathlib.Path("/proc").glob("[0-9]*"):
+        try:
+            words = (path / "cmdline").read_bytes().split(b"\0")
+            if os.fsencode(scope) == words[0] and os.fsencode(session.address_file) in words \
+                    and int(path.name) != session.process.pid:
+                return int(path.name)
+        except OSError:
+            pass
+    raise AssertionError("nobody watches")

@@ -48,7 +48,11 @@ Bluetoothd::Bluetoothd(Agenda& agenda, Dice& dice, MessageBus& bus, Witness& wit
   bus_.onStartRequest = [] { return false; };
 }
 
-Bluetoothd::~Bluetoothd() = default;
+Bluetoothd::~Bluetoothd() {
+  bus_.onCall = nullptr;
+  bus_.onClientGone = nullptr;
+  bus_.onStartRequest = nullptr;
+}
 
 RemoteDevice& Bluetoothd::add(DeviceModel& model, const std::string& key) {
   return *devices_.emplace_back(std::make_unique<RemoteDevice>(*this, model, key));
@@ -386,7 +390,10 @@ void Bluetoothd::linkUp(RemoteDevice& device) {
     const BusMessage call = std::move(device.connect_);
     if (call != nullptr) reply(call);
   });
-  whileUp(dice_.between(1ms, 900ms), [this, &device] { resolve(device); });
+  whileUp(dice_.between(1ms, 900ms), [this, &device] {
+    if (std::exchange(device.isLostAtServiceDiscovery, false)) return dropLink(device);
+    resolve(device);
+  });
   wake(device);
 }
 
@@ -544,7 +551,8 @@ void Bluetoothd::serveProperty(const BusMessage& call, const std::string& path) 
 
 void Bluetoothd::serveGatt(const BusMessage& call, RemoteDevice& device, Gatt& gatt,
                            const std::string& member) {
-  lookAtSockets(device);
+  // It may see a call before it sees that the client has closed its end.
+  if (member != "AcquireNotify" || dice_.oneIn(2)) lookAtSockets(device);
   if (member == "StartNotify") return startNotify(call, device, gatt);
   if (member == "StopNotify") {
     unsubscribe(device, gatt);
@@ -614,7 +622,7 @@ void Bluetoothd::write(const BusMessage& call, RemoteDevice& device, Gatt& gatt)
 }
 
 void Bluetoothd::acquire(const BusMessage& call, RemoteDevice& device, Gatt& gatt) {
-  if (!traits.offersSockets) {
+  if (!traits.offersSockets || !gatt.declared.notify) {
     return bus_.sendError(call, kNotSupported, "Operation is not supported");
   }
   if (gatt.way != Gatt::Way::none) return bus_.sendError(call, kInProgress, "In progress");

@@ -52,13 +52,14 @@ class RemoteDevice final : public Link {
   bool isSubscribed(std::string_view uuid) const;
 
   // What the world around it decides.
-  bool isAdvertising = false;         // when it is not connected
-  bool isConnectable = true;          // answers a connection request
-  bool doesNameComeLater = false;     // with the scan response, merged into a later report
-  bool isStored = false;              // bluetoothd has it on disk, from a former life
-  bool doesResolveToNothing = false;  // GATT set-up fails
-  std::size_t generation = 0;         // counts links and losses: what was begun before is void
-  std::size_t objects = 0;            // that bluetoothd has had for it
+  bool isAdvertising = false;             // when it is not connected
+  bool isConnectable = true;              // answers a connection request
+  bool doesNameComeLater = false;         // with the scan response, merged into a later report
+  bool isStored = false;                  // bluetoothd has it on disk, from a former life
+  bool doesResolveToNothing = false;      // GATT set-up fails
+  bool isLostAtServiceDiscovery = false;  // the next link, while bluetoothd looks for services
+  std::size_t generation = 0;             // counts links and losses: what was begun before is void
+  std::size_t objects = 0;                // that bluetoothd has had for it
 
  private:
   friend class Bluetoothd;

@@ -1,0 +1,156 @@
+// The bench of the BlueZ implementation over the played bluetoothd: one thread, and its own time.
+// What holds here holds of the model, and beside the same tests over the real bluetoothd tells how
+// true it is. VORNIX_OLD_BLUETOOTHD: with all the habits that older ones have.
+#include <cstdlib>
+#include <memory>
+#include <span>
+#include <stdexcept>
+#include <string>
+
+#include "contract/Bench.h"
+#include "lab/bluetoothd/Bluetoothd.h"
+#include "platform/bluez/BluezPlatform.h"
+
+namespace contract {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr char kAdapter[] = "/org/bluez/hci0";
+constexpr lab::Microseconds kAdvertisingInterval = 100ms;
+
+// The agenda's time, which goes on when there is nothing left to do.
+class AgendaClock final : public platform::bluez::Clock {
+ public:
+  AgendaClock(lab::Agenda& agenda, lab::MessageBus& bus) : agenda_(agenda), bus_(bus) {}
+
+  TimePoint now() const override { return TimePoint(agenda_.now() + kHead); }
+  double date() const override {
+    return std::chrono::duration<double>(agenda_.now() + kHead).count();
+  }
+  void sleep(std::chrono::microseconds duration) override {
+    const lab::Microseconds end = agenda_.now() + duration;
+    while (agenda_.now() < end) step(end);
+  }
+  std::size_t wait(int epoll, TimePoint time, std::span<epoll_event> found) override {
+    for (;;) {
+      const std::size_t count = look(epoll, time, found);
+      if (count > 0) return count;
+      step(worldTime(time));
+    }
+  }
+  std::size_t look(int epoll, TimePoint time, std::span<epoll_event> found) override {
+    bus_.serve();
+    const int count = epoll_wait(epoll, found.data(), static_cast<int>(found.size()), 0);
+    if (count > 0) return static_cast<std::size_t>(count);
+    if (agenda_.now() < worldTime(time)) return 0;
+    found[0] = {};
+    return 1;
+  }
+
+ private:
+  static constexpr lab::Microseconds kHead = 1000s;  // so that no time is zero
+
+  static lab::Microseconds worldTime(TimePoint time) {
+    return std::chrono::ceil<lab::Microseconds>(time.time_since_epoch()) - kHead;
+  }
+
+  void step(lab::Microseconds limit) {
+    const auto next = agenda_.next();
+    if (next && *next <= limit) {
+      agenda_.doNext();
+    } else {
+      agenda_.passUntil(limit);
+    }
+  }
+
+  lab::Agenda& agenda_;
+  lab::MessageBus& bus_;
+};
+
+class PlayedBench final : public Bench, private lab::Witness {
+ public:
+  PlayedBench() {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): one thread
+    if (std::getenv("VORNIX_OLD_BLUETOOTHD") != nullptr) {
+      bluetoothd_.traits = {.offersSockets = false,
+                            .answersRefusedSockets = false,
+                            .tellsConnected = false,
+                            .signalsValuesEarly = true,
+                            .succeedsWithoutALink = true,
+                            .resolvesBeforeObjects = true,
+                            .tellsLossBeforeErrors = true};
+    }
+    bluetoothd_.plug(kAdapter, true);
+    bluetoothd_.start();
+    startPlatform();
+  }
+
+  platform::Platform& platform() override { return *platform_; }
+  void restartPlatform() override {
+    platform_.reset();
+    bus_.hangUp();
+    startPlatform();
+  }
+
+  void putOnAir(ContractDevice& model) override {
+    const std::size_t number = bluetoothd_.devices().size();
+    bluetoothd_.add(model, "dev_00_00_00_00_00_0" + std::to_string(number));
+    appear(model);
+    advertise(number);
+  }
+  void vanish(ContractDevice& model) override {
+    remoteOf(model).isAdvertising = false;
+    bluetoothd_.dropLink(remoteOf(model));
+  }
+  void appear(ContractDevice& model) override { remoteOf(model).isAdvertising = true; }
+  void dropAtServiceDiscovery(ContractDevice& model) override {
+    remoteOf(model).isLostAtServiceDiscovery = true;
+  }
+
+  void setPowered(bool powered) override { bluetoothd_.setPowered(kAdapter, powered); }
+
+  void onDevices(const std::function<void()>& action) override {
+    action();
+    for (const auto& device : bluetoothd_.devices()) bluetoothd_.wake(*device);
+  }
+
+  double settlingTime() const override { return 5; }
+
+ private:
+  Fate fateOf(lab::RemoteDevice&, std::string_view, std::string_view) override {
+    return Fate::serve;
+  }
+
+  void startPlatform() {
+    platform_ = std::make_unique<platform::bluez::BluezPlatform>(
+        std::make_unique<AgendaClock>(agenda_, bus_));
+    bus_.accept();
+  }
+
+  void advertise(std::size_t number) {
+    bluetoothd_.hear(*bluetoothd_.devices()[number]);
+    agenda_.after(kAdvertisingInterval, [this, number] { advertise(number); });
+  }
+
+  lab::RemoteDevice& remoteOf(const ContractDevice& model) {
+    for (const auto& device : bluetoothd_.devices()) {
+      if (&device->model() == &model) return *device;
+    }
+    throw std::logic_error("the device is not on the air");
+  }
+
+  lab::Agenda agenda_;
+  lab::Dice dice_{1};
+  lab::MessageBus bus_;
+  lab::Bluetoothd bluetoothd_{agenda_, dice_, bus_, *this};
+  std::unique_ptr<platform::Platform> platform_;
+};
+
+}  // namespace
+
+std::unique_ptr<Bench> makeBench() {
+  return std::make_unique<PlayedBench>();
+}
+
+}  // namespace contract

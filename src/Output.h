@@ -1,7 +1,7 @@
 // What the program writes to, for both of its threads: lines come out whole, in the order in which
 // they were written, and nobody waits for the reader while writing.
 //
-// What the reader has room for goes out at once, in one write of the stream. The rest is held back
+// What the reader has room for goes out at once, in one write. The rest is held back
 // in memory, and so is every line after it, until letOut() finds room again. The amount has a
 // bound: while something is held back the platform makes no callbacks, and the reader of commands
 // takes no further one.

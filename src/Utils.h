@@ -1,10 +1,10 @@
 // The only writers of standard output.
 //
 // Two kinds of line: log lines, for people, and host messages, framed and checksummed. Each line is
-// handed to the unbuffered stream in one call, under the stream's lock: lines of the two threads
-// follow each other in any order but never mix, and each is one write to the host's pipe, if there
-// is room. Where there is none the rest waits in memory (Output.h), and the call returns all the
-// same. Any thread may call these functions.
+// handed over in one call, under the standard stream's lock: lines of the two threads follow each
+// other in any order but never mix, and each is one write to the host's pipe, if there is room.
+// Where there is none the rest waits in memory (Output.h), and the call returns all the same. Any
+// thread may call these functions.
 #pragma once
 
 #include <cstdint>

@@ -5,8 +5,10 @@
 
 #include "ComBLE.h"
 
-extern std::atomic<bool> isRunning;  // true from the start; both threads go on while it is
-extern ComBLE* comBLE;               // made at the start, never replaced
+// Set by runVornix and never cleared; both threads go on while it is.
+extern std::atomic<bool> isRunning;
+// Made at the start, never replaced.
+extern ComBLE* comBLE;
 
 // Runs the bridge on standard input and output for the rest of the process's life. The calling
 // thread is the main thread.

@@ -88,7 +88,7 @@ class CentralManager final : public CBCentralManager, private StackWatch::Listen
   std::string lastAdapter_;  // the one that was last powered on
   bool isSettling_ = false;  // BlueZ has just been started
   Timer settling_;
-  Timer powerLoss_;  // runs while it is open whether the adapter is powered off or gone
+  Timer powerLoss_;  // runs while the adapter may turn out to be gone and not only powered off
 
   bool isScanning_ = false;
   unsigned scan_ = 0;

@@ -38,7 +38,7 @@ class DeliveryQueue {
   DeliveryQueue& operator=(const DeliveryQueue&) = delete;
   ~DeliveryQueue() { clear(); }
 
-  // Copies the value. What is longer than kLargestValue is none, and is dropped.
+  // Copies the value. One longer than kLargestValue cannot come from a device, and is dropped.
   void push(ValueTarget& target, Value value);
   void push(Action action);
 

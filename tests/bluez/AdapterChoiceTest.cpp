@@ -102,6 +102,8 @@ TEST_F(BluezAdapterChoice, ByAddressIsUsedAtOnceWhenItComesBackUnderAnotherName)
   bluez = std::make_unique<FakeBluez>();
   bluez->add(kSecond, adapter(true, "00:AA:01:00:00:24"));
   bluez->add(kAdapter, adapter(true, kSecondAddress));
+  settle();
+  ASSERT_EQ(states.size(), 3U);
   expectState(CBManagerState::poweredOn, 3);
   expectScanOn(kAdapter);
 }

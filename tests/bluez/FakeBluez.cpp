@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <ranges>
 #include <stdexcept>
 
 namespace bluez_tests {
@@ -197,7 +198,8 @@ void FakeBluez::handleCall(sd_bus_message& call) {
 void FakeBluez::replyObjects(sd_bus_message& call) {
   const OwnedMessage reply = newReply(call);
   check(sd_bus_message_open_container(reply.get(), 'a', "{oa{sa{sv}}}"));
-  for (const auto& [path, interfaces] : objects) {
+  // The real one has them in this order.
+  for (const auto& [path, interfaces] : objects | std::views::reverse) {
     check(sd_bus_message_open_container(reply.get(), 'e', "oa{sa{sv}}"));
     check(sd_bus_message_append(reply.get(), "o", path.c_str()));
     append(reply.get(), interfaces);

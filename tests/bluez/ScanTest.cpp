@@ -112,6 +112,15 @@ TEST_F(BluezScan, IgnoresDevicesOfOtherAdapters) {
   EXPECT_TRUE(reports.empty());
 }
 
+TEST_F(BluezScan, AsksNothingAboutDevicesOfOtherAdapters) {
+  const std::string other = "/org/bluez/hci1/dev_00_11_22_33_44_55";
+  startPoweredOn();
+  scan();
+  const std::size_t before = bluez->count("/", "GetManagedObjects");
+  for (int i = 0; i < 3; ++i) see(other);
+  EXPECT_EQ(bluez->count("/", "GetManagedObjects"), before);
+}
+
 TEST_F(BluezScan, IsTriedAgainWhenItCannotStart) {
   startPoweredOn();
   int tries = 0;
@@ -133,6 +142,16 @@ TEST_F(BluezScan, GivesTheSameObjectForADeviceThatWasForgottenWhileItIsHeld) {
   see();
   ASSERT_EQ(reports.size(), 2U);
   EXPECT_EQ(reports[1], peripheral);
+}
+
+// Between the two, BlueZ may have made another of it.
+TEST_F(BluezScan, TakesAllThatADeviceIsWhenItIsFirstHeardOfAgainByAChange) {
+  discover();
+  bluez->remove(kDevice);
+  settle();
+  bluez->objects[kDevice] = device("Tramsel-2");
+  see();
+  EXPECT_EQ(peripheral->name(), "Tramsel-2");
 }
 
 TEST_F(BluezScan, DropsADeviceThatNobodyHoldsWhenBluezForgetsIt) {

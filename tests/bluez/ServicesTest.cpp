@@ -99,6 +99,24 @@ TEST_F(BluezServices, LeaveOutThoseOfOtherDevices) {
   EXPECT_TRUE(found().empty());
 }
 
+TEST_F(BluezServices, HaveTheirOwnCharacteristicsInOrderOfTheirHandles) {
+  connect();
+  bluez->objects[path("/service000a")] = service(kService);
+  bluez->objects[path("/service000a/char00ff")] = characteristic(kStream);
+  bluez->objects[path("/service000a/char0100")] = characteristic(kOther);
+  bluez->objects[path("/service1000")] = service(kBatteryService);
+  bluez->objects[path("/service1000/char1001")] = characteristic(kOther);
+  resolve();
+  look({kService, kBatteryService});
+  ASSERT_EQ(found(), (std::vector{kService, kBatteryService}));
+  platform::CBService& first = *peripheral->services()->front();
+  peripheral->discoverCharacteristics(std::vector{kOther, kStream}, first);
+  ASSERT_TRUE(waitUntil([&] { return first.characteristics() != nullptr; }));
+  std::vector<CBUUID> uuids;
+  for (const auto* each : *first.characteristics()) uuids.push_back(each->UUID());
+  EXPECT_EQ(uuids, (std::vector{kStream, kOther}));
+}
+
 TEST_F(BluezServices, ThatAreFoundAgainAreTheSameObjects) {
   connect();
   bluez->objects[path("/service000a")] = service(kService);

@@ -56,6 +56,13 @@ class BluezSubscriptionLife : public BluezTest {
     return device;
   }
 
+  void peripheralDidUpdateValueFor(platform::CBPeripheral& from, platform::CBCharacteristic& which,
+                                   const platform::Error* error) override {
+    BluezTest::peripheralDidUpdateValueFor(from, which, error);
+    if (onValue) onValue();
+  }
+
+  std::function<void()> onValue;
   const std::string stream = std::string(kDevice) + "/service000a/char000b";
   const std::string other = std::string(kDevice) + "/service000a/char000d";
   FullPipe output;
@@ -79,6 +86,22 @@ TEST_F(BluezSubscriptionLife, KeepsItsDeviceUntilItsValuesAreTold) {
   EXPECT_TRUE(device.expired());
 }
 
+// A new scan drops devices that nobody holds.
+TEST_F(BluezSubscriptionLife, KeepsItsDeviceFromOneValueToTheNext) {
+  acquire();
+  stall();
+  for (std::uint8_t i = 1; i <= 20; ++i) send({i});
+  settle();
+  const auto device = letGo();
+  onValue = [&] {
+    manager->scanForPeripherals();
+    ASSERT_FALSE(device.expired());
+  };
+  output.drain();
+  settle();
+  EXPECT_EQ(valueEvents.size(), 20U);
+}
+
 TEST_F(BluezSubscriptionLife, EndsWithItsSocketAndCanBeMadeAgain) {
   acquire();
   closeSocket();
@@ -98,6 +121,42 @@ TEST_F(BluezSubscriptionLife, EndsWithTheCharacteristicAndCanBeMadeAgain) {
   settle();
   acquire();
   EXPECT_EQ(bluez->count(stream, "AcquireNotify"), 2U);
+}
+
+TEST_F(BluezSubscriptionLife, EndsWithTheCharacteristicAlsoWhereValuesAreSignalled) {
+  listen();
+  bluez->remove(stream);
+  settle();
+  bluez->add(stream, characteristic(kStream));
+  settle();
+  listen();
+  EXPECT_EQ(bluez->count(stream, "StartNotify"), 2U);
+}
+
+// All of it is there at the same moment: BlueZ has sent the values before it told of the link.
+TEST_F(BluezSubscriptionLife, EndsWithTheLinkAndWithEachOfTheValuesThatCameBefore) {
+  acquire();
+  dropLink();
+  bluez->waitForDaemon();
+  const std::vector<Bytes> sent{{1}, {}, {2}, {}, {}, {3}};
+  for (const Bytes& value : sent) send(value);
+  settle();
+  EXPECT_EQ(values(), sent);
+}
+
+TEST_F(BluezSubscriptionLife, LeavesNothingThatWaitsBehindWhenThePlatformEnds) {
+  acquire();
+  const std::weak_ptr<platform::CBPeripheral> device = peripheral;
+  stall();
+  manager.reset();
+  const std::size_t before = serviceAnswers.size();
+  peripheral->discoverServices(std::vector{kService});  // fails, which waits to be told
+  settle();
+  EXPECT_EQ(serviceAnswers.size(), before);
+  peripheral.reset();
+  reports.clear();
+  platform.reset();
+  EXPECT_TRUE(device.expired());
 }
 
 TEST_F(BluezSubscriptionLife, DoesNotEndWithAnotherCharacteristic) {

@@ -38,12 +38,13 @@ class Ended(unittest.TestCase):
             daemon, folder = run.stdout.readline().split()
             watched = os.pidfd_open(int(daemon))
             run.send_signal(signal.SIGTERM)
-            self.assertEqual(run.wait(), 128 + signal.SIGTERM)
+            status = run.wait()
             ended, _, _ = select.select([watched], [], [], 20)
             os.close(watched)
             if not ended:
                 os.kill(int(daemon), signal.SIGKILL)
             self.assertTrue(ended)
+            self.assertEqual(status, 128 + signal.SIGTERM)
             self.assertFalse(pathlib.Path(folder).exists())
 
 

@@ -21,7 +21,6 @@ bool Gate::opens() {
 
 void Gate::handle(short /*events*/) {
   output_->letOut();
-  opens();
 }
 
 }  // namespace platform::bluez

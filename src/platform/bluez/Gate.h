@@ -17,15 +17,12 @@ class Gate final : private Poller::Source {
   // Looks whether the gate is open. While it is not, the poller lets out what is held back.
   bool opens();
 
-  // What opens() has seen.
-  bool isShut() const { return isShut_; }
-
  private:
   void handle(short events) override;
 
   Poller& poller_;
   Output* output_ = nullptr;
-  bool isShut_ = false;
+  bool isShut_ = false;  // when it was looked at last
 };
 
 }  // namespace platform::bluez

@@ -18,7 +18,6 @@ constexpr int kMessagesPerTurn = 64;
 }  // namespace
 
 void Loop::runUntil(Clock::TimePoint end) {
-  isBusInUse_ = true;  // the end of a slot may have left something to send
   while (!turn(end) || clock().now() < end) {
   }
 }

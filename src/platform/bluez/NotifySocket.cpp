@@ -25,8 +25,10 @@ NotifySocket::~NotifySocket() {
   }
 }
 
+// Who is told of the end closes this, which takes in what a batch has left.
 void NotifySocket::handle(short events) {
-  if (receive(events) || (pollEvents() & kEnd) == 0) return;
+  receive(events);
+  if ((events & kEnd) == 0) return;
   const OnEnd onEnd = std::move(onEnd_);
   onEnd();
 }

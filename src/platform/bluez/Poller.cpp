@@ -33,7 +33,6 @@ bool Poller::tell(std::size_t count) {
     auto* source = static_cast<Source*>(event.data.ptr);
     if (source != nullptr) source->handle(static_cast<short>(event.events));
   }
-  told_ = {};
   return isTime;
 }
 

@@ -49,7 +49,7 @@ class Poller {
   std::unique_ptr<Clock> clock_;
   Descriptor epoll_;
   std::array<epoll_event, 32> found_;
-  std::span<epoll_event> told_;  // of those, what is being told
+  std::span<epoll_event> told_;  // of those, what was told last
 };
 
 }  // namespace platform::bluez

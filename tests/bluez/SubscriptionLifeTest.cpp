@@ -133,6 +133,19 @@ TEST_F(BluezSubscriptionLife, EndsWithTheCharacteristicAlsoWhereValuesAreSignall
   EXPECT_EQ(bluez->count(stream, "StartNotify"), 2U);
 }
 
+// It has only indications, another program is subscribed, BlueZ is too old.
+TEST_F(BluezSubscriptionLife, FallsBackToSignalsWhereverBluezGivesNoSocket) {
+  std::size_t times = 0;
+  for (const char* name : {"org.bluez.Error.NotSupported", "org.bluez.Error.NotPermitted",
+                           "org.bluez.Error.InProgress", SD_BUS_ERROR_UNKNOWN_METHOD}) {
+    bluez->on(stream, "AcquireNotify",
+              [&, name](OwnedMessage call) { bluez->refuse(*call, name, "No"); });
+    setNotify(true);
+    EXPECT_EQ(bluez->count(stream, "StartNotify"), ++times) << name;
+    setNotify(false);
+  }
+}
+
 // All of it is there at the same moment: BlueZ has sent the values before it told of the link.
 TEST_F(BluezSubscriptionLife, EndsWithTheLinkAndWithEachOfTheValuesThatCameBefore) {
   acquire();

@@ -74,6 +74,20 @@ TEST(DeliveryQueue, TakesTheLongestValueAndNoLonger) {
   EXPECT_EQ(target.values, sent);
 }
 
+TEST(DeliveryQueue, TakesMoreEachTimeThatItWasEmptied) {
+  Target target;
+  DeliveryQueue queue;
+  std::vector<Bytes> sent;
+  for (int i = 0; i < 2000; ++i) {
+    sent.push_back(bytesOf(100, i));
+    queue.push(target, sent.back());
+    ASSERT_FALSE(queue.isEmpty());
+    queue.deliverNext();
+    ASSERT_TRUE(queue.isEmpty());
+  }
+  EXPECT_EQ(target.values, sent);
+}
+
 TEST(DeliveryQueue, TakesMoreWhileItDelivers) {
   Target target;
   DeliveryQueue queue;

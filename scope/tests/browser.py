@@ -46,6 +46,7 @@ class Browser:
                   "goog:loggingPrefs": {"browser": "ALL"}}
         answer = self._ask("POST", "/session", {"capabilities": {"alwaysMatch": wanted}})
         self._session = answer["sessionId"]
+        self._ask("POST", "/timeouts", {"script": 1000 * PATIENCE})
 
     def _find_address(self):
         for line in self._driver.stdout:

@@ -298,6 +298,15 @@ void Bluetoothd::hear(RemoteDevice& device) {
   }
 }
 
+void Bluetoothd::passBy(const std::string& adapter, const std::string& key,
+                        const std::string& name) {
+  if (!isRunning_ || !isDiscovering(adapter)) return;
+  const std::string path = adapter + "/" + key;
+  tellAdded(path,
+            [&](sd_bus_message* message) { appendDevice(message, name, false, false, true); });
+  later(kMemory, [this, path] { tellRemoved(path, kDeviceInterface); });
+}
+
 void Bluetoothd::remove(RemoteDevice& device) {
   if (!isRunning_ || !device.hasObject()) return;
   dropLink(device);

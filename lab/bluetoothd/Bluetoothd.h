@@ -104,6 +104,8 @@ class Bluetoothd {
   void remove(RemoteDevice& device);
 
   void hear(RemoteDevice& device);
+  // Somebody is heard once, whom nobody wants anything of.
+  void passBy(const std::string& adapter, const std::string& key, const std::string& name);
   void rename(RemoteDevice& device);
   void dropLink(RemoteDevice& device);
   // The model may have something to do.

@@ -23,8 +23,9 @@ using lab::Microseconds;
 
 class Judge {
  public:
-  Judge(const lab::Agenda& agenda, lab::Bluetoothd& bluetoothd)
-      : agenda_(agenda), bluetoothd_(bluetoothd) {}
+  // onlyAdapter: the one that the bridge may use; empty for any.
+  Judge(const lab::Agenda& agenda, lab::Bluetoothd& bluetoothd, std::string onlyAdapter)
+      : agenda_(agenda), bluetoothd_(bluetoothd), onlyAdapter_(std::move(onlyAdapter)) {}
 
   // The bridge's life. It begins with the banner.
   void didStart();
@@ -47,7 +48,7 @@ class Judge {
   void didListObjects();
   void didLinkUp(lab::RemoteDevice& device);
   void didLinkDown(lab::RemoteDevice& device);
-  void didSpoil(lab::RemoteDevice& device);
+  void didSpoil(lab::RemoteDevice& device, const std::string& uuid);
   void didRead(lab::RemoteDevice& device, const std::string& uuid, const lab::Bytes* value);
   void didWrite(lab::RemoteDevice& device, const std::string& uuid, const lab::Bytes& value);
   void didAnswerSubscription(lab::RemoteDevice& device, const std::string& uuid, bool isMade);
@@ -85,6 +86,10 @@ class Judge {
   void checkFound() const;
   void checkSetUp(const Served& served) const;
   void checkScan() const;
+  void checkDiscovery();
+  void didAskToConnect(const std::string& path) const;
+  void use(const std::string& adapter);
+  bool admits(const std::string& adapter) const;
   bool isScanDue() const;
 
   Served* servedBy(const lab::RemoteDevice& device);
@@ -95,6 +100,7 @@ class Judge {
 
   const lab::Agenda& agenda_;
   lab::Bluetoothd& bluetoothd_;
+  const std::string onlyAdapter_;
 
   bool isAlive_ = false;
   bool hasBanner_ = false;
@@ -131,6 +137,10 @@ class Judge {
   bool hasAskedToDiscover_ = false;
   std::optional<Microseconds> settlesUntil_;  // bluetoothd has come while the bridge was there
   std::string adapter_;                       // that the bridge uses
+  std::size_t adapterSince_ = 0;              // of the situations
+  // How often the bridge has asked for what in a second that began then.
+  std::map<std::string, std::pair<Microseconds, int>> asked_;
+  std::optional<Microseconds> isDiscoveryWrongSince_;
 };
 
 }  // namespace world

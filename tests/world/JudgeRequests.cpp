@@ -145,8 +145,12 @@ void Judge::didLoseBus() {
   for (const auto& [family, served] : served_) didLinkDown(served->device());
 }
 
-void Judge::didSpoil(lab::RemoteDevice& device) {
-  if (Served* served = servedBy(device)) served->isSpoilt = true;
+void Judge::didSpoil(lab::RemoteDevice& device, const std::string& uuid) {
+  Served* served = servedBy(device);
+  if (served == nullptr) return;
+  served->isSpoilt = true;
+  served->spoiltAt = agenda_.now();
+  served->refused.insert(uuid);
 }
 
 void Judge::didRead(lab::RemoteDevice& device, const std::string& uuid, const lab::Bytes* value) {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "tests/oracle/Identifiers.h"
+
 namespace world {
 
 using namespace std::chrono_literals;
@@ -54,10 +56,11 @@ lab::Traits traitsOf(Dice& dice) {
 }
 
 // The dear ones, after which nothing much can happen, are rare.
-constexpr std::array<std::pair<Incident::Kind, int>, 16> kWeights{{
+constexpr std::array<std::pair<Incident::Kind, int>, 17> kWeights{{
     {Incident::Kind::vanish, 4},
     {Incident::Kind::loseLink, 3},
     {Incident::Kind::spoilRequest, 2},
+    {Incident::Kind::spoilValues, 1},
     {Incident::Kind::values, 8},
     {Incident::Kind::powerOff, 1},
     {Incident::Kind::unplug, 1},
@@ -95,6 +98,10 @@ Incident incidentOf(Dice& dice, Microseconds end) {
   if (incident.kind == Incident::Kind::vanish && dice.oneIn(3)) {
     incident.length = dice.between(20s, 70s);
   }
+  // Back so soon that it hardly looks like a loss.
+  if (incident.kind == Incident::Kind::powerOff && dice.oneIn(3)) {
+    incident.length = dice.between(0ms, 250ms);
+  }
   return incident;
 }
 
@@ -109,6 +116,7 @@ Plan::Plan(std::uint64_t number) : seed(number) {
   discoversForAnother = dice.oneIn(3);
   const std::size_t adapterCount = dice.oneIn(40) ? 0 : dice.oneIn(4) ? 2 : 1;
   for (std::size_t i = 0; i < adapterCount; ++i) adapters.push_back(!dice.oneIn(20));
+  if (dice.oneIn(10)) onlyAdapter = dice.oneIn(2) ? "hci0" : "hci1";
   const std::size_t deviceCount = dice.below(7);
   for (std::size_t i = 0; i < deviceCount; ++i) devices.push_back(deviceOf(dice, i));
   const bool isLong = dice.oneIn(4);
@@ -118,6 +126,28 @@ Plan::Plan(std::uint64_t number) : seed(number) {
   for (std::size_t i = 0; i < count; ++i) incidents.push_back(incidentOf(dice, trouble));
   for (const Incident& each : incidents) end = std::max(end, each.time + each.length + 30s);
   std::ranges::stable_sort(incidents, {}, &Incident::time);
+}
+
+Plan Plan::ofStrangers(std::size_t count) {
+  Plan plan(1);
+  plan.traits = {};
+  plan.deniesAccess = plan.deniesDiscovery = false;
+  plan.isStackThere = true;
+  plan.adapters = {true};
+  plan.onlyAdapter.clear();
+  plan.devices = {{.kind = "tramsel",
+                   .name = "Tramsel-1",
+                   .appears = 0s,
+                   .rate = 1,
+                   .isStored = false,
+                   .doesNameComeLater = false,
+                   .isHidden = false,
+                   .isConnectable = false}};
+  plan.incidents.clear();
+  plan.strangers = count;
+  plan.trouble = kFirstStranger + kStrangerInterval * static_cast<std::int64_t>(count);
+  plan.end = plan.trouble + 1s;
+  return plan;
 }
 
 std::string commandOf(std::size_t which, std::size_t choice) {
@@ -146,6 +176,15 @@ std::string commandOf(std::size_t which, std::size_t choice) {
   return kLines[which % bound];
 }
 
+std::string faultOf(std::size_t which, std::size_t choice) {
+  constexpr std::array<const char*, 8> kFaults{"short=%:0",  "short=%:1",    "short=%:3",
+                                               "value=%:00", "value=%:FF",   "value=%:00000000",
+                                               "value=%:30", "value=%:C3 28"};
+  const auto& uuids = oracle::everyCharacteristic;
+  std::string fault = kFaults[choice % kFaults.size()];
+  return "fault " + fault.replace(fault.find('%'), 1, uuids[which % uuids.size()]);
+}
+
 const char* nameOf(Incident::Kind kind) {
   switch (kind) {
     case Incident::Kind::vanish:
@@ -154,6 +193,8 @@ const char* nameOf(Incident::Kind kind) {
       return "link lost";
     case Incident::Kind::spoilRequest:
       return "next request spoilt";
+    case Incident::Kind::spoilValues:
+      return "values spoilt";
     case Incident::Kind::values:
       return "values at once";
     case Incident::Kind::powerOff:

@@ -18,6 +18,7 @@ struct Incident {
     vanish,         // device: out of range for a while
     loseLink,       // device
     spoilRequest,   // device: the next request is refused, loses the link or is never answered
+    spoilValues,    // device: those of a characteristic are short, empty or others, for a while
     values,         // device: several at once
     powerOff,       // adapter, for a while
     unplug,         // adapter, for a while
@@ -48,10 +49,14 @@ struct PlannedDevice {
   bool isStored;
   bool doesNameComeLater;
   bool isHidden;  // resolves to nothing
+  bool isConnectable = true;
 };
 
 struct Plan {
   explicit Plan(std::uint64_t seed);
+
+  // Nothing goes wrong, but so many strangers pass while a link is wanted that never comes up.
+  static Plan ofStrangers(std::size_t count);
 
   std::uint64_t seed;
   lab::Traits traits;
@@ -59,15 +64,23 @@ struct Plan {
   bool deniesDiscovery = false;
   bool isStackThere = true;
   std::vector<bool> adapters;  // whether each is powered
+  std::string onlyAdapter;     // that the user lets the bridge use; empty for any
   bool discoversForAnother = false;
   std::vector<PlannedDevice> devices;
   std::vector<Incident> incidents;
+  std::size_t strangers = 0;
   Microseconds trouble{0};  // until when they happen
   Microseconds end{0};
 };
 
+inline constexpr Microseconds kFirstStranger{5'000'000};
+inline constexpr Microseconds kStrangerInterval{10'000};
+
 // The line that the host sends.
 std::string commandOf(std::size_t which, std::size_t choice);
+
+// What the model is told to make its values wrong.
+std::string faultOf(std::size_t which, std::size_t choice);
 
 const char* nameOf(Incident::Kind kind);
 

@@ -16,6 +16,8 @@
 
 namespace world {
 
+using lab::Microseconds;
+
 enum class Family { tramsel, sonde, corvelta, fenwix };
 
 // Which family a name belongs to; it is in lower case.
@@ -48,8 +50,10 @@ class Served {
   // What the host has ordered, and has not arrived at the device.
   std::deque<std::pair<std::string, oracle::Bytes>> orders;
   Is isTreeKnown = Is::no;
-  bool isSpoilt = false;  // a request was not served: nothing can be expected of the set-up
-  int links = 0;          // in this life of the bridge
+  bool isSpoilt = false;  // a request was not served: for a while nothing can be expected
+  Microseconds spoiltAt{0};
+  std::set<std::string> refused;  // what such requests were for
+  int links = 0;                  // in this life of the bridge
   int losses = 0;
   int failedDiscoveries = 0;
   std::map<std::string, bool> streams;  // that the host has switched

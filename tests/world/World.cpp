@@ -1,11 +1,13 @@
 #include "tests/world/World.h"
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <stdexcept>
 
 #include "ComBLE.h"
@@ -27,7 +29,9 @@ World* current = nullptr;
 // A turn of the loop that finds nothing to wait for takes some time all the same.
 constexpr Microseconds kTurn = 10us;
 constexpr std::size_t kMostTurnsAtOnce = 20000;
-constexpr double kStart = 1'700'000'000;  // seconds since 1970
+constexpr std::size_t kMostLinesAtOnce = 50;
+constexpr std::size_t kMemoryOfOthers = std::size_t{128} << 10;  // bytes
+constexpr double kStart = 1'700'000'000;                         // seconds since 1970
 
 class WorldClock final : public Clock {
  public:
@@ -67,6 +71,10 @@ std::string hex(const lab::Bytes& bytes) {
 
 }  // namespace
 
+std::size_t memoryInUse() {
+  return mallinfo2().uordblks;
+}
+
 World::World(const Plan& plan, const std::set<std::size_t>& left, Print print)
     : plan_(plan),
       left_(left),
@@ -74,8 +82,9 @@ World::World(const Plan& plan, const std::set<std::size_t>& left, Print print)
       worldDice_(plan.seed * 7 + 3),
       orderDice_(plan.seed * 11 + 5),
       bluetoothd_(agenda_, worldDice_, bus_, *this),
-      judge_(agenda_, bluetoothd_) {
+      judge_(agenda_, bluetoothd_, plan.onlyAdapter) {
   current = this;
+  setenv("VORNIX_ADAPTER", plan.onlyAdapter.c_str(), 1);  // NOLINT(concurrency-mt-unsafe)
   std::setbuf(stdout, nullptr);
   setUp();
 }
@@ -102,6 +111,7 @@ void World::setUp() {
     device.isStored = planned.isStored;
     device.doesNameComeLater = planned.doesNameComeLater;
     device.doesResolveToNothing = planned.isHidden;
+    device.isConnectable = planned.isConnectable;
     agenda_.at(planned.appears, [this, &device, i] {
       device.isAdvertising = true;
       tell("appears: " + plan_.devices[i].name);
@@ -116,7 +126,23 @@ void World::setUp() {
     if (left_.contains(i)) continue;
     agenda_.at(plan_.incidents[i].time, [this, i] { happen(plan_.incidents[i]); });
   }
+  if (plan_.strangers > 0) agenda_.at(kFirstStranger, [this] { passStranger(0); });
   agenda_.at(plan_.end, [this] { isOver_ = true; });
+}
+
+// Once as many are there as will be at any time, all that they take is what those before left.
+void World::passStranger(std::size_t number) {
+  if (number == plan_.strangers / 2) memoryInUse_ = memoryInUse();
+  if (number == plan_.strangers) {
+    const std::size_t now = memoryInUse();
+    tell("bytes in use: " + std::to_string(memoryInUse_) + ", then " + std::to_string(now));
+    if (now > memoryInUse_ + kMemoryOfOthers) throw Wrong("strangers leave something behind");
+    return;
+  }
+  char key[32];
+  std::snprintf(key, sizeof(key), "dev_%08zX", number);
+  bluetoothd_.passBy(adapterOf(0), key, "Casque-" + std::to_string(number));
+  agenda_.after(kStrangerInterval, [this, number] { passStranger(number + 1); });
 }
 
 void World::advertise(std::size_t number) {
@@ -141,6 +167,9 @@ void World::happen(const Incident& incident) {
   std::string about;
   if (isOfDevice) about = " " + plan_.devices[number].name;
   if (incident.kind == Kind::command) about = " " + commandOf(incident.which, incident.choice);
+  if (incident.kind == Kind::spoilValues) {
+    about += ": " + faultOf(incident.which / 8, incident.choice);
+  }
   tell(std::string("* ") + nameOf(incident.kind) + about);
   switch (incident.kind) {
     case Kind::vanish:
@@ -154,6 +183,10 @@ void World::happen(const Incident& incident) {
     case Kind::spoilRequest:
       spoilt_.insert(number);
       spoilChoice_ = incident.choice;
+      break;
+    case Kind::spoilValues:
+      models_[number]->control(faultOf(incident.which / 8, incident.choice));
+      agenda_.after(incident.length, [this, number] { models_[number]->control("fault clear"); });
       break;
     case Kind::values:
       sendValues(number, incident.choice);
@@ -198,6 +231,9 @@ void World::happen(const Incident& incident) {
       break;
     case Kind::command:
       commands_.push_back(commandOf(incident.which, incident.choice));
+      // What it has just begun or ended, and perhaps once more.
+      if (incident.choice % 4 == 1) commands_.push_back(commandOf(incident.which ^ 1U, 1));
+      if (incident.choice % 16 == 1) commands_.push_back(commandOf(incident.which, 1));
       break;
     case Kind::loseBus:
       judge_.didLoseBus();
@@ -222,7 +258,7 @@ void World::sendValues(std::size_t number, std::size_t choice) {
   model.control("health " + level);
   model.control("json " + std::to_string(choice));
   if (choice % 3 == 0) {
-    model.control("rate 40");
+    model.control("rate 60");
     agenda_.after(500ms, [&model, rate = plan_.devices[number].rate] {
       model.control("rate " + std::to_string(rate));
     });
@@ -237,7 +273,7 @@ lab::Witness::Fate World::fateOf(lab::RemoteDevice& device, std::string_view ver
     constexpr std::array kFates{Fate::refuse, Fate::drop, Fate::ignore};
     const Fate fate = kFates[spoilChoice_ % kFates.size()];
     tell("  spoilt: " + std::string(verb) + " " + std::string(uuid));
-    judge_.didSpoil(device);
+    judge_.didSpoil(device, std::string(uuid));
     return fate;
   }
   return Fate::serve;
@@ -405,6 +441,9 @@ bool World::canRest() {
 
 void World::willWrite(std::string_view bytes) {
   act();
+  // Some lines belong to one callback.
+  writtenAtOnce_ = output_->holdsBack() && !isActing_ ? writtenAtOnce_ + 1 : 0;
+  if (writtenAtOnce_ > kMostLinesAtOnce) throw Wrong("goes on telling a host that does not read");
   // Without the time, which is the machine's.
   const bool isLog = bytes.starts_with("<@") && bytes.size() > 17;
   tell("> " + std::string(isLog ? "<@" : "") +

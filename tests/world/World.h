@@ -21,6 +21,9 @@
 
 namespace world {
 
+// Bytes; always the same where the allocator does not tell.
+std::size_t memoryInUse();
+
 class World final : private lab::Witness {
  public:
   // left: the incidents that are left out. print: of each line of the session, as it happens.
@@ -67,6 +70,7 @@ class World final : private lab::Witness {
   void setUp();
   void happen(const Incident& incident);
   void advertise(std::size_t device);
+  void passStranger(std::size_t number);
   void sendValues(std::size_t device, std::size_t choice);
   void liveOnce();
   void act();
@@ -101,8 +105,10 @@ class World final : private lab::Witness {
   bool hasLeftCallback_ = false;
   std::set<std::size_t> spoilt_;  // devices whose next request is
   std::size_t spoilChoice_ = 0;
-  std::size_t turnsAtOnce_ = 0;  // of the bridge, without that time passes
-  void* bridge_ = nullptr;       // the ComBLE that lives
+  std::size_t turnsAtOnce_ = 0;    // of the bridge, without that time passes
+  std::size_t memoryInUse_ = 0;    // when half of the strangers had passed
+  std::size_t writtenAtOnce_ = 0;  // lines, while something is held back
+  void* bridge_ = nullptr;         // the ComBLE that lives
 };
 
 }  // namespace world

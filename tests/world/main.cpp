@@ -2,7 +2,10 @@
 //   world --seed N          one session, printed
 //   world --count N         so many, on all processors; --from N: the first seed
 //   world --minutes M       for so long, from a seed that is the time's
+//   world --strangers N     one session in which so many devices pass, and leave nothing behind
+//   --failures N            each process gives up after so many (20)
 // It prints the seeds that fail, and ends with 1 when there are any.
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -18,6 +21,7 @@
 
 namespace {
 
+using world::memoryInUse;
 using world::Plan;
 using world::World;
 
@@ -25,8 +29,13 @@ struct Options {
   std::uint64_t from = 1;
   std::uint64_t count = 0;
   double minutes = 0;
+  std::size_t strangers = 0;
+  int failures = 20;
   bool isOne = false;
 };
+
+constexpr int kRepetitions = 4;
+constexpr unsigned kLongestSession = 60;  // seconds of the machine, after which it hangs
 
 FILE* report = nullptr;  // where the program prints: standard output is the bridge's
 
@@ -36,12 +45,22 @@ int lowestFreeDescriptor() {
   return descriptor;
 }
 
-// What is wrong with the session; nothing is.
-std::string play(const Plan& plan, const std::set<std::size_t>& left, World::Print print = {}) {
+// Starts the program anew if its allocator keeps memory at hand that it counts as in use.
+void countMemoryExactly(char** argv) {
+  constexpr const char* kName = "GLIBC_TUNABLES";
+  constexpr const char* kNothingAtHand = "glibc.malloc.tcache_count=0:glibc.malloc.mxfast=0";
+  const char* set = std::getenv(kName);  // NOLINT(concurrency-mt-unsafe)
+  if (set != nullptr && std::strcmp(set, kNothingAtHand) == 0) return;
+  setenv(kName, kNothingAtHand, 1);  // NOLINT(concurrency-mt-unsafe)
+  execv("/proc/self/exe", argv);
+}
+
+// isWhole: nothing has stayed behind that does so in no process.
+std::string playOnce(const Plan& plan, const std::set<std::size_t>& left, World::Print print,
+                     bool& isWhole) {
   lab::MessageBus opened;  // what stays open
   const int before = lowestFreeDescriptor();
   try {
-    bool isWhole = false;
     {
       World session(plan, left, std::move(print));
       session.play();
@@ -52,6 +71,21 @@ std::string play(const Plan& plan, const std::set<std::size_t>& left, World::Pri
   } catch (const std::exception& wrong) {
     return wrong.what();
   }
+}
+
+// What is wrong with the session; nothing is. Some memory is taken once and for all: what is not
+// given back is so each time.
+std::string play(const Plan& plan, const std::set<std::size_t>& left, World::Print print = {}) {
+  for (int times = 0; times < kRepetitions; ++times) {
+    bool isWhole = false;
+    const std::size_t before = memoryInUse();
+    {
+      const std::string wrong = playOnce(plan, left, times == 0 ? print : World::Print(), isWhole);
+      if (!wrong.empty()) return wrong;
+    }
+    if (!isWhole || memoryInUse() <= before) return {};
+  }
+  return "memory was not given back";
 }
 
 // Leaves out one incident after the other, as long as something is still wrong.
@@ -72,12 +106,11 @@ std::set<std::size_t> shorten(const Plan& plan) {
   return left;
 }
 
-bool show(std::uint64_t seed) {
-  const Plan plan(seed);
+bool show(const Plan& plan) {
   std::string wrong = play(plan, {});
   std::set<std::size_t> left;
   if (!wrong.empty()) left = shorten(plan);
-  std::fprintf(report, "seed %llu%s\n", static_cast<unsigned long long>(seed),
+  std::fprintf(report, "seed %llu%s\n", static_cast<unsigned long long>(plan.seed),
                left.empty() ? "" : ", made shorter");
   wrong =
       play(plan, left, [](const std::string& line) { std::fprintf(report, "%s\n", line.c_str()); });
@@ -86,7 +119,9 @@ bool show(std::uint64_t seed) {
 }
 
 // Every so manieth seed, until the count or the time is over. The number of those that failed.
-int explore(const Options& options, std::uint64_t first, std::uint64_t stride) {
+// current: where others see what it is at.
+int explore(const Options& options, std::uint64_t first, std::uint64_t stride,
+            std::uint64_t& current) {
   using Clock = std::chrono::steady_clock;
   const Clock::time_point end =
       Clock::now() + std::chrono::duration_cast<Clock::duration>(
@@ -96,6 +131,8 @@ int explore(const Options& options, std::uint64_t first, std::uint64_t stride) {
   for (std::uint64_t i = first; options.count == 0 || i < options.count; i += stride) {
     if (options.count == 0 && Clock::now() > end) break;
     const std::uint64_t seed = options.from + i;
+    current = seed;
+    alarm(kLongestSession);
     const Plan plan(seed);
     const std::string wrong = play(plan, {});
     ++played;
@@ -103,7 +140,7 @@ int explore(const Options& options, std::uint64_t first, std::uint64_t stride) {
     ++failures;
     std::fprintf(report, "seed %llu: %s\n", static_cast<unsigned long long>(seed), wrong.c_str());
     std::fflush(report);
-    if (failures >= 20) break;
+    if (failures >= options.failures) break;
   }
   std::fprintf(report, "%llu sessions\n", static_cast<unsigned long long>(played));
   std::fflush(report);
@@ -112,26 +149,35 @@ int explore(const Options& options, std::uint64_t first, std::uint64_t stride) {
 
 int exploreOnAll(const Options& options) {
   const auto processors = static_cast<std::uint64_t>(sysconf(_SC_NPROCESSORS_ONLN));
+  const std::size_t size = processors * sizeof(std::uint64_t);
+  void* shared = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  if (shared == MAP_FAILED) return 1;
+  auto* current = static_cast<std::uint64_t*>(shared);
   std::vector<pid_t> children;
   std::fflush(report);
   for (std::uint64_t i = 0; i < processors; ++i) {
     const pid_t child = fork();
-    if (child == 0) _exit(explore(options, i, processors) > 0 ? 1 : 0);
+    if (child == 0) _exit(explore(options, i, processors, current[i]) > 0 ? 1 : 0);
     children.push_back(child);
   }
   int result = 0;
-  for (const pid_t child : children) {
+  for (std::size_t i = 0; i < children.size(); ++i) {
     int status = 0;
-    waitpid(child, &status, 0);
-    if (!WIFEXITED(status)) std::fprintf(report, "a process has ended by a signal\n");
+    waitpid(children[i], &status, 0);
+    if (WIFSIGNALED(status)) {
+      std::fprintf(report, "seed %llu: ended by signal %d\n",
+                   static_cast<unsigned long long>(current[i]), WTERMSIG(status));
+    }
     if (status != 0) result = 1;
   }
+  munmap(shared, size);
   return result;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+  countMemoryExactly(argv);
   Options options;
   for (int i = 1; i + 1 < argc; i += 2) {
     const std::string name = argv[i];
@@ -139,15 +185,18 @@ int main(int argc, char** argv) {
     if (name == "--seed" || name == "--from")
       options.from = std::strtoull(argv[i + 1], nullptr, 10);
     if (name == "--count") options.count = std::strtoull(argv[i + 1], nullptr, 10);
+    if (name == "--strangers") options.strangers = std::strtoull(argv[i + 1], nullptr, 10);
+    if (name == "--failures") options.failures = std::atoi(argv[i + 1]);
     if (name == "--minutes") options.minutes = std::strtod(argv[i + 1], nullptr);
   }
-  if (!options.isOne && options.count == 0 && options.minutes == 0) {
-    std::fputs("world --seed N | --count N [--from N] | --minutes M\n", stderr);
+  if (!options.isOne && options.count == 0 && options.minutes == 0 && options.strangers == 0) {
+    std::fputs("world --seed N | --count N [--from N] | --minutes M | --strangers N\n", stderr);
     return 2;
   }
   report = fdopen(dup(STDOUT_FILENO), "w");
   if (options.minutes > 0 && options.from == 1) {
     options.from = static_cast<std::uint64_t>(std::time(nullptr)) << 20;
   }
-  return options.isOne ? (show(options.from) ? 0 : 1) : exploreOnAll(options);
+  if (options.strangers > 0) return show(Plan::ofStrangers(options.strangers)) ? 0 : 1;
+  return options.isOne ? (show(Plan(options.from)) ? 0 : 1) : exploreOnAll(options);
 }

@@ -6,19 +6,15 @@
 //    (they are written "&inf;" and "&sup;"), but it may hold line breaks.
 //  - A host message ends at its first ">", which a line feed follows. Its payload holds neither
 //    "<" nor ">" nor a line feed, except for the following.
-//  - The payload "PJSON;" text ";" holds the device's own text, in which anything of ASCII may
-//    stand, ">" and a line feed included. Such a message ends at the first ">" followed by a line
-//    feed whose four digits before it are the checksum of all that stands before them, and that
-//    ends with ";", unless they are also that of what stands behind the last "<": then the document
-//    was cut off, and a later line ends there. A text could hold such an end by intent, but not by
-//    chance: a wrong end passes once in 65,536 times that ";", four hexadecimal digits, ">" and a
-//    line feed stand in it.
+//  - The payload "PJSON;" text ";" holds the device's own text, in which "<", ">" and line feeds
+//  may
+//    stand. It ends at the first ">" that a line feed follows: JSON has ">" only within its
+//    strings, and a line feed never. A text that has both together is no JSON, and is damage.
 //
 // What is damaged: bytes outside a frame, a frame cut off by the next one's "<", a wrong checksum,
 // an impossible time, a line longer than the bridge writes. Damage is returned as a line of its
-// own kind, and reading goes on at the next "<". A damaged "PJSON;" message shows only when no end
-// was found within longestMessage bytes (or at finish()); the lines that came after it are then
-// read, late but whole.
+// own kind, and reading goes on at the next "<". Behind a damaged "PJSON;" that may be within the
+// device's text: what looks like lines there is the device's, not the bridge's.
 //
 // Memory: the bytes fed and not yet returned, nothing per line. Not for two threads at once.
 #pragma once
@@ -97,43 +93,33 @@ class LineReader {
   }
 
   std::optional<Line> json(std::string_view rest) {
-    constexpr std::size_t shortest = std::string_view("<PJSON;;").size() + digits;
-    for (;;) {
-      const std::size_t end = rest.find(">\n", scanned_);
-      if (end == none) break;
-      if (end >= shortest && rest[end - digits - 1] == ';' && endsHere(rest, end) &&
-          !isLaterLine(rest, end)) {
-        return taken({LineKind::message, rest.substr(0, end + 2), payload(rest, end), {}});
-      }
-      scanned_ = end + 1;
+    const std::size_t end = rest.find(">\n", scanned_);
+    if (end == none) {
+      return unfinished(rest, longestMessage, rest.size() - 1,
+                        std::min(rest.find('<', 1), rest.size()));
     }
-    return unfinished(rest, longestMessage, rest.size() - 1,
-                      std::min(rest.find('<', 1), rest.size()));
+    if (!endsHere(rest, end) || isLaterLine(rest, end)) {
+      return damaged(rest, std::min(rest.find('<', 1), end + 2));
+    }
+    return taken({LineKind::message, rest.substr(0, end + 2), payload(rest, end), {}});
   }
 
   static std::string_view payload(std::string_view rest, std::size_t end) {
     return rest.substr(1, end - 1 - digits);
   }
 
-  // Whether the frame's ">" is at this place: the checksum before it is right. The sum is carried
-  // on from one call to the next, so that a long text with many ">" is summed once.
-  bool endsHere(std::string_view rest, std::size_t end) {
+  // Whether the frame's ">" is at this place: the checksum before it is right.
+  static bool endsHere(std::string_view rest, std::size_t end) {
     if (end < 1 + digits) return false;
-    const std::optional<std::uint16_t> stated = hexadecimal(rest.substr(end - digits, digits));
-    if (!stated) return false;
     const std::string_view summed = payload(rest, end);
-    sum_.add(summed.substr(summed_));
-    summed_ = summed.size();
-    return sum_.value() == *stated && isAscii(summed);
+    return checksum(summed) == hexadecimal(rest.substr(end - digits, digits)) && isAscii(summed);
   }
 
   // Whether a line of its own ends here, one that followed a document that was cut off. Its digits
   // can be right for the document as well, by chance.
   static bool isLaterLine(std::string_view rest, std::size_t end) {
     const std::size_t begin = rest.rfind('<', end);
-    if (begin == 0 || end - begin < 1 + digits) return false;
-    return checksum(payload(rest.substr(begin), end - begin)) ==
-           hexadecimal(rest.substr(end - digits, digits));
+    return begin != 0 && endsHere(rest.substr(begin), end - begin);
   }
 
   static bool isAscii(std::string_view text) {
@@ -194,19 +180,13 @@ class LineReader {
   Line taken(const Line& line) {
     begin_ += line.bytes.size();
     scanned_ = 0;
-    summed_ = 0;
-    sum_ = Checksum();
     return line;
   }
 
   std::string buffer_;
   std::size_t begin_ = 0;  // of the bytes not yet returned
   bool finished_ = false;
-
-  // Of the line being read: bytes looked through for its end, and payload bytes summed up.
-  std::size_t scanned_ = 0;
-  std::size_t summed_ = 0;
-  Checksum sum_;
+  std::size_t scanned_ = 0;  // of the line being read, bytes looked through for its end
 };
 
 }  // namespace vornix_host

@@ -36,7 +36,8 @@ std::string stream(subject::Choices& choices, std::vector<KeptLine>& good, bool&
     } else {
       for (char& c : text) c = static_cast<char>(c & 0x7F);
       if (kind == 2) text = "PJSON;" + text + ";";
-      const bool isPlain = kind == 2 || text.find_first_of("<>@\n") == std::string::npos;
+      const bool isPlain = kind == 2 ? text.find(">\n") == std::string::npos
+                                     : text.find_first_of("<>@\n") == std::string::npos;
       isGood = isGood && isPlain && (kind == 2 || !text.starts_with("PJSON;"));
       line = oracle::messageLine(text).value();
       if (kind == 4) line.resize(line.size() / 2);

@@ -60,7 +60,7 @@ TEST(LineReader, WaitsForTheRestOfALine) {
 
 TEST(LineReader, GivesTheSameLinesHoweverTheBytesAreCut) {
   const std::string output = banner + "<C;3;0;4A3D>\nstray\n<B;broken<C;3;0;4A3D>\n" +
-                             framed("PJSON;{\r\n>\n0000>\n};", "PJSON;{\n>\n0000>\n};") +
+                             framed("PJSON;{\r\n>\r\n0000>};", "PJSON;{\n>\n0000>};") +
                              "<C;3;0;4A3E>\n<FFFF>\n<PJSON;never ends\n<C;3;0;4A3D>\n<cut";
   const Lines whole = readAll(output);
   EXPECT_EQ(whole.size(), 11U);

@@ -103,10 +103,10 @@ TEST(Json, OfNoTextIsPassedOn) {
 }
 
 TEST(Json, WithAngleBracketsSemicolonsAndLineBreaksIsPassedOnAsItIs) {
-  // {"a": ">CRLF<;LF", LF 0000>LF }
+  // {"a": ">CRLF<;LF", LF 0000> }
   Bridge bridge(with(fenwix(), id::command,
-                     {"send=AA131700", "send=7B2261223A20223E0D0A3C3B0A222C0A303030303E0A7D"}));
-  expectLine(bridge, "<PJSON;{\"a\": \">\r\n<;\n\",\n0000>\n};");
+                     {"send=AA131700", "send=7B2261223A20223E0D0A3C3B0A222C0A303030303E207D"}));
+  expectLine(bridge, "<PJSON;{\"a\": \">\r\n<;\n\",\n0000> };");
 }
 
 TEST(Json, OfTheGreatestLengthIsPassedOn) {

@@ -83,11 +83,16 @@ class Lines(unittest.TestCase):
         self.assertEqual(read(b"<@23:59:59.999 : a&inf;b>\n"), [LogEntry("23:59:59.999", "a<b")])
 
     def test_of_json_may_hold_anything_of_ascii(self):
-        text = 'a\r\nb>\n<V;3E2E>\n<C;3;0;4A3D>\n;0000>\n<PJSON;'
+        text = 'a\r\nb>\r\n<V;3E2E><C;3;0;4A3D>;0000> \n<PJSON;'
         payload = f"PJSON;{text};"
         found = read(frame(payload.encode()) + frame(b"V;"))
         self.assertEqual(payloads(found), [payload, "V;"])
         self.assertEqual(decode(payload), FenwixJson(text))
+
+    def test_of_json_are_damaged_where_the_text_holds_the_end_of_a_line(self):
+        found = read(frame(b"PJSON;x>\n" + frame(b"V;") + b"y;"))
+        self.assertEqual(found[0], DamagedLine(b"<PJSON;x>\n"))
+        self.assertEqual(payloads(found), ["V;"])
 
     def test_behind_a_json_that_was_cut_off_are_no_end_of_it(self):
         line = frame(b"C;3;0;")
@@ -110,13 +115,16 @@ class Lines(unittest.TestCase):
         self.assertEqual(len(longest), LONGEST_MESSAGE)
         self.assertEqual(len(payloads(read(longest[:4096], longest[4096:]))), 1)
 
-    def test_behind_a_json_without_an_end_come_late(self):
-        reader = LineReader()
+    def test_behind_a_json_without_an_end_are_not_held_back(self):
         cut = b'<PJSON;{"a": 1\n'
-        self.assertEqual(list(reader.feed(cut + frame(b"V;"))), [])
-        rest = list(reader.feed(LONGEST_MESSAGE // 9 * frame(b"V;")))
-        self.assertEqual(rest[0], DamagedLine(cut))
-        self.assertEqual(payloads(rest), (LONGEST_MESSAGE // 9 + 1) * ["V;"])
+        found = list(LineReader().feed(cut + frame(b"V;")))
+        self.assertEqual(found, [DamagedLine(cut), Payload("V;")])
+
+    def test_of_json_that_never_end_are_damaged_where_they_are_too_long(self):
+        endless = b"<PJSON;" + LONGEST_MESSAGE * b"x"
+        found = list(LineReader().feed(endless + frame(b"V;")))
+        self.assertIsInstance(found[0], DamagedLine)
+        self.assertEqual(payloads(found), ["V;"])
 
 
 CODES = {

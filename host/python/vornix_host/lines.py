@@ -58,7 +58,6 @@ class LineReader:
     def __init__(self) -> None:
         self._buffer = bytearray()
         self._searched = 1  # no end of the line is before this place
-        self._summed, self._sum = 1, 0xFFFF  # of a PJSON;, up to this place
         self._has_ended = False
 
     def feed(self, data: bytes) -> Iterator[Line]:
@@ -67,8 +66,7 @@ class LineReader:
             line = self._next()
             if line is None:
                 return
-            self._searched = self._summed = 1
-            self._sum = 0xFFFF
+            self._searched = 1
             yield line
 
     def finish(self) -> Iterator[Line]:
@@ -116,26 +114,18 @@ class LineReader:
         return self._payload(stop.start()) or self._damage(stop.end() + 1)
 
     def _json(self) -> Optional[Line]:
-        """Ends where a checksum is right, not before: the text is the device's own."""
-        while (end := self._buffer.find(b">\n", self._searched, LONGEST_MESSAGE)) >= 0:
-            if self._sum_is_right(end) and not self._is_later_line(end):
-                if payload := self._payload(end):
-                    return payload
-            self._searched = end + 1
+        """The text may hold "<", ">" and line feeds, as JSON not ">" and a line feed together."""
+        end = self._buffer.find(b">\n", self._searched, LONGEST_MESSAGE)
         size = min(len(self._buffer), LONGEST_MESSAGE)
-        if not self._has_ended and size < LONGEST_MESSAGE:
+        if end < 0 and not self._has_ended and size < LONGEST_MESSAGE:
             self._searched = max(size - 1, 1)
             return None
-        next_frame = self._buffer.find(b"<", 1, size)
-        return self._damage(next_frame if next_frame > 0 else size)
-
-    def _sum_is_right(self, end: int) -> bool:
-        """Carries the sum on from one ";" to the next: a long text is summed once."""
-        if not _JSON_END.match(self._buffer, end - 5):
-            return False
-        piece = bytes(self._buffer[self._summed : end - 4]).replace(b"\r\n", b"\n")
-        self._sum, self._summed = binascii.crc_hqx(piece, self._sum), end - 4
-        return self._sum == int(self._buffer[end - 4 : end], 16)
+        if end >= 0 and not self._is_later_line(end):
+            if payload := self._payload(end):
+                return payload
+        lost = end + 2 if end >= 0 else size
+        next_frame = self._buffer.find(b"<", 1, lost)
+        return self._damage(next_frame if next_frame > 0 else lost)
 
     def _is_later_line(self, end: int) -> bool:
         """Whether a line of its own ends here, one that followed a document that was cut off. Its
@@ -166,7 +156,6 @@ class LineReader:
         return DamagedLine(data)
 
 
-_JSON_END = re.compile(b";[0-9A-F]{4}>")
 _OUTSIDE_STOPS = re.compile(b"[<\n]")
 _LOG_STOPS = re.compile(b"[<>]")
 _MESSAGE_STOPS = re.compile(b"[<>\n]")

@@ -61,7 +61,7 @@ class Bridge::Loop {
     checkCommand(line);
     const Command* const command = commandOf(line);
     const std::lock_guard lock(mutex_);
-    if (command != nullptr && command->log == recipe_.avoided()) {
+    if (command != nullptr && recipe_.isAvoided(*command)) {
       throw CommandError(std::string(line) + " has ended the bridge twice");
     }
     waiting_.emplace_back(line);
@@ -153,14 +153,18 @@ class Bridge::Loop {
       const Command* const command = commandOf(line);
       if (command != nullptr && command->word == "kill") {
         isClosing_ = true;
-      } else if (ending_ != Ending::no || (command != nullptr && !life_.isReady(command->needs))) {
+      } else if (ending_ != Ending::no || (command != nullptr && !mayGo(*command))) {
         staying.push_back(std::move(line));
       } else {
-        if (command != nullptr) life_.noteSent(*command);
+        if (command != nullptr) life_.noteSent(*command, line);
         unwritten_ += line + '\n';
       }
     }
     waiting_ = std::move(staying);
+  }
+
+  bool mayGo(const Command& command) const {
+    return life_.isReady(command.needs) && !life_.isHeldUp(command);
   }
 
   void write() {
@@ -170,12 +174,14 @@ class Bridge::Loop {
   }
 
   void lookForLosses() {
+    bool isLost = life_.isLostByReset();
     for (std::string& stream : life_.lost(Clock::now(), options_.silence)) {
       tell(StreamLost{std::move(stream)});
-      if (!options_.restartOnLoss || ending_ != Ending::no) continue;
-      isLoss_ = true;
-      beginEnding();
+      isLost = true;
     }
+    if (!isLost || !options_.restartOnLoss || ending_ != Ending::no) return;
+    isLoss_ = true;
+    beginEnding();
   }
 
   void beginEnding() {
@@ -222,7 +228,7 @@ class Bridge::Loop {
     verdict_ = recipe_.after({status, lived, life_.lastLog, life_.whyRadioUnusable, isLoss_});
     std::erase_if(waiting_, [this](const std::string& line) {
       const Command* const command = commandOf(line);
-      return command != nullptr && command->log == recipe_.avoided();
+      return command != nullptr && recipe_.isAvoided(*command);
     });
     if (verdict_.pause && !options_.restart) {
       verdict_ = {std::nullopt, "the bridge has ended with " + std::to_string(status)};

@@ -105,7 +105,8 @@ class Bridge {
   // The same; nothing also when none has come within so long.
   std::optional<Event> nextWithin(std::chrono::milliseconds time);
 
-  // Writes a line once its device is ready: at once, later, or never if that does not come. What
+  // Writes a line once its device is ready, and a document that was asked for has come where the
+  // line shares its channel: at once, later, or never if that does not come. What
   // waits outlives a restart, what was written is not repeated. Throws CommandError for a line that
   // would end the bridge, and for a command that has ended it twice. "kill" is close().
   void send(std::string_view line);

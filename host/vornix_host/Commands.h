@@ -2,6 +2,7 @@
 // docs/messages.json has the same, for other languages.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdint>
@@ -53,6 +54,12 @@ constexpr const Command* commandOf(std::string_view line) {
   return nullptr;
 }
 
+// Not between a question for the document and its answer: what comes behind a reply that broke off
+// is taken for its rest.
+constexpr bool isNotDuringDocument(const Command& command) {
+  return command.word == "FX_getJson" || command.most > 0;
+}
+
 namespace detail {
 
 // Whether the bridge takes this field for a number up to `most`: a sign, digits, nothing else.
@@ -66,6 +73,16 @@ inline bool isNumber(std::string_view field, std::uint32_t most) {
 }
 
 }  // namespace detail
+
+// For a line that checkCommand() has let pass.
+inline bool asksForDocument(std::string_view line) {
+  const Command* const command = commandOf(line);
+  if (command == nullptr || command->most == 0) return command && isNotDuringDocument(*command);
+  line.remove_prefix(line.find(' ') + 1);
+  line = line.substr(0, line.find(' '));
+  line.remove_prefix(std::min(line.find_first_not_of("+0"), line.size()));
+  return line == "19";
+}
 
 // Throws CommandError for a line that would end the bridge whatever device is ready.
 inline void checkCommand(std::string_view line) {

@@ -7,13 +7,18 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
+
+#include "Commands.h"
 
 namespace vornix_host {
 
 // How a run of the bridge ended.
 struct RunEnd {
-  int status = 0;  // the exit status, or minus the number of the signal that ended it
+  // The exit status, or minus the number of the signal that ended it; behind a shell 128 and that.
+  int status = 0;
   std::chrono::milliseconds lived{};
   std::string lastLog;           // the text of the last line of its log
   std::string whyRadioUnusable;  // in words; empty where no "Z;" came
@@ -31,16 +36,16 @@ class Recipe {
   static constexpr std::chrono::seconds healthy{60};  // so long a life lets the pauses begin anew
   static constexpr int most = 5;                      // starts in a row without one
 
-  // shortest: the first pause; each is twice the one before, up to thirty times the first.
+  // shortest: the first pause; each is twice the one before.
   explicit Recipe(std::chrono::milliseconds shortest = std::chrono::seconds(1))
       : shortest_(shortest) {}
 
   Verdict after(const RunEnd& end) {
     if (!end.whyRadioUnusable.empty()) return over("Bluetooth is " + end.whyRadioUnusable);
-    if (end.status == 0 && !end.isLoss) {
+    if (end.status >= 0 && end.status < 128 && !end.isLoss) {
       const bool isFaulty = end.lastLog == "Erreur à l'init du Fenwix";
       return over(isFaulty ? "the Fenwix could not start: its serial number is 0"
-                           : "the bridge has ended");
+                           : "the bridge has ended with " + std::to_string(end.status));
     }
     const bool isHealthy = end.lived >= healthy;
     shortLives_ = isHealthy ? 0 : shortLives_ + 1;
@@ -50,13 +55,18 @@ class Recipe {
       return over("a device is faulty: twice the bridge ended after \"" + end.lastLog + '"');
     }
     if (shortLives_ >= most) return over(std::to_string(most) + " starts in a row came to nothing");
-    if (isRepeated) avoided_ = end.lastLog;
-    return {std::min(shortest_ * (1 << std::max(shortLives_ - 1, 0)), shortest_ * 30), {}};
+    if (isRepeated) avoided_.push_back(end.lastLog);
+    return {shortest_ * (1 << std::max(shortLives_ - 1, 0)), {}};
   }
 
-  // What is logged of a command that has ended the bridge twice in a row; empty while there is
-  // none.
-  const std::string& avoided() const { return avoided_; }
+  // Whether this command has ended the bridge twice in a row, or its other half has.
+  bool isAvoided(const Command& command) const {
+    return std::ranges::any_of(commands, [&](const Command& one) {
+      const bool isSame =
+          one.word == command.word || one.stop == command.word || one.word == command.stop;
+      return isSame && std::ranges::count(avoided_, one.log) > 0;
+    });
+  }
 
  private:
   static Verdict over(std::string why) { return {std::nullopt, std::move(why)}; }
@@ -70,7 +80,7 @@ class Recipe {
   std::chrono::milliseconds shortest_;
   int shortLives_ = 0;
   std::string lastFault_;
-  std::string avoided_;
+  std::vector<std::string> avoided_;  // by what is logged of them
 };
 
 }  // namespace vornix_host

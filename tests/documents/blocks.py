@@ -9,6 +9,15 @@ class Line:
     text: str
 
 
+def read(paths):
+    """The pages of "PATH,PATH", one after the other."""
+    texts = []
+    for path in paths.split(","):
+        with open(path, encoding="utf-8") as file:
+            texts.append(file.read())
+    return "".join(texts)
+
+
 def blocks(page, kind):
     """The blocks that begin with ```kind, each a list of lines."""
     found, current, margin = [], None, 0

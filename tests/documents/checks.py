@@ -1,19 +1,17 @@
-"""What takes the examples of docs/host-protocol.md to the programs. Each check returns failures."""
+"""What takes the examples of docs/host-protocol.md and docs/device-values.md to the programs. Each check returns failures."""
 
 import collections
 import json
-import os
 import random
 import re
 import signal
 import subprocess
-import tempfile
 
 import blocks
 import devices
 from bridge import Bridge, Unexpected
 
-Programs = collections.namedtuple("Programs", "demo scripted checksum cc")
+Programs = collections.namedtuple("Programs", "demo scripted checksum")
 
 READY = {"corvelta": "<C;4;0;", "fenwix": "<C;5;0;"}
 COMMAND_CHANNEL_IS_OPEN = "<@ : didUpdateNotificationStateFor 3A93 : ok>"
@@ -81,33 +79,6 @@ def check_python(page, programs):
     texts = payloads_to_try(page)
     ours = "".join(f"<{text}{space['checksum'](text.encode()):04X}>\n" for text in texts)
     return [] if ours == framed(texts, programs) else ["the Python code gives other checksums"]
-
-
-C_PROGRAM = """
-#include <stdio.h>
-#include <string.h>
-%s
-int main(int count, char **words) {
-    for (int i = 1; i < count; i++)
-        printf("<%%s%%04X>\\n", words[i], checksum(words[i], (unsigned long)strlen(words[i])));
-    return 0;
-}
-"""
-
-
-def check_c(page, programs):
-    texts = payloads_to_try(page)
-    with tempfile.TemporaryDirectory() as folder:
-        source, program = os.path.join(folder, "checksum.c"), os.path.join(folder, "checksum")
-        with open(source, "w", encoding="ascii") as file:
-            file.write(C_PROGRAM % blocks.text(page, "c"))
-        options = ["-std=c99", "-Wall", "-Wextra", "-Werror"]
-        compiled = subprocess.run([programs.cc, *options, "-o", program, source], check=False)
-        if compiled.returncode != 0:
-            return ["the C code does not compile"]
-        output = subprocess.run([program, *texts], check=True, capture_output=True).stdout
-    ours = output.decode("ascii")
-    return [] if ours == framed(texts, programs) else ["the C code gives other checksums"]
 
 
 # The radio and the names of devices
@@ -359,7 +330,6 @@ def check_abort(line, programs):
 ALL = {
     "checksum": check_checksums,
     "python": check_python,
-    "c": check_c,
     "radio": check_lines("radio", check_radio_state, 4),
     "names": check_lines("names", check_name, 9),
     "values": check_values,

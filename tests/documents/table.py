@@ -46,7 +46,7 @@ def value_of(text, field):
     """The field's value, or None where this text is none of it."""
     if "choice" in field:
         return text if text in field["choice"] else None
-    if "hex" in field:
+    if "bytes" in field:
         return text if re.fullmatch("([0-9A-F]{2})*", text) else None
     if "text" in field:
         return text if text.isascii() else None
@@ -73,7 +73,7 @@ def _nearly(field, value):
     """Texts at and beyond the borders of a field."""
     if "choice" in field:
         return ["", "0", "1", "2", "3", "4", "5", "9", "01", "-1"]
-    if "hex" in field:
+    if "bytes" in field:
         return ["", "0", "00", "0a", "0G", "000", "FF00", "-1", "00;00"]
     if "text" in field:
         return ["", ";", "a;b", "<V;3E2E>\n", "\r\n", "x" * field["text"][1]]

@@ -198,6 +198,32 @@ TEST(BridgeOverAPlayedOne, RefusesWhatWouldEndIt) {
   EXPECT_EQ(first<LogEntry>(bridge).text, "FX_cmdWriteByte 3 255");
 }
 
+TEST(BridgeOverAPlayedOne, GetsNothingForTheChannelOfADocumentThatIsAwaited) {
+  Bridge bridge(
+      {.command = fake({"message=C;5;0;1;2;3;4;5;", "wait=go", "message=PJSON;;", "echo"})});
+  first<FenwixIdentity>(bridge);
+  for (const char* line : {"FX_cmdWriteInt 19 0", "FX_cmdWriteByte 7 1", "FX_startRaw", "go"}) {
+    bridge.send(line);
+  }
+  first<FenwixJson>(bridge);
+  EXPECT_EQ(first<LogEntry>(bridge).text, "FX_cmdWriteByte 7 1");
+}
+
+TEST(BridgeOverAPlayedOne, IsStartedAgainWhenAskedToAfterAResetOfTheRadio) {
+  Bridge::Options options =
+      quick(fake({"message=C;4;0;9;0;", "wait=go", "log=manager state update : resetting",
+                  "wait=on", "log=manager state update : poweredOn", "echo"}));
+  options.restartOnLoss = true;
+  Bridge bridge(options);
+  first<CorveltaBattery>(bridge);
+  bridge.send("go");
+  EXPECT_EQ(first<RadioChanged>(bridge).state, "resetting");
+  bridge.send("CV_debutCalib");  // waits: the device is lost
+  bridge.send("on");
+  EXPECT_EQ(first<Ended>(bridge).status, 0);
+  EXPECT_EQ(first<Started>(bridge).start, 2);
+}
+
 TEST(BridgeOverAPlayedOne, IsToldAtTheEndToStopWhatItHasStarted) {
   Bridge bridge({.command = fake({"message=C;4;0;9;0;", "message=C;5;0;1;2;3;4;5;", "echo"})});
   for (const char* line : {"CV_debutAcquisition", "FX_startRaw", "FX_startRaw2", "FX_stopRaw"}) {

@@ -23,15 +23,16 @@ bool isGood(const std::string& line) {
   }
 }
 
-// "good corvelta WORD<TAB>LOG<TAB>LINE" or "bad ...", by docs/messages.json (cases.py).
+// "good corvelta NOT_DURING STOP WORD<TAB>LOG<TAB>LINE" or "bad ...", by docs/messages.json
+// (cases.py).
 TEST(Commands, AreThoseOfTheTable) {
   std::ifstream cases(VORNIX_COMMANDS);
   std::set<std::string> words;
   int bad = 0;
   for (std::string all; std::getline(cases, all);) {
     std::istringstream fields(all);
-    std::string verdict, device, word, log, line;
-    fields >> verdict >> device >> std::ws;
+    std::string verdict, device, notDuring, stop, word, log, line;
+    fields >> verdict >> device >> notDuring >> stop >> std::ws;
     std::getline(fields, word, '\t');
     std::getline(fields, log, '\t');
     std::getline(fields, line);
@@ -39,6 +40,8 @@ TEST(Commands, AreThoseOfTheTable) {
     ASSERT_NE(command, nullptr) << line;
     EXPECT_EQ(command->word, word);
     EXPECT_EQ(command->log, log);
+    EXPECT_EQ(isNotDuringDocument(*command), notDuring == "FenwixJson") << line;
+    EXPECT_EQ(command->stop, stop == "-" ? "" : stop);
     EXPECT_EQ(command->needs, device == "corvelta" ? Needs::corvelta
                               : device == "fenwix" ? Needs::fenwix
                                                    : Needs::nothing);
@@ -48,6 +51,17 @@ TEST(Commands, AreThoseOfTheTable) {
   }
   EXPECT_EQ(words.size(), vornix_host::commands.size());
   EXPECT_GT(bad, 10);
+}
+
+TEST(Commands, AskForTheDocumentByWordOrByNumber) {
+  for (const char* line : {"FX_getJson", "FX_getJson\r", "FX_cmdWriteInt 19 0",
+                           "FX_cmdWriteByteX +019 1 2", "FX_cmdWriteByte 19 0\r"}) {
+    EXPECT_TRUE(vornix_host::asksForDocument(line)) << line;
+  }
+  for (const char* line : {"FX_cmdWriteInt 190 0", "FX_cmdWriteInt 1 19", "FX_cmdWriteByte -0 19",
+                           "FX_startRaw", "19", ""}) {
+    EXPECT_FALSE(vornix_host::asksForDocument(line)) << line;
+  }
 }
 
 TEST(Commands, AreReadAsTheBridgeReadsThem) {

@@ -56,9 +56,29 @@ TEST(Recipe, TakesTheSameLastLineForAFaultyDevice) {
 TEST(Recipe, AvoidsACommandThatHasEndedItTwice) {
   Recipe recipe;
   EXPECT_EQ(recipe.after(aborted("cde : start raw")).pause, 1s);
-  EXPECT_EQ(recipe.avoided(), "");
+  EXPECT_FALSE(recipe.isAvoided(*vornix_host::commandOf("FX_startRaw")));
   EXPECT_EQ(recipe.after(aborted("cde : start raw")).pause, 2s);
-  EXPECT_EQ(recipe.avoided(), "cde : start raw");
+  EXPECT_TRUE(recipe.isAvoided(*vornix_host::commandOf("FX_startRaw")));
+  EXPECT_TRUE(recipe.isAvoided(*vornix_host::commandOf("FX_stopRaw")));
+  EXPECT_FALSE(recipe.isAvoided(*vornix_host::commandOf("FX_startRaw2")));
+}
+
+TEST(Recipe, AvoidsEachOfTwoCommands) {
+  Recipe recipe;
+  for (const char* log : {"cde : stop raw", "cde : stop raw", "cde : get json", "cde : get json"}) {
+    recipe.after(aborted(log));
+  }
+  for (const char* line : {"FX_startRaw", "FX_stopRaw", "FX_getJson"}) {
+    EXPECT_TRUE(recipe.isAvoided(*vornix_host::commandOf(line))) << line;
+  }
+  EXPECT_FALSE(recipe.isAvoided(*vornix_host::commandOf("FX_cmdWriteInt 1 2")));
+}
+
+TEST(Recipe, LeavesAnEndThatIsNoneOfTheBridgesToTheUser) {
+  for (const int status : {0, 2, 127}) {
+    EXPECT_FALSE(Recipe().after({status, 2s, "", "", false}).pause) << status;
+  }
+  EXPECT_EQ(Recipe().after({134, 2s, "", "", false}).pause, 1s) << "SIGABRT behind a shell";
 }
 
 TEST(Recipe, LeavesTheRadioAndAFenwixWithoutNumberToTheUser) {

@@ -23,7 +23,8 @@ def payloads(table):
 def commands(table):
     for command in table["commands"]:
         device = DEVICES.get(command.get("safeAfter"), "none")
-        about = f"{device} {command['line'].split()[0]}\t{command['log']}"
+        about = f"{device} {command.get('notDuring', '-')} {command.get('stop', '-')}"
+        about += f" {command['line'].split()[0]}\t{command['log']}"
         for example in command["examples"]:
             yield f"good {about}\t{example['line']}"
         for name, field in command.get("arguments", {}).items():

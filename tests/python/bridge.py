@@ -257,6 +257,44 @@ class OverAPlayedBridge(Limited):
             with self.assertRaises(asyncio.TimeoutError):
                 await bridge.get_json(timeout=0.01)
 
+    async def test_writes_nothing_to_the_channel_of_a_document_that_is_awaited(self):
+        bridge = fake("message=C;5;0;1;2;3;4;5;", "wait=go", "message=PJSON;;", "echo")
+        events = bridge.events()
+        async with bridge:
+            await bridge.write_int(19, 0)
+            waiting = [asyncio.ensure_future(one) for one in (
+                bridge.write_byte(7, 1), bridge.start_raw(), bridge.send("go"))]  # fmt: skip
+            await asyncio.gather(*waiting)
+            await first(events, v.FenwixJson)
+            self.assertEqual((await first(events, v.LogEntry)).text, "FX_cmdWriteByte 7 1")
+
+    async def test_refuses_the_channel_of_a_document_that_did_not_come(self):
+        async with fake("message=C;5;0;1;2;3;4;5;", "wait=go", "message=PJSON;;", "echo") as bridge:
+            events = bridge.events()
+            with self.assertRaises(asyncio.TimeoutError):
+                await bridge.get_json(timeout=0.01)
+            for work in (bridge.write_byte(7, 1), bridge.get_json()):
+                with self.assertRaises(v.CommandError):
+                    await work
+            await bridge.send("go")
+            await first(events, v.FenwixJson)
+            await bridge.write_byte(7, 1)
+
+    async def test_starts_again_when_asked_to_after_a_reset_of_the_radio(self):
+        steps = ["message=C;4;0;9;0;", "wait=go", "log=manager state update : resetting",
+                 "wait=on", "log=manager state update : poweredOn", "echo"]  # fmt: skip
+        with SHORT:
+            async with fake(*steps, silence=0.5, restart_on_loss=True) as bridge:
+                events = bridge.events()
+                await bridge.corvelta()
+                await bridge.send("go")
+                await first(events, v.RadioChanged)
+                waiting = asyncio.ensure_future(bridge.start_calibration())
+                await bridge.send("on")
+                self.assertEqual((await first(events, v.Ended)).status, 0)
+                await first(events, v.Started)
+                await waiting
+
     async def test_lets_nobody_wait_for_a_bridge_that_is_over(self):
         async with fake("wait=go", "message=Z;2;", "exit=0") as bridge:
             waiting = [asyncio.ensure_future(work) for work in (

@@ -11,6 +11,7 @@ import table as tables
 
 from vornix_host import DamagedLine, FenwixJson, LineReader, LogEntry, Payload, UnknownMessage
 from vornix_host import checksum, decode
+from vornix_host.life import Life
 from vornix_host.lines import LONGEST_MESSAGE
 
 TABLE = tables.load(place.TABLE)
@@ -165,6 +166,21 @@ class Payloads(unittest.TestCase):
             self.assertEqual(as_in_the_table(decode(payload)), kind, payload)
             seen.add(kind and kind[0])
         self.assertEqual(seen, {one["name"] for one in TABLE["messages"]} | {None})
+
+
+class Roles(unittest.TestCase):
+    def test_are_what_the_table_says(self):
+        for one in TABLE["messages"]:
+            for example in one["examples"]:
+                message, life = decode(example["payload"]), Life()
+                life.note_sent("FX_startRaw")
+                life.note_sent("FX_startRaw2")
+                life.note(message)
+                is_device = one.get("role") in ("found", "ready")
+                self.assertEqual(bool(life.devices), is_device, one["name"])
+                lost = [loss.stream for loss in life.lost(1.0, 1.0)]
+                self.assertEqual(bool(lost), one.get("role") == "stream", one["name"])
+                self.assertEqual(life.why_unusable is not None, one.get("role") == "end")
 
 
 if __name__ == "__main__":

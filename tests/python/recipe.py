@@ -8,7 +8,8 @@ import place
 import table as tables
 
 from vornix_host import CommandError
-from vornix_host.commands import LOGS, check, word_of
+from vornix_host.commands import LOGS, NOT_DURING_DOCUMENT, STOPS
+from vornix_host.commands import asks_for_document, check, word_of
 from vornix_host.recipe import Again, End, Over, Recipe
 
 ABORT = -signal.SIGABRT
@@ -52,9 +53,20 @@ class TheRecipe(unittest.TestCase):
     def test_avoids_a_command_that_has_ended_it_twice(self):
         recipe = Recipe()
         recipe.after(aborted("cde : start raw"))
-        self.assertIsNone(recipe.avoided)
+        self.assertEqual(recipe.avoided, set())
         self.assertEqual(recipe.after(aborted("cde : start raw")), Again(2))
-        self.assertEqual(recipe.avoided, "cde : start raw")
+        self.assertEqual(recipe.avoided, {"cde : start raw", "cde : stop raw"})
+
+    def test_avoids_each_of_two_commands(self):
+        recipe = Recipe()
+        for log in ("cde : stop raw", "cde : stop raw", "cde : get json", "cde : get json"):
+            recipe.after(aborted(log))
+        self.assertEqual(recipe.avoided, {"cde : start raw", "cde : stop raw", "cde : get json"})
+
+    def test_leaves_an_end_that_is_none_of_the_bridges_to_the_user(self):
+        for status in (0, 2, 127):
+            self.assertIsInstance(Recipe().after(End(status, 2.0, None)), Over)
+        self.assertEqual(Recipe().after(End(134, 2.0, None)), Again(1))  # SIGABRT behind a shell
 
     def test_leaves_a_useless_radio_to_the_user(self):
         over = Recipe().after(End(0, 2.0, "manager state update : poweredOff", radio="off"))
@@ -88,6 +100,25 @@ class Commands(unittest.TestCase):
                 for value in (field["least"] - 1, field["most"] + 1, "", "x", "0x10", "1.0", "1;"):
                     line = tables.filled(command["line"], {"code": 1, "value": 1, name: value})
                     self.assertRaises(CommandError, check, line)
+
+    def test_share_with_the_document_what_the_table_says(self):
+        held_up = {one["line"].split()[0] for one in TABLE["commands"] if "notDuring" in one}
+        self.assertEqual(held_up, set(NOT_DURING_DOCUMENT))
+        stops = {one["line"]: one["stop"] for one in TABLE["commands"] if "stop" in one}
+        self.assertEqual(stops, STOPS)
+        document = next(one for one in TABLE["messages"] if one["name"] == "FenwixJson")
+        for line in document["answers"]:
+            self.assertTrue(asks_for_document(line.replace("{value}", "0")), line)
+        for line in ("FX_cmdWriteInt +019 0", "FX_cmdWriteByteX 19 1 2"):
+            self.assertTrue(asks_for_document(line), line)
+        for line in ("FX_cmdWriteInt 190 0", "FX_cmdWriteInt 1 19", "FX_startRaw", "19"):
+            self.assertFalse(asks_for_document(line), line)
+
+    def test_are_known_by_their_whole_line_or_its_beginning_as_the_table_says(self):
+        for command in TABLE["commands"]:
+            word, _, arguments = command["examples"][0]["line"].partition(" ")
+            known = word_of(f"{word}X {arguments}".rstrip())
+            self.assertEqual(known, word if command.get("match") == "beginning" else None)
 
     def test_are_read_as_the_bridge_reads_them(self):
         for line in ("FX_cmdWriteInt -0 +7", "FX_cmdWriteInt 3 004294967295 more",

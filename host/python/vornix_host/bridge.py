@@ -8,7 +8,7 @@ from types import TracebackType
 from typing import Callable, List, Optional, Type, TypeVar, Union, cast
 
 from vornix_host import messages as m
-from vornix_host.commands import LOGS, CommandError, check, word_of
+from vornix_host.commands import LOGS, NOT_DURING_DOCUMENT, CommandError, check, word_of
 from vornix_host.events import Ended, GivenUp, Restarting, Started
 from vornix_host.life import Life
 from vornix_host.messages import Event
@@ -35,7 +35,8 @@ class Bridge:
                 print(motion.monotonic, motion.battery, motion.values)
 
     Every message knows when this host received it. Commands wait until their device is ready, and
-    check their arguments. A bridge that ends by itself is started again by the recipe of the host
+    until a document that was asked for has come where they share its channel; they check their
+    arguments. A bridge that ends by itself is started again by the recipe of the host
     protocol, and so is one of which a stream has stopped, if restart_on_loss says so; the devices'
     readiness, raw streams, acquisitions and calibrations then begin anew, by the host. At the end
     of the block what was started is stopped, what waits is read, and the bridge ended.
@@ -138,11 +139,18 @@ class Bridge:
 
     async def get_json(self, timeout: float = 60.0) -> m.FenwixJson:
         """The document. Raises asyncio.TimeoutError when none has come in so many seconds after the
-        question, and BridgeEnded when the bridge has ended meanwhile."""
+        question, and BridgeEnded when the bridge has ended meanwhile. After the former nothing goes
+        to the document's channel any more until it has come, or the bridge was started again."""
         async with self._asking:
             answers: Stream[Event] = self._hub.stream(lambda one: isinstance(one, (m.FenwixJson, Ended)))
             await self.send("FX_getJson")
-            answer = await asyncio.wait_for(answers.__anext__(), timeout)
+            life = self._life
+            try:
+                answer = await asyncio.wait_for(answers.__anext__(), timeout)
+            except asyncio.TimeoutError:
+                life.has_no_document = True
+                self._hub.wake()
+                raise
         if isinstance(answer, m.FenwixJson):
             return answer
         raise BridgeEnded("the bridge has ended before the document came")
@@ -156,14 +164,15 @@ class Bridge:
         if line == "kill":
             await self.close()
             return
-        if device:
-            await self._device(device)
+        word = word_of(line) or ""
+        await self._hub.until(lambda: self._hub.is_over or self._may_go(device, word))
         if self._hub.is_over or self._is_closing:
             raise BridgeOver(self._why_over())
-        word = word_of(line) or ""
-        if word and LOGS[word] == self._recipe.avoided:
+        if word and LOGS[word] in self._recipe.avoided:
             raise CommandError(f"{line!r} has ended the bridge twice: the device cannot do it")
-        self._life.note_sent(word)
+        if word in NOT_DURING_DOCUMENT and self._life.has_no_document:
+            raise CommandError(f"{line!r}: the document before it has not come, and holds it up")
+        self._life.note_sent(line)
         self._process.write(line)
 
     # Its life
@@ -224,6 +233,12 @@ class Bridge:
 
     def _tell(self, event: Event) -> None:
         self._hub.tell(event.received(time.monotonic(), time.time()))
+
+    def _may_go(self, device: Optional[str], word: str) -> bool:
+        """Or, once its document is given up, may be refused."""
+        life = self._life
+        is_held_up = word in NOT_DURING_DOCUMENT and life.awaits_document and not life.has_no_document
+        return (device is None or device in life.devices) and not is_held_up
 
     async def _device(self, device: str) -> m.Message:
         await self._hub.until(lambda: device in self._life.devices or self._hub.is_over)
@@ -293,11 +308,13 @@ class Bridge:
         """Looks for streams that have stopped."""
         while True:
             await asyncio.sleep(self._silence / 10)
-            for loss in self._life.lost(time.monotonic(), self._silence):
+            losses = list(self._life.lost(time.monotonic(), self._silence))
+            for loss in losses:
                 self._tell(loss)
-                if self._restart_on_loss and not (self._is_closing or self._is_ending_for_loss):
-                    self._is_ending_for_loss = True
-                    await self._end_orderly()
+            is_lost = losses or (self._life.was_reset and self._life.radio == "on")
+            if is_lost and self._restart_on_loss and not (self._is_closing or self._is_ending_for_loss):
+                self._is_ending_for_loss = True
+                await self._end_orderly()
 
 
 async def _drain(process: Process, ended: asyncio.Future[int]) -> None:

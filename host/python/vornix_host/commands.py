@@ -7,7 +7,7 @@ checked here does not come to that. docs/messages.json has the same.
 from __future__ import annotations
 
 import re
-from typing import Optional, Tuple
+from typing import Optional, Set, Tuple
 
 # What the bridge logs when it begins a command.
 LOGS = {
@@ -24,6 +24,17 @@ LOGS = {
     "FX_cmdWriteByte": "cde : Fenwix Cmd Write Byte",
     "kill": "cde : kill",
 }
+STOPS = {
+    "CV_debutCalib": "CV_finCalib",
+    "CV_debutAcquisition": "CV_finAcquisition",
+    "FX_startRaw": "FX_stopRaw",
+    "FX_startRaw2": "FX_stopRaw2",
+}
+# Not between a question for the document and its answer: what comes behind a reply that broke off
+# is taken for its rest.
+NOT_DURING_DOCUMENT = ("FX_getJson", "FX_cmdWriteInt", "FX_cmdWriteByte")
+_DOCUMENT = 19  # its code
+
 _DEVICES = {"CV_": "corvelta", "FX_": "fenwix"}
 _MOST: Tuple[Tuple[str, int], ...] = (("FX_cmdWriteInt", 0xFFFFFFFF), ("FX_cmdWriteByte", 0xFF))
 
@@ -38,6 +49,23 @@ def word_of(line: str) -> Optional[str]:
         if line.startswith(word):  # what follows is looked at as arguments
             return word
     return line if line in LOGS else None
+
+
+def asks_for_document(line: str) -> bool:
+    """For a line that check() has let pass."""
+    word = word_of(line)
+    if word in dict(_MOST):
+        return int(line.split(" ")[1]) == _DOCUMENT
+    return word == "FX_getJson"
+
+
+def both_halves(log: str) -> Set[str]:
+    """The log texts of the command with this one, and of what stops or starts the same."""
+    for pair in STOPS.items():
+        logs = {LOGS[word] for word in pair}
+        if log in logs:
+            return logs
+    return {log}
 
 
 def check(line: str) -> Optional[str]:

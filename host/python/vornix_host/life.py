@@ -5,6 +5,7 @@ from __future__ import annotations
 from typing import Dict, Iterator, Optional, Type
 
 from vornix_host import messages as m
+from vornix_host.commands import STOPS, asks_for_document, word_of
 from vornix_host.events import RadioChanged, StreamLost
 from vornix_host.lines import LogEntry
 from vornix_host.messages import Event
@@ -17,12 +18,6 @@ _DEVICES: Dict[Type[m.Message], str] = {
     m.CorveltaBattery: "corvelta",
     m.FenwixIdentity: "fenwix",
 }
-_STOPS = {
-    "CV_debutCalib": "CV_finCalib",
-    "CV_debutAcquisition": "CV_finAcquisition",
-    "FX_startRaw": "FX_stopRaw",
-    "FX_startRaw2": "FX_stopRaw2",
-}
 _RAW = {"FX_startRaw": "raw 1", "FX_startRaw2": "raw 2"}
 
 
@@ -33,6 +28,9 @@ class Life:
         self.last_log: Optional[str] = None
         self.devices: Dict[str, m.Message] = {}  # by the message that makes each known or ready
         self.stops: Dict[str, str] = {}  # by the command that started, the one that stops
+        self.awaits_document = False  # it was asked for, and has not come
+        self.has_no_document = False  # nor will it
+        self.was_reset = False  # the radio: whoever was found is lost
         self._heard: Dict[str, float] = {}  # when each stream was last heard, monotonic clock
 
     def note(self, event: Event) -> Optional[RadioChanged]:
@@ -42,6 +40,8 @@ class Life:
         if isinstance(event, m.RadioUnusable):
             self.why_unusable = event.reason
             return self._note_radio(event.reason, event)
+        if isinstance(event, m.FenwixJson):
+            self.awaits_document = self.has_no_document = False
         if isinstance(event, m.ProbeMeasurement):
             probe = self.devices.get("probe")
             if isinstance(probe, m.ProbeFound):
@@ -54,11 +54,13 @@ class Life:
             self._heard[stream] = event.monotonic
         return None
 
-    def note_sent(self, word: str) -> None:
-        """A command that is on its way to the bridge."""
-        if word in _STOPS:
-            self.stops[word] = _STOPS[word]
-        for start, stop in _STOPS.items():
+    def note_sent(self, line: str) -> None:
+        """A line that is on its way to the bridge."""
+        word = word_of(line)
+        self.awaits_document = self.awaits_document or asks_for_document(line)
+        if word in STOPS:
+            self.stops[word] = STOPS[word]
+        for start, stop in STOPS.items():
             if word == stop:
                 self.stops.pop(start, None)
                 self._heard.pop(_RAW.get(start, ""), None)
@@ -81,6 +83,9 @@ class Life:
         if state == self.radio:
             return None
         self.radio = state
+        if state == "resetting":
+            self.was_reset = True
+            self.devices.clear()
         return RadioChanged(state).received(event.monotonic, event.wall)
 
     def _is_on(self, raw: str) -> bool:

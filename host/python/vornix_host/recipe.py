@@ -6,9 +6,11 @@ Decides only; it waits for nothing, so that a test can play years of it.
 from __future__ import annotations
 
 import dataclasses
-from typing import Optional, Union
+from typing import Optional, Set, Union
 
-PAUSES = (1.0, 2.0, 4.0, 8.0, 16.0, 30.0)  # seconds
+from vornix_host.commands import both_halves
+
+PAUSES = (1.0, 2.0, 4.0, 8.0)  # seconds
 HEALTHY = 60.0  # seconds of life after which the pauses begin anew
 MOST = 5  # starts in a row without so long a life
 
@@ -20,7 +22,7 @@ COMMAND = "cde : "
 class End:
     """How a run of the bridge ended."""
 
-    status: int  # minus the number of a signal
+    status: int  # minus the number of a signal; behind a shell 128 and that number
     lived: float  # seconds
     last_log: Optional[str]  # its text
     radio: Optional[str] = None  # why it is unusable: RadioUnusable.reason
@@ -43,15 +45,16 @@ class Recipe:
     def __init__(self) -> None:
         self._short_lives = 0
         self._last_fault: Optional[str] = None
-        self.avoided: Optional[str] = None  # log text of a command that has ended the bridge twice
+        # Log texts of commands that have ended the bridge twice, and of their other halves.
+        self.avoided: Set[str] = set()
 
     def after(self, end: End) -> Union[Again, Over]:
         if end.radio:
             return Over(f"Bluetooth is {end.radio}")
-        if end.status == 0 and not end.is_loss:
+        if 0 <= end.status < 128 and not end.is_loss:
             if end.last_log == SERIAL_IS_ZERO:
                 return Over("the Fenwix could not start: its serial number is 0")
-            return Over("the bridge has ended")
+            return Over(f"the bridge has ended with {end.status}")
         is_healthy = end.lived >= HEALTHY
         self._short_lives = 0 if is_healthy else self._short_lives + 1
         repeated = self._repeats(end, is_healthy)
@@ -59,7 +62,8 @@ class Recipe:
             return Over(f"a device is faulty: twice the bridge ended after {repeated!r}")
         if self._short_lives >= MOST:
             return Over(f"{MOST} starts in a row came to nothing")
-        self.avoided = repeated or self.avoided
+        if repeated:
+            self.avoided |= both_halves(repeated)
         return Again(PAUSES[min(max(self._short_lives - 1, 0), len(PAUSES) - 1)])
 
     def _repeats(self, end: End, is_healthy: bool) -> Optional[str]:

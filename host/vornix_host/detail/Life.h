@@ -27,17 +27,27 @@ class Life {
     return device == Needs::nothing || (device == Needs::corvelta ? corvelta_ : fenwix_);
   }
 
+  // A document was asked for and has not come: a command of its channel may not go.
+  bool isHeldUp(const Command& command) const {
+    return awaitsDocument_ && isNotDuringDocument(command);
+  }
+
+  // The radio was reset and is on again: whoever was found is lost.
+  bool isLostByReset() const { return wasReset_ && radio == "on"; }
+
   // What the bridge wrote.
   void note(const Message& message, Time when) {
     if (const auto* log = std::get_if<LogEntry>(&message)) noteLog(log->text);
     if (const auto* unusable = std::get_if<RadioUnusable>(&message)) noteRadio(*unusable);
     corvelta_ = corvelta_ || std::holds_alternative<CorveltaBattery>(message);
     fenwix_ = fenwix_ || std::holds_alternative<FenwixIdentity>(message);
+    if (std::holds_alternative<FenwixJson>(message)) awaitsDocument_ = false;
     if (const int stream = streamOf(message); stream >= 0) heard_.at(index(stream)) = when;
   }
 
-  // A command that is on its way to the bridge.
-  void noteSent(const Command& command) {
+  // A line that is on its way to the bridge, and its command.
+  void noteSent(const Command& command, std::string_view line) {
+    awaitsDocument_ = awaitsDocument_ || asksForDocument(line);
     if (!command.stop.empty()) started_.push_back(command.stop);
     std::erase(started_, command.word);
     if (command.word == "FX_stopRaw") heard_[rawStreams].reset();
@@ -84,6 +94,9 @@ class Life {
     radio = text.substr(beginning.size());
     if (radio == "poweredOn") radio = "on";
     if (radio == "poweredOff") radio = "off";
+    if (radio != "resetting") return;
+    wasReset_ = true;
+    corvelta_ = fenwix_ = false;
   }
 
   void noteRadio(const RadioUnusable& unusable) {
@@ -96,6 +109,8 @@ class Life {
 
   bool corvelta_ = false;
   bool fenwix_ = false;
+  bool awaitsDocument_ = false;
+  bool wasReset_ = false;
   std::vector<std::string_view> started_;
   std::array<std::optional<Time>, 6> heard_;
 };

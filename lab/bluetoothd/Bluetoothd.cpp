@@ -678,8 +678,9 @@ void Bluetoothd::startNotify(const BusMessage& call, RemoteDevice& device, Gatt&
               witness_.didAnswerSubscription(device, gatt.uuid, true);
             };
             if (!traits.signalsValuesEarly) return confirm();
-            later(shortTime() * 20, [confirm, &device, generation = device.generation] {
-              if (device.generation == generation) confirm();
+            later(shortTime() * 20, [confirm, &device, &gatt, generation = device.generation,
+                                     subscription = ++gatt.subscription] {
+              if (device.generation == generation && gatt.subscription == subscription) confirm();
             });
           });
 }
@@ -688,6 +689,7 @@ void Bluetoothd::unsubscribe(RemoteDevice& device, Gatt& gatt) {
   if (gatt.way == Gatt::Way::none) return;
   if (gatt.socket >= 0) close(std::exchange(gatt.socket, -1));
   gatt.way = Gatt::Way::none;
+  ++gatt.subscription;
   witness_.didEndSubscription(device, gatt.uuid);
   if (device.isConnected_) device.model_.subscribe(gatt.index, false);
 }

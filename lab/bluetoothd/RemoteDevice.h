@@ -27,6 +27,7 @@ class RemoteDevice final : public Link {
     enum class Way { none, socket, signals };
     Way way = Way::none;
     int socket = -1;
+    unsigned subscription = 0;  // counts them, and their ends
   };
 
   RemoteDevice(Bluetoothd& bluetoothd, DeviceModel& model, std::string key)

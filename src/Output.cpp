@@ -81,9 +81,9 @@ bool Output::lockWithin(Time end) {
 
 // Past the stream, which costs an eighth of a write more than the write. One that has no
 // descriptor, as in a program that keeps its output in memory, takes everything.
-ssize_t Output::writePiece(int to, std::string_view piece) {
+std::ptrdiff_t Output::writePiece(int to, std::string_view piece) {
   if (to >= 0) return ::write(to, piece.data(), piece.size());
-  return static_cast<ssize_t>(std::fwrite(piece.data(), 1, piece.size(), stream_));
+  return static_cast<std::ptrdiff_t>(std::fwrite(piece.data(), 1, piece.size(), stream_));
 }
 
 // How many of the bytes are out. Those that cannot be written, as their reader is gone, count too:
@@ -94,7 +94,7 @@ std::size_t Output::put(std::string_view bytes) {
   while (out < bytes.size()) {
     const std::size_t piece = room_.take(to, bytes.size() - out);
     if (piece == 0) break;
-    const ssize_t written = writePiece(to, bytes.substr(out, piece));
+    const std::ptrdiff_t written = writePiece(to, bytes.substr(out, piece));
     if (written >= 0) {
       out += static_cast<std::size_t>(written);
     } else if (errno == EAGAIN) {

@@ -10,8 +10,6 @@
 // nothing under it waits. Any thread may call anything.
 #pragma once
 
-#include <sys/types.h>
-
 #include <atomic>
 #include <chrono>
 #include <cstddef>
@@ -48,7 +46,7 @@ class Output final : public platform::Output {
   class Turn;
 
   bool lockWithin(std::chrono::steady_clock::time_point end);
-  ssize_t writePiece(int to, std::string_view piece);
+  std::ptrdiff_t writePiece(int to, std::string_view piece);
   std::size_t put(std::string_view bytes);
   void putHeld();
 

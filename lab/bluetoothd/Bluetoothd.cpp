@@ -83,7 +83,7 @@ void Bluetoothd::setPowered(const std::string& path, bool isPowered) {
   Adapter& adapter = found->second;
   adapter.isPowered = isPowered;
   if (!isPowered) {
-    adapter.isForClient = adapter.isForAnother = adapter.hasFilter = false;
+    adapter.isForClient = adapter.isForLeaver = adapter.isForAnother = adapter.hasFilter = false;
     for (const auto& device : devices_) {
       if (device->adapter_ == path) dropLink(*device);
     }
@@ -156,11 +156,16 @@ void Bluetoothd::clientIsGone() {
   }
   for (auto& [path, adapter] : adapters_) {
     if (!adapter.isForClient) continue;
-    // A moment later, since it has to notice.
+    // A moment later, since it has to notice. Another client may have begun meanwhile, or have set
+    // its filter.
+    adapter.isForLeaver = true;
+    adapter.hasFilter = false;
     later(shortTime(), [this, path = path] {
       const auto found = adapters_.find(path);
-      if (found == adapters_.end() || !found->second.isForClient) return;
+      if (found == adapters_.end() || !found->second.isForLeaver) return;
+      const bool hasFilter = found->second.hasFilter;
       stopDiscovery(path, found->second);
+      found->second.hasFilter = hasFilter;
     });
   }
 }
@@ -223,15 +228,20 @@ void Bluetoothd::serveAdapter(const BusMessage& call, const std::string& path,
   if (member == "StartDiscovery") {
     if (deniesDiscovery) return bus_.sendError(call, kAccessDenied, "Rejected by the policy");
     if (!adapter.isPowered) return bus_.sendError(call, "org.bluez.Error.NotReady", "Not ready");
-    if (adapter.isForClient) return bus_.sendError(call, kInProgress, "In progress");
+    if (adapter.isForClient && !adapter.isForLeaver) {
+      return bus_.sendError(call, kInProgress, "In progress");
+    }
     const bool was = adapter.isDiscovering();
     adapter.isForClient = true;
+    adapter.isForLeaver = false;
     reply(call);
     if (!was) tellBoolean(path, kAdapterInterface, "Discovering", true);
     return;
   }
   if (member == "StopDiscovery") {
-    if (!adapter.isForClient) return bus_.sendError(call, kFailed, "No discovery started");
+    if (!adapter.isForClient || adapter.isForLeaver) {
+      return bus_.sendError(call, kFailed, "No discovery started");
+    }
     reply(call);
     return stopDiscovery(path, adapter);
   }
@@ -239,7 +249,7 @@ void Bluetoothd::serveAdapter(const BusMessage& call, const std::string& path,
 }
 
 void Bluetoothd::stopDiscovery(const std::string& path, Adapter& adapter) {
-  adapter.isForClient = adapter.hasFilter = false;
+  adapter.isForClient = adapter.isForLeaver = adapter.hasFilter = false;
   if (adapter.isForAnother) return;
   if (traits.tellsDiscoveringOfALeaver) {
     tellBoolean(path, kAdapterInterface, "Discovering", false);

@@ -60,6 +60,7 @@ class Bluetoothd {
   struct Adapter {
     bool isPowered = false;
     bool isForClient = false;  // discovers
+    bool isForLeaver = false;  // that client is gone, which has not been noticed
     bool isForAnother = false;
     bool hasFilter = false;
 

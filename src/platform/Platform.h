@@ -205,7 +205,8 @@ class CBCentralManagerDelegate {
 
   // While scanning: a device was seen. Once per device and scan, and again when a name becomes
   // known that was not. Devices that are already connected to this machine are reported at the
-  // start of a scan, since a connected device does not advertise.
+  // start of a scan, since a connected device does not advertise; those that another program
+  // connects during the scan, where the system tells of that.
   virtual void centralManagerDidDiscover(CBCentralManager& central,
                                          const std::shared_ptr<CBPeripheral>& peripheral) = 0;
 

@@ -208,6 +208,7 @@ void Judge::isAtEnd() {
   for (const auto& [family, served] : served_) {
     const lab::RemoteDevice& device = served->device();
     const bool canLink = device.isAdvertising && device.isConnectable;
+    if (agenda_.now() - served->takenAt < kSetUp) continue;
     if (canLink && served->links == 0 && !device.isConnected()) {
       throw Wrong("does not bring the link up to " + device.model().name());
     }

@@ -202,6 +202,7 @@ void Judge::take(const std::string& name) {
   }
   if (!isScanning_) throw Wrong("connects after the scan: " + name);
   auto& served = served_[*family] = std::make_unique<Served>(*family, *device, name);
+  served->takenAt = agenda_.now();
   if (device->isConnected()) served->links = 1;
   if (!firstRequest_) firstRequest_ = agenda_.now();
   const bool isAll = served_.contains(Family::tramsel) && served_.contains(Family::sonde) &&

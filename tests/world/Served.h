@@ -53,7 +53,8 @@ class Served {
   bool isSpoilt = false;  // a request was not served: for a while nothing can be expected
   Microseconds spoiltAt{0};
   std::set<std::string> refused;  // what such requests were for
-  int links = 0;                  // in this life of the bridge
+  Microseconds takenAt{};
+  int links = 0;  // in this life of the bridge
   int losses = 0;
   int failedDiscoveries = 0;
   std::map<std::string, bool> streams;  // that the host has switched

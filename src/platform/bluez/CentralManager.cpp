@@ -109,7 +109,7 @@ void CentralManager::objectsAre(std::span<const Object> objects) {
     if (object.adapter) addAdapter(object.path, *object.adapter);
   }
   judgeAdapters();
-  for (const Object& object : objects) deviceHasChanged(object, true);
+  for (const Object& object : objects) deviceHasChanged(object);
 }
 
 void CentralManager::objectHasAppeared(const Object& object) {
@@ -117,7 +117,7 @@ void CentralManager::objectHasAppeared(const Object& object) {
     addAdapter(object.path, *object.adapter);
     adaptersHaveChanged();
   }
-  deviceHasChanged(object, false);
+  deviceHasChanged(object);
 }
 
 void CentralManager::objectHasChanged(const Object& object) {
@@ -126,7 +126,7 @@ void CentralManager::objectHasChanged(const Object& object) {
     adapters_.find(object.path)->second.isPowered = *object.adapter->powered;
     adaptersHaveChanged();
   }
-  deviceHasChanged(object, false);
+  deviceHasChanged(object);
 }
 
 // Devices of other adapters do not matter, so that nothing about them is unknown.
@@ -237,7 +237,9 @@ void CentralManager::setState(CBManagerState state) {
   });
 }
 
-void CentralManager::deviceHasChanged(const Object& object, bool isConnectedWorthTelling) {
+// A device that is connected does not advertise: that it is, by another program or by one that has
+// ended while it connected, tells as much as a report.
+void CentralManager::deviceHasChanged(const Object& object) {
   if (!object.device || adapter_.empty() || !isOnAdapter(object.path)) return;
   const std::string_view key = keyOf(object.path);
   auto known = peripherals_.find(key);
@@ -246,8 +248,8 @@ void CentralManager::deviceHasChanged(const Object& object, bool isConnectedWort
   }
   Peripheral& peripheral = *known->second;
   peripheral.hasChanged(object.path, *object.device);
-  const bool wasSeen = object.device->wasSeen || peripheral.wasReportedFor(scan_) ||
-                       (isConnectedWorthTelling && peripheral.isConnected());
+  const bool wasSeen =
+      object.device->wasSeen || peripheral.wasReportedFor(scan_) || peripheral.isConnected();
   if (isScanning_ && wasSeen && peripheral.isNewsFor(scan_)) report(peripheral);
 }
 

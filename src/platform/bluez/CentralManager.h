@@ -69,7 +69,7 @@ class CentralManager final : public CBCentralManager, private StackWatch::Listen
 
   void forgetStack();
   bool isOnAdapter(std::string_view devicePath) const { return parentOf(devicePath) == adapter_; }
-  void deviceHasChanged(const Object& object, bool isConnectedWorthTelling);
+  void deviceHasChanged(const Object& object);
   void deviceIsGone(std::string_view path);
   void forgetDevices();
   void report(Peripheral& peripheral);

@@ -15,6 +15,8 @@ namespace {
 // How long what was begun may take: a subscription that is never answered holds others up for 5 s.
 constexpr Microseconds kSetUp = 12s;
 
+constexpr Microseconds kNextAttempt = 3s;
+
 std::string textOf(const std::string& line) {
   const std::string head = "<@time : ";
   return line.starts_with(head) ? line.substr(head.size(), line.size() - head.size() - 2) : "";
@@ -182,6 +184,8 @@ void Judge::checkSetUp(const Served& served) const {
   const bool isUp = device.isConnected() && device.areServicesResolved();
   if (!isUp || served.links != 1 || served.losses > 0 || device.isBeingConnected()) return;
   if (device.doesResolveToNothing) return;
+  // A link that is not told of is noticed at the next attempt.
+  if (!bluetoothd_.traits.tellsConnected && agenda_.now() < served.upAt + kNextAttempt) return;
   const_cast<Served&>(served).isTreeKnown = Served::Is::yes;
   if (served.isSpoilt && agenda_.now() < served.spoiltAt + kSetUp) return;
   for (const std::string& uuid : served.subscriptions()) {

@@ -203,7 +203,10 @@ void Judge::take(const std::string& name) {
   if (!isScanning_) throw Wrong("connects after the scan: " + name);
   auto& served = served_[*family] = std::make_unique<Served>(*family, *device, name);
   served->takenAt = agenda_.now();
-  if (device->isConnected()) served->links = 1;
+  if (device->isConnected()) {
+    served->links = 1;
+    served->upAt = agenda_.now();
+  }
   if (!firstRequest_) firstRequest_ = agenda_.now();
   const bool isAll = served_.contains(Family::tramsel) && served_.contains(Family::sonde) &&
                      served_.contains(Family::corvelta);
@@ -217,6 +220,7 @@ void Judge::checkFound() const {
   for (const lab::RemoteDevice* device : reportable_) {
     const std::string name = device->knownName();
     if (!device->isInRange() || name.empty() || device->adapter() != adapter_) continue;
+    if (device->isConnected() && !bluetoothd_.traits.tellsConnected) continue;  // nothing tells
     const std::string key = oracle::lowered(name);
     const auto family = familyOf(key);
     if (family && !served_.contains(*family)) throw Wrong("was not taken: " + name);

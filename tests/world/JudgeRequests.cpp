@@ -126,7 +126,10 @@ Served* Judge::servedBy(const lab::RemoteDevice& device) {
 }
 
 void Judge::didLinkUp(lab::RemoteDevice& device) {
-  if (Served* served = servedBy(device)) ++served->links;
+  Served* served = servedBy(device);
+  if (served == nullptr) return;
+  ++served->links;
+  served->upAt = agenda_.now();
 }
 
 void Judge::didLinkDown(lab::RemoteDevice& device) {

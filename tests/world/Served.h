@@ -54,6 +54,7 @@ class Served {
   Microseconds spoiltAt{0};
   std::set<std::string> refused;  // what such requests were for
   Microseconds takenAt{};
+  Microseconds upAt{};
   int links = 0;  // in this life of the bridge
   int losses = 0;
   int failedDiscoveries = 0;

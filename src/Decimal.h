@@ -13,7 +13,7 @@ namespace decimal {
 // "00" to "99", one behind the other.
 struct Pairs {
   constexpr Pairs() {
-    for (int i = 0; i < 100; ++i) {
+    for (std::size_t i = 0; i < 100; ++i) {
       digits[2 * i] = static_cast<char>('0' + i / 10);
       digits[2 * i + 1] = static_cast<char>('0' + i % 10);
     }

@@ -83,7 +83,8 @@ bool Output::lockWithin(Time end) {
 // descriptor, as in a program that keeps its output in memory, takes everything.
 std::ptrdiff_t Output::writePiece(int to, std::string_view piece) {
   if (to >= 0) return ::write(to, piece.data(), piece.size());
-  return static_cast<std::ptrdiff_t>(std::fwrite(piece.data(), 1, piece.size(), stream_));
+  std::fwrite(piece.data(), 1, piece.size(), stream_);
+  return static_cast<std::ptrdiff_t>(piece.size());
 }
 
 // How many of the bytes are out. Those that cannot be written, as their reader is gone, count too:

@@ -11,7 +11,8 @@ void Gate::follow(Output& output) {
 }
 
 bool Gate::opens() {
-  const bool isShut = output_ != nullptr && output_->holdsBack();
+  if (output_ == nullptr) return true;
+  const bool isShut = output_->holdsBack();
   if (isShut != isShut_) {
     isShut_ = isShut;
     poller_.watch(output_->descriptor(), *this, isShut ? POLLOUT : 0);

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <ranges>
 #include <stdexcept>
 
 namespace bluez_tests {
@@ -199,10 +198,10 @@ void FakeBluez::replyObjects(sd_bus_message& call) {
   const OwnedMessage reply = newReply(call);
   check(sd_bus_message_open_container(reply.get(), 'a', "{oa{sa{sv}}}"));
   // The real one has them in this order.
-  for (const auto& [path, interfaces] : objects | std::views::reverse) {
+  for (auto object = objects.rbegin(); object != objects.rend(); ++object) {
     check(sd_bus_message_open_container(reply.get(), 'e', "oa{sa{sv}}"));
-    check(sd_bus_message_append(reply.get(), "o", path.c_str()));
-    append(reply.get(), interfaces);
+    check(sd_bus_message_append(reply.get(), "o", object->first.c_str()));
+    append(reply.get(), object->second);
     check(sd_bus_message_close_container(reply.get()));
   }
   check(sd_bus_message_close_container(reply.get()));

@@ -22,6 +22,7 @@ class OutputRoom {
 
  private:
   void ask(int descriptor, std::size_t wanted);
+  void askPipe(int descriptor, std::size_t wanted);
 
   std::size_t left_ = 0;
   bool isForOneWrite_ = false;

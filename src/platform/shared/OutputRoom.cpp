@@ -6,6 +6,7 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <limits>
@@ -30,16 +31,19 @@ std::size_t roomOfSocket(int descriptor) {
   return std::max(static_cast<std::size_t>(size) / 4, std::size_t{1024});
 }
 
-// Nothing but empty pages; 0 where the system does not tell.
-std::size_t roomOfEmptyPipe([[maybe_unused]] int descriptor) {
+// In bytes of whole pages; 0 where the system does not tell.
+std::size_t capacityOfPipe([[maybe_unused]] int descriptor) {
 #ifdef F_GETPIPE_SZ
-  int held = 0;
-  const int capacity = ::fcntl(descriptor, F_GETPIPE_SZ);
-  if (capacity > 0 && ::ioctl(descriptor, FIONREAD, &held) == 0 && held == 0) {
-    return static_cast<std::size_t>(capacity);
-  }
-#endif
+  return static_cast<std::size_t>(std::max(::fcntl(descriptor, F_GETPIPE_SZ), 0));
+#else
   return 0;
+#endif
+}
+
+// Bytes that the reader has not taken yet.
+std::size_t heldByPipe(int descriptor) {
+  int held = 0;
+  return ::ioctl(descriptor, FIONREAD, &held) == 0 ? static_cast<std::size_t>(held) : kUnlimited;
 }
 
 // Each write to such a pipe has pages of its own.
@@ -60,8 +64,10 @@ bool keepsWritesApart([[maybe_unused]] int descriptor) {
 //
 // - A pipe that accepts output has a free page, and any number of writes of PIPE_BUF bytes together
 //   (at most a page) fit: once they have begun the new page, the others fit behind them.
-// - An empty pipe has all its pages free. One write may fill them; of many writes, two pages in a
-//   row hold more than one page's bytes together, so that half the capacity fits in any case.
+// - Two pages in a row hold more than one page's bytes together, the first excepted, of which some
+//   may have been read. So what a pipe holds takes at most twice as many pages as its bytes would
+//   fill, and two more; of an empty one, half the capacity fits in any case.
+// - An empty pipe has all its pages free, and one write may fill them.
 //
 // POSIX promises the first for every system: what accepts output takes PIPE_BUF bytes at once.
 void OutputRoom::ask(int descriptor, std::size_t wanted) {
@@ -72,17 +78,27 @@ void OutputRoom::ask(int descriptor, std::size_t wanted) {
     left_ = kUnlimited;
     return;
   }
+  if (S_ISFIFO(status.st_mode)) return askPipe(descriptor, wanted);
   if (!accepts(descriptor)) return;
-  if (S_ISSOCK(status.st_mode)) {
-    left_ = roomOfSocket(descriptor);
-  } else {
-    const std::size_t capacity = S_ISFIFO(status.st_mode) ? roomOfEmptyPipe(descriptor) : 0;
-    isForOneWrite_ = !S_ISFIFO(status.st_mode) || keepsWritesApart(descriptor);
+  left_ = S_ISSOCK(status.st_mode) ? roomOfSocket(descriptor) : PIPE_BUF;
+}
+
+// Whether it accepts output is asked only where bytes do not tell: once asked, Linux looks at every
+// write for somebody who waits for the pipe, which makes each a tenth dearer.
+void OutputRoom::askPipe(int descriptor, std::size_t wanted) {
+  const std::size_t capacity = capacityOfPipe(descriptor);
+  const std::size_t held = heldByPipe(descriptor);
+  const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+  isForOneWrite_ = keepsWritesApart(descriptor);
+  if (capacity > 0 && held == 0) {
     left_ = std::max<std::size_t>(capacity / 2, PIPE_BUF);
-    if (wanted > left_ && capacity > left_) {
-      left_ = capacity;
-      isForOneWrite_ = true;
-    }
+    if (wanted <= left_ || capacity <= left_) return;
+    left_ = capacity;
+    isForOneWrite_ = true;
+  } else if (!isForOneWrite_ && held < kUnlimited && held + page + wanted <= capacity / 2) {
+    left_ = capacity / 2 - page - held;
+  } else if (accepts(descriptor)) {
+    left_ = PIPE_BUF;
   }
 }
 

@@ -1,14 +1,10 @@
 #include "ComBLE.h"
 
-#include <algorithm>
 #include <chrono>
-#include <initializer_list>
-#include <span>
 #include <string>
 #include <string_view>
 
 #include "EndProcess.h"
-#include "GattIdentifiers.h"
 #include "Payload.h"
 #include "Precondition.h"
 #include "Text.h"
@@ -17,27 +13,8 @@
 using platform::CBCentralManager;
 using platform::CBManagerState;
 using platform::CBPeripheral;
-using platform::CBUUID;
 
 namespace {
-
-constexpr CBUUID kTramselServices[] = {service_tramsel, service_batt};
-constexpr CBUUID kFenwixServices[] = {service_fenwix, service_batt, service_info,
-                                      service_fenwix_config};
-constexpr CBUUID kCorveltaServices[] = {service_corvelta_parametres, service_corvelta_calibration,
-                                        service_corvelta_contractions, service_batt};
-constexpr CBUUID kIloServices[] = {service_ilo};
-constexpr CBUUID kTenovalServices[] = {service_batt, service_tenoval};
-
-// "pelk0" has a digit zero: both spellings are out in the field.
-constexpr std::string_view kTramselNames[] = {"dorvane", "tramsel"};
-constexpr std::string_view kSondeNames[] = {"ilo", "pelko", "pelk0", "tenoval", "kvaltrin"};
-constexpr std::string_view kCorveltaNames[] = {"tarvix"};
-constexpr std::string_view kFenwixNames[] = {"nomsuel"};
-
-bool beginsWithOneOf(std::string_view key, std::span<const std::string_view> prefixes) {
-  return std::ranges::any_of(prefixes, [key](auto prefix) { return beginsWith(key, prefix); });
-}
 
 std::string_view nameOf(CBManagerState state) {
   switch (state) {
@@ -90,6 +67,18 @@ void ComBLE::centralManagerDidUpdateState(CBCentralManager& central) {
   endUnusable(platform_, 3);
 }
 
+// A second device of a family is no concern of its handler's: the next family is asked.
+template <class Handler>
+bool ComBLE::take(const std::shared_ptr<CBPeripheral>& device, std::string_view key,
+                  HandlerSlot<Handler>& slot) {
+  if (slot || !isNamed(Handler::family, key)) return false;
+  auto handler = std::make_unique<Handler>(device);
+  if (!Handler::family.announcement.empty()) sendQuelmar(Handler::family.announcement);
+  slot.fill(std::move(handler));
+  connecting(device);
+  return true;
+}
+
 void ComBLE::centralManagerDidDiscover(CBCentralManager&,
                                        const std::shared_ptr<CBPeripheral>& device) {
   const auto name = device->name();
@@ -97,20 +86,8 @@ void ComBLE::centralManagerDidDiscover(CBCentralManager&,
   const std::string key = lowerCase(*name);
   if (datePremiereConn == 0) writeLine("Device trouve : " + key);
 
-  if (!comTramsel && beginsWithOneOf(key, kTramselNames)) {
-    auto handler = std::make_unique<ComTramsel>(device);
-    sendQuelmar("C;3;0;");
-    comTramsel.fill(std::move(handler));
-  } else if (!comSonde && beginsWithOneOf(key, kSondeNames)) {
-    comSonde.fill(std::make_unique<ComSonde>(device));
-  } else if (!comCorvelta && beginsWithOneOf(key, kCorveltaNames)) {
-    comCorvelta.fill(std::make_unique<ComCorvelta>(device));
-  } else if (!comFenwix && beginsWithOneOf(key, kFenwixNames)) {
-    comFenwix.fill(std::make_unique<ComFenwix>(device));
-  } else {
-    return;
-  }
-  connecting(device);
+  static_cast<void>(take(device, key, comTramsel) || take(device, key, comSonde) ||
+                    take(device, key, comCorvelta) || take(device, key, comFenwix));
 }
 
 void ComBLE::connecting(const std::shared_ptr<CBPeripheral>& peripheral) {
@@ -124,18 +101,11 @@ void ComBLE::connecting(const std::shared_ptr<CBPeripheral>& peripheral) {
 
 void ComBLE::centralManagerDidConnect(CBCentralManager&,
                                       const std::shared_ptr<CBPeripheral>& device) {
-  const auto serves = [&device](const auto& slot) {
-    return slot && slot.get()->peripheral == device;
+  const auto askedFor = [&device](const auto& slot) {
+    if (!slot || slot.get()->peripheral != device) return false;
+    device->discoverServices(slot.get()->services());
+    return true;
   };
-  if (serves(comTramsel)) {
-    device->discoverServices(kTramselServices);
-  } else if (serves(comFenwix)) {
-    device->discoverServices(kFenwixServices);
-  } else if (serves(comCorvelta)) {
-    device->discoverServices(kCorveltaServices);
-  } else if (serves(comSonde) && comSonde.get()->isIlo) {
-    device->discoverServices(kIloServices);
-  } else if (serves(comSonde)) {
-    device->discoverServices(kTenovalServices);
-  }
+  static_cast<void>(askedFor(comTramsel) || askedFor(comFenwix) || askedFor(comCorvelta) ||
+                    askedFor(comSonde));
 }

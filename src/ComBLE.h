@@ -4,6 +4,7 @@
 #pragma once
 
 #include <memory>
+#include <string_view>
 
 #include "ComCorvelta.h"
 #include "ComFenwix.h"
@@ -33,6 +34,9 @@ class ComBLE final : public platform::CBCentralManagerDelegate {
   bool scanEnCours = false;
 
  private:
+  template <class Handler>
+  bool take(const std::shared_ptr<platform::CBPeripheral>& device, std::string_view key,
+            HandlerSlot<Handler>& slot);
   void connecting(const std::shared_ptr<platform::CBPeripheral>& peripheral);
 
   platform::Platform& platform_;

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "Bytes.h"
-#include "Discovery.h"
 #include "GattIdentifiers.h"
 #include "Payload.h"
 #include "Text.h"
@@ -12,23 +11,28 @@
 
 using platform::CBCharacteristic;
 using platform::CBPeripheral;
-using platform::CBService;
 using platform::CBUUID;
 using platform::Error;
 using platform::Value;
 
 namespace {
 
-constexpr CBUUID kBattery[] = {charac_batt};
-constexpr CBUUID kParametres[] = {charac_corvelta_FW, charac_corvelta_secteur,
-                                  charac_corvelta_force_sleep};
-constexpr CBUUID kCalibration[] = {charac_corvelta_calibration, charac_corvelta_new_calibration,
-                                   charac_corvelta_erreur_calibration};
-constexpr CBUUID kContractions[] = {charac_corvelta_acquisition, charac_corvelta_contractions};
-constexpr KnownService kServices[] = {{service_batt, kBattery},
-                                      {service_corvelta_parametres, kParametres},
-                                      {service_corvelta_calibration, kCalibration},
-                                      {service_corvelta_contractions, kContractions}};
+constexpr std::string_view kNames[] = {"tarvix"};
+
+constexpr KnownCharacteristic kCharacteristics[] = {
+    {service_corvelta_parametres, charac_corvelta_FW, Use::read},
+    {service_corvelta_parametres, charac_corvelta_secteur, Use::readThenSubscribe},
+    {service_corvelta_parametres, charac_corvelta_force_sleep, Use::keep,
+     keptIn(&ComCorvelta::charac_force_sleep)},
+    {service_corvelta_calibration, charac_corvelta_calibration, Use::keep,
+     keptIn(&ComCorvelta::charac_calibration)},
+    {service_corvelta_calibration, charac_corvelta_new_calibration, Use::subscribe},
+    {service_corvelta_calibration, charac_corvelta_erreur_calibration, Use::subscribe},
+    {service_corvelta_contractions, charac_corvelta_acquisition, Use::keep,
+     keptIn(&ComCorvelta::charac_acquisition)},
+    {service_corvelta_contractions, charac_corvelta_contractions, Use::subscribe},
+    {service_batt, charac_batt, Use::read},
+};
 
 // The host has no message for the end of charging.
 void reportMains(std::uint8_t state) {
@@ -52,42 +56,11 @@ void sendContraction(Value value) {
 
 }  // namespace
 
-ComCorvelta::ComCorvelta(std::shared_ptr<CBPeripheral> device) : peripheral(std::move(device)) {
+constinit const Family ComCorvelta::family{.names = kNames, .characteristics = kCharacteristics};
+
+ComCorvelta::ComCorvelta(std::shared_ptr<CBPeripheral> device)
+    : DeviceHandler(std::move(device), family) {
   peripheral->setDelegate(this);
-}
-
-void ComCorvelta::peripheralDidDiscoverServices(CBPeripheral& device, const Error* error) {
-  if (!servicesDiscovered(device, error)) return;
-  for (CBService* service : *device.services()) {
-    discoverCharacteristicsOf(device, *service, kServices);
-  }
-}
-
-void ComCorvelta::peripheralDidDiscoverCharacteristicsFor(CBPeripheral& device, CBService& service,
-                                                          const Error*) {
-  if (service.characteristics() == nullptr) return;
-  for (CBCharacteristic* characteristic : *service.characteristics()) {
-    useCharacteristic(device, *characteristic);
-  }
-}
-
-void ComCorvelta::useCharacteristic(CBPeripheral& device, CBCharacteristic& characteristic) {
-  const CBUUID& uuid = characteristic.UUID();
-  if (uuid == charac_corvelta_secteur) {
-    device.readValue(characteristic);
-    device.setNotifyValue(true, characteristic);
-  } else if (uuid == charac_batt || uuid == charac_corvelta_FW) {
-    device.readValue(characteristic);
-  } else if (uuid == charac_corvelta_contractions || uuid == charac_corvelta_new_calibration ||
-             uuid == charac_corvelta_erreur_calibration) {
-    device.setNotifyValue(true, characteristic);
-  } else if (uuid == charac_corvelta_calibration) {
-    charac_calibration = &characteristic;
-  } else if (uuid == charac_corvelta_acquisition) {
-    charac_acquisition = &characteristic;
-  } else if (uuid == charac_corvelta_force_sleep) {
-    charac_force_sleep = &characteristic;
-  }
 }
 
 void ComCorvelta::peripheralDidUpdateValueFor(CBPeripheral&, CBCharacteristic& characteristic,

@@ -5,35 +5,26 @@
 #pragma once
 
 #include <array>
-#include <atomic>
 #include <cstdint>
 #include <memory>
 
+#include "DeviceHandler.h"
 #include "platform/Platform.h"
 
-class ComCorvelta final : public platform::CBPeripheralDelegate {
+class ComCorvelta final : public DeviceHandler {
  public:
+  static const Family family;
+
   explicit ComCorvelta(std::shared_ptr<platform::CBPeripheral> device);
 
-  void peripheralDidDiscoverServices(platform::CBPeripheral& peripheral,
-                                     const platform::Error* error) override;
-  void peripheralDidDiscoverCharacteristicsFor(platform::CBPeripheral& peripheral,
-                                               platform::CBService& service,
-                                               const platform::Error* error) override;
-  void peripheralDidUpdateValueFor(platform::CBPeripheral& peripheral,
+  void peripheralDidUpdateValueFor(platform::CBPeripheral& device,
                                    platform::CBCharacteristic& characteristic,
                                    const platform::Error* error) override;
 
-  const std::shared_ptr<platform::CBPeripheral> peripheral;
   const std::array<std::uint8_t, 1> data0{0x00};  // stops a calibration or an acquisition
   const std::array<std::uint8_t, 1> data1{0x01};  // starts it
 
-  // Null until discovered.
-  std::atomic<platform::CBCharacteristic*> charac_calibration{nullptr};
-  std::atomic<platform::CBCharacteristic*> charac_acquisition{nullptr};
-  std::atomic<platform::CBCharacteristic*> charac_force_sleep{nullptr};
-
- private:
-  void useCharacteristic(platform::CBPeripheral& device,
-                         platform::CBCharacteristic& characteristic);
+  KeptCharacteristic charac_calibration{nullptr};
+  KeptCharacteristic charac_acquisition{nullptr};
+  KeptCharacteristic charac_force_sleep{nullptr};
 };

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "Bytes.h"
-#include "Discovery.h"
 #include "EndProcess.h"
 #include "FenwixStreams.h"
 #include "GattIdentifiers.h"
@@ -14,70 +13,39 @@
 
 using platform::CBCharacteristic;
 using platform::CBPeripheral;
-using platform::CBService;
 using platform::CBUUID;
 using platform::Error;
 using platform::Value;
 
 namespace {
 
-constexpr CBUUID kSignal[] = {charac_fenwix_rms, charac_fenwix_rms2, charac_fenwix_raw,
-                              charac_fenwix_raw2};
-constexpr CBUUID kBattery[] = {charac_batt, charac_batt_heath};
-constexpr CBUUID kConfig[] = {charac_fenwix_command};
-constexpr CBUUID kInfo[] = {charac_info_modele, charac_info_firmware, charac_info_hardware,
-                            charac_info_serial, charac_info_systid};
-constexpr KnownService kServices[] = {{service_fenwix, kSignal},
-                                      {service_batt, kBattery},
-                                      {service_fenwix_config, kConfig},
-                                      {service_info, kInfo}};
+constexpr std::string_view kNames[] = {"nomsuel"};
 
-bool isInfo(const CBUUID& uuid) {
-  return uuid == charac_info_modele || uuid == charac_info_serial || uuid == charac_info_firmware ||
-         uuid == charac_info_hardware || uuid == charac_info_systid;
-}
+// The raw streams stay off until the host asks for them; the battery's health is read once.
+constexpr KnownCharacteristic kCharacteristics[] = {
+    {service_fenwix, charac_fenwix_rms, Use::subscribe},
+    {service_fenwix, charac_fenwix_rms2, Use::subscribe},
+    {service_fenwix, charac_fenwix_raw, Use::keep, keptIn(&ComFenwix::characRaw)},
+    {service_fenwix, charac_fenwix_raw2, Use::keep, keptIn(&ComFenwix::characRaw2)},
+    {service_batt, charac_batt, Use::readThenSubscribe},
+    {service_batt, charac_batt_heath, Use::read},
+    {service_info, charac_info_modele, Use::read},
+    {service_info, charac_info_firmware, Use::read},
+    {service_info, charac_info_hardware, Use::read},
+    {service_info, charac_info_serial, Use::read},
+    {service_info, charac_info_systid, Use::read},
+    {service_fenwix_config, charac_fenwix_command, Use::subscribe,
+     keptIn(&ComFenwix::characCommand)},
+};
 
 }  // namespace
 
-ComFenwix::ComFenwix(std::shared_ptr<CBPeripheral> device) : peripheral(std::move(device)) {
+constinit const Family ComFenwix::family{
+    .names = kNames, .characteristics = kCharacteristics, .logsUnknownServices = true};
+
+ComFenwix::ComFenwix(std::shared_ptr<CBPeripheral> device)
+    : DeviceHandler(std::move(device), family) {
   peripheral->setDelegate(this);
-}
-
-void ComFenwix::peripheralDidDiscoverServices(CBPeripheral& device, const Error* error) {
-  if (!servicesDiscovered(device, error)) return;
-  for (CBService* service : *device.services()) {
-    if (!discoverCharacteristicsOf(device, *service, kServices)) {
-      writeLine("service inconnu : " + service->UUID().description());
-    }
-  }
-}
-
-void ComFenwix::peripheralDidDiscoverCharacteristicsFor(CBPeripheral& device, CBService& service,
-                                                        const Error*) {
-  if (service.characteristics() == nullptr) return;
-  for (CBCharacteristic* characteristic : *service.characteristics()) {
-    useCharacteristic(device, *characteristic);
-  }
-}
-
-// The raw streams stay off until the host asks for them; the battery's health is read once.
-void ComFenwix::useCharacteristic(CBPeripheral& device, CBCharacteristic& characteristic) {
-  const CBUUID& uuid = characteristic.UUID();
-  if (uuid == charac_fenwix_rms || uuid == charac_fenwix_rms2) {
-    device.setNotifyValue(true, characteristic);
-  } else if (uuid == charac_fenwix_raw) {
-    characRaw = &characteristic;
-  } else if (uuid == charac_fenwix_raw2) {
-    characRaw2 = &characteristic;
-  } else if (uuid == charac_fenwix_command) {
-    characCommand = &characteristic;
-    device.setNotifyValue(true, characteristic);
-  } else if (uuid == charac_batt) {
-    device.readValue(characteristic);
-    device.setNotifyValue(true, characteristic);
-  } else if (uuid == charac_batt_heath || isInfo(uuid)) {
-    device.readValue(characteristic);
-  }
 }
 
 void ComFenwix::peripheralDidUpdateNotificationStateFor(CBPeripheral&,

@@ -5,28 +5,25 @@
 // write operations may be used by any thread: the reader of host commands does.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string_view>
 #include <vector>
 
+#include "DeviceHandler.h"
 #include "platform/Platform.h"
 
-class ComFenwix final : public platform::CBPeripheralDelegate {
+class ComFenwix final : public DeviceHandler {
  public:
+  static const Family family;
+
   explicit ComFenwix(std::shared_ptr<platform::CBPeripheral> device);
 
-  void peripheralDidDiscoverServices(platform::CBPeripheral& peripheral,
-                                     const platform::Error* error) override;
-  void peripheralDidDiscoverCharacteristicsFor(platform::CBPeripheral& peripheral,
-                                               platform::CBService& service,
-                                               const platform::Error* error) override;
-  void peripheralDidUpdateValueFor(platform::CBPeripheral& peripheral,
+  void peripheralDidUpdateValueFor(platform::CBPeripheral& device,
                                    platform::CBCharacteristic& characteristic,
                                    const platform::Error* error) override;
-  void peripheralDidUpdateNotificationStateFor(platform::CBPeripheral& peripheral,
+  void peripheralDidUpdateNotificationStateFor(platform::CBPeripheral& device,
                                                platform::CBCharacteristic& characteristic,
                                                const platform::Error* error) override;
 
@@ -45,12 +42,9 @@ class ComFenwix final : public platform::CBPeripheralDelegate {
   // identification values and the subscription of the command characteristic.
   void verifConnection();
 
-  const std::shared_ptr<platform::CBPeripheral> peripheral;
-
-  // Null until discovered.
-  std::atomic<platform::CBCharacteristic*> characRaw{nullptr};
-  std::atomic<platform::CBCharacteristic*> characRaw2{nullptr};
-  std::atomic<platform::CBCharacteristic*> characCommand{nullptr};
+  KeptCharacteristic characRaw{nullptr};
+  KeptCharacteristic characRaw2{nullptr};
+  KeptCharacteristic characCommand{nullptr};
 
   std::optional<std::int64_t> nivBatt;
   std::optional<std::int64_t> healthBatt;
@@ -69,8 +63,6 @@ class ComFenwix final : public platform::CBPeripheralDelegate {
   std::uint8_t commandeEnCours = 0;  // code of the last reply header
 
  private:
-  void useCharacteristic(platform::CBPeripheral& device,
-                         platform::CBCharacteristic& characteristic);
   void countEvent();
   bool storeIdentification(std::optional<std::uint32_t>& field, platform::Value value);
   void storeSerial(platform::Value value);

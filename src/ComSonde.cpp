@@ -1,9 +1,9 @@
 #include "ComSonde.h"
 
+#include <span>
 #include <utility>
 
 #include "Bytes.h"
-#include "Discovery.h"
 #include "GattIdentifiers.h"
 #include "Payload.h"
 #include "Precondition.h"
@@ -12,18 +12,23 @@
 
 using platform::CBCharacteristic;
 using platform::CBPeripheral;
-using platform::CBService;
 using platform::CBUUID;
 using platform::Error;
 using platform::Value;
 
 namespace {
 
-constexpr CBUUID kIlo[] = {charac_ilo};
-constexpr CBUUID kTenoval[] = {charac_tenoval};
-constexpr CBUUID kBattery[] = {charac_batt};
-constexpr KnownService kServices[] = {
-    {service_ilo, kIlo}, {service_tenoval, kTenoval}, {service_batt, kBattery}};
+// "pelk0" has a digit zero: both spellings are out in the field.
+constexpr std::string_view kNames[] = {"ilo", "pelko", "pelk0", "tenoval", "kvaltrin"};
+
+// The first is the Ilo's, which sends its battery level with each value.
+constexpr KnownCharacteristic kCharacteristics[] = {
+    {service_ilo, charac_ilo, Use::subscribe},
+    {service_batt, charac_batt, Use::readThenSubscribe},
+    {service_tenoval, charac_tenoval, Use::subscribe},
+};
+constexpr auto kOfIlo = std::span(kCharacteristics).first<1>();
+constexpr auto kOfTenoval = std::span(kCharacteristics).subspan<1>();
 
 bool hasIloName(const CBPeripheral& peripheral) {
   const auto name = peripheral.name();
@@ -33,31 +38,16 @@ bool hasIloName(const CBPeripheral& peripheral) {
 
 }  // namespace
 
+constinit const Family ComSonde::family{.names = kNames, .characteristics = kCharacteristics};
+
 ComSonde::ComSonde(std::shared_ptr<CBPeripheral> device)
-    : peripheral(std::move(device)), isIlo(hasIloName(*peripheral)) {
+    : DeviceHandler(std::move(device), family), isIlo(hasIloName(*peripheral)) {
   peripheral->setDelegate(this);
   sendQuelmar(isIlo ? "C;1;" : "C;2;");
 }
 
-void ComSonde::peripheralDidDiscoverServices(CBPeripheral& device, const Error* error) {
-  if (!servicesDiscovered(device, error)) return;
-  for (CBService* service : *device.services()) {
-    discoverCharacteristicsOf(device, *service, kServices);
-  }
-}
-
-void ComSonde::peripheralDidDiscoverCharacteristicsFor(CBPeripheral& device, CBService& service,
-                                                       const Error*) {
-  if (service.characteristics() == nullptr) return;
-  for (CBCharacteristic* characteristic : *service.characteristics()) {
-    const CBUUID& uuid = characteristic->UUID();
-    if (uuid == charac_ilo || uuid == charac_tenoval) {
-      device.setNotifyValue(true, *characteristic);
-    } else if (uuid == charac_batt) {
-      device.readValue(*characteristic);
-      device.setNotifyValue(true, *characteristic);
-    }
-  }
+std::vector<CBUUID> ComSonde::services() const {
+  return isIlo ? servicesOf(kOfIlo) : servicesOf(kOfTenoval);
 }
 
 void ComSonde::peripheralDidUpdateValueFor(CBPeripheral&, CBCharacteristic& characteristic,

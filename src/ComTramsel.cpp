@@ -5,48 +5,32 @@
 #include <utility>
 
 #include "Bytes.h"
-#include "Discovery.h"
 #include "GattIdentifiers.h"
 #include "Payload.h"
 #include "Utils.h"
 
 using platform::CBCharacteristic;
 using platform::CBPeripheral;
-using platform::CBService;
-using platform::CBUUID;
 using platform::Error;
 using platform::Value;
 
 namespace {
 
-constexpr CBUUID kMotion[] = {charac_tramsel};
-constexpr CBUUID kBattery[] = {charac_batt};
-constexpr KnownService kServices[] = {{service_tramsel, kMotion}, {service_batt, kBattery}};
+constexpr std::string_view kNames[] = {"dorvane", "tramsel"};
+
+constexpr KnownCharacteristic kCharacteristics[] = {
+    {service_tramsel, charac_tramsel, Use::subscribe},
+    {service_batt, charac_batt, Use::readThenSubscribe},
+};
 
 }  // namespace
 
-ComTramsel::ComTramsel(std::shared_ptr<CBPeripheral> device) : peripheral(std::move(device)) {
+constinit const Family ComTramsel::family{
+    .names = kNames, .characteristics = kCharacteristics, .announcement = "C;3;0;"};
+
+ComTramsel::ComTramsel(std::shared_ptr<CBPeripheral> device)
+    : DeviceHandler(std::move(device), family) {
   peripheral->setDelegate(this);
-}
-
-void ComTramsel::peripheralDidDiscoverServices(CBPeripheral& device, const Error* error) {
-  if (!servicesDiscovered(device, error)) return;
-  for (CBService* service : *device.services()) {
-    discoverCharacteristicsOf(device, *service, kServices);
-  }
-}
-
-void ComTramsel::peripheralDidDiscoverCharacteristicsFor(CBPeripheral& device, CBService& service,
-                                                         const Error*) {
-  if (service.characteristics() == nullptr) return;
-  for (CBCharacteristic* characteristic : *service.characteristics()) {
-    if (characteristic->UUID() == charac_tramsel) {
-      device.setNotifyValue(true, *characteristic);
-    } else if (characteristic->UUID() == charac_batt) {
-      device.readValue(*characteristic);
-      device.setNotifyValue(true, *characteristic);
-    }
-  }
 }
 
 void ComTramsel::peripheralDidUpdateValueFor(CBPeripheral&, CBCharacteristic& characteristic,

@@ -5,22 +5,19 @@
 #include <cstdint>
 #include <memory>
 
+#include "DeviceHandler.h"
 #include "platform/Platform.h"
 
-class ComTramsel final : public platform::CBPeripheralDelegate {
+class ComTramsel final : public DeviceHandler {
  public:
+  static const Family family;
+
   explicit ComTramsel(std::shared_ptr<platform::CBPeripheral> device);
 
-  void peripheralDidDiscoverServices(platform::CBPeripheral& peripheral,
-                                     const platform::Error* error) override;
-  void peripheralDidDiscoverCharacteristicsFor(platform::CBPeripheral& peripheral,
-                                               platform::CBService& service,
-                                               const platform::Error* error) override;
-  void peripheralDidUpdateValueFor(platform::CBPeripheral& peripheral,
+  void peripheralDidUpdateValueFor(platform::CBPeripheral& device,
                                    platform::CBCharacteristic& characteristic,
                                    const platform::Error* error) override;
 
-  const std::shared_ptr<platform::CBPeripheral> peripheral;
   std::int64_t batTramsel = -1;  // 0 to 255; -1, which the host sees as it stands, until known
 
  private:

@@ -62,7 +62,6 @@ class Bluetoothd {
     bool isForClient = false;  // discovers
     bool isForLeaver = false;  // that client is gone, which has not been noticed
     bool isForAnother = false;
-    bool hasFilter = false;
 
     bool isDiscovering() const { return isForClient || isForAnother; }
   };
@@ -107,7 +106,6 @@ class Bluetoothd {
   void hear(RemoteDevice& device);
   // Somebody is heard once, whom nobody wants anything of.
   void passBy(const std::string& adapter, const std::string& key, const std::string& name);
-  void rename(RemoteDevice& device);
   void dropLink(RemoteDevice& device);
   // The model may have something to do.
   void wake(RemoteDevice& device);

@@ -85,8 +85,7 @@ void appendDevice(sd_bus_message* message, const std::string& name, bool isConne
   if (hasRssi) sd_bus_message_append(message, "{sv}", "RSSI", "n", kRssi);
 }
 
-void appendGatt(sd_bus_message* message, const std::string& /*device*/,
-                const RemoteDevice::Gatt& gatt) {
+void appendGatt(sd_bus_message* message, const RemoteDevice::Gatt& gatt) {
   Interfaces object(message, gatt.isService ? kServiceInterface : kCharacteristicInterface);
   object.add("UUID", gatt.uuid);
   if (gatt.isService) {

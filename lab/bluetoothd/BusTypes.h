@@ -1,4 +1,4 @@
-// How BlueZ's objects are written into D-Bus messages.
+// How BlueZ's objects are written into D-Bus messages, and the names of its errors.
 #pragma once
 
 #include <systemd/sd-bus.h>
@@ -17,6 +17,15 @@ inline constexpr char kCharacteristicInterface[] = "org.bluez.GattCharacteristic
 inline constexpr char kPropertiesInterface[] = "org.freedesktop.DBus.Properties";
 inline constexpr char kObjectManagerInterface[] = "org.freedesktop.DBus.ObjectManager";
 
+// Errors.
+inline constexpr char kFailed[] = "org.bluez.Error.Failed";
+inline constexpr char kInProgress[] = "org.bluez.Error.InProgress";
+inline constexpr char kNotReady[] = "org.bluez.Error.NotReady";
+inline constexpr char kNotSupported[] = "org.bluez.Error.NotSupported";
+inline constexpr char kAccessDenied[] = "org.freedesktop.DBus.Error.AccessDenied";
+inline constexpr char kUnknownObject[] = "org.freedesktop.DBus.Error.UnknownObject";
+inline constexpr char kUnknownMethod[] = "org.freedesktop.DBus.Error.UnknownMethod";
+
 // A model's tree as objects, in handle order: a service, then its characteristics.
 std::vector<RemoteDevice::Gatt> gattOf(const DeviceModel& model);
 
@@ -24,7 +33,7 @@ std::vector<RemoteDevice::Gatt> gattOf(const DeviceModel& model);
 void appendAdapter(sd_bus_message* message, bool isPowered, bool isDiscovering);
 void appendDevice(sd_bus_message* message, const std::string& name, bool isConnected,
                   bool areServicesResolved, bool hasRssi);
-void appendGatt(sd_bus_message* message, const std::string& device, const RemoteDevice::Gatt& gatt);
+void appendGatt(sd_bus_message* message, const RemoteDevice::Gatt& gatt);
 
 // The arguments of PropertiesChanged.
 void appendHeard(sd_bus_message* message, const std::string& newName);

@@ -1,0 +1,103 @@
+// Adapters, and who discovers with them.
+#include "lab/bluetoothd/Bluetoothd.h"
+
+#include "lab/bluetoothd/BusTypes.h"
+
+namespace lab {
+
+void Bluetoothd::plug(const std::string& adapter, bool isPowered) {
+  adapters_[adapter] = Adapter{.isPowered = isPowered};
+  if (!isRunning_) return;
+  tellAdded(adapter, [&](sd_bus_message* message) { appendAdapter(message, isPowered, false); });
+}
+
+void Bluetoothd::unplug(const std::string& adapter) {
+  if (!adapters_.contains(adapter)) return;
+  for (const auto& device : devices_) {
+    if (device->adapter_ != adapter) continue;
+    dropLink(*device);
+    forget(*device);
+  }
+  adapters_.erase(adapter);
+  if (isRunning_) tellRemoved(adapter, kAdapterInterface);
+}
+
+void Bluetoothd::setPowered(const std::string& path, bool isPowered) {
+  const auto found = adapters_.find(path);
+  if (found == adapters_.end() || found->second.isPowered == isPowered) return;
+  Adapter& adapter = found->second;
+  adapter.isPowered = isPowered;
+  if (!isPowered) {
+    adapter.isForClient = adapter.isForLeaver = adapter.isForAnother = false;
+    for (const auto& device : devices_) {
+      if (device->adapter_ == path) dropLink(*device);
+    }
+  }
+  tellBoolean(path, kAdapterInterface, "Powered", isPowered);
+}
+
+bool Bluetoothd::isPowered(const std::string& path) const {
+  const auto found = adapters_.find(path);
+  return found != adapters_.end() && found->second.isPowered;
+}
+
+bool Bluetoothd::isDiscovering(const std::string& path) const {
+  const auto found = adapters_.find(path);
+  return found != adapters_.end() && found->second.isDiscovering();
+}
+
+void Bluetoothd::serveAdapter(const BusMessage& call, const std::string& path,
+                              const std::string& member) {
+  Adapter& adapter = adapters_[path];
+  if (member == "SetDiscoveryFilter") return reply(call);
+  if (member == "StartDiscovery") {
+    if (deniesDiscovery) return bus_.sendError(call, kAccessDenied, "Rejected by the policy");
+    if (!adapter.isPowered) return bus_.sendError(call, kNotReady, "Not ready");
+    if (adapter.isForClient && !adapter.isForLeaver) {
+      return bus_.sendError(call, kInProgress, "In progress");
+    }
+    const bool was = adapter.isDiscovering();
+    adapter.isForClient = true;
+    adapter.isForLeaver = false;
+    reply(call);
+    if (!was) tellBoolean(path, kAdapterInterface, "Discovering", true);
+    return;
+  }
+  if (member == "StopDiscovery") {
+    if (!adapter.isForClient || adapter.isForLeaver) {
+      return bus_.sendError(call, kFailed, "No discovery started");
+    }
+    reply(call);
+    return stopDiscovery(path, adapter);
+  }
+  bus_.sendError(call, kUnknownMethod, "No such method");
+}
+
+void Bluetoothd::stopDiscovery(const std::string& path, Adapter& adapter) {
+  adapter.isForClient = adapter.isForLeaver = false;
+  if (adapter.isForAnother) return;
+  if (traits.tellsDiscoveringOfALeaver) {
+    tellBoolean(path, kAdapterInterface, "Discovering", false);
+  }
+  forgetUnheard(path);
+}
+
+void Bluetoothd::discoverForAnother(const std::string& path, bool isOn) {
+  const auto found = adapters_.find(path);
+  if (!isRunning_ || found == adapters_.end() || !found->second.isPowered) return;
+  const bool was = found->second.isDiscovering();
+  found->second.isForAnother = isOn;
+  if (was == found->second.isDiscovering()) return;
+  tellBoolean(path, kAdapterInterface, "Discovering", isOn);
+  if (!isOn) forgetUnheard(path);
+}
+
+void Bluetoothd::changeAlias(const std::string& adapter) {
+  if (!isRunning_ || !adapters_.contains(adapter)) return;
+  BusMessage signal = bus_.newSignal(adapter, kPropertiesInterface, "PropertiesChanged");
+  if (signal == nullptr) return;
+  sd_bus_message_append(signal.get(), "sa{sv}as", kAdapterInterface, 1, "Alias", "s", "desk", 0);
+  bus_.sendSignal(std::move(signal), kAdapterInterface);
+}
+
+}  // namespace lab

@@ -1,0 +1,119 @@
+// Devices: what is heard of them, their objects, and their models' time.
+#include "lab/bluetoothd/Bluetoothd.h"
+
+#include <algorithm>
+
+#include "lab/bluetoothd/BusTypes.h"
+
+namespace lab {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr Microseconds kMemory = 30s;  // of a device that was only heard
+
+}  // namespace
+
+void Bluetoothd::hear(RemoteDevice& device) {
+  if (!isRunning_ || !device.isAdvertising || device.isConnected_) return;
+  for (const auto& [path, adapter] : adapters_) {
+    if (!adapter.isPowered || !adapter.isDiscovering()) continue;
+    if (device.hasObject() && device.adapter_ != path) continue;
+    const bool isNew = !device.hasObject();
+    if (isNew) ++device.objects;
+    const bool tellsName = !isNew || !device.doesNameComeLater;
+    const bool isNameNew = tellsName && device.name_ != device.model_.name();
+    if (tellsName) device.name_ = device.model_.name();
+    device.adapter_ = path;
+    device.hasRssi_ = true;
+    device.lastHeard_ = agenda_.now();
+    if (isNew) {
+      tellObject(device);
+    } else {
+      BusMessage signal = bus_.newSignal(device.path(), kPropertiesInterface, "PropertiesChanged");
+      if (signal != nullptr) {
+        appendHeard(signal.get(), isNameNew ? device.name_ : std::string());
+        bus_.sendSignal(std::move(signal), kDeviceInterface);
+      }
+    }
+    witness_.didHear(device);
+    later(kMemory + 1ms, [this, &device] {
+      const bool isStale = device.lastHeard_ + kMemory <= agenda_.now();
+      if (isStale && device.hasObject() && !device.isConnected_) remove(device);
+    });
+    return;
+  }
+}
+
+void Bluetoothd::passBy(const std::string& adapter, const std::string& key,
+                        const std::string& name) {
+  if (!isRunning_ || !isDiscovering(adapter)) return;
+  const std::string path = adapter + "/" + key;
+  tellAdded(path,
+            [&](sd_bus_message* message) { appendDevice(message, name, false, false, true); });
+  later(kMemory, [this, path] { tellRemoved(path, kDeviceInterface); });
+}
+
+void Bluetoothd::remove(RemoteDevice& device) {
+  if (!isRunning_ || !device.hasObject()) return;
+  dropLink(device);
+  forget(device);
+}
+
+// A Connect that waits is never answered.
+void Bluetoothd::forget(RemoteDevice& device) {
+  if (!device.hasObject()) return;
+  if (device.hasGattObjects_) {
+    for (const Gatt& gatt : device.gatt_) {
+      tellRemoved(device.path() + gatt.path,
+                  gatt.isService ? kServiceInterface : kCharacteristicInterface);
+    }
+  }
+  const std::string path = device.path();
+  device.adapter_.clear();
+  if (device.connect_ != nullptr) bus_.forget(device.connect_);
+  device.connect_.reset();
+  ++device.attempt_;
+  device.hasRssi_ = false;
+  device.hasGattObjects_ = false;
+  device.name_.clear();
+  if (isRunning_) tellRemoved(path, kDeviceInterface);
+}
+
+void Bluetoothd::forgetUnheard(const std::string& adapter) {
+  for (const auto& device : devices_) {
+    if (device->adapter_ != adapter) continue;
+    device->hasRssi_ = false;
+    const bool isTemporary = !device->isStored && !device->hasGattObjects_;
+    if (isTemporary && !device->isConnected_) forget(*device);
+  }
+}
+
+RemoteDevice* Bluetoothd::deviceAt(const std::string& path) {
+  for (const auto& device : devices_) {
+    if (device->hasObject() && (path == device->path() || path.starts_with(device->path() + "/"))) {
+      return device.get();
+    }
+  }
+  return nullptr;
+}
+
+void Bluetoothd::wake(RemoteDevice& device) {
+  const std::size_t turn = ++device.turn_;
+  agenda_.after(0us, [this, &device, turn] {
+    if (turn == device.turn_) advance(device);
+  });
+}
+
+void Bluetoothd::advance(RemoteDevice& device) {
+  lookAtSockets(device);
+  const std::optional<Microseconds> next = device.model_.advance(agenda_.now());
+  if (!next) return;
+  const std::size_t turn = ++device.turn_;
+  agenda_.at(std::max(*next, agenda_.now() + 1us), [this, &device, turn] {
+    if (turn == device.turn_) advance(device);
+  });
+}
+
+}  // namespace lab

@@ -1,0 +1,195 @@
+// Requests to devices and subscriptions.
+#include "lab/bluetoothd/Bluetoothd.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "lab/bluetoothd/BusTypes.h"
+
+namespace lab {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr Microseconds kAttLimit = 30s;  // after which an unanswered request ends the link
+
+// std::function wants what it holds to be copied.
+using SharedMessage = std::shared_ptr<sd_bus_message>;
+
+SharedMessage share(const BusMessage& message) {
+  return {sd_bus_message_ref(message.get()), DropMessage()};
+}
+
+BusMessage share(const SharedMessage& message) {
+  return BusMessage(sd_bus_message_ref(message.get()));
+}
+
+}  // namespace
+
+void Bluetoothd::serveGatt(const BusMessage& call, RemoteDevice& device, Gatt& gatt,
+                           const std::string& member) {
+  // It may see a call before it sees that the client has closed its end.
+  if (member != "AcquireNotify" || dice_.oneIn(2)) lookAtSockets(device);
+  if (member == "StartNotify") return startNotify(call, device, gatt);
+  if (member == "StopNotify") {
+    unsubscribe(device, gatt);
+    return reply(call);
+  }
+  if (!device.isConnected_) return bus_.sendError(call, kFailed, "Not connected");
+  if (member == "ReadValue") return read(call, device, gatt);
+  if (member == "WriteValue") return write(call, device, gatt);
+  if (member == "AcquireNotify") return acquire(call, device, gatt);
+  bus_.sendError(call, kUnknownMethod, "No such method");
+}
+
+void Bluetoothd::request(const BusMessage& call, RemoteDevice& device, const char* verb, Gatt& gatt,
+                         const std::function<void(Witness::Fate)>& answer) {
+  const Witness::Fate fate = witness_.fateOf(device, verb, gatt.uuid);
+  const std::size_t number = ++requestCount_;
+  pending_.emplace(number, Pending{&device, &gatt, BusMessage(sd_bus_message_ref(call.get()))});
+  if (fate == Witness::Fate::ignore) {
+    later(kAttLimit, [this, number, &device] {
+      if (pending_.contains(number)) dropLink(device);
+    });
+    return;
+  }
+  later(shortTime(), [this, number, fate, answer, &device] {
+    if (!pending_.contains(number)) return;
+    if (fate == Witness::Fate::drop) return dropLink(device);
+    const auto kept = pending_.extract(number);
+    answer(fate);
+    wake(device);
+  });
+}
+
+void Bluetoothd::read(const BusMessage& call, RemoteDevice& device, Gatt& gatt) {
+  request(call, device, "read", gatt,
+          [this, &device, &gatt, call = share(call)](Witness::Fate fate) {
+            const BusMessage owned = share(call);
+            ReadResult result = AttError::readNotPermitted;
+            if (fate == Witness::Fate::serve) result = device.model_.read(gatt.index);
+            const Bytes* value = std::get_if<Bytes>(&result);
+            if (value == nullptr) {
+              bus_.sendError(owned, kFailed, "Operation failed with ATT error: 0x02");
+              return witness_.didRead(device, gatt.uuid, nullptr);
+            }
+            tellValue(device, gatt, *value);  // its echo
+            BusMessage reply = MessageBus::newReply(owned);
+            sd_bus_message_append_array(reply.get(), 'y', value->data(), value->size());
+            bus_.sendReply(std::move(reply));
+            witness_.didRead(device, gatt.uuid, value);
+          });
+}
+
+void Bluetoothd::write(const BusMessage& call, RemoteDevice& device, Gatt& gatt) {
+  const void* bytes = nullptr;
+  std::size_t size = 0;
+  if (sd_bus_message_read_array(call.get(), 'y', &bytes, &size) < 0) return;
+  Bytes value(size);
+  if (size > 0) std::memcpy(value.data(), bytes, size);
+  request(call, device, "write", gatt,
+          [this, &device, &gatt, value, call = share(call)](Witness::Fate fate) {
+            const BusMessage owned = share(call);
+            AttError error = AttError::writeNotPermitted;
+            if (fate == Witness::Fate::serve) error = device.model_.write(gatt.index, value);
+            witness_.didWrite(device, gatt.uuid, value);
+            if (error == AttError::none) return reply(owned);
+            bus_.sendError(owned, kFailed, "Operation failed with ATT error: 0x03");
+          });
+}
+
+void Bluetoothd::acquire(const BusMessage& call, RemoteDevice& device, Gatt& gatt) {
+  if (!traits.offersSockets || !gatt.declared.notify) {
+    return bus_.sendError(call, kNotSupported, "Operation is not supported");
+  }
+  if (gatt.way != Gatt::Way::none) return bus_.sendError(call, kInProgress, "In progress");
+  request(call, device, "subscribe", gatt,
+          [this, &device, &gatt, call = share(call)](Witness::Fate fate) {
+            const BusMessage owned = share(call);
+            AttError error = AttError::unlikely;
+            if (fate == Witness::Fate::serve) error = device.model_.subscribe(gatt.index, true);
+            if (error != AttError::none) {
+              witness_.didAnswerSubscription(device, gatt.uuid, false);
+              if (!traits.answersRefusedSockets) return bus_.forget(owned);
+              return bus_.sendError(owned, kFailed, "Operation failed with ATT error: 0x0e");
+            }
+            std::array<int, 2> ends{};
+            if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0,
+                           ends.data()) != 0) {
+              return;
+            }
+            BusMessage reply = MessageBus::newReply(owned);
+            sd_bus_message_append(reply.get(), "hq", ends[1], 247);
+            close(ends[1]);
+            gatt.way = Gatt::Way::socket;
+            gatt.socket = ends[0];
+            bus_.sendReply(std::move(reply));
+            witness_.didAnswerSubscription(device, gatt.uuid, true);
+          });
+}
+
+void Bluetoothd::startNotify(const BusMessage& call, RemoteDevice& device, Gatt& gatt) {
+  if (!device.isConnected_) return reply(call);  // and does nothing
+  if (gatt.way != Gatt::Way::none) return bus_.sendError(call, kInProgress, "In progress");
+  request(call, device, "subscribe", gatt,
+          [this, &device, &gatt, call = share(call)](Witness::Fate fate) {
+            AttError error = AttError::unlikely;
+            if (fate == Witness::Fate::serve) error = device.model_.subscribe(gatt.index, true);
+            if (error != AttError::none) {
+              const BusMessage owned = share(call);
+              witness_.didAnswerSubscription(device, gatt.uuid, false);
+              return bus_.sendError(owned, kFailed, "Operation failed with ATT error: 0x0e");
+            }
+            gatt.way = Gatt::Way::signals;
+            const auto confirm = [this, call, &device, &gatt] {
+              reply(share(call));
+              witness_.didAnswerSubscription(device, gatt.uuid, true);
+            };
+            if (!traits.signalsValuesEarly) return confirm();
+            later(shortTime() * 20, [confirm, &device, &gatt, generation = device.generation,
+                                     subscription = ++gatt.subscription] {
+              if (device.generation == generation && gatt.subscription == subscription) confirm();
+            });
+          });
+}
+
+void Bluetoothd::unsubscribe(RemoteDevice& device, Gatt& gatt) {
+  if (gatt.way == Gatt::Way::none) return;
+  if (gatt.socket >= 0) close(std::exchange(gatt.socket, -1));
+  gatt.way = Gatt::Way::none;
+  ++gatt.subscription;
+  witness_.didEndSubscription(device, gatt.uuid);
+  if (device.isConnected_) device.model_.subscribe(gatt.index, false);
+}
+
+// The client ends a subscription by closing its end.
+void Bluetoothd::lookAtSockets(RemoteDevice& device) {
+  for (Gatt& gatt : device.gatt_) {
+    if (gatt.way != Gatt::Way::socket) continue;
+    pollfd end{gatt.socket, 0, 0};
+    if (::poll(&end, 1, 0) > 0 && (end.revents & (POLLHUP | POLLERR)) != 0) {
+      unsubscribe(device, gatt);
+    }
+  }
+}
+
+void Bluetoothd::takeValue(RemoteDevice& device, Gatt& gatt, const Bytes& value) {
+  if (gatt.way == Gatt::Way::signals) {
+    tellValue(device, gatt, value);
+    witness_.didSendValue(device, gatt.uuid, value);
+  } else if (gatt.way == Gatt::Way::socket) {
+    const ssize_t sent =
+        ::send(gatt.socket, value.data(), value.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (sent >= 0) return witness_.didSendValue(device, gatt.uuid, value);
+    if (errno == EAGAIN) witness_.didLose(device, gatt.uuid);
+  }
+}
+
+}  // namespace lab

@@ -1,0 +1,102 @@
+// What it tells of its objects: signals, the list of all, single properties.
+#include "lab/bluetoothd/Bluetoothd.h"
+
+#include <utility>
+
+#include "lab/bluetoothd/BusTypes.h"
+
+namespace lab {
+
+void Bluetoothd::tellObject(RemoteDevice& device) {
+  tellAdded(device.path(), [&](sd_bus_message* message) {
+    appendDevice(message, device.name_, device.isConnected_, device.isResolved_, device.hasRssi_);
+  });
+}
+
+void Bluetoothd::tellAdded(const std::string& path,
+                           const std::function<void(sd_bus_message*)>& interfaces) {
+  BusMessage signal = bus_.newSignal("/", kObjectManagerInterface, "InterfacesAdded");
+  if (signal == nullptr || !isRunning_) return;
+  sd_bus_message_append(signal.get(), "o", path.c_str());
+  interfaces(signal.get());
+  bus_.sendSignal(std::move(signal));
+}
+
+void Bluetoothd::tellRemoved(const std::string& path, const char* interface) {
+  BusMessage signal = bus_.newSignal("/", kObjectManagerInterface, "InterfacesRemoved");
+  if (signal == nullptr || !isRunning_) return;
+  sd_bus_message_append(signal.get(), "oas", path.c_str(), 2, kPropertiesInterface, interface);
+  bus_.sendSignal(std::move(signal));
+}
+
+void Bluetoothd::tellBoolean(const std::string& path, const char* interface, const char* name,
+                             bool value) {
+  BusMessage signal = bus_.newSignal(path, kPropertiesInterface, "PropertiesChanged");
+  if (signal == nullptr || !isRunning_) return;
+  sd_bus_message_append(signal.get(), "sa{sv}as", interface, 1, name, "b", value ? 1 : 0, 0);
+  bus_.sendSignal(std::move(signal), interface);
+}
+
+void Bluetoothd::tellValue(const RemoteDevice& device, const Gatt& gatt, const Bytes& value) {
+  BusMessage signal =
+      bus_.newSignal(device.path() + gatt.path, kPropertiesInterface, "PropertiesChanged");
+  if (signal == nullptr) return;
+  appendValueChange(signal.get(), value);
+  bus_.sendSignal(std::move(signal), kCharacteristicInterface);
+}
+
+void Bluetoothd::listObjects(const BusMessage& call) {
+  BusMessage reply = MessageBus::newReply(call);
+  sd_bus_message* message = reply.get();
+  sd_bus_message_open_container(message, 'a', "{oa{sa{sv}}}");
+  const auto append = [&](const std::string& path, const auto& interfaces) {
+    sd_bus_message_open_container(message, 'e', "oa{sa{sv}}");
+    sd_bus_message_append(message, "o", path.c_str());
+    interfaces();
+    sd_bus_message_close_container(message);
+  };
+  for (const auto& device : devices_) {
+    if (!device->hasObject()) continue;
+    if (device->hasGattObjects_) {
+      for (auto gatt = device->gatt_.rbegin(); gatt != device->gatt_.rend(); ++gatt) {
+        append(device->path() + gatt->path, [&] { appendGatt(message, *gatt); });
+      }
+    }
+    append(device->path(), [&] {
+      appendDevice(message, device->name_, device->isConnected_, device->isResolved_,
+                   device->hasRssi_);
+    });
+  }
+  for (const auto& entry : adapters_) {
+    const auto& adapter = entry.second;
+    append(entry.first,
+           [&] { appendAdapter(message, adapter.isPowered, adapter.isDiscovering()); });
+  }
+  sd_bus_message_close_container(message);
+  bus_.sendReply(std::move(reply));
+  witness_.didListObjects();
+}
+
+void Bluetoothd::serveProperty(const BusMessage& call, const std::string& path) {
+  const char* interface = nullptr;
+  const char* name = nullptr;
+  if (sd_bus_message_read(call.get(), "ss", &interface, &name) < 0) return;
+  RemoteDevice* device = deviceAt(path);
+  if (device == nullptr) return bus_.sendError(call, kUnknownObject, "No such object");
+  lookAtSockets(*device);
+  BusMessage reply = MessageBus::newReply(call);
+  const std::string property = name;
+  const bool isConnected = device->isConnected_;
+  const bool isGatt = path != device->path();
+  if (isGatt && !device->hasGattObjects_) {
+    return bus_.sendError(call, kUnknownObject, "No such object");
+  }
+  if (isGatt && property == "UUID") {
+    sd_bus_message_append(reply.get(), "v", "s", "");
+  } else {
+    sd_bus_message_append(reply.get(), "v", "b", property == "Connected" && isConnected ? 1 : 0);
+  }
+  bus_.sendReply(std::move(reply));
+}
+
+}  // namespace lab

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "lab/models/Models.h"
+#include "lab/simulated/Platform.h"
 #include "lab/simulated/SimulatedDevice.h"
-#include "platform/simulated/Platform.h"
 
 namespace lab::demo {
 

@@ -8,7 +8,7 @@
 
 #include "lab/DeviceModel.h"
 #include "lab/hci/LinkFaults.h"
-#include "platform/simulated/Platform.h"
+#include "lab/simulated/Platform.h"
 
 namespace lab {
 

@@ -1,8 +1,9 @@
 // The seam between the bridge and the operating system's Bluetooth stack.
 //
 // One abstract interface in CoreBluetooth's own terms; a program links exactly one implementation
-// of it (bluez, corebluetooth or simulated). This header is the whole contract: what holds for one
-// implementation holds for all, and tests/contract runs the same tests over each.
+// of it (bluez, corebluetooth, or lab/simulated, which has no radio). This header is the whole
+// contract: what holds for one implementation holds for all, and tests/contract runs the same tests
+// over each.
 //
 // Threads. The thread that calls Platform::runUntil is the main thread. Every delegate callback is
 // made there, from within runUntil and never from within the call that caused it. All operations

@@ -4,8 +4,8 @@
 #include <map>
 
 #include "contract/Bench.h"
+#include "lab/simulated/Platform.h"
 #include "lab/simulated/SimulatedDevice.h"
-#include "platform/simulated/Platform.h"
 
 namespace contract {
 namespace {

@@ -26,7 +26,7 @@
 #include <span>
 #include <string_view>
 
-#include "platform/simulated/Platform.h"
+#include "lab/simulated/Platform.h"
 
 namespace process_test {
 

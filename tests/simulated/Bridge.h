@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/simulated/Platform.h"
+#include "lab/simulated/Platform.h"
 
 namespace simulated_test {
 

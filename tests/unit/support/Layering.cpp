@@ -65,7 +65,7 @@ bool isAllowed(const fs::path& file, const fs::path& target, bool isProgram) {
   }
   if (area == "lab") return targetArea == "lab";
   return targetArea.starts_with("lab") || targetArea == "platform" ||
-         targetArea == "platform/simulated" || (isProgram && target == "src/main.h");
+         targetArea == "platform/shared" || (isProgram && target == "src/main.h");
 }
 
 std::string withoutComments(const std::string& text) {

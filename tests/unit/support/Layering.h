@@ -3,9 +3,9 @@
 // - The core (src) includes itself, a lower layer never a higher one, and of the
 //   platform its interface alone.
 // - A platform implementation includes the interface and its own folder.
-// - The device models (lab) include lab alone. Where they meet the simulated platform
-//   (lab/simulated, lab/demo), that and the interface come in, and a program there may run the
-//   bridge through main.h.
+// - The device models (lab) include lab alone. The simulated platform and what is on it
+//   (lab/simulated, lab/demo) include the interface as well, and what platforms share; a program
+//   there may run the bridge through main.h.
 // - Nothing in src includes lab, tests, bench or host.
 #pragma once
 

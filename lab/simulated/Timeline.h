@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-#include "platform/simulated/Time.h"
+#include "lab/simulated/Time.h"
 
 namespace platform::simulated {
 

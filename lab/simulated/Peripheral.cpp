@@ -1,9 +1,9 @@
-#include "platform/simulated/Peripheral.h"
+#include "lab/simulated/Peripheral.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "platform/simulated/Central.h"
+#include "lab/simulated/Central.h"
 
 namespace platform::simulated {
 namespace {

@@ -11,8 +11,8 @@
 #include <variant>
 #include <vector>
 
+#include "lab/simulated/Time.h"
 #include "platform/Platform.h"
-#include "platform/simulated/Time.h"
 
 namespace platform::simulated {
 

@@ -1,4 +1,4 @@
-#include "platform/simulated/WakeUp.h"
+#include "lab/simulated/WakeUp.h"
 
 #include <fcntl.h>
 #include <unistd.h>

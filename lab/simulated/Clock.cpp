@@ -1,4 +1,4 @@
-#include "platform/simulated/Clock.h"
+#include "lab/simulated/Clock.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "platform/simulated/Platform.h"
+#include "lab/simulated/Platform.h"
 
 #include <poll.h>
 
@@ -6,8 +6,8 @@
 #include <limits>
 #include <utility>
 
-#include "platform/simulated/Central.h"
-#include "platform/simulated/Peripheral.h"
+#include "lab/simulated/Central.h"
+#include "lab/simulated/Peripheral.h"
 
 namespace platform::simulated {
 namespace {

@@ -1,8 +1,8 @@
-#include "platform/simulated/Central.h"
+#include "lab/simulated/Central.h"
 
 #include <utility>
 
-#include "platform/simulated/Peripheral.h"
+#include "lab/simulated/Peripheral.h"
 
 namespace platform::simulated {
 

@@ -6,12 +6,12 @@
 #include <utility>
 #include <vector>
 
+#include "lab/simulated/Clock.h"
+#include "lab/simulated/Timeline.h"
+#include "lab/simulated/WakeUp.h"
 #include "platform/Platform.h"
 #include "platform/shared/DeliveryQueue.h"
 #include "platform/shared/Mailbox.h"
-#include "platform/simulated/Clock.h"
-#include "platform/simulated/Timeline.h"
-#include "platform/simulated/WakeUp.h"
 
 namespace platform::simulated {
 

@@ -5,9 +5,9 @@
 #include <utility>
 #include <vector>
 
+#include "lab/simulated/Device.h"
 #include "platform/Platform.h"
 #include "platform/shared/DeliveryQueue.h"
-#include "platform/simulated/Device.h"
 
 namespace platform::simulated {
 

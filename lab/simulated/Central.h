@@ -8,8 +8,8 @@
 #include <memory>
 #include <set>
 
+#include "lab/simulated/Air.h"
 #include "platform/Platform.h"
-#include "platform/simulated/Air.h"
 
 namespace platform::simulated {
 

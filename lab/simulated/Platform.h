@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "lab/simulated/Air.h"
+#include "lab/simulated/Device.h"
 #include "platform/Platform.h"
-#include "platform/simulated/Air.h"
-#include "platform/simulated/Device.h"
 
 namespace platform::simulated {
 

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "platform/simulated/Device.h"
+#include "lab/simulated/Device.h"
 
 namespace platform::simulated {
 

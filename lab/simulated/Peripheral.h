@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
+#include "lab/simulated/Air.h"
+#include "lab/simulated/Device.h"
+#include "lab/simulated/Gatt.h"
+#include "lab/simulated/Request.h"
 #include "platform/Platform.h"
-#include "platform/simulated/Air.h"
-#include "platform/simulated/Device.h"
-#include "platform/simulated/Gatt.h"
-#include "platform/simulated/Request.h"
 
 namespace platform::simulated {
 

@@ -3,7 +3,7 @@
 
 #include <chrono>
 
-#include "platform/simulated/Time.h"
+#include "lab/simulated/Time.h"
 
 namespace platform::simulated {
 

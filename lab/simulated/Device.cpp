@@ -1,9 +1,9 @@
-#include "platform/simulated/Device.h"
+#include "lab/simulated/Device.h"
 
 #include <cstdlib>
 #include <utility>
 
-#include "platform/simulated/Peripheral.h"
+#include "lab/simulated/Peripheral.h"
 
 namespace platform::simulated {
 

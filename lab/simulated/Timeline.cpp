@@ -1,4 +1,4 @@
-#include "platform/simulated/Timeline.h"
+#include "lab/simulated/Timeline.h"
 
 #include <algorithm>
 #include <tuple>

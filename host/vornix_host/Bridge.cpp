@@ -140,9 +140,13 @@ class Bridge::Loop {
 
   void take(Message message, std::chrono::system_clock::time_point wall) {
     const std::string radio = life_.radio;
+    const std::size_t losses = life_.lostDevices.size();
     life_.note(message, lastRead_);
     add({std::move(message), lastRead_, wall});
     if (life_.radio != radio) add({Event::Own(RadioChanged{life_.radio}), lastRead_, wall});
+    if (life_.lostDevices.size() > losses) {
+      add({Event::Own(DeviceLost{life_.lostDevices.back()}), lastRead_, wall});
+    }
   }
 
   // Lines whose device is ready go to the bridge, in their order; the others stay.
@@ -174,7 +178,7 @@ class Bridge::Loop {
   }
 
   void lookForLosses() {
-    bool isLost = life_.isLostByReset();
+    bool isLost = life_.hasLost();
     for (std::string& stream : life_.lost(Clock::now(), options_.silence)) {
       tell(StreamLost{std::move(stream)});
       isLost = true;

@@ -43,7 +43,13 @@ struct RadioChanged {
   std::string state;
 };
 
-// A stream that had begun is silent; nothing else tells that its device is lost. "motion",
+// A device was lost, or failed, before its services were known: it stays silent. Its name is as the
+// log has it.
+struct DeviceLost {
+  std::string name;
+};
+
+// A stream that had begun is silent; nothing else tells that a device is lost by then. "motion",
 // "measurement", "rms 1", "rms 2", "raw 1" or "raw 2".
 struct StreamLost {
   std::string stream;
@@ -64,7 +70,8 @@ struct GivenUp {
 };
 
 struct Event {
-  using Own = std::variant<Started, RadioChanged, StreamLost, Ended, Restarting, GivenUp>;
+  using Own =
+      std::variant<Started, RadioChanged, DeviceLost, StreamLost, Ended, Restarting, GivenUp>;
 
   std::variant<Message, Own> what;  // what the bridge wrote, or what became of it
 
@@ -86,7 +93,7 @@ class Bridge {
   struct Options {
     std::vector<std::string> command;  // the program, looked for as a shell does, and arguments
     bool restart = true;               // by the recipe (Recipe.h), when it ends by itself
-    bool restartOnLoss = false;        // when a stream has stopped
+    bool restartOnLoss = false;        // when a device is lost
     std::chrono::milliseconds silence = std::chrono::seconds(5);  // what counts as that
     // Of the output at the end: nothing waits in the bridge any more.
     std::chrono::milliseconds drained = std::chrono::milliseconds(20);

@@ -22,7 +22,7 @@ struct RunEnd {
   std::chrono::milliseconds lived{};
   std::string lastLog;           // the text of the last line of its log
   std::string whyRadioUnusable;  // in words; empty where no "Z;" came
-  bool isLoss = false;           // the host ended it, because a stream had stopped
+  bool isLoss = false;           // the host ended it, because a device was lost
 };
 
 // The pause before the next start, or why there is none, in words for the user.

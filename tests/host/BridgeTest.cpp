@@ -58,7 +58,7 @@ std::vector<Kind> rest(Bridge& bridge) {
 // Which of the bridge's own events come, until it is over.
 std::string story(Bridge& bridge) {
   std::string words;
-  while (const auto event = bridge.next()) {
+  while (const auto event = bridge.nextWithin(kPatience)) {
     if (event->as<Started>()) words += "started ";
     if (event->as<Ended>()) words += "ended ";
     if (event->as<Restarting>()) words += "restarting ";
@@ -131,6 +131,25 @@ TEST(BridgeOverTheDemo, StartsAgainWhenAskedToAfterALoss) {
   EXPECT_EQ(first<Ended>(bridge).status, 0);
   EXPECT_EQ(first<Started>(bridge).start, 2);
   first<TramselMotion>(bridge);
+}
+
+TEST(BridgeOverTheDemo, TellsOfADeviceThatWasLostBeforeItsServicesWereKnown) {
+  Bridge bridge({.command = demo({"--devices", "corvelta", "--fault", "drop-at=services"})});
+  EXPECT_EQ(first<DeviceLost>(bridge).name, "Tarvix-1");
+  bridge.send("CV_debutCalib");  // waits: it would end the bridge
+  bridge.send("bonjour");
+  EXPECT_EQ(first<LogEntry>(bridge).text, "commande recue non traitee : bonjour");
+  bridge.close();
+  EXPECT_EQ(rest<LogEntry>(bridge).back().text, "cde : kill");
+}
+
+TEST(BridgeOverTheDemo, IsStartedAgainWhenAskedToAfterADeviceFailed) {
+  Bridge::Options options = quick(demo({"--devices", "tramsel", "--fault", "refuse-services"}));
+  options.restartOnLoss = true;
+  Bridge bridge(options);
+  EXPECT_EQ(first<DeviceLost>(bridge).name, "Tramsel-1");
+  EXPECT_EQ(first<Ended>(bridge).status, 0);
+  EXPECT_EQ(first<Started>(bridge).start, 2);
 }
 
 TEST(BridgeOverTheDemo, LearnsThatACommandIsBeyondADevice) {
@@ -207,6 +226,25 @@ TEST(BridgeOverAPlayedOne, GetsNothingForTheChannelOfADocumentThatIsAwaited) {
   }
   first<FenwixJson>(bridge);
   EXPECT_EQ(first<LogEntry>(bridge).text, "FX_cmdWriteByte 7 1");
+}
+
+TEST(BridgeOverAPlayedOne, IsGivenUpWhenAskedToStartAgainAndADeviceAlwaysFails) {
+  Bridge::Options options = quick(fake({"log=erreur de lecture des services x de Ilo-7", "echo"}));
+  options.restartOnLoss = true;
+  Bridge bridge(options);
+  const std::string again = "started ended restarting ";
+  EXPECT_EQ(story(bridge), again + again + again + again + "started ended given up ");
+}
+
+TEST(BridgeOverAPlayedOne, FindsTheNameOfALostDeviceBehindAnErrorOfAnyWords) {
+  Bridge bridge(
+      {.command = fake({"log=Connexion a Paul", "log=Connexion a Tramsel de Paul",
+                        "log=erreur de lecture des services fin de liaison de Tramsel de Paul",
+                        "log=erreur de lecture des services fin de liaison de Paul",
+                        "log=erreur de lecture des services fin de liaison de Ilo-7", "exit=0"})});
+  EXPECT_EQ(first<DeviceLost>(bridge).name, "Tramsel de Paul");
+  EXPECT_EQ(first<DeviceLost>(bridge).name, "Paul");
+  EXPECT_EQ(first<DeviceLost>(bridge).name, "Ilo-7");
 }
 
 TEST(BridgeOverAPlayedOne, IsStartedAgainWhenAskedToAfterAResetOfTheRadio) {

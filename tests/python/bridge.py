@@ -149,6 +149,35 @@ class OverTheDemo(Limited):
             lost = await first(bridge.events(), v.StreamLost)
             self.assertEqual(lost.stream, "motion")
 
+    async def test_tells_of_a_device_that_was_lost_before_its_services_were_known(self):
+        arguments = ["--devices", "corvelta", "--fault", "drop-at=services"]
+        async with demo(*arguments, silence=0.5) as bridge:
+            events = bridge.events()
+            self.assertEqual((await first(events, v.DeviceLost)).name, "Tarvix-1")
+            waiting = asyncio.ensure_future(bridge.start_calibration())
+            await bridge.send("bonjour")  # the bridge goes on, and the command waits
+            while (await first(events, v.LogEntry)).text != "commande recue non traitee : bonjour":
+                pass
+            self.assertFalse(waiting.done())
+            waiting.cancel()
+
+    async def test_starts_again_when_asked_to_after_a_device_failed(self):
+        arguments = ["--devices", "tramsel", "--fault", "refuse-services"]
+        with SHORT:
+            async with demo(*arguments, silence=0.5, restart_on_loss=True) as bridge:
+                events = bridge.events()
+                for start in (2, 3):
+                    self.assertEqual((await first(events, v.DeviceLost)).name, "Tramsel-1")
+                    self.assertEqual((await first(events, v.Ended)).status, 0)
+                    self.assertEqual(await first(events, v.Started), v.Started(start))
+
+    async def test_gives_up_when_asked_to_start_again_and_a_device_always_fails(self):
+        steps = ["log=erreur de lecture des services x de Tramsel-1", "echo"]
+        with SHORT:
+            came = await everything(fake(*steps, silence=0.1, restart_on_loss=True))
+        self.assertEqual(kinds(came).count("Started"), recipe.MOST)
+        self.assertIn("starts in a row", str(came[-1]))
+
     async def test_does_not_miss_a_raw_stream_that_was_switched_off(self):
         arguments = ["--devices", "fenwix", "--control", "rate 20"]
         async with demo(*arguments, silence=1) as bridge:
@@ -209,6 +238,16 @@ class OverAPlayedBridge(Limited):
         )
         damaged = b"".join(one.data for one in came if isinstance(one, v.DamagedLine))
         self.assertEqual(damaged, b"stray\n<V;0000>\n<C;1;<@25:00:00.000 : x>\n<PJSON;{")
+
+    async def test_finds_the_name_of_a_lost_device_behind_an_error_of_any_words(self):
+        came = await everything(fake(
+            "log=Connexion a Paul", "log=Connexion a Tramsel de Paul",
+            "log=erreur de lecture des services fin de liaison de Tramsel de Paul",
+            "log=erreur de lecture des services fin de liaison de Paul",
+            "log=erreur de lecture des services fin de liaison de Ilo-7", "exit=0",
+        ))  # fmt: skip
+        lost = [one.name for one in came if isinstance(one, v.DeviceLost)]
+        self.assertEqual(lost, ["Tramsel de Paul", "Paul", "Ilo-7"])
 
     async def test_gives_what_it_does_not_know(self):
         came = await everything(fake("message=Q;1;", "message=S;1;65536;0;", "exit=0"))

@@ -2,7 +2,7 @@
 
 from vornix_host.bridge import Bridge, BridgeEnded
 from vornix_host.commands import CommandError
-from vornix_host.events import Ended, GivenUp, RadioChanged, Restarting, Started, StreamLost
+from vornix_host.events import DeviceLost, Ended, GivenUp, RadioChanged, Restarting, Started, StreamLost
 from vornix_host.lines import DamagedLine, LineReader, LogEntry, Payload, checksum
 from vornix_host.messages import (
     CorveltaBattery,
@@ -29,8 +29,8 @@ from vornix_host.streams import BridgeOver, Stream
 
 __all__ = [
     "Bridge", "BridgeEnded", "BridgeOver", "CommandError", "CorveltaBattery", "CorveltaCalibration",
-    "CorveltaCalibrationError", "CorveltaContraction", "CorveltaOnMains", "DamagedLine", "Ended",
-    "Event", "FenwixBattery", "FenwixIdentity", "FenwixJson", "FenwixRaw", "FenwixRms", "GivenUp",
+    "CorveltaCalibrationError", "CorveltaContraction", "CorveltaOnMains", "DamagedLine", "DeviceLost",
+    "Ended", "Event", "FenwixBattery", "FenwixIdentity", "FenwixJson", "FenwixRaw", "FenwixRms", "GivenUp",
     "LineReader", "LogEntry", "Message", "Payload", "ProbeFound", "ProbeMeasurement",
     "RadioChanged", "RadioUnusable", "Restarting", "Started", "Stream", "StreamLost",
     "TramselFound", "TramselMotion", "UnknownMessage", "checksum", "decode",

@@ -111,7 +111,7 @@ def main() -> int:
     )
     parser.add_argument("--log", action="store_true", help="show the bridge's log")
     parser.add_argument(
-        "--restart-on-loss", action="store_true", help="start again when a stream has stopped"
+        "--restart-on-loss", action="store_true", help="start again when a device is lost"
     )
     parser.add_argument("command", nargs=argparse.REMAINDER, metavar="BRIDGE [ARGUMENT...]")
     options = parser.parse_args()

@@ -37,7 +37,7 @@ class Bridge:
     Every message knows when this host received it. Commands wait until their device is ready, and
     until a document that was asked for has come where they share its channel; they check their
     arguments. A bridge that ends by itself is started again by the recipe of the host
-    protocol, and so is one of which a stream has stopped, if restart_on_loss says so; the devices'
+    protocol, and so is one that has lost a device, if restart_on_loss says so; the devices'
     readiness, raw streams, acquisitions and calibrations then begin anew, by the host. At the end
     of the block what was started is stopped, what waits is read, and the bridge ended.
 
@@ -223,10 +223,10 @@ class Bridge:
 
     def _take(self, came: List[Came]) -> None:
         for event in came:
-            radio = self._life.note(event)
+            news = self._life.note(event)
             self._hub.tell(event)
-            if radio:
-                self._hub.tell(radio)
+            if news:
+                self._hub.tell(news)
 
     def _end(self, status: int) -> None:
         self._ended.set_result(status)
@@ -305,13 +305,13 @@ class Bridge:
             more()
 
     async def _watch(self) -> None:
-        """Looks for streams that have stopped."""
+        """Looks for devices that are lost."""
         while True:
             await asyncio.sleep(self._silence / 10)
             losses = list(self._life.lost(time.monotonic(), self._silence))
             for loss in losses:
                 self._tell(loss)
-            is_lost = losses or (self._life.was_reset and self._life.radio == "on")
+            is_lost = losses or self._life.has_lost
             if is_lost and self._restart_on_loss and not (self._is_closing or self._is_ending_for_loss):
                 self._is_ending_for_loss = True
                 await self._end_orderly()

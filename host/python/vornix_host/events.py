@@ -20,8 +20,18 @@ class RadioChanged(Event):
 
 
 @dataclasses.dataclass(frozen=True)
+class DeviceLost(Event):
+    """It was lost, or failed, before its services were known: it stays silent.
+
+    name: as the log has it.
+    """
+
+    name: str
+
+
+@dataclasses.dataclass(frozen=True)
 class StreamLost(Event):
-    """A stream that had begun is silent. Nothing else tells that its device is lost.
+    """A stream that had begun is silent. Nothing else tells that a device is lost by then.
 
     stream: "motion", "measurement", "rms 1", "rms 2", "raw 1" or "raw 2".
     """

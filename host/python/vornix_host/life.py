@@ -2,15 +2,17 @@
 
 from __future__ import annotations
 
-from typing import Dict, Iterator, Optional, Type
+from typing import Dict, Iterator, List, Optional, Type, Union
 
 from vornix_host import messages as m
 from vornix_host.commands import STOPS, asks_for_document, word_of
-from vornix_host.events import RadioChanged, StreamLost
+from vornix_host.events import DeviceLost, RadioChanged, StreamLost
 from vornix_host.lines import LogEntry
 from vornix_host.messages import Event
 
 _RADIO = "manager state update : "
+_ACCEPTED = "Connexion a "
+_FAILED = "erreur de lecture des services "
 _RADIO_STATES = {"poweredOn": "on", "poweredOff": "off"}
 _DEVICES: Dict[Type[m.Message], str] = {
     m.TramselFound: "tramsel",
@@ -30,11 +32,13 @@ class Life:
         self.stops: Dict[str, str] = {}  # by the command that started, the one that stops
         self.awaits_document = False  # it was asked for, and has not come
         self.has_no_document = False  # nor will it
-        self.was_reset = False  # the radio: whoever was found is lost
+        self._was_reset = False  # the radio: whoever was found is lost
+        self._has_failed = False  # a device, before its services were known
+        self._accepted: List[str] = []  # the devices' names
         self._heard: Dict[str, float] = {}  # when each stream was last heard, monotonic clock
 
-    def note(self, event: Event) -> Optional[RadioChanged]:
-        """What the bridge wrote; what that says of the radio, if it is new."""
+    def note(self, event: Event) -> Union[RadioChanged, DeviceLost, None]:
+        """What the bridge wrote; what that says of the radio, if it is new, or of a device."""
         if isinstance(event, LogEntry):
             return self._note_log(event)
         if isinstance(event, m.RadioUnusable):
@@ -72,19 +76,34 @@ class Life:
                 del self._heard[stream]
                 yield StreamLost(stream, now - last)
 
-    def _note_log(self, event: LogEntry) -> Optional[RadioChanged]:
-        self.last_log = event.text
-        if not event.text.startswith(_RADIO):
+    @property
+    def has_lost(self) -> bool:
+        """Whether the log told of a loss: no silence of a stream is needed to know it."""
+        return self._has_failed or (self._was_reset and self.radio == "on")
+
+    def _note_log(self, event: LogEntry) -> Union[RadioChanged, DeviceLost, None]:
+        text = self.last_log = event.text
+        if text.startswith(_ACCEPTED):
+            self._accepted.append(text[len(_ACCEPTED) :])
+        if text.startswith(_FAILED):
+            self._has_failed = True
+            return DeviceLost(self._name_at_end(text)).received(event.monotonic, event.wall)
+        if not text.startswith(_RADIO):
             return None
-        state = event.text[len(_RADIO) :]
+        state = text[len(_RADIO) :]
         return self._note_radio(_RADIO_STATES.get(state, state), event)
+
+    def _name_at_end(self, text: str) -> str:
+        """Of an accepted device: a name, and the error before it, may hold " de " as well."""
+        names = [name for name in self._accepted if text.endswith(" de " + name)]
+        return max(names, key=len, default=text.rpartition(" de ")[2])
 
     def _note_radio(self, state: str, event: Event) -> Optional[RadioChanged]:
         if state == self.radio:
             return None
         self.radio = state
         if state == "resetting":
-            self.was_reset = True
+            self._was_reset = True
             self.devices.clear()
         return RadioChanged(state).received(event.monotonic, event.wall)
 

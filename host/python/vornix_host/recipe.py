@@ -26,7 +26,7 @@ class End:
     lived: float  # seconds
     last_log: Optional[str]  # its text
     radio: Optional[str] = None  # why it is unusable: RadioUnusable.reason
-    is_loss: bool = False  # the host ended it, because a stream stopped
+    is_loss: bool = False  # the host ended it, because a device was lost
 
 
 @dataclasses.dataclass(frozen=True)

@@ -22,6 +22,7 @@ class Life {
   std::string lastLog;
   std::string whyRadioUnusable;  // in words; empty where no "Z;" came
   std::string radio = "unknown";
+  std::vector<std::string> lostDevices;  // before their services were known; by name
 
   bool isReady(Needs device) const {
     return device == Needs::nothing || (device == Needs::corvelta ? corvelta_ : fenwix_);
@@ -32,8 +33,9 @@ class Life {
     return awaitsDocument_ && isNotDuringDocument(command);
   }
 
-  // The radio was reset and is on again: whoever was found is lost.
-  bool isLostByReset() const { return wasReset_ && radio == "on"; }
+  // The log told of a loss: of a device, or of all that were found, by a radio that was reset and
+  // is on again.
+  bool hasLost() const { return !lostDevices.empty() || (wasReset_ && radio == "on"); }
 
   // What the bridge wrote.
   void note(const Message& message, Time when) {
@@ -88,10 +90,27 @@ class Life {
   }
 
   void noteLog(const std::string& text) {
+    constexpr std::string_view accepted = "Connexion a ";
+    constexpr std::string_view state = "manager state update : ";
     lastLog = text;
-    constexpr std::string_view beginning = "manager state update : ";
-    if (!text.starts_with(beginning)) return;
-    radio = text.substr(beginning.size());
+    if (text.starts_with(accepted)) accepted_.push_back(text.substr(accepted.size()));
+    if (text.starts_with("erreur de lecture des services ")) {
+      lostDevices.push_back(nameAtEnd(text));
+    }
+    if (text.starts_with(state)) noteRadio(text.substr(state.size()));
+  }
+
+  // Of an accepted device: a name, and the error before it, may hold " de " as well.
+  std::string nameAtEnd(const std::string& text) const {
+    std::string found = text.substr(text.rfind(" de ") + 4);
+    for (const std::string& name : accepted_) {
+      if (name.size() > found.size() && text.ends_with(" de " + name)) found = name;
+    }
+    return found;
+  }
+
+  void noteRadio(const std::string& state) {
+    radio = state;
     if (radio == "poweredOn") radio = "on";
     if (radio == "poweredOff") radio = "off";
     if (radio != "resetting") return;
@@ -111,6 +130,7 @@ class Life {
   bool fenwix_ = false;
   bool awaitsDocument_ = false;
   bool wasReset_ = false;
+  std::vector<std::string> accepted_;  // the devices' names
   std::vector<std::string_view> started_;
   std::array<std::optional<Time>, 6> heard_;
 };

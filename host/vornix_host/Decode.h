@@ -77,7 +77,7 @@ inline MaybeMessage fenwixRaw(const Fields& fields) {
   for (std::size_t i = 0; i < hex.size(); ++i) {
     const std::size_t digit = std::string_view("0123456789ABCDEF").find(hex[i]);
     if (digit == std::string_view::npos) return std::nullopt;
-    raw.bytes[i / 2] = static_cast<std::uint8_t>(raw.bytes[i / 2] * 16U + digit);
+    raw.bytes[i / 2] = static_cast<std::uint8_t>(raw.bytes[i / 2] << 4U | static_cast<int>(digit));
   }
   return raw;
 }

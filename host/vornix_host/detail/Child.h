@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+// NOLINTNEXTLINE(readability-redundant-declaration): only glibc has declared it already
 extern "C" char** environ;
 
 namespace vornix_host::detail {
@@ -99,6 +100,7 @@ class Child {
   // blocked, whatever the host's thread blocks.
   void spawn(const std::vector<std::string>& command, int in, int out) {
     std::vector<char*> words;
+    words.reserve(command.size() + 1);
     for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
     words.push_back(nullptr);
     if (command.empty()) require(EINVAL, "no program to start");

@@ -12,11 +12,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <deque>
 
-#include "Crowd.h"
-#include "FakeBluez.h"
 #include "PlayedDevice.h"
 #include "Series.h"
 #include "lab/Text.h"
@@ -26,29 +25,40 @@ namespace {
 
 using bench::Clock;
 using bench::Series;
+using lab::Microseconds;
+using namespace std::chrono_literals;
 
 const std::string kAdapter = "/org/bluez/hci0";
+constexpr Microseconds kAdvertisingInterval = 1s;
 
 // What is later than this was not held up in the machine: an idle machine whose host is busy finds
 // that time has jumped. Going on from there keeps values from coming all at once.
-constexpr auto kLongestDelay = std::chrono::milliseconds(2);
+constexpr auto kLongestDelay = 2ms;
 
 void tell(const std::string& event) {
   std::printf("%s\n", event.c_str());
   std::fflush(stdout);
 }
 
-class Player {
+// Of the private range for random addresses.
+std::string keyOf(unsigned advertiser) {
+  std::array<char, 24> text;
+  std::snprintf(text.data(), text.size(), "dev_C0_00_00_%02X_%02X_%02X", advertiser >> 16U & 0xFFU,
+                advertiser >> 8U & 0xFFU, advertiser & 0xFFU);
+  return text.data();
+}
+
+class Player final : private lab::Witness {
  public:
   Player() {
-    bluez_.objects[kAdapter] = {{"org.bluez.Adapter1", {{"Powered", true}}}};
+    bluetoothd_.plug(kAdapter, true);
+    bluetoothd_.start();
+    // So that advertisers are told of also when the client has ended its scan.
+    bluetoothd_.discoverForAnother(kAdapter, true);
     for (std::size_t place = 0; place < bench::kDevices.size(); ++place) {
-      series_.push_back(&devices_.emplace_back(bluez_, place, [] { tell("subscribed"); }).values());
+      series_.push_back(&devices_.emplace_back(bluetoothd_, place).values());
     }
-    bluez_.on(kAdapter, "StartDiscovery", [this](auto call) {
-      bluez_.reply(*call);
-      for (std::size_t place = 0; place < bench::kProbe; ++place) devices_[place].appear();
-    });
+    advertise();
     tell("ready");
   }
 
@@ -56,7 +66,8 @@ class Player {
   void run() {
     lab::LineReader input(STDIN_FILENO);
     while (!input.isAtEnd()) {
-      bluez_.serve();
+      letTimePass();
+      if (bus_.hasClient()) bus_.serve();
       if (input.isReady()) {
         for (const std::string& line : input.read()) obey(line);
       }
@@ -66,6 +77,35 @@ class Player {
   }
 
  private:
+  Fate fateOf(lab::RemoteDevice&, std::string_view, std::string_view) override {
+    return Fate::serve;
+  }
+  // The first three are heard of when somebody scans, the probe when it is said.
+  void didAsk(const std::string& /*path*/, const std::string& member) override {
+    if (member != "StartDiscovery") return;
+    for (std::size_t place = 0; place < bench::kProbe; ++place) devices_[place].appear();
+  }
+  void didAnswerSubscription(lab::RemoteDevice& remote, std::string_view uuid,
+                             bool isMade) override {
+    for (const auto& device : devices_) {
+      if (&device.remote() == &remote && device.isStream(uuid) && isMade) tell("subscribed");
+    }
+  }
+
+  void advertise() {
+    for (const auto& device : devices_) bluetoothd_.hear(device.remote());
+    agenda_.after(kAdvertisingInterval, [this] { advertise(); });
+  }
+
+  static Microseconds now() {
+    return std::chrono::duration_cast<Microseconds>(Clock::now() - kStart);
+  }
+  void letTimePass() {
+    const Microseconds end = now();
+    while (agenda_.next() && *agenda_.next() <= end) agenda_.doNext();
+    agenda_.passUntil(end);
+  }
+
   bool isAtWork() const { return std::ranges::any_of(series_, &Series::isRunning); }
 
   void advance() {
@@ -90,14 +130,14 @@ class Player {
   }
 
   void wait() {
-    const Clock::time_point now = Clock::now();
-    const Clock::time_point due = std::min(nextDue(), now + std::chrono::hours(1));
-    const auto left = std::max<Clock::duration>(due - now, Clock::duration::zero());
+    Clock::time_point due = nextDue();
+    if (const auto next = agenda_.next()) due = std::min(due, kStart + *next);
+    const auto left = std::max<Clock::duration>(due - Clock::now(), 0ns);
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
     const timespec timeout{seconds.count(), (left - seconds).count()};
-    const auto events = static_cast<short>(std::max(0, sd_bus_get_events(bluez_.bus())));
-    pollfd wanted[]{{sd_bus_get_fd(bluez_.bus()), events, 0}, {STDIN_FILENO, POLLIN, 0}};
+    pollfd wanted[]{bus_.wanted(), {STDIN_FILENO, POLLIN, 0}};
     ::ppoll(wanted, 2, &timeout, nullptr);
+    if (wanted[0].revents != 0 && !bus_.hasClient()) bus_.accept();
   }
 
   void obey(const std::string& line) {
@@ -136,12 +176,20 @@ class Player {
     }
   }
 
-  bluez_tests::FakeBluez bluez_;
-  bench::Crowd crowd_{bluez_.bus()};
+  void pass(unsigned advertiser) {
+    bluetoothd_.passBy(kAdapter, keyOf(advertiser), "Beacon " + std::to_string(advertiser));
+  }
+
+  static inline const Clock::time_point kStart = Clock::now();
+
+  lab::Agenda agenda_;
+  lab::Dice dice_{1};
+  lab::MessageBus bus_;
+  lab::Bluetoothd bluetoothd_{agenda_, dice_, bus_, *this};
   std::deque<bench::PlayedDevice> devices_;  // as kDevices
   unsigned known_ = 0;
-  Series firsts_{[this](unsigned number) { crowd_.tellFirst(number - 1); }};
-  Series reports_{[this](unsigned number) { crowd_.tellAgain((number - 1) % known_); }};
+  Series firsts_{[this](unsigned number) { pass(number - 1); }};
+  Series reports_{[this](unsigned number) { pass((number - 1) % known_); }};
   std::vector<Series*> series_{&firsts_, &reports_};  // and those of the devices
 };
 

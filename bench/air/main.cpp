@@ -1,13 +1,14 @@
 // The runner of the benchmark in crowded air; see bench/air/run.
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <stdexcept>
 
 #include "Devices.h"
 #include "Figures.h"
-#include "PrivateBus.h"
 #include "Session.h"
 #include "lab/Text.h"
+#include "lab/bluetoothd/MessageBus.h"
 
 namespace {
 
@@ -147,13 +148,14 @@ class Run {
 void measure(const char* name, void (Run::*measurement)(), bench::Figures& figures) {
   bench::Process bluetoothd({BENCH_BLUETOOTHD});
   bench::Session(bluetoothd).waitForEvent("ready");
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): one thread
+  setenv("DBUS_SYSTEM_BUS_ADDRESS", lab::MessageBus::addressOf(bluetoothd.id()).c_str(), 1);
   Run run(name, bluetoothd, figures);
   (run.*measurement)();
 }
 
 void measureAll(unsigned rounds) {
   bench::holdMemory();
-  const bluez_tests::PrivateBus bus;
   bench::Figures figures;
   for (unsigned round = 1; round <= rounds; ++round) {
     std::printf("round %u\n", round);

@@ -18,6 +18,11 @@ void Bluetoothd::unplug(const std::string& adapter) {
     dropLink(*device);
     forget(*device);
   }
+  std::erase_if(strangers_, [&](const auto& stranger) {
+    const bool isHere = stranger.first.starts_with(adapter + "/");
+    if (isHere) tellRemoved(stranger.first, kDeviceInterface);
+    return isHere;
+  });
   adapters_.erase(adapter);
   if (isRunning_) tellRemoved(adapter, kAdapterInterface);
 }

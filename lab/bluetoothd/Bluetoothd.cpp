@@ -66,6 +66,7 @@ void Bluetoothd::stop() {
   ++life_;
   calls_.clear();
   pending_.clear();
+  strangers_.clear();
   bus_.loseStackName();
 }
 

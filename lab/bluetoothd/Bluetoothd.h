@@ -4,6 +4,7 @@
 // seed, the same session.
 #pragma once
 
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <map>
@@ -55,6 +56,8 @@ class Witness {
   ~Witness() = default;
 };
 
+struct DeviceObject;
+
 class Bluetoothd {
  public:
   struct Adapter {
@@ -104,7 +107,7 @@ class Bluetoothd {
   void remove(RemoteDevice& device);
 
   void hear(RemoteDevice& device);
-  // Somebody is heard once, whom nobody wants anything of.
+  // Somebody is heard, for the first time or again, whom nobody wants anything of.
   void passBy(const std::string& adapter, const std::string& key, const std::string& name);
   void dropLink(RemoteDevice& device);
   // The model may have something to do.
@@ -143,9 +146,12 @@ class Bluetoothd {
   void lookAtSockets(RemoteDevice& device);
   void advance(RemoteDevice& device);
 
+  void forgetStranger(const std::string& path);
   void forget(RemoteDevice& device);
   void forgetUnheard(const std::string& adapter);
   void tellObject(RemoteDevice& device);
+  void tellHeard(const std::string& path, std::int16_t rssi, const std::string& newName);
+  static DeviceObject objectOf(const RemoteDevice& device);
   void tellBoolean(const std::string& path, const char* interface, const char* name, bool value);
   void tellAdded(const std::string& path, const std::function<void(sd_bus_message*)>& interfaces);
   void tellRemoved(const std::string& path, const char* interface);
@@ -163,6 +169,12 @@ class Bluetoothd {
   std::size_t life_ = 0;
   std::map<std::string, Adapter> adapters_;
   std::vector<std::unique_ptr<RemoteDevice>> devices_;
+  struct Stranger {
+    std::string name;
+    std::int16_t rssi;
+    Microseconds lastHeard;
+  };
+  std::map<std::string, Stranger> strangers_;  // by path
   std::deque<BusMessage> calls_;
   bool isServing_ = false;
   Microseconds busyUntil_{0};

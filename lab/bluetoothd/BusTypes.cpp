@@ -6,24 +6,18 @@
 namespace lab {
 namespace {
 
-std::string longForm(const std::string& uuid) {
-  std::string text = uuid;
-  std::ranges::transform(text, text.begin(), [](char c) {
-    return c >= 'A' && c <= 'F' ? static_cast<char>(c - 'A' + 'a') : c;
-  });
-  return text.size() == 4 ? "0000" + text + "-0000-1000-8000-00805f9b34fb" : text;
-}
-
 std::string pathPart(const char* name, unsigned handle) {
   char text[32];
   std::snprintf(text, sizeof(text), "/%s%04x", name, handle);
   return text;
 }
 
+// An object's properties of its own interface, between those that every object has.
 class Interfaces {
  public:
   Interfaces(sd_bus_message* message, const char* interface) : message_(message) {
     sd_bus_message_open_container(message, 'a', "{sa{sv}}");
+    sd_bus_message_append(message, "{sa{sv}}", "org.freedesktop.DBus.Introspectable", 0);
     sd_bus_message_open_container(message, 'e', "sa{sv}");
     sd_bus_message_append(message, "s", interface);
     sd_bus_message_open_container(message, 'a', "{sv}");
@@ -31,7 +25,10 @@ class Interfaces {
   Interfaces(const Interfaces&) = delete;
   Interfaces& operator=(const Interfaces&) = delete;
   ~Interfaces() {
-    for (int i = 0; i < 3; ++i) sd_bus_message_close_container(message_);
+    sd_bus_message_close_container(message_);
+    sd_bus_message_close_container(message_);
+    sd_bus_message_append(message_, "{sa{sv}}", kPropertiesInterface, 0);
+    sd_bus_message_close_container(message_);
   }
 
   void add(const char* name, bool value) {
@@ -45,9 +42,23 @@ class Interfaces {
   sd_bus_message* message_;
 };
 
-constexpr std::int16_t kRssi = -60;
+// Of a device's path: what stands behind "dev_".
+std::string addressIn(const std::string& path) {
+  std::string address = path.substr(path.rfind('/') + 1);
+  if (address.starts_with("dev_")) address.erase(0, 4);
+  std::ranges::replace(address, '_', ':');
+  return address;
+}
 
 }  // namespace
+
+std::string longForm(std::string_view uuid) {
+  std::string text(uuid);
+  std::ranges::transform(text, text.begin(), [](char c) {
+    return c >= 'A' && c <= 'F' ? static_cast<char>(c - 'A' + 'a') : c;
+  });
+  return text.size() == 4 ? "0000" + text + "-0000-1000-8000-00805f9b34fb" : text;
+}
 
 std::vector<RemoteDevice::Gatt> gattOf(const DeviceModel& model) {
   std::vector<RemoteDevice::Gatt> tree;
@@ -75,14 +86,27 @@ void appendAdapter(sd_bus_message* message, bool isPowered, bool isDiscovering) 
   adapter.add("Discovering", isDiscovering);
 }
 
-void appendDevice(sd_bus_message* message, const std::string& name, bool isConnected,
-                  bool areServicesResolved, bool hasRssi) {
-  Interfaces device(message, kDeviceInterface);
-  device.add("Alias", std::string("AA-BB-CC-DD-EE-FF"));
-  if (!name.empty()) device.add("Name", name);
-  device.add("Connected", isConnected);
-  device.add("ServicesResolved", areServicesResolved);
-  if (hasRssi) sd_bus_message_append(message, "{sv}", "RSSI", "n", kRssi);
+// The properties that bluetoothd 5.66 gives a device which has told flags, a service and
+// manufacturer's data, in its order.
+void appendDevice(sd_bus_message* message, const DeviceObject& device) {
+  Interfaces object(message, kDeviceInterface);
+  object.add("Address", addressIn(device.path));
+  object.add("AddressType", std::string("random"));
+  if (!device.name.empty()) object.add("Name", device.name);
+  object.add("Alias", std::string("AA-BB-CC-DD-EE-FF"));
+  for (const char* name : {"Paired", "Bonded", "Trusted", "Blocked", "LegacyPairing"}) {
+    object.add(name, false);
+  }
+  if (device.rssi) sd_bus_message_append(message, "{sv}", "RSSI", "n", *device.rssi);
+  object.add("Connected", device.isConnected);
+  static const std::string service = longForm("FEAA");
+  sd_bus_message_append(message, "{sv}", "UUIDs", "as", 1, service.c_str());
+  const std::string adapter = device.path.substr(0, device.path.rfind('/'));
+  sd_bus_message_append(message, "{sv}", "Adapter", "o", adapter.c_str());
+  sd_bus_message_append(message, "{sv}", "ManufacturerData", "a{qv}", 1, 0xFFFF, "ay", 4, 1, 2, 3,
+                        4);
+  object.add("ServicesResolved", device.areServicesResolved);
+  sd_bus_message_append(message, "{sv}", "AdvertisingFlags", "ay", 1, 6);
 }
 
 void appendGatt(sd_bus_message* message, const RemoteDevice::Gatt& gatt) {
@@ -95,13 +119,13 @@ void appendGatt(sd_bus_message* message, const RemoteDevice::Gatt& gatt) {
   }
 }
 
-void appendHeard(sd_bus_message* message, const std::string& newName) {
-  sd_bus_message_append(message, "s", kDeviceInterface);
-  sd_bus_message_open_container(message, 'a', "{sv}");
-  sd_bus_message_append(message, "{sv}", "RSSI", "n", kRssi);
-  if (!newName.empty()) sd_bus_message_append(message, "{sv}", "Name", "s", newName.c_str());
-  sd_bus_message_close_container(message);
-  sd_bus_message_append(message, "as", 0);
+void appendHeard(sd_bus_message* message, std::int16_t rssi, const std::string& newName) {
+  if (newName.empty()) {
+    sd_bus_message_append(message, "sa{sv}as", kDeviceInterface, 1, "RSSI", "n", rssi, 0);
+  } else {
+    sd_bus_message_append(message, "sa{sv}as", kDeviceInterface, 2, "RSSI", "n", rssi, "Name", "s",
+                          newName.c_str(), 0);
+  }
 }
 
 void appendValueChange(sd_bus_message* message, const Bytes& value) {

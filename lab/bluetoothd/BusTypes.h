@@ -3,7 +3,10 @@
 
 #include <systemd/sd-bus.h>
 
+#include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "lab/bluetoothd/RemoteDevice.h"
@@ -26,17 +29,28 @@ inline constexpr char kAccessDenied[] = "org.freedesktop.DBus.Error.AccessDenied
 inline constexpr char kUnknownObject[] = "org.freedesktop.DBus.Error.UnknownObject";
 inline constexpr char kUnknownMethod[] = "org.freedesktop.DBus.Error.UnknownMethod";
 
+// An identifier as bluetoothd writes it: 36 characters, lower case.
+std::string longForm(std::string_view uuid);
+
 // A model's tree as objects, in handle order: a service, then its characteristics.
 std::vector<RemoteDevice::Gatt> gattOf(const DeviceModel& model);
 
+inline constexpr std::int16_t kRssi = -60;  // dBm, of everybody who is heard
+
 // An object's interfaces with their properties: a{sa{sv}}.
 void appendAdapter(sd_bus_message* message, bool isPowered, bool isDiscovering);
-void appendDevice(sd_bus_message* message, const std::string& name, bool isConnected,
-                  bool areServicesResolved, bool hasRssi);
+struct DeviceObject {
+  std::string path;
+  std::string name;  // empty: not known yet
+  bool isConnected = false;
+  bool areServicesResolved = false;
+  std::optional<std::int16_t> rssi;  // dBm; where it is heard
+};
+void appendDevice(sd_bus_message* message, const DeviceObject& device);
 void appendGatt(sd_bus_message* message, const RemoteDevice::Gatt& gatt);
 
 // The arguments of PropertiesChanged.
-void appendHeard(sd_bus_message* message, const std::string& newName);
+void appendHeard(sd_bus_message* message, std::int16_t rssi, const std::string& newName);
 void appendValueChange(sd_bus_message* message, const Bytes& value);
 
 }  // namespace lab

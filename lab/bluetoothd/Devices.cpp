@@ -11,7 +11,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr Microseconds kMemory = 30s;  // of a device that was only heard
+constexpr Microseconds kMemory = 30s;     // of a device that was only heard
+constexpr std::int16_t kRssiChange = 15;  // dB; bluetoothd tells one of 8 and more
 
 }  // namespace
 
@@ -31,11 +32,7 @@ void Bluetoothd::hear(RemoteDevice& device) {
     if (isNew) {
       tellObject(device);
     } else {
-      BusMessage signal = bus_.newSignal(device.path(), kPropertiesInterface, "PropertiesChanged");
-      if (signal != nullptr) {
-        appendHeard(signal.get(), isNameNew ? device.name_ : std::string());
-        bus_.sendSignal(std::move(signal), kDeviceInterface);
-      }
+      tellHeard(device.path(), kRssi, isNameNew ? device.name_ : std::string());
     }
     witness_.didHear(device);
     later(kMemory + 1ms, [this, &device] {
@@ -46,13 +43,33 @@ void Bluetoothd::hear(RemoteDevice& device) {
   }
 }
 
+// A signal tells of one who is heard again only what has changed.
 void Bluetoothd::passBy(const std::string& adapter, const std::string& key,
                         const std::string& name) {
   if (!isRunning_ || !isDiscovering(adapter)) return;
   const std::string path = adapter + "/" + key;
-  tellAdded(path,
-            [&](sd_bus_message* message) { appendDevice(message, name, false, false, true); });
-  later(kMemory, [this, path] { tellRemoved(path, kDeviceInterface); });
+  const auto [entry, isNew] = strangers_.try_emplace(path, Stranger{name, kRssi, agenda_.now()});
+  Stranger& stranger = entry->second;
+  if (isNew) {
+    tellAdded(path, [&](sd_bus_message* message) {
+      appendDevice(message, {.path = path, .name = name, .rssi = stranger.rssi});
+    });
+    return later(kMemory, [this, path] { forgetStranger(path); });
+  }
+  stranger.lastHeard = agenda_.now();
+  stranger.rssi = stranger.rssi == kRssi ? kRssi - kRssiChange : kRssi;
+  tellHeard(path, stranger.rssi, {});
+}
+
+void Bluetoothd::forgetStranger(const std::string& path) {
+  const auto entry = strangers_.find(path);
+  if (entry == strangers_.end()) return;
+  const Microseconds end = entry->second.lastHeard + kMemory;
+  if (end > agenda_.now()) {
+    return later(end - agenda_.now(), [this, path] { forgetStranger(path); });
+  }
+  strangers_.erase(entry);
+  tellRemoved(path, kDeviceInterface);
 }
 
 void Bluetoothd::remove(RemoteDevice& device) {

@@ -24,13 +24,17 @@ void check(int result, const char* what) {
   if (result < 0) throw std::runtime_error(std::string("sd-bus refuses: ") + what);
 }
 
+std::string nameOf(pid_t process) {
+  return "vornix-world-" + std::to_string(process);
+}
+
 // Listens for the whole life of the process, a forked one's anew.
 int listener() {
   static int socket = -1;
   static pid_t owner = 0;
   if (owner == getpid()) return socket;
   owner = getpid();
-  const std::string name = "vornix-world-" + std::to_string(owner);
+  const std::string name = nameOf(owner);
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   std::memcpy(address.sun_path + 1, name.data(), name.size());
@@ -39,7 +43,7 @@ int listener() {
   check(bind(socket, reinterpret_cast<sockaddr*>(&address), length), "bind");
   check(listen(socket, 4), "listen");
   // NOLINTNEXTLINE(concurrency-mt-unsafe): a world has one thread
-  setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:abstract=" + name).c_str(), 1);
+  setenv("DBUS_SYSTEM_BUS_ADDRESS", MessageBus::addressOf(owner).c_str(), 1);
   return socket;
 }
 
@@ -61,6 +65,10 @@ MessageBus::MessageBus() {
 
 MessageBus::~MessageBus() {
   hangUp();
+}
+
+std::string MessageBus::addressOf(pid_t process) {
+  return "unix:abstract=" + nameOf(process);
 }
 
 void MessageBus::accept() {
@@ -91,6 +99,11 @@ bool MessageBus::serve() {
   while (served > 0) served = sd_bus_process(bus_, nullptr);
   if (served < 0) hangUp();
   return didHandle_;
+}
+
+pollfd MessageBus::wanted() const {
+  if (bus_ == nullptr) return {listener(), POLLIN, 0};
+  return {sd_bus_get_fd(bus_), static_cast<short>(std::max(0, sd_bus_get_events(bus_))), 0};
 }
 
 int MessageBus::receive(sd_bus_message* message, void* self, sd_bus_error* /*error*/) {
@@ -227,8 +240,8 @@ bool MessageBus::isWanted(sd_bus_message* signal, const char* firstArgument) con
   const std::string path = sd_bus_message_get_path(signal);
   const auto isMatched = [&](const Match& match) {
     const std::string& space = match.pathNamespace;
-    return match.interface == sd_bus_message_get_interface(signal) &&
-           match.member == sd_bus_message_get_member(signal) &&
+    return (match.interface.empty() || match.interface == sd_bus_message_get_interface(signal)) &&
+           (match.member.empty() || match.member == sd_bus_message_get_member(signal)) &&
            (match.path.empty() || match.path == path) &&
            (space.empty() || path == space || path.starts_with(space + "/")) &&
            (match.firstArgument.empty() ||

@@ -3,6 +3,8 @@
 // to org.bluez to whoever plays bluetoothd. Nothing here waits: serve() does what there is to do.
 #pragma once
 
+#include <poll.h>
+#include <sys/types.h>
 #include <systemd/sd-bus.h>
 
 #include <functional>
@@ -32,6 +34,9 @@ class MessageBus {
   // The program's connection has ended.
   std::function<void()> onClientGone;
 
+  // What DBUS_SYSTEM_BUS_ADDRESS has to be for another program to come to the bus of that process.
+  static std::string addressOf(pid_t process);
+
   // Takes the connection that the program has asked for.
   void accept();
   // The program is gone: its connection ends.
@@ -40,6 +45,10 @@ class MessageBus {
 
   // Receives and sends. False when there was nothing to do.
   bool serve();
+
+  // What to wait for, where time is real: for a program that asks for its connection, and then for
+  // what serve() has to do.
+  pollfd wanted() const;
 
   // The name's owner comes or goes; calls that wait are answered that there will be no reply.
   void ownStackName();

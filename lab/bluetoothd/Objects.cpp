@@ -7,10 +7,24 @@
 
 namespace lab {
 
+DeviceObject Bluetoothd::objectOf(const RemoteDevice& device) {
+  return {.path = device.path(),
+          .name = device.name_,
+          .isConnected = device.isConnected_,
+          .areServicesResolved = device.isResolved_,
+          .rssi = device.hasRssi_ ? std::optional(kRssi) : std::nullopt};
+}
+
 void Bluetoothd::tellObject(RemoteDevice& device) {
-  tellAdded(device.path(), [&](sd_bus_message* message) {
-    appendDevice(message, device.name_, device.isConnected_, device.isResolved_, device.hasRssi_);
-  });
+  tellAdded(device.path(),
+            [&](sd_bus_message* message) { appendDevice(message, objectOf(device)); });
+}
+
+void Bluetoothd::tellHeard(const std::string& path, std::int16_t rssi, const std::string& newName) {
+  BusMessage signal = bus_.newSignal(path, kPropertiesInterface, "PropertiesChanged");
+  if (signal == nullptr) return;
+  appendHeard(signal.get(), rssi, newName);
+  bus_.sendSignal(std::move(signal), kDeviceInterface);
 }
 
 void Bluetoothd::tellAdded(const std::string& path,
@@ -62,9 +76,12 @@ void Bluetoothd::listObjects(const BusMessage& call) {
         append(device->path() + gatt->path, [&] { appendGatt(message, *gatt); });
       }
     }
-    append(device->path(), [&] {
-      appendDevice(message, device->name_, device->isConnected_, device->isResolved_,
-                   device->hasRssi_);
+    append(device->path(), [&] { appendDevice(message, objectOf(*device)); });
+  }
+  for (const auto& entry : strangers_) {
+    append(entry.first, [&] {
+      appendDevice(message,
+                   {.path = entry.first, .name = entry.second.name, .rssi = entry.second.rssi});
     });
   }
   for (const auto& entry : adapters_) {

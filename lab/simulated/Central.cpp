@@ -34,7 +34,7 @@ void Central::postState() {
   });
 }
 
-void Central::radioChanged() {
+void Central::radioDidChange() {
   if (!air_.isPoweredOn()) stopScan();
   if (isStateKnown_) postState();
 }
@@ -63,7 +63,7 @@ void Central::advertises(Peripheral& peripheral) {
   });
 }
 
-void Central::nameChanged(Peripheral& peripheral) {
+void Central::nameDidChange(Peripheral& peripheral) {
   const auto seen = seen_.find(&peripheral);
   const bool isNews = scan_ != kNoScan && seen != seen_.end() && !seen->second;
   if (isNews && peripheral.nameOnAir()) report(peripheral);
@@ -83,7 +83,7 @@ void Central::connect(const std::shared_ptr<CBPeripheral>& peripheral) {
   static_cast<Peripheral&>(*peripheral).want();
 }
 
-void Central::linkIsUp(Peripheral& peripheral) {
+void Central::linkDidComeUp(Peripheral& peripheral) {
   if (!linksReported_.insert(&peripheral).second) return;
   post([peripheral = peripheral.shared_from_this(), name = peripheral.nameOnAir()](Central& self) {
     peripheral->setName(name);
@@ -91,7 +91,7 @@ void Central::linkIsUp(Peripheral& peripheral) {
   });
 }
 
-void Central::linkIsDown(Peripheral& peripheral) {
+void Central::linkDidGoDown(Peripheral& peripheral) {
   linksReported_.erase(&peripheral);
   advertises(peripheral);
 }

@@ -26,11 +26,11 @@ class Central final : public CBCentralManager {
   void connect(const std::shared_ptr<CBPeripheral>& peripheral) override;
 
   // What happens on the air.
-  void radioChanged();
+  void radioDidChange();
   void advertises(Peripheral& peripheral);
-  void nameChanged(Peripheral& peripheral);
-  void linkIsUp(Peripheral& peripheral);
-  void linkIsDown(Peripheral& peripheral);
+  void nameDidChange(Peripheral& peripheral);
+  void linkDidComeUp(Peripheral& peripheral);
+  void linkDidGoDown(Peripheral& peripheral);
 
  private:
   static constexpr std::uint64_t kNoScan = 0;

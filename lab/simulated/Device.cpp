@@ -42,7 +42,7 @@ DeviceCharacteristic& Device::characteristic(const CBUUID& identifier) {
 
 void Device::setName(std::optional<std::string> name) {
   name_ = std::move(name);
-  peripheral_.nameChanged();
+  peripheral_.nameDidChange();
 }
 
 void Device::appear() {

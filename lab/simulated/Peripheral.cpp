@@ -78,14 +78,14 @@ void Peripheral::startAdvertising() {
   if (air_.central != nullptr) air_.central->advertises(*this);
 }
 
-void Peripheral::nameChanged() {
+void Peripheral::nameDidChange() {
   if (isLinked_) air_.deliveries.push([this, name = nameOnAir()] { name_ = name; });
-  if (air_.central != nullptr) air_.central->nameChanged(*this);
+  if (air_.central != nullptr) air_.central->nameDidChange(*this);
 }
 
 void Peripheral::want() {
   if (isLinked_) {
-    if (air_.central != nullptr) air_.central->linkIsUp(*this);
+    if (air_.central != nullptr) air_.central->linkDidComeUp(*this);
     return;
   }
   isWanted_ = true;
@@ -120,8 +120,8 @@ void Peripheral::linkUp() {
   const std::uint64_t link = ++attempt_;
   if (device_.onConnected) device_.onConnected();
   if (link != attempt_ || air_.central == nullptr) return;
-  air_.central->linkIsUp(*this);
-  air_.central->nameChanged(*this);
+  air_.central->linkDidComeUp(*this);
+  air_.central->nameDidChange(*this);
 }
 
 void Peripheral::loseLink() {
@@ -138,7 +138,7 @@ void Peripheral::loseLink() {
     if (request.kind == RequestKind::discoverServices) postServicesError(linkLost());
   }
   if (device_.onDisconnected) device_.onDisconnected();
-  if (air_.central != nullptr) air_.central->linkIsDown(*this);
+  if (air_.central != nullptr) air_.central->linkDidGoDown(*this);
   tryToConnect();
 }
 

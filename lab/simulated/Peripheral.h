@@ -41,7 +41,7 @@ class Peripheral final : public CBPeripheral, public std::enable_shared_from_thi
   std::optional<std::string> nameOnAir() const;
 
   void startAdvertising();
-  void nameChanged();
+  void nameDidChange();
   bool isLinked() const { return isLinked_; }
   void want();    // a link is asked for
   void unwant();  // whoever asked is gone

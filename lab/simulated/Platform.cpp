@@ -37,7 +37,7 @@ Device& Platform::addDevice(std::optional<std::string> name) {
 
 void Platform::setState(CBManagerState state) {
   if (std::exchange(air_.radio, state) == state) return;
-  if (air_.central != nullptr) air_.central->radioChanged();
+  if (air_.central != nullptr) air_.central->radioDidChange();
   for (const auto& peripheral : air_.peripherals) {
     if (!air_.isPoweredOn()) peripheral->loseLink();
     peripheral->tryToConnect();

@@ -319,18 +319,18 @@ class LoopOnABus : public LoopTest {
   platform::bluez::Message question() {
     sd_bus_message* message = nullptr;
     EXPECT_GE(
-        sd_bus_message_new_method_call(loop->bus().get(), &message, "org.freedesktop.DBus",
+        sd_bus_message_new_method_call(loop->useBus().get(), &message, "org.freedesktop.DBus",
                                        "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetId"),
         0);
     return platform::bluez::Message(message);
   }
   // The daemon answers this.
-  void ask(Call::OnReply onReply) { call.start(loop->bus(), question(), std::move(onReply)); }
+  void ask(Call::OnReply onReply) { call.start(loop->useBus(), question(), std::move(onReply)); }
 
   // Until all is there that has been asked for: so many answers of that size.
   void waitForAnswers(int bytes) {
-    sd_bus_flush(loop->bus().get());
-    const int descriptor = sd_bus_get_fd(loop->bus().get());
+    sd_bus_flush(loop->useBus().get());
+    const int descriptor = sd_bus_get_fd(loop->useBus().get());
     int held = 0;
     for (int i = 0; i < 20'000 && held < bytes; ++i) {
       pollfd nothing{-1, 0, 0};
@@ -378,8 +378,8 @@ TEST_F(LoopOnABus, ServesNothingWhileItHoldsAllThatItMay) {
   answered.reset();
   ask([this](sd_bus_message* /*reply*/) { answered = clock->now(); });
   clock->setIsAwaiting([] { return false; });
-  sd_bus_flush(loop->bus().get());
-  pollfd input{sd_bus_get_fd(loop->bus().get()), POLLIN, 0};
+  sd_bus_flush(loop->useBus().get());
+  pollfd input{sd_bus_get_fd(loop->useBus().get()), POLLIN, 0};
   ASSERT_EQ(poll(&input, 1, 20'000), 1);
   Timer timer(*loop, [] {});
   timer.start(1s);
@@ -396,7 +396,7 @@ TEST_F(LoopOnABus, RestsThoughAMessageComesAsSoonAsItHoldsAllThatItMay) {
   noteAnswer();
   run(1s);
   clock->setIsAwaiting([] { return false; });
-  const platform::bluez::Bus& held = loop->bus();
+  const platform::bluez::Bus& held = loop->useBus();
   const platform::bluez::Message asked = question();
   run(1s);
   shut();
@@ -421,7 +421,7 @@ TEST_F(LoopOnABus, TellsOnceThatItIsLost) {
   clock->setIsAwaiting([&] { return losses == 0; });
   run(1h);
   EXPECT_EQ(losses, 1);
-  EXPECT_EQ(loop->bus().get(), nullptr);
+  EXPECT_EQ(loop->useBus().get(), nullptr);
   EXPECT_LE(clock->polls(), 100);
 }
 
@@ -449,7 +449,7 @@ TEST_F(LoopOnABus, DeliversWhileMuchHasComeOnTheBus) {
   int answersBefore = kMany;
   std::vector<Call> calls(kMany);
   for (Call& each : calls) {
-    each.start(loop->bus(), question(), [&](sd_bus_message* /*reply*/) {
+    each.start(loop->useBus(), question(), [&](sd_bus_message* /*reply*/) {
       if (++answers == 1) push([&] { answersBefore = answers; });
     });
   }
@@ -462,7 +462,7 @@ TEST_F(LoopOnABus, LeavesItWhenItIsClosed) {
   noteAnswer();
   run(1s);
   loop->close();
-  EXPECT_EQ(loop->bus().get(), nullptr);
+  EXPECT_EQ(loop->useBus().get(), nullptr);
 }
 
 }  // namespace

@@ -37,7 +37,7 @@ CentralManager::CentralManager(std::shared_ptr<Loop> loop, CBCentralManagerDeleg
     forgetStack();
     setState(CBManagerState::unsupported);
   });
-  if (loop_->bus().get() == nullptr) {
+  if (loop_->useBus().get() == nullptr) {
     setState(CBManagerState::unsupported);
   } else {
     stack_.start();
@@ -48,7 +48,7 @@ CentralManager::~CentralManager() {
   loop_->setOnBusLost(nullptr);
   for (const auto& [key, peripheral] : peripherals_) {
     peripheral->link().forget();
-    peripheral->isGone();
+    peripheral->deviceDidDisappear();
   }
   loop_->deliveries().clear();
 }
@@ -75,21 +75,21 @@ void CentralManager::stopScan() {
 
 void CentralManager::connect(const std::shared_ptr<CBPeripheral>& peripheral) {
   Peripheral& wanted = static_cast<Peripheral&>(*peripheral);
-  wanted.link().want([this, &wanted] { linkIsUp(wanted); });
+  wanted.link().want([this, &wanted] { linkDidComeUp(wanted); });
   updateDiscovery();
 }
 
-void CentralManager::stackIsUnavailable(CBManagerState state) {
+void CentralManager::stackDidBecomeUnavailable(CBManagerState state) {
   setState(state);
 }
 
-void CentralManager::stackIsStarting() {
+void CentralManager::stackDidStart() {
   areAdaptersKnown_ = false;
   isSettling_ = true;
   settling_.start(kSettlingTime);
 }
 
-void CentralManager::stackIsLost() {
+void CentralManager::stackDidEnd() {
   forgetStack();
   setState(CBManagerState::resetting);
 }
@@ -102,31 +102,31 @@ void CentralManager::forgetStack() {
   setAdapter("");
 }
 
-void CentralManager::objectsAre(std::span<const Object> objects) {
+void CentralManager::snapshotDidArrive(std::span<const Object> objects) {
   areAdaptersKnown_ = true;
   adapters_.clear();
   for (const Object& object : objects) {
     if (object.adapter) addAdapter(object.path, *object.adapter);
   }
   judgeAdapters();
-  for (const Object& object : objects) deviceHasChanged(object);
+  for (const Object& object : objects) deviceDidChange(object);
 }
 
-void CentralManager::objectHasAppeared(const Object& object) {
+void CentralManager::objectDidAppear(const Object& object) {
   if (object.adapter) {
     addAdapter(object.path, *object.adapter);
     adaptersHaveChanged();
   }
-  deviceHasChanged(object);
+  deviceDidChange(object);
 }
 
-void CentralManager::objectHasChanged(const Object& object) {
+void CentralManager::objectDidChange(const Object& object) {
   if (!isKnown(object)) return stack_.requestSnapshot();
   if (object.adapter && object.adapter->powered) {
     adapters_.find(object.path)->second.isPowered = *object.adapter->powered;
     adaptersHaveChanged();
   }
-  deviceHasChanged(object);
+  deviceDidChange(object);
 }
 
 // Devices of other adapters do not matter, so that nothing about them is unknown.
@@ -137,18 +137,18 @@ bool CentralManager::isKnown(const Object& object) const {
   return device != peripherals_.end() && device->second->isPresent();
 }
 
-void CentralManager::objectIsGone(const RemovedObject& object) {
+void CentralManager::objectDidDisappear(const RemovedObject& object) {
   if (object.adapter) {
     const auto adapter = adapters_.find(object.path);
     if (adapter != adapters_.end()) adapters_.erase(adapter);
     adaptersHaveChanged();
   }
-  if (object.device && isOnAdapter(object.path)) deviceIsGone(object.path);
+  if (object.device && isOnAdapter(object.path)) deviceDidDisappear(object.path);
   if (object.characteristic) {
     const std::string_view device = parentOf(parentOf(object.path));
     const auto owner = peripherals_.find(keyOf(device));
     if (isOnAdapter(device) && owner != peripherals_.end()) {
-      owner->second->hasLostObject(object.path);
+      owner->second->objectDidDisappear(object.path);
     }
   }
 }
@@ -239,7 +239,7 @@ void CentralManager::setState(CBManagerState state) {
 
 // A device that is connected does not advertise: that it is, by another program or by one that has
 // ended while it connected, tells as much as a report.
-void CentralManager::deviceHasChanged(const Object& object) {
+void CentralManager::deviceDidChange(const Object& object) {
   if (!object.device || adapter_.empty() || !isOnAdapter(object.path)) return;
   const std::string_view key = keyOf(object.path);
   auto known = peripherals_.find(key);
@@ -247,23 +247,23 @@ void CentralManager::deviceHasChanged(const Object& object) {
     known = peripherals_.emplace(key, std::make_shared<Peripheral>(loop_)).first;
   }
   Peripheral& peripheral = *known->second;
-  peripheral.hasChanged(object.path, *object.device);
+  peripheral.deviceDidChange(object.path, *object.device);
   const bool wasSeen =
       object.device->wasSeen || peripheral.wasReportedFor(scan_) || peripheral.isConnected();
   if (isScanning_ && wasSeen && peripheral.isNewsFor(scan_)) report(peripheral);
 }
 
-void CentralManager::deviceIsGone(std::string_view path) {
+void CentralManager::deviceDidDisappear(std::string_view path) {
   const auto known = peripherals_.find(keyOf(path));
   if (known == peripherals_.end()) return;
-  known->second->isGone();
+  known->second->deviceDidDisappear();
   if (known->second.use_count() == 1 && !known->second->link().isWanted()) {
     peripherals_.erase(known);
   }
 }
 
 void CentralManager::forgetDevices() {
-  for (const auto& [key, peripheral] : peripherals_) peripheral->isGone();
+  for (const auto& [key, peripheral] : peripherals_) peripheral->deviceDidDisappear();
 }
 
 void CentralManager::report(Peripheral& peripheral) {
@@ -273,7 +273,7 @@ void CentralManager::report(Peripheral& peripheral) {
   });
 }
 
-void CentralManager::linkIsUp(Peripheral& peripheral) {
+void CentralManager::linkDidComeUp(Peripheral& peripheral) {
   loop_->deliveries().push([this, connected = peripheral.shared_from_this()] {
     delegate_.centralManagerDidConnect(*this, connected);
   });

@@ -50,13 +50,13 @@ class CentralManager final : public CBCentralManager, private StackWatch::Listen
     }
   };
 
-  void stackIsUnavailable(CBManagerState state) override;
-  void stackIsStarting() override;
-  void stackIsLost() override;
-  void objectsAre(std::span<const Object> objects) override;
-  void objectHasAppeared(const Object& object) override;
-  void objectHasChanged(const Object& object) override;
-  void objectIsGone(const RemovedObject& object) override;
+  void stackDidBecomeUnavailable(CBManagerState state) override;
+  void stackDidStart() override;
+  void stackDidEnd() override;
+  void snapshotDidArrive(std::span<const Object> objects) override;
+  void objectDidAppear(const Object& object) override;
+  void objectDidChange(const Object& object) override;
+  void objectDidDisappear(const RemovedObject& object) override;
 
   bool isKnown(const Object& object) const;
   void addAdapter(std::string_view path, const AdapterProperties& properties);
@@ -69,11 +69,11 @@ class CentralManager final : public CBCentralManager, private StackWatch::Listen
 
   void forgetStack();
   bool isOnAdapter(std::string_view devicePath) const { return parentOf(devicePath) == adapter_; }
-  void deviceHasChanged(const Object& object);
-  void deviceIsGone(std::string_view path);
+  void deviceDidChange(const Object& object);
+  void deviceDidDisappear(std::string_view path);
   void forgetDevices();
   void report(Peripheral& peripheral);
-  void linkIsUp(Peripheral& peripheral);
+  void linkDidComeUp(Peripheral& peripheral);
   void updateDiscovery();
 
   std::shared_ptr<Loop> loop_;

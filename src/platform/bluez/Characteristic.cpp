@@ -17,7 +17,7 @@ void Characteristic::receiveFrom(Descriptor socket) {
 
 void Characteristic::listen() {
   const char* interface = source_ == Source::battery ? kBatteryInterface : kCharacteristicInterface;
-  signals_ = std::make_unique<Match>(peripheral_.loop().bus(),
+  signals_ = std::make_unique<Match>(peripheral_.loop().useBus(),
                                      propertiesChangedRule("path", path_, interface),
                                      [this](sd_bus_message* signal) { handleSignal(signal); });
 }
@@ -29,25 +29,25 @@ void Characteristic::begin() {
 }
 
 void Characteristic::endSubscription() {
-  readIsOver(false);
+  readDidEnd(false);
   socket_.reset();
   signals_.reset();
   hasBegun_ = false;
   early_.clear();
 }
 
-void Characteristic::readIsUnderWay() {
+void Characteristic::readDidBegin() {
   isReading_ = true;
 }
 
-void Characteristic::readIsOver(bool hasSucceeded) {
+void Characteristic::readDidEnd(bool hasSucceeded) {
   if (echo_ && !hasSucceeded) take(*echo_);
   echo_.reset();
   isReading_ = false;
 }
 
 void Characteristic::handleSignal(sd_bus_message* signal) {
-  if (!peripheral_.loop().bus().isFromStack(signal)) return;
+  if (!peripheral_.loop().useBus().isFromStack(signal)) return;
   const auto object = parsePropertiesChanged(signal);
   if (!object) return;
   if (object->characteristic && object->characteristic->value) {

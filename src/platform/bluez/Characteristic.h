@@ -39,8 +39,8 @@ class Characteristic final : public CBCharacteristic, public shared::ValueTarget
 
   // BlueZ signals the value that a read gives, just before it answers the read: while one is under
   // way the newest signal is kept back, and dropped if the read has succeeded.
-  void readIsUnderWay();
-  void readIsOver(bool hasSucceeded);
+  void readDidBegin();
+  void readDidEnd(bool hasSucceeded);
 
   // Makes the callback: a value, or the error of a read.
   void deliver(Value value) override;

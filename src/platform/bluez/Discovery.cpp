@@ -42,21 +42,21 @@ void Discovery::step() {
 // Without a filter BlueZ leaves out devices that do not call themselves discoverable. It forgets
 // the filter whenever the discovery ends.
 void Discovery::setFilter() {
-  const Message call = loop_.bus().method(adapterPath_, kAdapterInterface, "SetDiscoveryFilter");
+  const Message call = loop_.useBus().method(adapterPath_, kAdapterInterface, "SetDiscoveryFilter");
   if (call != nullptr) {
     sd_bus_message_append(call.get(), "a{sv}", 1, "Transport", "s", "le");
   }
   phase_ = Phase::settingFilter;
-  call_.start(loop_.bus(), call, [this](sd_bus_message* reply) {
+  call_.start(loop_.useBus(), call, [this](sd_bus_message* reply) {
     if (isError(reply)) return fail(reply);
     startDiscovery();
   });
 }
 
 void Discovery::startDiscovery() {
-  const Message call = loop_.bus().method(adapterPath_, kAdapterInterface, "StartDiscovery");
+  const Message call = loop_.useBus().method(adapterPath_, kAdapterInterface, "StartDiscovery");
   phase_ = Phase::starting;
-  call_.start(loop_.bus(), call, [this](sd_bus_message* reply) {
+  call_.start(loop_.useBus(), call, [this](sd_bus_message* reply) {
     if (isError(reply)) return fail(reply);
     phase_ = Phase::on;
     if (isWanted_) onStarted_();
@@ -65,9 +65,9 @@ void Discovery::startDiscovery() {
 }
 
 void Discovery::stopDiscovery() {
-  const Message call = loop_.bus().method(adapterPath_, kAdapterInterface, "StopDiscovery");
+  const Message call = loop_.useBus().method(adapterPath_, kAdapterInterface, "StopDiscovery");
   phase_ = Phase::stopping;
-  call_.start(loop_.bus(), call, [this](sd_bus_message* /*reply*/) {
+  call_.start(loop_.useBus(), call, [this](sd_bus_message* /*reply*/) {
     phase_ = Phase::off;
     step();
   });

@@ -33,14 +33,14 @@ void Link::step() {
   }
 }
 
-void Link::deviceIsGone() {
+void Link::deviceDidDisappear() {
   call_.cancel();
   pause_.stop();
   phase_ = Phase::idle;
 }
 
 void Link::attempt() {
-  Bus& bus = peripheral_.loop().bus();
+  Bus& bus = peripheral_.loop().useBus();
   phase_ = Phase::attempting;
   call_.start(bus, bus.method(peripheral_.path(), kDeviceInterface, "Connect"),
               [this](sd_bus_message* /*reply*/) { handleReply(); });
@@ -54,7 +54,7 @@ void Link::handleReply() {
     phase_ = Phase::idle;
     return;
   }
-  const Bus& bus = peripheral_.loop().bus();
+  const Bus& bus = peripheral_.loop().useBus();
   call_.start(bus, bus.property(peripheral_.path(), kDeviceInterface, "Connected"),
               [this](sd_bus_message* reply) { handleAnswer(reply); });
 }
@@ -63,7 +63,7 @@ void Link::handleAnswer(sd_bus_message* reply) {
   phase_ = Phase::idle;
   int isUp = 0;
   if (!isError(reply) && sd_bus_message_read(reply, "v", "b", &isUp) > 0 && isUp != 0) {
-    return peripheral_.linkIsUp();
+    return peripheral_.linkDidComeUp();
   }
   if (isWanted()) {
     phase_ = Phase::pausing;

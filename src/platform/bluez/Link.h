@@ -27,7 +27,7 @@ class Link {
 
   // BlueZ has no object for the device any more: it never answers a call on it. The device is found
   // again by discovery, which stays on while a link is wanted.
-  void deviceIsGone();
+  void deviceDidDisappear();
 
  private:
   // BlueZ gives up an attempt after 20 to 40 s; then comes a pause, then the next.

@@ -31,8 +31,9 @@ class Loop {
   Loop(const Loop&) = delete;
   Loop& operator=(const Loop&) = delete;
 
-  // Who has the bus in hand may change what there is to wait for.
-  Bus& bus() {
+  // Notes that the bus is in use: a call through it may have brought messages that no descriptor
+  // tells of any more, so that the loop looks before it waits.
+  Bus& useBus() {
     isBusInUse_ = true;
     return bus_;
   }

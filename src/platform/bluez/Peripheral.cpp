@@ -48,7 +48,7 @@ void Peripheral::post(Request request) {
   });
 }
 
-void Peripheral::hasChanged(std::string_view path, const DeviceProperties& properties) {
+void Peripheral::deviceDidChange(std::string_view path, const DeviceProperties& properties) {
   path_ = path;
   if (properties.name && !properties.name->empty()) name_ = *properties.name;
   if (properties.connected) setConnected(*properties.connected);
@@ -59,13 +59,13 @@ void Peripheral::hasChanged(std::string_view path, const DeviceProperties& prope
   link_.step();
 }
 
-void Peripheral::linkIsUp() {
+void Peripheral::linkDidComeUp() {
   setConnected(true);
   link_.step();
 }
 
-void Peripheral::isGone() {
-  link_.deviceIsGone();
+void Peripheral::deviceDidDisappear() {
+  link_.deviceDidDisappear();
   setConnected(false);
   path_.clear();
 }
@@ -75,13 +75,13 @@ void Peripheral::setConnected(bool isConnected) {
   isConnected_ = isConnected;
   if (isConnected) return;
   areServicesResolved_ = false;
-  requests_.linkIsDown();
+  requests_.linkDidGoDown();
   gatt_.endSubscriptions();
 }
 
-void Peripheral::hasLostObject(std::string_view path) {
+void Peripheral::objectDidDisappear(std::string_view path) {
   gatt_.endSubscriptionOf(path);
-  requests_.objectIsGone(path);
+  requests_.objectDidDisappear(path);
 }
 
 bool Peripheral::isNewsFor(unsigned scan) const {

@@ -51,10 +51,10 @@ class Peripheral final : public CBPeripheral, public std::enable_shared_from_thi
   bool areServicesResolved() const { return areServicesResolved_; }
 
   // What BlueZ tells.
-  void hasChanged(std::string_view path, const DeviceProperties& properties);
-  void linkIsUp();
-  void isGone();
-  void hasLostObject(std::string_view path);
+  void deviceDidChange(std::string_view path, const DeviceProperties& properties);
+  void linkDidComeUp();
+  void deviceDidDisappear();
+  void objectDidDisappear(std::string_view path);
 
   // Which scan has reported the device last, and whether its name was known by then.
   bool wasReportedFor(unsigned scan) const { return reportedScan_ == scan; }

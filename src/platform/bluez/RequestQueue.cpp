@@ -31,7 +31,7 @@ void RequestQueue::add(Request request) {
   }
 }
 
-void RequestQueue::linkIsDown() {
+void RequestQueue::linkDidGoDown() {
   call_.cancel();
   subscribers_.clear();
   phase_ = Phase::idle;
@@ -46,17 +46,17 @@ void RequestQueue::servicesAreResolved() {
 }
 
 // BlueZ never answers a request whose characteristic has gone.
-void RequestQueue::objectIsGone(std::string_view path) {
+void RequestQueue::objectDidDisappear(std::string_view path) {
   const Error error{"org.bluez.Error.DoesNotExist", 0, "The characteristic is gone"};
   for (Subscriber& subscriber : subscribers_) {
-    if (subscriber.characteristic().path() == path) subscriber.refuse(error);
+    if (subscriber.characteristic().path() == path) subscriber.refuseIfLinkHolds(error);
   }
   if (phase_ != Phase::underWay || requests_.front().kind == Request::Kind::subscribe ||
       requests_.front().characteristic == nullptr ||
       requests_.front().characteristic->path() != path) {
     return;
   }
-  refuse(error);
+  refuseIfLinkHolds(error);
 }
 
 void RequestQueue::startNext() {
@@ -109,13 +109,13 @@ void RequestQueue::discoverServices() {
   }
   phase_ = Phase::underWay;
   // Afresh: the signals that tell of the objects need not have come before ServicesResolved.
-  const Bus& bus = peripheral_.loop().bus();
+  const Bus& bus = peripheral_.loop().useBus();
   call_.start(bus, bus.managedObjects(), [this](sd_bus_message* reply) { handleObjects(reply); });
 }
 
 void RequestQueue::handleObjects(sd_bus_message* reply) {
   const auto objects = isError(reply) ? std::nullopt : parseManagedObjects(reply);
-  if (!objects) return refuse(errorOf(reply));
+  if (!objects) return refuseIfLinkHolds(errorOf(reply));
   // They have changed since they were asked for: BlueZ tells when they are resolved again.
   if (!peripheral_.areServicesResolved()) {
     phase_ = Phase::awaitingServices;
@@ -149,14 +149,14 @@ void RequestQueue::read(Characteristic& characteristic) {
   if (characteristic.source() == Characteristic::Source::battery) {
     return readBattery(characteristic);
   }
-  const Bus& bus = peripheral_.loop().bus();
+  const Bus& bus = peripheral_.loop().useBus();
   const Message call = bus.method(characteristic.path(), kCharacteristicInterface, "ReadValue");
   if (call != nullptr) sd_bus_message_append(call.get(), "a{sv}", 0);
-  characteristic.readIsUnderWay();
+  characteristic.readDidBegin();
   call_.start(bus, call, [this, &characteristic](sd_bus_message* reply) {
     const auto value = isError(reply) ? std::nullopt : parseValue(reply);
-    characteristic.readIsOver(value.has_value());
-    if (!value) return refuse(errorOf(reply));
+    characteristic.readDidEnd(value.has_value());
+    if (!value) return refuseIfLinkHolds(errorOf(reply));
     tellRead(characteristic, *value);
     finish();
     startNext();
@@ -164,11 +164,11 @@ void RequestQueue::read(Characteristic& characteristic) {
 }
 
 void RequestQueue::readBattery(Characteristic& characteristic) {
-  const Bus& bus = peripheral_.loop().bus();
+  const Bus& bus = peripheral_.loop().useBus();
   call_.start(bus, bus.property(characteristic.path(), kBatteryInterface, "Percentage"),
               [this, &characteristic](sd_bus_message* reply) {
                 const auto level = isError(reply) ? std::nullopt : parsePercentage(reply);
-                if (!level) return refuse(errorOf(reply));
+                if (!level) return refuseIfLinkHolds(errorOf(reply));
                 tellRead(characteristic, Value(&*level, 1));
                 finish();
                 startNext();
@@ -186,14 +186,13 @@ void RequestQueue::subscribe(Characteristic& characteristic) {
     startNext();
   };
   subscriber.start(whenLate, [this, &subscriber](const std::optional<Error>& refusal) {
-    subscriptionIsDecided(subscriber, refusal);
+    didDecide(subscriber, refusal);
   });
 }
 
 // The device answers its requests one after the other. Those that are late may have waited for this
 // one, so that their time begins now.
-void RequestQueue::subscriptionIsDecided(Subscriber& subscriber,
-                                         const std::optional<Error>& refusal) {
+void RequestQueue::didDecide(Subscriber& subscriber, const std::optional<Error>& refusal) {
   Characteristic& characteristic = subscriber.characteristic();
   tellNotificationState(characteristic, refusal);
   if (!refusal) characteristic.begin();
@@ -206,7 +205,7 @@ void RequestQueue::subscriptionIsDecided(Subscriber& subscriber,
 // Closing the socket is what ends an acquired subscription, and nothing answers it. The question
 // is answered after BlueZ has noticed, so that the subscription can be made anew at once.
 void RequestQueue::unsubscribe(Characteristic& characteristic) {
-  const Bus& bus = peripheral_.loop().bus();
+  const Bus& bus = peripheral_.loop().useBus();
   const bool isOnBlueZ = characteristic.source() == Characteristic::Source::characteristic;
   if (!characteristic.isSubscribed() || !isOnBlueZ) {
     characteristic.endSubscription();
@@ -227,7 +226,7 @@ void RequestQueue::unsubscribe(Characteristic& characteristic) {
 }
 
 void RequestQueue::write(const Request& request) {
-  const Bus& bus = peripheral_.loop().bus();
+  const Bus& bus = peripheral_.loop().useBus();
   const Message call =
       bus.method(request.characteristic->path(), kCharacteristicInterface, "WriteValue");
   if (call != nullptr) {
@@ -244,8 +243,8 @@ void RequestQueue::write(const Request& request) {
 // An error may mean that the device refuses, or that the link is going down, which then gives no
 // callback. BlueZ tells of the link before or after the error, but before it answers a question
 // that is asked now.
-void RequestQueue::refuse(const Error& error) {
-  const Bus& bus = peripheral_.loop().bus();
+void RequestQueue::refuseIfLinkHolds(const Error& error) {
+  const Bus& bus = peripheral_.loop().useBus();
   call_.start(bus, bus.property(peripheral_.path(), kDeviceInterface, "Connected"),
               [this, error](sd_bus_message* /*reply*/) {
                 tellRefusal(requests_.front(), error);

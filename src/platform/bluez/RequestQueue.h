@@ -26,9 +26,9 @@ class RequestQueue {
   void add(Request request);
 
   // What BlueZ tells about the device.
-  void linkIsDown();
+  void linkDidGoDown();
   void servicesAreResolved();
-  void objectIsGone(std::string_view path);
+  void objectDidDisappear(std::string_view path);
 
  private:
   // Of the request at the front.
@@ -45,11 +45,11 @@ class RequestQueue {
   void read(Characteristic& characteristic);
   void readBattery(Characteristic& characteristic);
   void subscribe(Characteristic& characteristic);
-  void subscriptionIsDecided(Subscriber& subscriber, const std::optional<Error>& refusal);
+  void didDecide(Subscriber& subscriber, const std::optional<Error>& refusal);
   void unsubscribe(Characteristic& characteristic);
   void write(const Request& request);
 
-  void refuse(const Error& error);
+  void refuseIfLinkHolds(const Error& error);
   void tellRefusal(const Request& request, const Error& error);
   void tellServices(std::vector<CBService*> services);
   void tellServicesError(const Error& error);

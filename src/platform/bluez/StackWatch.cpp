@@ -40,15 +40,15 @@ StackWatch::StackWatch(Loop& loop, Listener& listener)
 
 void StackWatch::start() {
   listen();
-  const Message call = daemonMethod(loop_.bus(), "GetNameOwner");
+  const Message call = daemonMethod(loop_.useBus(), "GetNameOwner");
   if (call != nullptr) sd_bus_message_append(call.get(), "s", kStackName);
-  ownerCall_.start(loop_.bus(), call, [this](sd_bus_message* reply) { handleOwner(reply); });
+  ownerCall_.start(loop_.useBus(), call, [this](sd_bus_message* reply) { handleOwner(reply); });
   limit_.start(kLimit);
 }
 
 // Before anything is asked, so that no change falls between an answer and the first signal.
 void StackWatch::listen() {
-  const Bus& bus = loop_.bus();
+  const Bus& bus = loop_.useBus();
   const auto add = [&](const std::string& rule, Match::OnSignal onSignal) {
     matches_.push_back(std::make_unique<Match>(bus, rule, std::move(onSignal)));
   };
@@ -58,22 +58,22 @@ void StackWatch::listen() {
 
   const auto changed = [this](sd_bus_message* signal) {
     if (!isWorthTelling(signal)) return;
-    if (const auto object = parsePropertiesChanged(signal)) listener_.objectHasChanged(*object);
+    if (const auto object = parsePropertiesChanged(signal)) listener_.objectDidChange(*object);
   };
   add(propertiesChangedRule("path_namespace", "/org/bluez", kAdapterInterface), changed);
   add(propertiesChangedRule("path_namespace", "/org/bluez", kDeviceInterface), changed);
   add(objectsRule("InterfacesAdded"), [this](sd_bus_message* signal) {
     if (!isWorthTelling(signal)) return;
-    if (const auto object = parseInterfacesAdded(signal)) listener_.objectHasAppeared(*object);
+    if (const auto object = parseInterfacesAdded(signal)) listener_.objectDidAppear(*object);
   });
   add(objectsRule("InterfacesRemoved"), [this](sd_bus_message* signal) {
     if (!isWorthTelling(signal)) return;
-    if (const auto object = parseInterfacesRemoved(signal)) listener_.objectIsGone(*object);
+    if (const auto object = parseInterfacesRemoved(signal)) listener_.objectDidDisappear(*object);
   });
 }
 
 bool StackWatch::isWorthTelling(sd_bus_message* signal) const {
-  return hasAnswered_ && loop_.bus().isFromStack(signal);
+  return hasAnswered_ && loop_.useBus().isFromStack(signal);
 }
 
 void StackWatch::handleOwner(sd_bus_message* reply) {
@@ -81,35 +81,36 @@ void StackWatch::handleOwner(sd_bus_message* reply) {
   const char* owner = nullptr;
   if (isError(reply) || sd_bus_message_read_basic(reply, SD_BUS_TYPE_STRING, &owner) <= 0) {
     if (isAccessDenied(reply)) {
-      listener_.stackIsUnavailable(CBManagerState::unauthorized);
+      listener_.stackDidBecomeUnavailable(CBManagerState::unauthorized);
     } else {
       requestStart();
     }
     return;
   }
-  loop_.bus().setStackOwner(owner);
+  loop_.useBus().setStackOwner(owner);
   requestSnapshot();
 }
 
 void StackWatch::requestStart() {
-  const Message call = daemonMethod(loop_.bus(), "StartServiceByName");
+  const Message call = daemonMethod(loop_.useBus(), "StartServiceByName");
   if (call != nullptr) sd_bus_message_append(call.get(), "su", kStackName, 0U);
-  startCall_.start(loop_.bus(), call, [this](sd_bus_message* reply) { handleStart(reply); });
+  startCall_.start(loop_.useBus(), call, [this](sd_bus_message* reply) { handleStart(reply); });
   limit_.start(kLimit);
 }
 
 // On success the change of owner says the same, and came before.
 void StackWatch::handleStart(sd_bus_message* reply) {
   limit_.stop();
-  if (isError(reply) && loop_.bus().stackOwner().empty()) {
-    listener_.stackIsUnavailable(stateFor(reply));
+  if (isError(reply) && loop_.useBus().stackOwner().empty()) {
+    listener_.stackDidBecomeUnavailable(stateFor(reply));
   }
 }
 
 void StackWatch::giveUp() {
   ownerCall_.cancel();
   startCall_.cancel();
-  if (loop_.bus().stackOwner().empty()) listener_.stackIsUnavailable(CBManagerState::unsupported);
+  if (loop_.useBus().stackOwner().empty())
+    listener_.stackDidBecomeUnavailable(CBManagerState::unsupported);
 }
 
 void StackWatch::handleOwnerChange(sd_bus_message* signal) {
@@ -121,24 +122,24 @@ void StackWatch::handleOwnerChange(sd_bus_message* signal) {
       sd_bus_message_read(signal, "sss", &name, &before, &after) <= 0) {
     return;
   }
-  Bus& bus = loop_.bus();
+  Bus& bus = loop_.useBus();
   if (!bus.stackOwner().empty()) {
     bus.setStackOwner("");
     snapshotCall_.cancel();
     hasAnswered_ = false;
-    listener_.stackIsLost();
+    listener_.stackDidEnd();
   }
   limit_.stop();
   if (*after == '\0') return;
   ownerCall_.cancel();
   bus.setStackOwner(after);
-  listener_.stackIsStarting();
+  listener_.stackDidStart();
   requestSnapshot();
 }
 
 void StackWatch::requestSnapshot() {
   if (snapshotCall_.isPending()) return;
-  snapshotCall_.start(loop_.bus(), loop_.bus().managedObjects(),
+  snapshotCall_.start(loop_.useBus(), loop_.useBus().managedObjects(),
                       [this](sd_bus_message* reply) { handleSnapshot(reply); });
 }
 
@@ -146,9 +147,9 @@ void StackWatch::handleSnapshot(sd_bus_message* reply) {
   const auto objects = isError(reply) ? std::nullopt : parseManagedObjects(reply);
   if (objects) {
     hasAnswered_ = true;
-    listener_.objectsAre(*objects);
+    listener_.snapshotDidArrive(*objects);
   } else {
-    listener_.stackIsUnavailable(stateFor(reply));
+    listener_.stackDidBecomeUnavailable(stateFor(reply));
   }
 }
 

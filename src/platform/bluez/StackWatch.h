@@ -21,25 +21,25 @@ class StackWatch {
   class Listener {
    public:
     // BlueZ cannot be used: the state says why. It may still appear.
-    virtual void stackIsUnavailable(CBManagerState state) = 0;
+    virtual void stackDidBecomeUnavailable(CBManagerState state) = 0;
 
     // BlueZ has just been started, so its adapters may still be on their way.
-    virtual void stackIsStarting() = 0;
+    virtual void stackDidStart() = 0;
 
     // BlueZ is gone, and with it every object. No signal tells of each.
-    virtual void stackIsLost() = 0;
+    virtual void stackDidEnd() = 0;
 
     // All objects there are. Comes when BlueZ was found, and after each requestSnapshot().
-    virtual void objectsAre(std::span<const Object> objects) = 0;
+    virtual void snapshotDidArrive(std::span<const Object> objects) = 0;
 
     // An object has appeared, or has got an interface, with all properties.
-    virtual void objectHasAppeared(const Object& object) = 0;
+    virtual void objectDidAppear(const Object& object) = 0;
 
     // Some properties of an object have changed; those that have not are absent. Who does not know
     // the object asks for a snapshot.
-    virtual void objectHasChanged(const Object& object) = 0;
+    virtual void objectDidChange(const Object& object) = 0;
 
-    virtual void objectIsGone(const RemovedObject& object) = 0;
+    virtual void objectDidDisappear(const RemovedObject& object) = 0;
 
    protected:
     ~Listener() = default;

@@ -34,7 +34,7 @@ void Subscriber::start(OnLate onLate, OnDone onDone) {
     return finish(std::nullopt);
   }
   const Message call =
-      loop_.bus().method(characteristic_.path(), kCharacteristicInterface, "AcquireNotify");
+      loop_.useBus().method(characteristic_.path(), kCharacteristicInterface, "AcquireNotify");
   if (call != nullptr) sd_bus_message_append(call.get(), "a{sv}", 0);
   send(call, [this](sd_bus_message* reply) { handleAcquired(reply); });
 }
@@ -44,19 +44,20 @@ void Subscriber::handleAcquired(sd_bus_message* reply) {
   std::uint16_t packetSize = 0;
   if (callsForSignals(reply)) return startNotify();
   if (isError(reply) || sd_bus_message_read(reply, "hq", &descriptor, &packetSize) <= 0) {
-    return refuse(errorOf(reply));
+    return refuseIfLinkHolds(errorOf(reply));
   }
   Descriptor socket(fcntl(descriptor, F_DUPFD_CLOEXEC, 0));  // the message keeps its own
-  if (socket.get() < 0) return refuse(Error{SD_BUS_ERROR_FAILED, errno, "No descriptor is free"});
+  if (socket.get() < 0)
+    return refuseIfLinkHolds(Error{SD_BUS_ERROR_FAILED, errno, "No descriptor is free"});
   characteristic_.receiveFrom(std::move(socket));
   finish(std::nullopt);
 }
 
 void Subscriber::startNotify() {
   characteristic_.listen();
-  send(loop_.bus().method(characteristic_.path(), kCharacteristicInterface, "StartNotify"),
+  send(loop_.useBus().method(characteristic_.path(), kCharacteristicInterface, "StartNotify"),
        [this](sd_bus_message* reply) {
-         if (isError(reply)) return refuse(errorOf(reply));
+         if (isError(reply)) return refuseIfLinkHolds(errorOf(reply));
          finish(std::nullopt);
        });
 }
@@ -64,13 +65,13 @@ void Subscriber::startNotify() {
 // BlueZ reads its calls in order: once it answers the question, it has asked the device.
 void Subscriber::send(const Message& call, Call::OnReply onReply) {
   wait_.stop();
-  call_.start(loop_.bus(), call, std::move(onReply));
+  call_.start(loop_.useBus(), call, std::move(onReply));
   ask([this](sd_bus_message* /*reply*/) { wait_.start(isLate_ ? kLimit : kPatience); });
 }
 
 // A question about anything: that it is answered is all that counts.
 void Subscriber::ask(Call::OnReply onReply) {
-  const Bus& bus = loop_.bus();
+  const Bus& bus = loop_.useBus();
   question_.start(bus, bus.property(characteristic_.path(), kCharacteristicInterface, "UUID"),
                   std::move(onReply));
 }
@@ -91,7 +92,7 @@ void Subscriber::waitAnew() {
 void Subscriber::giveUp() {
   ask([this](sd_bus_message* /*reply*/) {
     ask([this](sd_bus_message* /*reply*/) {
-      refuse(Error{SD_BUS_ERROR_NO_REPLY, 0, "The subscription was not answered"});
+      refuseIfLinkHolds(Error{SD_BUS_ERROR_NO_REPLY, 0, "The subscription was not answered"});
     });
   });
 }
@@ -99,11 +100,11 @@ void Subscriber::giveUp() {
 // An error may mean that the device refuses, or that the link is going down, which then ends this
 // object. BlueZ tells of the link before or after the error, but before it answers a question that
 // is asked now.
-void Subscriber::refuse(const Error& error) {
+void Subscriber::refuseIfLinkHolds(const Error& error) {
   call_.cancel();
   wait_.stop();
   characteristic_.endSubscription();
-  const Bus& bus = loop_.bus();
+  const Bus& bus = loop_.useBus();
   question_.start(bus, bus.property(peripheral_.path(), kDeviceInterface, "Connected"),
                   [this, error](sd_bus_message* /*reply*/) { finish(error); });
 }

@@ -42,7 +42,7 @@ class Subscriber {
   void start(OnLate onLate, OnDone onDone);
 
   // Gives it up for this reason.
-  void refuse(const Error& error);
+  void refuseIfLinkHolds(const Error& error);
 
   // The device has been busy with something else until now.
   void waitAnew();

@@ -67,7 +67,7 @@ void ComBLE::centralManagerDidUpdateState(CBCentralManager& central) {
   endUnusable(platform_, 3);
 }
 
-// A second device of a family is no concern of its handler's: the next family is asked.
+// Whether the family takes the device: it has none yet, and the name is one of its own.
 template <class Handler>
 bool ComBLE::take(const std::shared_ptr<CBPeripheral>& device, std::string_view key,
                   HandlerSlot<Handler>& slot) {
@@ -86,8 +86,7 @@ void ComBLE::centralManagerDidDiscover(CBCentralManager&,
   const std::string key = lowerCase(*name);
   if (datePremiereConn == 0) writeLine("Device trouve : " + key);
 
-  static_cast<void>(take(device, key, comTramsel) || take(device, key, comSonde) ||
-                    take(device, key, comCorvelta) || take(device, key, comFenwix));
+  std::apply([&](auto&... slot) { static_cast<void>((take(device, key, slot) || ...)); }, slots());
 }
 
 void ComBLE::connecting(const std::shared_ptr<CBPeripheral>& peripheral) {
@@ -106,6 +105,6 @@ void ComBLE::centralManagerDidConnect(CBCentralManager&,
     device->discoverServices(slot.get()->services());
     return true;
   };
-  static_cast<void>(askedFor(comTramsel) || askedFor(comFenwix) || askedFor(comCorvelta) ||
-                    askedFor(comSonde));
+  std::apply([&](auto&... slot) { static_cast<void>((askedFor(slot) || ...)); },
+             slotsByConnection());
 }

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string_view>
+#include <tuple>
 
 #include "ComCorvelta.h"
 #include "ComFenwix.h"
@@ -30,6 +31,12 @@ class ComBLE final : public platform::CBCentralManagerDelegate {
   HandlerSlot<ComTramsel> comTramsel;
   HandlerSlot<ComCorvelta> comCorvelta;
   HandlerSlot<ComFenwix> comFenwix;
+
+  // Every slot, in the order in which they are tried for a device that is found.
+  auto slots() { return std::tie(comTramsel, comSonde, comCorvelta, comFenwix); }
+  // Likewise for a device that is connected; it may have several, since its name may change.
+  auto slotsByConnection() { return std::tie(comTramsel, comFenwix, comCorvelta, comSonde); }
+
   double datePremiereConn = 0;  // first connection request, in seconds since 1970; 0: none yet
   bool scanEnCours = false;
 

@@ -32,7 +32,7 @@ The commands, one a line (docs/host-protocol.md says when each is safe):
   FX_cmdWriteByte CODE VALUE  the same, 8 bits
   kill                        ends the bridge
 
-  --devices KIND,...    tramsel, ilo, tenoval, corvelta, fenwix; without it, all of them
+  --devices KIND,...    %KINDS%; without it, all of them
   --control LINE        a control line, for every device that knows it: "rate 1000", "battery 5"
   --fault FAULT         misbehaviour, of the radio or of every device chosen
 
@@ -69,7 +69,9 @@ UUID is 4 digits or 36 characters.
 )";
 
 std::vector<std::string> allKinds() {
-  return {deviceKinds().begin(), deviceKinds().end()};
+  std::vector<std::string> names;
+  for (const DeviceKind& kind : deviceKinds()) names.emplace_back(kind.name);
+  return names;
 }
 
 std::vector<std::string> splitList(std::string_view text) {
@@ -118,7 +120,7 @@ std::optional<Options> parseOptions(std::span<const char* const> arguments, std:
 std::string helpText() {
   std::string text;
   for (const auto part : {kBeginning, kFaultsHelp, kBetween, kControlsHelp, kEnd}) text += part;
-  return text;
+  return withKinds(std::move(text));
 }
 
 }  // namespace lab::demo

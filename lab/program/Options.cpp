@@ -4,6 +4,7 @@
 
 #include "lab/Text.h"
 #include "lab/models/Help.h"
+#include "lab/models/Models.h"
 
 namespace lab {
 namespace {
@@ -14,7 +15,7 @@ constexpr std::string_view kBeginning =
   vornix-lab --controller hciN --device KIND [OPTION...]
   vornix-lab --help | --version
 
-KIND is tramsel, ilo, tenoval, corvelta or fenwix. The device advertises, lets one central connect,
+KIND: %KINDS%. The device advertises, lets one central connect,
 answers and streams until its standard input ends. What a bridge tells its host of such a device is
 described in docs/host-protocol.md.
 
@@ -122,7 +123,7 @@ std::optional<Options> parseOptions(std::span<const char* const> arguments, std:
 std::string helpText() {
   std::string text;
   for (const auto part : {kBeginning, kControlsHelp, kLinkFaults, kFaultsHelp, kEnd}) text += part;
-  return text;
+  return withKinds(std::move(text));
 }
 
 }  // namespace lab

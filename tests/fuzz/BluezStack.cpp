@@ -57,7 +57,7 @@ class Asker final : public platform::CBCentralManagerDelegate,
   void centralManagerDidConnect(CBCentralManager&,
                                 const std::shared_ptr<CBPeripheral>& peripheral) override {
     called();
-    static const auto everything = parsed(oracle::everyService);
+    static const auto everything = parsed(oracle::everyService());
     ask([&] { peripheral->discoverServices(everything); });
   }
 
@@ -65,7 +65,7 @@ class Asker final : public platform::CBCentralManagerDelegate,
     called();
     fuzz::expect((peripheral.services() == nullptr) == (error != nullptr), "services or an error");
     if (error != nullptr) return;
-    static const auto everything = parsed(oracle::everyCharacteristic);
+    static const auto everything = parsed(oracle::everyCharacteristic());
     for (CBService* service : *peripheral.services()) {
       ask([&] { peripheral.discoverCharacteristics(everything, *service); });
     }

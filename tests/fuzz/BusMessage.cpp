@@ -51,7 +51,7 @@ sd_bus* busToNowhere() {
 std::string textOf(Choices& choices) {
   const std::size_t kind = choices.below(4);
   if (kind == 0) return interfaces[choices.below(interfaces.size())];
-  if (kind == 1) return std::string(oracle::everyService[choices.below(12)]);
+  if (kind == 1) return std::string(oracle::everyService()[choices.below(12)]);
   std::string text = oracle::repaired(choices.text(choices.below(40)));
   std::erase(text, '\0');
   return text;

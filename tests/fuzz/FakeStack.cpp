@@ -75,10 +75,10 @@ void appendDevice(sd_bus_message* message, Choices& choices) {
     sd_bus_message_append(message, "{oa{sa{sv}}}", path.c_str(), 1, "org.bluez.Battery1", 1,
                           "Percentage", "y", choices.byte());
   }
-  const auto service = std::string(oracle::everyService[choices.below(12)]);
+  const auto service = std::string(oracle::everyService()[choices.below(12)]);
   appendObject(message, path + "/service0001", "org.bluez.GattService1", service);
   for (const char* part : {"/service0001/char0002", "/service0001/char0005"}) {
-    const auto uuid = std::string(oracle::everyCharacteristic[choices.below(25)]);
+    const auto uuid = std::string(oracle::everyCharacteristic()[choices.below(25)]);
     appendObject(message, path + part, "org.bluez.GattCharacteristic1", uuid);
   }
 }

@@ -44,13 +44,20 @@ TEST(TenovalModel, IsBigEndian) {
 }
 
 TEST(Models, EveryKindHasANameAndATree) {
-  for (const std::string_view kind : deviceKinds()) {
-    const std::unique_ptr<BenchDevice> device = makeDevice(kind);
-    ASSERT_NE(device, nullptr) << kind;
+  for (const DeviceKind& kind : deviceKinds()) {
+    const std::unique_ptr<BenchDevice> device = makeDevice(kind.name);
+    ASSERT_NE(device, nullptr) << kind.name;
     EXPECT_FALSE(device->name().empty());
     EXPECT_FALSE(device->services().empty());
   }
   EXPECT_EQ(makeDevice("toaster"), nullptr);
+}
+
+TEST(Models, EveryKindIsInTheHelp) {
+  const std::string help = withKinds("KIND: %KINDS%.");
+  for (const DeviceKind& kind : deviceKinds())
+    EXPECT_TRUE(help.find(kind.name) != std::string::npos) << help;
+  EXPECT_TRUE(help.starts_with("KIND: ") && help.ends_with("."));
 }
 
 }  // namespace

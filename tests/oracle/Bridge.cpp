@@ -1,20 +1,9 @@
 #include "tests/oracle/Bridge.h"
 
-#include "tests/oracle/Identifiers.h"
+#include "tests/oracle/Commands.h"
 #include "tests/oracle/Utf8.h"
 
 namespace oracle {
-
-namespace {
-
-bool beginsWithOneOf(const std::string& text, const std::vector<std::string>& beginnings) {
-  for (const std::string& beginning : beginnings) {
-    if (beginsWith(text, beginning)) return true;
-  }
-  return false;
-}
-
-}  // namespace
 
 void Bridge::stateUpdated(int state) {
   expected_.log("manager state update : state");
@@ -37,19 +26,12 @@ void Bridge::discovered(const Device& device, double now) {
   if (!scalars(*device.name)) expected_.hardStop();
   const std::string key = lowered(*device.name);
   if (firstRequest_ == 0) expected_.log("Device trouve : " + key);
-  if (!tramsel_ && beginsWithOneOf(key, {"dorvane", "tramsel"})) {
-    tramsel_ = std::make_unique<Tramsel>(expected_, device);
-    expected_.message("C;3;0;");
-    connect(*tramsel_, now);
-  } else if (!sonde_ && beginsWithOneOf(key, {"ilo", "pelko", "pelk0", "tenoval", "kvaltrin"})) {
-    sonde_ = std::make_unique<Sonde>(expected_, device);
-    connect(*sonde_, now);
-  } else if (!corvelta_ && beginsWithOneOf(key, {"tarvix"})) {
-    corvelta_ = std::make_unique<Corvelta>(expected_, device);
-    connect(*corvelta_, now);
-  } else if (!fenwix_ && beginsWithOneOf(key, {"nomsuel"})) {
-    fenwix_ = std::make_unique<Fenwix>(expected_, device);
-    connect(*fenwix_, now);
+  for (const Family* family : kFamilies) {
+    if (handlers_.contains(family) || !takes(*family, key)) continue;
+    Handler& handler = *(handlers_[family] = family->make(expected_, device));
+    if (!family->announcement.empty()) expected_.message(std::string(family->announcement));
+    connect(handler, now);
+    return;
   }
 }
 
@@ -61,31 +43,52 @@ void Bridge::connect(Handler& handler, double now) {
 }
 
 void Bridge::connected(const Device& device) {
-  const auto serves = [&device](const auto& handler) {
-    return handler && handler->device().label == device.label;
-  };
-  if (serves(tramsel_)) {
-    expected_.call(discoveringServices(device, {serviceTramsel, serviceBatt}));
-  } else if (serves(fenwix_)) {
-    expected_.call(
-        discoveringServices(device, {serviceFenwix, serviceBatt, serviceInfo, serviceConfig}));
-  } else if (serves(corvelta_)) {
-    expected_.call(discoveringServices(
-        device, {serviceParametres, serviceCalibration, serviceContractions, serviceBatt}));
-  } else if (serves(sonde_) && sonde_->isIlo()) {
-    expected_.call(discoveringServices(device, {serviceIlo}));
-  } else if (serves(sonde_)) {
-    expected_.call(discoveringServices(device, {serviceBatt, serviceTenoval}));
+  for (const Family* family : kFamiliesByConnection) {
+    const Handler* handler = handlerOf(*family);
+    if (handler == nullptr || handler->device().label != device.label) continue;
+    expected_.call(discoveringServices(device, handler->model().services));
+    return;
   }
 }
 
 void Bridge::secondPassed(double now) {
   if (!scanning_) return;
   const bool tooLong = firstRequest_ != 0 && firstRequest_ + 60.0 < now;
-  if (!tooLong && !(corvelta_ && sonde_ && tramsel_)) return;
+  const bool hasAll = handlerOf(corvelta) && handlerOf(sonde) && handlerOf(tramsel);
+  if (!tooLong && !hasAll) return;
   expected_.log("Stop Scan");
   scanning_ = false;
   expected_.call("stopScan");
+}
+
+void Bridge::command(const std::string& line) {
+  const Command* command = commandOf(line);
+  if (command == nullptr) return expected_.log("commande recue non traitee : " + line);
+  expected_.log(std::string(command->log));
+  if (command->act == Command::Act::end) expected_.exit();
+  const auto bytes = bytesOf(*command, line);
+  Handler* handler = handlerOf(*command->family);
+  if (!bytes || handler == nullptr) expected_.hardStop();
+  if (command->act == Command::Act::write) return handler->write(command->uuid, *bytes);
+  handler->notify(command->uuid, command->act == Command::Act::subscribe);
+}
+
+// A line ends at a line feed, and loses a carriage return before it too; the last one may lack it.
+void Bridge::standardInput(const std::string& bytes) {
+  std::string rest = bytes;
+  while (!rest.empty()) {
+    const std::size_t end = rest.find('\n');
+    std::string line = rest.substr(0, end);
+    if (end != std::string::npos && !line.empty() && line.back() == '\r') line.pop_back();
+    rest = end == std::string::npos ? "" : rest.substr(end + 1);
+    command(line);
+  }
+  expected_.exit();
+}
+
+Handler* Bridge::handlerOf(const Family& family) {
+  const auto found = handlers_.find(&family);
+  return found == handlers_.end() ? nullptr : found->second.get();
 }
 
 Handler* Bridge::delegateOf(const std::string& label) {

@@ -27,16 +27,11 @@ class Bridge {
 
  private:
   void connect(Handler& handler, double now);
-  void writeCorvelta(int byte, std::optional<Characteristic> Corvelta::*characteristic);
-  void notifyFenwix(bool enabled, std::optional<Characteristic> Fenwix::*characteristic);
-  void numberedCommand(const std::string& line, std::size_t bytes);
-  Fenwix& fenwix();
+  // Null when there is none.
+  Handler* handlerOf(const Family& family);
 
   Expected& expected_;
-  std::unique_ptr<Tramsel> tramsel_;
-  std::unique_ptr<Sonde> sonde_;
-  std::unique_ptr<Corvelta> corvelta_;
-  std::unique_ptr<Fenwix> fenwix_;
+  std::map<const Family*, std::unique_ptr<Handler>> handlers_;
   std::map<std::string, Handler*> delegates_;
   double firstRequest_ = 0;
   bool scanning_ = false;

@@ -4,33 +4,16 @@
 
 namespace oracle {
 
-Corvelta::Corvelta(Expected& expected, const Device& device) : Handler(expected, device) {
-  expected_.call(device_.label + " setDelegate");
-}
+namespace {
 
-void Corvelta::servicesDiscovered(const Discovery& discovery) {
-  useServices(expected_, device_, discovery,
-              {{serviceBatt, {characBatt}},
-               {serviceParametres, {characFirmwareText, characSecteur, characForceSleep}},
-               {serviceCalibration, {characCalibration, characNewCalibration, characErreur}},
-               {serviceContractions, {characAcquisition, characContractions}}},
-              false);
-}
-
-void Corvelta::characteristicsDiscovered(const Service& service) {
-  useCharacteristics(expected_, device_, service,
-                     {{characSecteur, true, true},
-                      {characBatt, true, false},
-                      {characFirmwareText, true, false},
-                      {characContractions, false, true},
-                      {characNewCalibration, false, true},
-                      {characErreur, false, true}});
-  if (!service.characteristics) return;
-  for (const Characteristic& characteristic : *service.characteristics) {
-    if (characteristic.uuid == characCalibration) calibration = characteristic;
-    if (characteristic.uuid == characAcquisition) acquisition = characteristic;
+class Corvelta final : public Handler {
+ public:
+  Corvelta(Expected& expected, const Device& device) : Handler(expected, device, corvelta) {
+    expected_.call(device_.label + " setDelegate");
   }
-}
+  std::unique_ptr<Handler> copy() const override { return std::make_unique<Corvelta>(*this); }
+  void valueUpdated(std::string_view uuid, const std::optional<Bytes>& value) override;
+};
 
 void Corvelta::valueUpdated(std::string_view uuid, const std::optional<Bytes>& value) {
   if (!value) expected_.hardStop();
@@ -53,5 +36,25 @@ void Corvelta::valueUpdated(std::string_view uuid, const std::optional<Bytes>& v
                       text(at(0) + 256 * at(1) + 65536 * at(2)));
   }
 }
+
+}  // namespace
+
+const Family corvelta{
+    .name = "corvelta",
+    .beginnings = {"tarvix"},
+    .parts = {{serviceBatt, characBatt, true, false, 1},
+              {serviceParametres, characFirmwareText, true, false},
+              {serviceParametres, characSecteur, true, true, 1},
+              {serviceParametres, characForceSleep},
+              {serviceCalibration, characCalibration},
+              {serviceCalibration, characNewCalibration, false, true, 1},
+              {serviceCalibration, characErreur, false, true, 1},
+              {serviceContractions, characAcquisition},
+              {serviceContractions, characContractions, false, true, 6}},
+    .models = {{"corvelta",
+                "Tarvix",
+                {serviceParametres, serviceCalibration, serviceContractions, serviceBatt}}},
+    .make = make<Corvelta>,
+};
 
 }  // namespace oracle

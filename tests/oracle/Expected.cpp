@@ -63,35 +63,4 @@ std::string discoveringCharacteristics(const Device& device, const Service& serv
   return text;
 }
 
-void useServices(Expected& expected, const Device& device, const Discovery& discovery,
-                 const KnownServices& known, bool logUnknown) {
-  if (!discovery.services || discovery.failure) {
-    if (!discovery.failure || !device.name) expected.hardStop();
-    expected.log("erreur de lecture des services " + printed(*discovery.failure) + " de " +
-                 *device.name);
-    return;
-  }
-  for (const Service& service : *discovery.services) {
-    bool isKnown = false;
-    for (const auto& [uuid, wanted] : known) {
-      if (uuid != service.uuid) continue;
-      expected.call(discoveringCharacteristics(device, service, wanted));
-      isKnown = true;
-    }
-    if (!isKnown && logUnknown) expected.log("service inconnu : " + printed(service.uuid));
-  }
-}
-
-void useCharacteristics(Expected& expected, const Device& device, const Service& service,
-                        const std::vector<Use>& table) {
-  if (!service.characteristics) return;
-  for (const Characteristic& characteristic : *service.characteristics) {
-    for (const Use& use : table) {
-      if (use.uuid != characteristic.uuid) continue;
-      if (use.read) expected.call(reading(device, characteristic));
-      if (use.subscribe) expected.call(notifying(device, true, characteristic));
-    }
-  }
-}
-
 }  // namespace oracle

@@ -77,23 +77,4 @@ std::string discoveringServices(const Device& device, const std::vector<std::str
 std::string discoveringCharacteristics(const Device& device, const Service& service,
                                        const std::vector<std::string_view>& wanted);
 
-// The services that a handler knows, in its order, and the characteristics wanted of each.
-using KnownServices = std::vector<std::pair<std::string_view, std::vector<std::string_view>>>;
-
-// What all handlers do with discovered services; a service that is none of those known is logged
-// where that is asked for.
-void useServices(Expected& expected, const Device& device, const Discovery& discovery,
-                 const KnownServices& known, bool logUnknown);
-
-// What is done with a discovered characteristic.
-struct Use {
-  std::string_view uuid;
-  bool read;
-  bool subscribe;
-};
-
-// The characteristics in order; those not in the table are left alone.
-void useCharacteristics(Expected& expected, const Device& device, const Service& service,
-                        const std::vector<Use>& table);
-
 }  // namespace oracle

@@ -5,39 +5,39 @@
 
 namespace oracle {
 
-Fenwix::Fenwix(Expected& expected, const Device& device) : Handler(expected, device) {
-  expected_.call(device_.label + " setDelegate");
-}
+namespace {
 
-void Fenwix::servicesDiscovered(const Discovery& discovery) {
-  useServices(
-      expected_, device_, discovery,
-      {{serviceFenwix, {characRms, characRms2, characRaw, characRaw2}},
-       {serviceBatt, {characBatt, characBattHealth}},
-       {serviceConfig, {characCommand}},
-       {serviceInfo, {characModele, characFirmware, characHardware, characSerial, characSystid}}},
-      true);
-}
-
-void Fenwix::characteristicsDiscovered(const Service& service) {
-  useCharacteristics(expected_, device_, service,
-                     {{characRms, false, true},
-                      {characRms2, false, true},
-                      {characCommand, false, true},
-                      {characBatt, true, true},
-                      {characBattHealth, true, false},
-                      {characModele, true, false},
-                      {characSerial, true, false},
-                      {characFirmware, true, false},
-                      {characHardware, true, false},
-                      {characSystid, true, false}});
-  if (!service.characteristics) return;
-  for (const Characteristic& characteristic : *service.characteristics) {
-    if (characteristic.uuid == characRaw) raw = characteristic;
-    if (characteristic.uuid == characRaw2) raw2 = characteristic;
-    if (characteristic.uuid == characCommand) command_ = characteristic;
+class Fenwix final : public Handler {
+ public:
+  Fenwix(Expected& expected, const Device& device) : Handler(expected, device, fenwix) {
+    expected_.call(device_.label + " setDelegate");
   }
-}
+  std::unique_ptr<Handler> copy() const override { return std::make_unique<Fenwix>(*this); }
+  void valueUpdated(std::string_view uuid, const std::optional<Bytes>& value) override;
+  void notificationStateUpdated(std::string_view uuid,
+                                const std::optional<Failure>& failure) override;
+
+ private:
+  using Number = std::optional<std::uint32_t>;
+
+  void rmsValue(const std::string& kind, const Bytes& value);
+  void rawValue(const std::string& kind, const Bytes& value);
+  void batteryValue(std::optional<int>& target, const Bytes& value);
+  void identification(Number& target, const Bytes& value, bool isSerial);
+  void identificationEvent();
+  void replyPart(const Bytes& part);
+  void replyComplete();
+
+  std::optional<int> level_;
+  std::optional<int> health_;
+  Number serial_, modele_, firmware_, hardware_, systid_;
+  std::size_t confirmations_ = 0;
+
+  // The reply in progress: how many bytes of it are still missing, and those received.
+  int missing_ = 0;
+  int code_ = 0;
+  std::string received_;
+};
 
 void Fenwix::notificationStateUpdated(std::string_view uuid,
                                       const std::optional<Failure>& failure) {
@@ -142,9 +142,26 @@ void Fenwix::replyComplete() {
   expected_.message("PJSON;" + received_ + ";");
 }
 
-void Fenwix::writeCommand(const Bytes& frame) {
-  if (!command_) expected_.hardStop();
-  expected_.call(writing(device_, frame, *command_));
-}
+}  // namespace
+
+const Family fenwix{
+    .name = "fenwix",
+    .beginnings = {"nomsuel"},
+    .parts = {{serviceFenwix, characRms, false, true, 4},
+              {serviceFenwix, characRms2, false, true, 4},
+              {serviceFenwix, characRaw, false, false, 20},
+              {serviceFenwix, characRaw2, false, false, 20},
+              {serviceBatt, characBatt, true, true, 1},
+              {serviceBatt, characBattHealth, true, false, 1},
+              {serviceConfig, characCommand, false, true, 4},
+              {serviceInfo, characModele, true, false, 4},
+              {serviceInfo, characFirmware, true, false, 4},
+              {serviceInfo, characHardware, true, false, 4},
+              {serviceInfo, characSerial, true, false, 4},
+              {serviceInfo, characSystid, true, false, 4}},
+    .models = {{"fenwix", "Nomsuel", {serviceFenwix, serviceBatt, serviceInfo, serviceConfig}}},
+    .make = make<Fenwix>,
+    .logsUnknownServices = true,
+};
 
 }  // namespace oracle

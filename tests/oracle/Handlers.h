@@ -1,20 +1,32 @@
-// The four device handlers as models: what is done with what a device reports. Whatever they do is
-// entered in the given Expected.
+// A device's handler as a model: what is done with what the device reports. Whatever it does is
+// entered in the given Expected. The handlers of the families differ in what they make of values.
 #pragma once
 
+#include <map>
+#include <memory>
+
 #include "tests/oracle/Expected.h"
+#include "tests/oracle/Families.h"
 
 namespace oracle {
 
 class Handler {
  public:
-  Handler(Expected& expected, Device device) : expected_(expected), device_(std::move(device)) {}
+  Handler(Expected& expected, Device device, const Family& family)
+      : expected_(expected), device_(std::move(device)), family_(family) {}
   virtual ~Handler() = default;
+  virtual std::unique_ptr<Handler> copy() const = 0;
 
-  virtual void servicesDiscovered(const Discovery& discovery) = 0;
-  virtual void characteristicsDiscovered(const Service& service) = 0;
+  virtual const Model& model() const { return family_.models.front(); }
   virtual void valueUpdated(std::string_view uuid, const std::optional<Bytes>& value) = 0;
   virtual void notificationStateUpdated(std::string_view, const std::optional<Failure>&) {}
+
+  void servicesDiscovered(const Discovery& discovery);
+  void characteristicsDiscovered(const Service& service);
+
+  // What the host's commands do with a characteristic, which has to have been discovered.
+  void write(std::string_view uuid, const Bytes& bytes);
+  void notify(std::string_view uuid, bool enabled);
 
   void renamed(const std::optional<std::string>& name) { device_.name = name; }
   const Device& device() const { return device_; }
@@ -26,77 +38,19 @@ class Handler {
 
   Expected& expected_;
   Device device_;
-};
-
-class Tramsel final : public Handler {
- public:
-  Tramsel(Expected& expected, const Device& device);
-  void servicesDiscovered(const Discovery& discovery) override;
-  void characteristicsDiscovered(const Service& service) override;
-  void valueUpdated(std::string_view uuid, const std::optional<Bytes>& value) override;
 
  private:
-  int battery_ = -1;
+  const Characteristic& found(std::string_view uuid);
+  void requestIn(const Service& service);
+
+  const Family& family_;
+  std::map<std::string_view, Characteristic> found_;  // the latest of each
 };
 
-class Sonde final : public Handler {
- public:
-  Sonde(Expected& expected, const Device& device);
-  void servicesDiscovered(const Discovery& discovery) override;
-  void characteristicsDiscovered(const Service& service) override;
-  void valueUpdated(std::string_view uuid, const std::optional<Bytes>& value) override;
-  bool isIlo() const { return isIlo_; }
-
- private:
-  bool isIlo_ = false;
-  int battery_ = -1;
-};
-
-class Corvelta final : public Handler {
- public:
-  Corvelta(Expected& expected, const Device& device);
-  void servicesDiscovered(const Discovery& discovery) override;
-  void characteristicsDiscovered(const Service& service) override;
-  void valueUpdated(std::string_view uuid, const std::optional<Bytes>& value) override;
-
-  std::optional<Characteristic> calibration;
-  std::optional<Characteristic> acquisition;
-};
-
-class Fenwix final : public Handler {
- public:
-  Fenwix(Expected& expected, const Device& device);
-  void servicesDiscovered(const Discovery& discovery) override;
-  void characteristicsDiscovered(const Service& service) override;
-  void valueUpdated(std::string_view uuid, const std::optional<Bytes>& value) override;
-  void notificationStateUpdated(std::string_view uuid,
-                                const std::optional<Failure>& failure) override;
-  void writeCommand(const Bytes& frame);
-
-  std::optional<Characteristic> raw;
-  std::optional<Characteristic> raw2;
-
- private:
-  using Number = std::optional<std::uint32_t>;
-
-  void rmsValue(const std::string& kind, const Bytes& value);
-  void rawValue(const std::string& kind, const Bytes& value);
-  void batteryValue(std::optional<int>& target, const Bytes& value);
-  void identification(Number& target, const Bytes& value, bool isSerial);
-  void identificationEvent();
-  void replyPart(const Bytes& part);
-  void replyComplete();
-
-  std::optional<Characteristic> command_;
-  std::optional<int> level_;
-  std::optional<int> health_;
-  Number serial_, modele_, firmware_, hardware_, systid_;
-  std::size_t confirmations_ = 0;
-
-  // The reply in progress: how many bytes of it are still missing, and those received.
-  int missing_ = 0;
-  int code_ = 0;
-  std::string received_;
-};
+// What a family's table has as its way to make a handler.
+template <class OneFamilys>
+std::unique_ptr<Handler> make(Expected& expected, const Device& device) {
+  return std::make_unique<OneFamilys>(expected, device);
+}
 
 }  // namespace oracle

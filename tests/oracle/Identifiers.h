@@ -1,9 +1,9 @@
 // The GATT identifiers as text, 36 characters in lower case.
 #pragma once
 
-#include <array>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace oracle {
 
@@ -41,47 +41,9 @@ inline constexpr std::string_view characHardware = "00002a27-0000-1000-8000-0080
 inline constexpr std::string_view characSerial = "00002a25-0000-1000-8000-00805f9b34fb";
 inline constexpr std::string_view characSystid = "00002a23-0000-1000-8000-00805f9b34fb";
 
-// The last two of each are none that the bridge knows: one near to a known one, one of zeros.
-inline constexpr std::array<std::string_view, 12> everyService = {
-    serviceIlo,
-    serviceTenoval,
-    serviceTramsel,
-    serviceBatt,
-    serviceParametres,
-    serviceCalibration,
-    serviceFenwix,
-    serviceConfig,
-    serviceContractions,
-    serviceInfo,
-    "00001801-0000-1000-8000-00805f9b34fb",
-    "00000000-0000-0000-0000-000000000000"};
-
-inline constexpr std::array<std::string_view, 25> everyCharacteristic = {
-    characIlo,
-    characTenoval,
-    characTramsel,
-    characBatt,
-    characBattHealth,
-    characFirmwareText,
-    characSecteur,
-    characForceSleep,
-    characContractions,
-    characAcquisition,
-    characCalibration,
-    characErreur,
-    characNewCalibration,
-    characRms,
-    characRms2,
-    characRaw,
-    characRaw2,
-    characCommand,
-    characModele,
-    characFirmware,
-    characHardware,
-    characSerial,
-    characSystid,
-    "00002a26-0000-1000-8000-00805f9b34fb",
-    "00000000-0000-0000-0000-000000000000"};
+// Every one that is known, and two of each that are not: one near to a known one, one of zeros.
+const std::vector<std::string_view>& everyService();
+const std::vector<std::string_view>& everyCharacteristic();
 
 // As a log line prints it: upper case, and the four digits alone in the Bluetooth base range.
 std::string printed(std::string_view uuid);

@@ -1,7 +1,7 @@
 // The oracle itself, on values worked out by hand.
 #include <gtest/gtest.h>
 
-#include "tests/oracle/Bridge.h"
+#include "tests/oracle/Handlers.h"
 #include "tests/oracle/Identifiers.h"
 #include "tests/oracle/Output.h"
 #include "tests/oracle/Rms.h"
@@ -72,24 +72,24 @@ Entries after(const std::function<void(Expected&)>& act) {
 
 TEST(Oracle, MapsValues) {
   EXPECT_EQ(after([](Expected& expected) {
-              Tramsel handler(expected, {"d", "Tramsel"});
-              handler.valueUpdated(characBatt, Bytes{92});
-              handler.valueUpdated(characTramsel,
-                                   Bytes{0x01, 0x00, 0xFF, 0xFF, 0x34, 0x12, 0xF4, 0xFF, 0x00, 0x00,
-                                         0xE8, 0x03, 0x7F, 0xFF, 0x00, 0x80, 0xFF, 0x7F});
+              const auto handler = tramsel.make(expected, {"d", "Tramsel"});
+              handler->valueUpdated(characBatt, Bytes{92});
+              handler->valueUpdated(
+                  characTramsel, Bytes{0x01, 0x00, 0xFF, 0xFF, 0x34, 0x12, 0xF4, 0xFF, 0x00, 0x00,
+                                       0xE8, 0x03, 0x7F, 0xFF, 0x00, 0x80, 0xFF, 0x7F});
             }),
             (Entries{"<B;92;1;-1;4660;-12;0;1000;-129;-32768;32767;A2B6>\n"}));
   EXPECT_EQ(after([](Expected& expected) {
-              Corvelta handler(expected, {"d", "Tarvix"});
-              handler.valueUpdated(characContractions, Bytes{1, 2, 3, 4, 5, 6});
-              handler.valueUpdated(characContractions, Bytes{1, 2, 3, 4, 5});
+              const auto handler = corvelta.make(expected, {"d", "Tarvix"});
+              handler->valueUpdated(characContractions, Bytes{1, 2, 3, 4, 5, 6});
+              handler->valueUpdated(characContractions, Bytes{1, 2, 3, 4, 5});
             }),
             (Entries{messageLine("K;MC;1284;6;197121;").value(), hardStopEntry}));
   EXPECT_EQ(after([](Expected& expected) {
-              Fenwix handler(expected, {"d", "Nomsuel"});
-              handler.valueUpdated(characCommand, Bytes{0xAA, 0x13, 3, 0, 0x5B});
-              handler.valueUpdated(characCommand, Bytes{0x31, 0x5D});
-              handler.valueUpdated(characSerial, Bytes{0, 0, 0, 0});
+              const auto handler = fenwix.make(expected, {"d", "Nomsuel"});
+              handler->valueUpdated(characCommand, Bytes{0xAA, 0x13, 3, 0, 0x5B});
+              handler->valueUpdated(characCommand, Bytes{0x31, 0x5D});
+              handler->valueUpdated(characSerial, Bytes{0, 0, 0, 0});
             }),
             (Entries{messageLine("PJSON;[1];").value(), logLine("Erreur à l'init du Fenwix"),
                      exitEntry}));

@@ -2,6 +2,12 @@
 // callbacks in any order.
 #include <gtest/gtest.h>
 
+#include <cctype>
+#include <tuple>
+#include <utility>
+
+#include "ComBLE.h"
+#include "tests/oracle/Commands.h"
 #include "tests/oracle/Draw.h"
 #include "tests/oracle/Identifiers.h"
 #include "tests/subject/Plays.h"
@@ -28,11 +34,16 @@ Bytes any(Draw& draw) {
   return draw.bytes(draw.below(400));
 }
 
+std::string_view textOf(Draw& draw, bool hasArguments) {
+  std::vector<std::string_view> texts;
+  for (const Command& command : commands()) {
+    if ((command.argumentBytes > 0) == hasArguments) texts.push_back(command.text);
+  }
+  return texts[draw.below(texts.size())];
+}
+
 // What a host writes, with mistakes.
 Bytes input(Draw& draw) {
-  static const std::vector<std::string> pieces = {
-      "kill",       "CV_debutCalib", "CV_finCalib",  "CV_debutAcquisition", "CV_finAcquisition",
-      "FX_stopRaw", "FX_startRaw",   "FX_startRaw2", "FX_stopRaw2",         "FX_getJson"};
   static const std::vector<std::string> numbers = {
       "0",  "255", "256",   "4294967295", "4294967296", "+7",
       "-0", "-1",  "00012", "",           "x",          "99999999999999999999999"};
@@ -40,14 +51,14 @@ Bytes input(Draw& draw) {
   std::string text(1, static_cast<char>(draw.byte()));
   for (auto lines = draw.below(6); lines > 0; --lines) {
     if (draw.oneIn(3)) {
-      text += draw.oneIn(2) ? "FX_cmdWriteInt" : "FX_cmdWriteByte";
+      text += textOf(draw, true);
       for (auto fields = draw.below(5); fields > 0; --fields) {
         text += " " + numbers[draw.below(numbers.size())];
       }
     } else if (draw.oneIn(4)) {
       for (const std::uint8_t each : draw.bytes(draw.below(30))) text += static_cast<char>(each);
     } else {
-      text += pieces[draw.below(pieces.size())];
+      text += textOf(draw, false);
     }
     text += ends[draw.below(ends.size())];
   }
@@ -83,9 +94,9 @@ TEST(Plays, OfCallbacksInAnyOrder) {
 void playIdentification(subject::Choices& choices) {
   static constexpr std::string_view numbers[] = {characSerial, characModele, characFirmware,
                                                  characHardware, characSystid};
-  constexpr auto fenwix = static_cast<std::size_t>(subject::Model::fenwix);
+  const std::size_t fenwix = subject::modelOfKind("fenwix");
   subject::Twin twin;
-  discover(twin, subject::Model::fenwix);
+  discover(twin, fenwix);
   while (!choices.atEnd() && !twin.ended()) {
     const std::size_t event = choices.below(8);
     if (event < std::size(numbers)) {
@@ -104,11 +115,11 @@ void playScan(subject::Choices& choices) {
   subject::Twin twin;
   twin.stateUpdated(5);
   while (!choices.atEnd()) {
-    const std::size_t event = choices.below(std::size(pauses) + 6);
+    const std::size_t event = choices.below(std::size(pauses) + subject::models().size() + 1);
     if (event < std::size(pauses)) {
       twin.secondPassed(pauses[event]);
-    } else if (event < std::size(pauses) + subject::modelCount) {
-      discover(twin, static_cast<subject::Model>(event - std::size(pauses)));
+    } else if (event < std::size(pauses) + subject::models().size()) {
+      discover(twin, event - std::size(pauses));
     } else if (choices.below(8) == 1) {
       twin.stateUpdated(5);
     }
@@ -125,6 +136,25 @@ TEST(Plays, OfTheScansEnd) {
     for (auto& each : bytes) each = static_cast<std::uint8_t>(draw.below(256));
     return bytes;
   });
+}
+
+// One after the other, so that a second device of the family comes as well.
+TEST(Plays, EveryFamilyIsKnownByEachOfItsNames) {
+  for (const Family* family : kFamilies) {
+    for (const std::string_view beginning : family->beginnings) {
+      subject::Twin twin;
+      const std::string name(beginning);
+      twin.discovered(0, name.substr(0, name.size() - 1));
+      twin.discovered(1, name + "-1");
+      twin.discovered(2, static_cast<char>(std::toupper(name[0])) + name.substr(1));
+      twin.connected(1);
+      twin.connected(2);
+    }
+  }
+}
+
+TEST(Plays, TheCoreHasNoFamilyMore) {
+  EXPECT_EQ(std::tuple_size_v<decltype(std::declval<ComBLE&>().slots())>, std::size(kFamilies));
 }
 
 }  // namespace

@@ -3,19 +3,19 @@
 
 namespace oracle {
 
-Tramsel::Tramsel(Expected& expected, const Device& device) : Handler(expected, device) {
-  expected_.call(device_.label + " setDelegate");
-}
+namespace {
 
-void Tramsel::servicesDiscovered(const Discovery& discovery) {
-  useServices(expected_, device_, discovery,
-              {{serviceTramsel, {characTramsel}}, {serviceBatt, {characBatt}}}, false);
-}
+class Tramsel final : public Handler {
+ public:
+  Tramsel(Expected& expected, const Device& device) : Handler(expected, device, tramsel) {
+    expected_.call(device_.label + " setDelegate");
+  }
+  std::unique_ptr<Handler> copy() const override { return std::make_unique<Tramsel>(*this); }
+  void valueUpdated(std::string_view uuid, const std::optional<Bytes>& value) override;
 
-void Tramsel::characteristicsDiscovered(const Service& service) {
-  useCharacteristics(expected_, device_, service,
-                     {{characTramsel, false, true}, {characBatt, true, true}});
-}
+ private:
+  int battery_ = -1;
+};
 
 void Tramsel::valueUpdated(std::string_view uuid, const std::optional<Bytes>& value) {
   if (uuid == characTramsel) {
@@ -30,5 +30,17 @@ void Tramsel::valueUpdated(std::string_view uuid, const std::optional<Bytes>& va
     battery_ = byteAt(value, 0);
   }
 }
+
+}  // namespace
+
+const Family tramsel{
+    .name = "tramsel",
+    .beginnings = {"dorvane", "tramsel"},
+    .parts = {{serviceTramsel, characTramsel, false, true, 18},
+              {serviceBatt, characBatt, true, true, 1}},
+    .models = {{"tramsel", "Tramsel-12", {serviceTramsel, serviceBatt}}},
+    .make = make<Tramsel>,
+    .announcement = "C;3;0;",
+};
 
 }  // namespace oracle

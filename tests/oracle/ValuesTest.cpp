@@ -16,14 +16,30 @@ extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 namespace oracle {
 namespace {
 
-using subject::Model;
-
 struct Stream {
   std::string name;
-  Model model;
+  std::size_t model;  // its place among subject::models()
   std::string_view uuid;
   std::size_t needed;  // bytes that the decoder reads
 };
+
+constexpr std::string_view unknown = "00000000-0000-0000-0000-000000000000";
+
+// What each kind of device sends, and a value that no device has.
+std::vector<Stream> everyStream() {
+  std::vector<Stream> streams;
+  for (const subject::PlayedModel& played : subject::models()) {
+    const std::size_t place = streams.empty() ? 0 : streams.back().model + 1;
+    const std::string kind(played.model->kind);
+    for (const Part& part : played.family->parts) {
+      std::string name = kind + "_" + printed(part.uuid);
+      std::erase(name, '-');
+      streams.push_back({name, place, part.uuid, part.needed});
+    }
+    streams.push_back({kind + "_unknown", place, unknown, 0});
+  }
+  return streams;
+}
 
 std::vector<std::uint8_t> drawValue(Draw& draw, const Stream& stream) {
   const bool isLevel = stream.uuid == characRms || stream.uuid == characRms2;
@@ -36,9 +52,9 @@ std::vector<std::uint8_t> drawValue(Draw& draw, const Stream& stream) {
 // A value that another characteristic of the device has received before: battery levels and the
 // other identification numbers decide what is sent.
 void deliverAnother(subject::Twin& twin, Draw& draw, const Stream& stream) {
-  const auto place = draw.below(everyCharacteristic.size());
+  const auto place = draw.below(everyCharacteristic().size());
   const std::size_t length = place == subject::placeOf(characIlo) ? 13 : 4 + draw.below(20);
-  twin.valueUpdated(static_cast<std::size_t>(stream.model), {place, 0}, draw.bytes(length));
+  twin.valueUpdated(stream.model, {place, 0}, draw.bytes(length));
 }
 
 // What is allocated and not freed; it is the same after each twin when the bridge keeps nothing.
@@ -75,8 +91,7 @@ TEST_P(Values, AreMappedAsTheOracleSays) {
         if (twin->ended()) continue;
       }
       if (!draw.oneIn(1000)) value = drawValue(draw, stream);
-      twin->valueUpdated(static_cast<std::size_t>(stream.model), {subject::placeOf(stream.uuid), 0},
-                         value);
+      twin->valueUpdated(stream.model, {subject::placeOf(stream.uuid), 0}, value);
     } catch (const subject::Difference& difference) {
       FAIL() << "value " << i << " of seed " << theRun().seed << ": "
              << testing::PrintToString(value) << '\n'
@@ -87,36 +102,8 @@ TEST_P(Values, AreMappedAsTheOracleSays) {
   EXPECT_LE(allocatedBytes(), early + kGrowth);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Of, Values,
-    testing::Values(Stream{"TramselMotion", Model::tramsel, characTramsel, 18},
-                    Stream{"TramselBattery", Model::tramsel, characBatt, 1},
-                    Stream{"TramselUnknown", Model::tramsel, characRaw, 0},
-                    Stream{"IloRecord", Model::ilo, characIlo, 13},
-                    Stream{"IloBattery", Model::ilo, characBatt, 1},
-                    Stream{"TenovalRecord", Model::tenoval, characTenoval, 4},
-                    Stream{"TenovalBattery", Model::tenoval, characBatt, 1},
-                    Stream{"TenovalUnknown", Model::tenoval, characRms, 0},
-                    Stream{"CorveltaBattery", Model::corvelta, characBatt, 1},
-                    Stream{"CorveltaMains", Model::corvelta, characSecteur, 1},
-                    Stream{"CorveltaFirmware", Model::corvelta, characFirmwareText, 0},
-                    Stream{"CorveltaNewCalibration", Model::corvelta, characNewCalibration, 1},
-                    Stream{"CorveltaCalibrationError", Model::corvelta, characErreur, 1},
-                    Stream{"CorveltaContraction", Model::corvelta, characContractions, 6},
-                    Stream{"CorveltaUnknown", Model::corvelta, characForceSleep, 0},
-                    Stream{"FenwixRms", Model::fenwix, characRms, 4},
-                    Stream{"FenwixRms2", Model::fenwix, characRms2, 4},
-                    Stream{"FenwixRaw", Model::fenwix, characRaw, 20},
-                    Stream{"FenwixRaw2", Model::fenwix, characRaw2, 20},
-                    Stream{"FenwixBattery", Model::fenwix, characBatt, 1},
-                    Stream{"FenwixHealth", Model::fenwix, characBattHealth, 1},
-                    Stream{"FenwixModel", Model::fenwix, characModele, 4},
-                    Stream{"FenwixSerial", Model::fenwix, characSerial, 4},
-                    Stream{"FenwixFirmware", Model::fenwix, characFirmware, 4},
-                    Stream{"FenwixHardware", Model::fenwix, characHardware, 4},
-                    Stream{"FenwixSystemIdentifier", Model::fenwix, characSystid, 4},
-                    Stream{"FenwixCommand", Model::fenwix, characCommand, 4}),
-    [](const auto& tested) { return tested.param.name; });
+INSTANTIATE_TEST_SUITE_P(Of, Values, testing::ValuesIn(everyStream()),
+                         [](const auto& tested) { return tested.param.name; });
 
 }  // namespace
 }  // namespace oracle

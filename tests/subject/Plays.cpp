@@ -17,22 +17,6 @@ constexpr std::array<std::string_view, 15> names = {
     "Tenoval",    "kvaltrin",      "Tarvix",       "NOMSUEL",       "ILO\u0308-3",
     "\u0130LO-3", "Tramsel\u0301", "T\u00C9NOVAL", "NOMSUEL\u03A3", "\u03A3\u0391\u03A3."};
 
-std::string nameOf(Model model) {
-  switch (model) {
-    case Model::tramsel:
-      return "Tramsel-12";
-    case Model::ilo:
-      return "ILO-3";
-    case Model::tenoval:
-      return "Tenoval";
-    case Model::corvelta:
-      return "Tarvix";
-    case Model::fenwix:
-      break;
-  }
-  return "Nomsuel";
-}
-
 std::optional<oracle::Bytes> value(Choices& choices) {
   const std::size_t length = choices.byte();
   if (length == 255) return std::nullopt;
@@ -49,7 +33,7 @@ std::optional<oracle::Failure> failure(Choices& choices) {
 
 CharacteristicId characteristic(Choices& choices) {
   const std::size_t number = choices.byte();
-  const std::size_t count = oracle::everyCharacteristic.size();
+  const std::size_t count = oracle::everyCharacteristic().size();
   return {number % count, number / count % Twin::copyCount};
 }
 
@@ -81,14 +65,14 @@ void discoverServices(Twin& twin, Choices& choices) {
   std::optional<std::vector<std::size_t>> places;
   if (count < 6) places.emplace();
   for (std::size_t i = 0; places && i < count; ++i) {
-    places->push_back(choices.below(oracle::everyService.size()));
+    places->push_back(choices.below(oracle::everyService().size()));
   }
   twin.servicesDiscovered(device, places, error);
 }
 
 void discoverCharacteristics(Twin& twin, Choices& choices) {
   const std::size_t device = choices.below(Twin::deviceCount);
-  const std::size_t service = choices.below(oracle::everyService.size());
+  const std::size_t service = choices.below(oracle::everyService().size());
   const auto error = failure(choices);
   const std::size_t count = choices.below(9);
   std::optional<std::vector<CharacteristicId>> found;
@@ -132,29 +116,46 @@ void happen(Twin& twin, Choices& choices) {
 
 }  // namespace
 
-void discover(Twin& twin, Model model) {
-  twin.discovered(static_cast<std::size_t>(model), nameOf(model));
+const std::vector<PlayedModel>& models() {
+  static const std::vector<PlayedModel> all = [] {
+    std::vector<PlayedModel> found;
+    for (const oracle::Family* family : oracle::kFamilies) {
+      for (const oracle::Model& model : family->models) found.push_back({family, &model});
+    }
+    return found;
+  }();
+  return all;
+}
+
+std::size_t modelOfKind(std::string_view kind) {
+  const auto isOfKind = [&](const PlayedModel& played) { return played.model->kind == kind; };
+  return static_cast<std::size_t>(std::ranges::find_if(models(), isOfKind) - models().begin());
+}
+
+void discover(Twin& twin, std::size_t model) {
+  twin.discovered(model, std::string(models().at(model).model->name));
 }
 
 std::size_t placeOf(std::string_view characteristic) {
-  const auto& all = oracle::everyCharacteristic;
+  const auto& all = oracle::everyCharacteristic();
   return static_cast<std::size_t>(std::ranges::find(all, characteristic) - all.begin());
 }
 
 void playValues(Choices& choices) {
   Twin twin;
-  const auto model = static_cast<Model>(choices.below(modelCount));
+  const std::size_t model = choices.below(models().size());
   discover(twin, model);
   while (!choices.atEnd() && !twin.ended()) {
     const CharacteristicId id = characteristic(choices);
-    twin.valueUpdated(static_cast<std::size_t>(model), id, value(choices));
+    twin.valueUpdated(model, id, value(choices));
   }
 }
 
 void playReplies(Choices& choices) {
   constexpr std::uint8_t jsonCode = 19;
   Twin twin;
-  discover(twin, Model::fenwix);
+  const std::size_t fenwix = modelOfKind("fenwix");
+  discover(twin, fenwix);
   const CharacteristicId command{placeOf(oracle::characCommand), 0};
   while (!choices.atEnd() && !twin.ended()) {
     oracle::Bytes part;
@@ -175,25 +176,28 @@ void playReplies(Choices& choices) {
         part.assign(std::size_t{256} * choices.below(8) + choices.byte(), choices.byte());
         break;
     }
-    twin.valueUpdated(static_cast<std::size_t>(Model::fenwix), command, part);
+    twin.valueUpdated(fenwix, command, part);
   }
 }
 
 void playCommands(Choices& choices) {
   const std::uint8_t there = choices.byte();
   Twin twin;
-  const auto prepare = [&](Model model, std::size_t service, int bit, std::string_view which) {
+  const std::size_t corvelta = modelOfKind("corvelta");
+  const std::size_t fenwix = modelOfKind("fenwix");
+  const auto prepare = [&](std::size_t model, std::size_t service, int bit,
+                           std::string_view which) {
     if ((there >> bit & 1) == 0) return;
     const std::vector<CharacteristicId> found = {{placeOf(which), 0}};
-    twin.characteristicsDiscovered(static_cast<std::size_t>(model), service, found, std::nullopt);
+    twin.characteristicsDiscovered(model, service, found, std::nullopt);
   };
-  if ((there & 0x01) != 0) discover(twin, Model::corvelta);
-  if ((there & 0x02) != 0) discover(twin, Model::fenwix);
-  prepare(Model::corvelta, 0, 2, oracle::characCalibration);
-  prepare(Model::corvelta, 0, 3, oracle::characAcquisition);
-  prepare(Model::fenwix, 0, 4, oracle::characRaw);
-  prepare(Model::fenwix, 0, 5, oracle::characRaw2);
-  prepare(Model::fenwix, 0, 6, oracle::characCommand);
+  if ((there & 0x01) != 0) discover(twin, corvelta);
+  if ((there & 0x02) != 0) discover(twin, fenwix);
+  prepare(corvelta, 0, 2, oracle::characCalibration);
+  prepare(corvelta, 0, 3, oracle::characAcquisition);
+  prepare(fenwix, 0, 4, oracle::characRaw);
+  prepare(fenwix, 0, 5, oracle::characRaw2);
+  prepare(fenwix, 0, 6, oracle::characCommand);
   const bool isRunning = there != 0x80;
   twin.standardInput(choices.remainingText(), isRunning);
 }

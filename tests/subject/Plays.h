@@ -4,18 +4,25 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
+#include "tests/oracle/Families.h"
 #include "tests/subject/Choices.h"
 #include "tests/subject/Twin.h"
 
 namespace subject {
 
-// The device numbers are one per model.
-enum class Model { tramsel, ilo, tenoval, corvelta, fenwix };
-inline constexpr std::size_t modelCount = 5;
+// The kinds of device, of all families of the oracle. A device's number is its model's place.
+struct PlayedModel {
+  const oracle::Family* family;
+  const oracle::Model* model;
+};
+const std::vector<PlayedModel>& models();
+std::size_t modelOfKind(std::string_view kind);
 
-// Makes a handler of the model; the device's number is the model's.
-void discover(Twin& twin, Model model);
+// Makes a handler of the model.
+void discover(Twin& twin, std::size_t model);
 
 // The place of an identifier in the oracle's list.
 std::size_t placeOf(std::string_view characteristic);

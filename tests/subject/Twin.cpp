@@ -60,8 +60,8 @@ Twin::Twin() : platform_(entries_), peers_(deviceCount), bridge_(platform_), mod
 
 Twin::Peer& Twin::peer(std::size_t device) {
   // Parsed and printed once: a twin is made for every play.
-  static const auto services = identifiersOf(oracle::everyService);
-  static const auto characteristics = identifiersOf(oracle::everyCharacteristic);
+  static const auto services = identifiersOf(oracle::everyService());
+  static const auto characteristics = identifiersOf(oracle::everyCharacteristic());
 
   Peer& peer = peers_.at(device);
   if (peer.peripheral) return peer;
@@ -78,7 +78,7 @@ Twin::Peer& Twin::peer(std::size_t device) {
 }
 
 RecordedCharacteristic& Twin::characteristicOf(Peer& peer, CharacteristicId id) {
-  return *peer.characteristics.at(id.copy * oracle::everyCharacteristic.size() + id.place);
+  return *peer.characteristics.at(id.copy * oracle::everyCharacteristic().size() + id.place);
 }
 
 oracle::Device Twin::deviceOf(const Peer& peer) const {
@@ -86,7 +86,7 @@ oracle::Device Twin::deviceOf(const Peer& peer) const {
 }
 
 oracle::Characteristic Twin::modelOf(const RecordedCharacteristic& object, std::size_t place) {
-  return {object.label(), oracle::everyCharacteristic.at(place)};
+  return {object.label(), oracle::everyCharacteristic().at(place)};
 }
 
 void Twin::both(const std::function<void()>& core, const std::function<void()>& model) {
@@ -160,7 +160,7 @@ void Twin::servicesDiscovered(std::size_t device,
     for (const std::size_t place : *places) {
       list->push_back(owner.services.at(place).get());
       discovery.services->push_back(
-          {owner.services[place]->label(), oracle::everyService.at(place), std::nullopt});
+          {owner.services[place]->label(), oracle::everyService().at(place), std::nullopt});
     }
   }
   owner.peripheral->setServices(list);
@@ -181,7 +181,7 @@ void Twin::characteristicsDiscovered(std::size_t device, std::size_t service,
                                      const std::optional<oracle::Failure>& failure) {
   Peer& owner = peer(device);
   RecordedService& object = *owner.services.at(service);
-  oracle::Service model{object.label(), oracle::everyService.at(service), std::nullopt};
+  oracle::Service model{object.label(), oracle::everyService().at(service), std::nullopt};
   std::optional<std::vector<platform::CBCharacteristic*>> list;
   if (found) {
     list.emplace();
@@ -215,7 +215,7 @@ void Twin::valueUpdated(std::size_t device, CharacteristicId id,
         delegate.peripheralDidUpdateValueFor(*peer.peripheral, characteristic, pointer(error));
       },
       [&](oracle::Handler& handler) {
-        handler.valueUpdated(oracle::everyCharacteristic.at(id.place), value);
+        handler.valueUpdated(oracle::everyCharacteristic().at(id.place), value);
       });
   characteristic.setValue(std::nullopt);
 }
@@ -231,7 +231,7 @@ void Twin::notificationStateUpdated(std::size_t device, CharacteristicId id,
                                                          pointer(error));
       },
       [&](oracle::Handler& handler) {
-        handler.notificationStateUpdated(oracle::everyCharacteristic.at(id.place), failure);
+        handler.notificationStateUpdated(oracle::everyCharacteristic().at(id.place), failure);
       });
 }
 

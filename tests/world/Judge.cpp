@@ -113,8 +113,8 @@ bool Judge::takeDueConnection(const std::string& line) {
   if (!isChoiceOpen_) return false;
   const std::string name = textOf(line).substr(12);
   lab::RemoteDevice* device = deviceNamed(name, false);
-  const auto family = familyOf(oracle::lowered(name));
-  if (device == nullptr || !family || served_.contains(*family)) return false;
+  const oracle::Family* family = oracle::familyOf(oracle::lowered(name));
+  if (device == nullptr || family == nullptr || served_.contains(family->name)) return false;
   if (Served(*family, *device, name).firstLines() != choice_) return false;
   due_.pop_front();
   return true;
@@ -217,11 +217,6 @@ void Judge::isAtEnd() {
       throw Wrong("does not bring the link up to " + device.model().name());
     }
   }
-}
-
-const Served* Judge::served(Family family) const {
-  const auto found = served_.find(family);
-  return found == served_.end() ? nullptr : found->second.get();
 }
 
 }  // namespace world

@@ -63,7 +63,6 @@ class Judge {
   void isAtEnd();
 
   bool isAlive() const { return isAlive_; }
-  const Served* served(Family family) const;
 
  private:
   using Lines = std::deque<std::string>;
@@ -93,9 +92,8 @@ class Judge {
   bool isScanDue() const;
 
   Served* servedBy(const lab::RemoteDevice& device);
-  void order(Family family, const std::string& uuid, const lab::Bytes& bytes);
-  void switchStream(const std::string& uuid, bool isOn);
-  void commandFrame(const std::string& line, bool isLong);
+  void order(Served& served, const std::string& uuid, const lab::Bytes& bytes);
+  void switchStream(Served& served, const std::string& uuid, bool isOn);
   void mustStopUnless(Served::Is is);
 
   const lab::Agenda& agenda_;
@@ -113,7 +111,7 @@ class Judge {
   bool mayExit_ = false;
   bool isUnusable_ = false;  // has been told: nothing more but the end
 
-  std::map<Family, std::unique_ptr<Served>> served_;
+  std::map<std::string_view, std::unique_ptr<Served>> served_;  // by family
   // Values that came before their subscription was confirmed, by device and characteristic.
   std::map<std::pair<const lab::RemoteDevice*, std::string>, std::vector<lab::Bytes>> early_;
   std::map<std::string, std::set<Sighting>> sightings_;  // by name

@@ -164,8 +164,8 @@ void Judge::deviceFound(const std::string& key) {
   const std::string name = device->model().name();
   if (++found_[key] > sightings_[name].size()) throw Wrong("told too often of " + key);
   foundInScan_.insert(key);
-  const auto family = familyOf(key);
-  if (!family || served_.contains(*family)) return;
+  const oracle::Family* family = oracle::familyOf(key);
+  if (family == nullptr || served_.contains(family->name)) return;
   const std::vector<std::string> lines = Served(*family, *device, name).firstLines();
   due_.assign(lines.begin(), lines.end());
   due_.push_back(oracle::logLine("Connexion a " + name));
@@ -176,8 +176,8 @@ bool Judge::beginsConnection(const std::string& line) {
   if (!firstRequest_) return false;
   for (const auto& device : bluetoothd_.devices()) {
     const std::string name = device->model().name();
-    const auto family = familyOf(oracle::lowered(name));
-    if (!family || served_.contains(*family) || !sightings_.contains(name)) continue;
+    const oracle::Family* family = oracle::familyOf(oracle::lowered(name));
+    if (family == nullptr || served_.contains(family->name) || !sightings_.contains(name)) continue;
     std::vector<std::string> lines = Served(*family, *device, name).firstLines();
     lines.push_back(oracle::logLine("Connexion a " + name));
     if (lines.front() != line) continue;
@@ -196,20 +196,20 @@ bool Judge::beginsConnection(const std::string& line) {
 
 void Judge::take(const std::string& name) {
   lab::RemoteDevice* device = deviceNamed(name, false);
-  const auto family = familyOf(oracle::lowered(name));
-  if (device == nullptr || !family || served_.contains(*family)) {
+  const oracle::Family* family = oracle::familyOf(oracle::lowered(name));
+  if (device == nullptr || family == nullptr || served_.contains(family->name)) {
     throw Wrong("connects to what it must not: " + name);
   }
   if (!isScanning_) throw Wrong("connects after the scan: " + name);
-  auto& served = served_[*family] = std::make_unique<Served>(*family, *device, name);
+  auto& served = served_[family->name] = std::make_unique<Served>(*family, *device, name);
   served->takenAt = agenda_.now();
   if (device->isConnected()) {
     served->links = 1;
     served->upAt = agenda_.now();
   }
   if (!firstRequest_) firstRequest_ = agenda_.now();
-  const bool isAll = served_.contains(Family::tramsel) && served_.contains(Family::sonde) &&
-                     served_.contains(Family::corvelta);
+  const bool isAll =
+      served_.contains("tramsel") && served_.contains("sonde") && served_.contains("corvelta");
   if (isAll && !allFound_) allFound_ = agenda_.now();
 }
 
@@ -222,8 +222,8 @@ void Judge::checkFound() const {
     if (!device->isInRange() || name.empty() || device->adapter() != adapter_) continue;
     if (device->isConnected() && !bluetoothd_.traits.tellsConnected) continue;  // nothing tells
     const std::string key = oracle::lowered(name);
-    const auto family = familyOf(key);
-    if (family && !served_.contains(*family)) throw Wrong("was not taken: " + name);
+    const oracle::Family* family = oracle::familyOf(key);
+    if (family != nullptr && !served_.contains(family->name)) throw Wrong("was not taken: " + name);
     if (!firstRequest_ && !foundInScan_.contains(key)) throw Wrong("was not told of: " + name);
   }
 }

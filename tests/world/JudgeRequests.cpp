@@ -1,5 +1,5 @@
 // What the judge makes of commands and of what passes between the bridge and a device.
-#include "tests/oracle/Identifiers.h"
+#include "tests/oracle/Commands.h"
 #include "tests/oracle/Output.h"
 #include "tests/world/Judge.h"
 
@@ -9,69 +9,25 @@ namespace {
 
 using Is = Served::Is;
 
-std::vector<std::string> fieldsOf(const std::string& line) {
-  std::vector<std::string> fields(1);
-  for (const char c : line) {
-    if (c == ' ') {
-      fields.emplace_back();
-    } else {
-      fields.back() += c;
-    }
-  }
-  return fields;
-}
-
-std::optional<std::uint32_t> number(const std::string& text, std::uint64_t greatest) {
-  if (text.empty() || text.size() > 10) return std::nullopt;
-  std::uint64_t value = 0;
-  for (const char c : text) {
-    if (c < '0' || c > '9') return std::nullopt;
-    value = 10 * value + static_cast<std::uint64_t>(c - '0');
-  }
-  return value > greatest ? std::nullopt : std::optional(static_cast<std::uint32_t>(value));
-}
-
 }  // namespace
 
-void Judge::willDo(const std::string& command) {
-  using namespace oracle;
-  const auto says = [&](const char* text, const char* log) {
-    if (command != text) return false;
-    commandDue_.push_back(logLine(log));
-    return true;
-  };
-  const auto begins = [&](const char* text, const char* log) {
-    if (!command.starts_with(text)) return false;
-    commandDue_.push_back(logLine(log));
-    return true;
-  };
-  if (says("kill", "cde : kill")) {
-    mayExit_ = true;
-  } else if (says("CV_debutCalib", "cde : start CV calibration")) {
-    order(Family::corvelta, std::string(characCalibration), {1});
-  } else if (says("CV_finCalib", "cde : stop CV calibration")) {
-    order(Family::corvelta, std::string(characCalibration), {0});
-  } else if (says("CV_debutAcquisition", "cde : start CV acquisition")) {
-    order(Family::corvelta, std::string(characAcquisition), {1});
-  } else if (says("CV_finAcquisition", "cde : stop CV acquistion")) {
-    order(Family::corvelta, std::string(characAcquisition), {0});
-  } else if (says("FX_startRaw", "cde : start raw")) {
-    switchStream(std::string(characRaw), true);
-  } else if (says("FX_stopRaw", "cde : stop raw")) {
-    switchStream(std::string(characRaw), false);
-  } else if (says("FX_startRaw2", "cde : start raw 2")) {
-    switchStream(std::string(characRaw2), true);
-  } else if (says("FX_stopRaw2", "cde : stop raw 2")) {
-    switchStream(std::string(characRaw2), false);
-  } else if (says("FX_getJson", "cde : get json")) {
-    order(Family::fenwix, std::string(characCommand), {19, 0, 0});
-  } else if (begins("FX_cmdWriteInt", "cde : Fenwix Cmd Write Int")) {
-    commandFrame(command, true);
-  } else if (begins("FX_cmdWriteByte", "cde : Fenwix Cmd Write Byte")) {
-    commandFrame(command, false);
-  } else {
-    commandDue_.push_back(logLine("commande recue non traitee : " + command));
+void Judge::willDo(const std::string& line) {
+  const oracle::Command* command = oracle::commandOf(line);
+  if (command == nullptr) {
+    commandDue_.push_back(oracle::logLine("commande recue non traitee : " + line));
+    return;
   }
+  commandDue_.push_back(oracle::logLine(std::string(command->log)));
+  if (command->act == oracle::Command::Act::end) {
+    mayExit_ = true;
+    return;
+  }
+  const auto bytes = oracle::bytesOf(*command, line);
+  const auto found = served_.find(command->family->name);
+  if (!bytes || found == served_.end()) return mustStopUnless(Is::no);
+  const std::string uuid(command->uuid);
+  if (command->act == oracle::Command::Act::write) return order(*found->second, uuid, *bytes);
+  switchStream(*found->second, uuid, command->act == oracle::Command::Act::subscribe);
 }
 
 void Judge::didDo() {
@@ -85,31 +41,12 @@ void Judge::mustStopUnless(Is is) {
   if (is == Is::maybe) mayStop_ = true;
 }
 
-void Judge::commandFrame(const std::string& line, bool isLong) {
-  const auto fields = fieldsOf(line);
-  if (fields.size() < 3) return mustStopUnless(Is::no);
-  const auto code = number(fields[1], 255);
-  const auto value = number(fields[2], isLong ? 0xFFFFFFFFU : 255);
-  if (!code || !value) return mustStopUnless(Is::no);
-  lab::Bytes frame{static_cast<std::uint8_t>(*code), static_cast<std::uint8_t>(isLong ? 4 : 1), 0};
-  for (int i = 0; i < (isLong ? 4 : 1); ++i) {
-    frame.push_back(static_cast<std::uint8_t>(*value >> (8 * i)));
-  }
-  order(Family::fenwix, std::string(oracle::characCommand), frame);
-}
-
-void Judge::order(Family family, const std::string& uuid, const lab::Bytes& bytes) {
-  const auto found = served_.find(family);
-  if (found == served_.end()) return mustStopUnless(Is::no);
-  Served& served = *found->second;
+void Judge::order(Served& served, const std::string& uuid, const lab::Bytes& bytes) {
   mustStopUnless(served.isTreeKnown);
   if (served.device().isConnected()) served.orders.emplace_back(uuid, bytes);
 }
 
-void Judge::switchStream(const std::string& uuid, bool isOn) {
-  const auto found = served_.find(Family::fenwix);
-  if (found == served_.end()) return mustStopUnless(Is::no);
-  Served& served = *found->second;
+void Judge::switchStream(Served& served, const std::string& uuid, bool isOn) {
   mustStopUnless(served.isTreeKnown);
   if (!isOn) served.leaveOpen(uuid);
   served.streams[uuid] = isOn;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "lab/models/Models.h"
 #include "tests/oracle/Identifiers.h"
 
 namespace world {
@@ -12,25 +13,14 @@ using lab::Dice;
 
 namespace {
 
-struct Kind {
-  const char* kind;
-  std::array<const char*, 4> names;
-};
-
-constexpr std::array<Kind, 5> kKinds{{
-    {"tramsel", {"Tramsel-1", "DORVANE 2", "tramsel", "Tramsel-77"}},
-    {"ilo", {"Ilo-1", "ILO-3", "ilo", "Ilo 9"}},
-    {"tenoval", {"Tenoval-1", "Pelko-2", "pelk0", "KVALTRIN"}},
-    {"corvelta", {"Tarvix-1", "TARVIX", "tarvix 2", "Tarvix"}},
-    {"fenwix", {"Nomsuel-1", "NOMSUEL 2", "nomsuel", "Nomsuel-9"}},
-}};
-
 PlannedDevice deviceOf(Dice& dice, std::size_t number) {
   const bool isStranger = dice.oneIn(5);
-  const Kind& kind = kKinds[dice.below(kKinds.size())];
+  const auto kinds = lab::deviceKinds();
+  const lab::DeviceKind& kind = kinds[dice.below(kinds.size())];
   PlannedDevice device{};
-  device.kind = kind.kind;
-  device.name = isStranger ? "Casque-" + std::to_string(number) : kind.names[dice.below(4)];
+  device.kind = kind.name;
+  device.name = isStranger ? "Casque-" + std::to_string(number)
+                           : std::string(kind.deviceNames[dice.below(kind.deviceNames.size())]);
   // No two have the same.
   if (number > 0 && !isStranger) device.name += "/" + std::to_string(number);
   device.appears = dice.oneIn(2) ? Microseconds(0) : dice.between(0s, 8s);
@@ -180,7 +170,7 @@ std::string faultOf(std::size_t which, std::size_t choice) {
   constexpr std::array<const char*, 8> kFaults{"short=%:0",  "short=%:1",    "short=%:3",
                                                "value=%:00", "value=%:FF",   "value=%:00000000",
                                                "value=%:30", "value=%:C3 28"};
-  const auto& uuids = oracle::everyCharacteristic;
+  const auto& uuids = oracle::everyCharacteristic();
   std::string fault = kFaults[choice % kFaults.size()];
   return "fault " + fault.replace(fault.find('%'), 1, uuids[which % uuids.size()]);
 }

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "tests/oracle/Identifiers.h"
-
 namespace world {
 
 namespace {
@@ -21,67 +19,39 @@ const std::string kRefused = "\x01";
 
 }  // namespace
 
-std::optional<Family> familyOf(const std::string& key) {
-  for (const char* name : {"dorvane", "tramsel"}) {
-    if (begins(key, name)) return Family::tramsel;
-  }
-  for (const char* name : {"ilo", "pelko", "pelk0", "tenoval", "kvaltrin"}) {
-    if (begins(key, name)) return Family::sonde;
-  }
-  if (begins(key, "tarvix")) return Family::corvelta;
-  if (begins(key, "nomsuel")) return Family::fenwix;
-  return std::nullopt;
-}
-
-Served::Served(Family family, lab::RemoteDevice& device, const std::string& name)
+Served::Served(const oracle::Family& family, lab::RemoteDevice& device, const std::string& name)
     : family_(family), device_(device) {
-  const oracle::Device described{device.key(), name};
-  switch (family) {
-    case Family::tramsel:
-      handler_ = std::make_unique<oracle::Tramsel>(expected_, described);
-      expected_.message("C;3;0;");
-      break;
-    case Family::sonde:
-      handler_ = std::make_unique<oracle::Sonde>(expected_, described);
-      break;
-    case Family::corvelta:
-      handler_ = std::make_unique<oracle::Corvelta>(expected_, described);
-      break;
-    case Family::fenwix:
-      handler_ = std::make_unique<oracle::Fenwix>(expected_, described);
-      break;
-  }
+  handler_ = family.make(expected_, {device.key(), name});
+  if (!family.announcement.empty()) expected_.message(std::string(family.announcement));
   for (const std::string& entry : expected_.take()) {
     if (isLine(entry)) firstLines_.push_back(entry);
   }
 }
 
-bool Served::isIlo() const {
-  return family_ == Family::sonde && static_cast<const oracle::Sonde&>(*handler_).isIlo();
+// Those that such a device is asked for.
+std::vector<const oracle::Part*> Served::parts() const {
+  std::vector<const oracle::Part*> parts;
+  for (const oracle::Part& part : family_.parts) {
+    const auto& asked = handler_->model().services;
+    if (std::ranges::find(asked, part.service) != asked.end()) parts.push_back(&part);
+  }
+  return parts;
 }
 
 std::vector<std::string> Served::subscriptions() const {
-  using namespace oracle;
-  const auto list = [](std::initializer_list<std::string_view> uuids) {
-    return std::vector<std::string>(uuids.begin(), uuids.end());
-  };
-  if (family_ == Family::tramsel) return list({characTramsel, characBatt});
-  if (isIlo()) return list({characIlo});
-  if (family_ == Family::sonde) return list({characTenoval, characBatt});
-  if (family_ == Family::fenwix) return list({characRms, characRms2, characCommand, characBatt});
-  return list({characSecteur, characContractions, characNewCalibration, characErreur});
+  std::vector<std::string> uuids;
+  for (const oracle::Part* part : parts()) {
+    if (part->subscribe) uuids.emplace_back(part->uuid);
+  }
+  return uuids;
 }
 
 std::vector<std::string> Served::readings() const {
-  using namespace oracle;
-  const auto list = [](std::initializer_list<std::string_view> uuids) {
-    return std::vector<std::string>(uuids.begin(), uuids.end());
-  };
-  if (isIlo()) return {};
-  if (family_ == Family::corvelta) return list({characBatt, characSecteur, characFirmwareText});
-  if (family_ != Family::fenwix) return list({characBatt});
-  return list({characBatt, characBattHealth, characModele, characFirmware, characHardware,
-               characSerial, characSystid});
+  std::vector<std::string> uuids;
+  for (const oracle::Part* part : parts()) {
+    if (part->read) uuids.emplace_back(part->uuid);
+  }
+  return uuids;
 }
 
 void Served::value(const std::string& uuid, std::optional<oracle::Bytes> value) {
@@ -95,20 +65,6 @@ void Served::confirmation(const std::string& uuid, bool isMade) {
 
 void Served::leaveOpen(const std::string& uuid) {
   for (Event& event : queues_[uuid]) event.isOpen = true;
-}
-
-std::unique_ptr<oracle::Handler> Served::copyOf(const oracle::Handler& handler) const {
-  switch (family_) {
-    case Family::tramsel:
-      return std::make_unique<oracle::Tramsel>(static_cast<const oracle::Tramsel&>(handler));
-    case Family::sonde:
-      return std::make_unique<oracle::Sonde>(static_cast<const oracle::Sonde&>(handler));
-    case Family::corvelta:
-      return std::make_unique<oracle::Corvelta>(static_cast<const oracle::Corvelta&>(handler));
-    case Family::fenwix:
-      break;
-  }
-  return std::make_unique<oracle::Fenwix>(static_cast<const oracle::Fenwix&>(handler));
 }
 
 Served::Outcome Served::apply(oracle::Handler& handler, const std::string& uuid,
@@ -140,14 +96,14 @@ bool Served::matches(const std::string& expected, const std::string& line) {
 // The line is what the first event of some characteristic makes the handler say, perhaps after
 // events of others of which nothing is said. What is open may have been left out.
 std::optional<std::vector<std::string>> Served::explain(const std::string& line) {
-  std::unique_ptr<oracle::Handler> now = copyOf(*handler_);
+  std::unique_ptr<oracle::Handler> now = handler_->copy();
   Queues rest = queues_;
   for (;;) {
     std::deque<Event>* silent = nullptr;
     const std::string* silentUuid = nullptr;
     for (auto& [uuid, events] : rest) {
       for (auto event = events.begin(); event != events.end(); ++event) {
-        std::unique_ptr<oracle::Handler> next = copyOf(*now);
+        std::unique_ptr<oracle::Handler> next = now->copy();
         Outcome outcome = apply(*next, uuid, *event);
         if (!outcome.lines.empty() && matches(outcome.lines.front(), line)) {
           events.erase(events.begin(), event + 1);
@@ -172,11 +128,11 @@ std::optional<std::vector<std::string>> Served::explain(const std::string& line)
 }
 
 bool Served::explainsEnd(const char* entry) const {
-  std::unique_ptr<oracle::Handler> now = copyOf(*handler_);
+  std::unique_ptr<oracle::Handler> now = handler_->copy();
   Queues rest = queues_;
   for (auto& [uuid, events] : rest) {
     for (const Event& event : events) {
-      const Outcome outcome = apply(*copyOf(*now), uuid, event);
+      const Outcome outcome = apply(*now->copy(), uuid, event);
       if (outcome.end == entry) return true;
       if (!outcome.lines.empty()) break;
     }

@@ -18,18 +18,12 @@ namespace world {
 
 using lab::Microseconds;
 
-enum class Family { tramsel, sonde, corvelta, fenwix };
-
-// Which family a name belongs to; it is in lower case.
-std::optional<Family> familyOf(const std::string& key);
-
 class Served {
  public:
   enum class Is { no, maybe, yes };
 
-  Served(Family family, lab::RemoteDevice& device, const std::string& name);
+  Served(const oracle::Family& family, lab::RemoteDevice& device, const std::string& name);
 
-  Family family() const { return family_; }
   lab::RemoteDevice& device() const { return device_; }
   // What making the handler says.
   const std::vector<std::string>& firstLines() const { return firstLines_; }
@@ -65,7 +59,6 @@ class Served {
   // What has to be subscribed, and to be read once, when it is set up.
   std::vector<std::string> subscriptions() const;
   std::vector<std::string> readings() const;
-  bool isIlo() const;
 
  private:
   struct Event {
@@ -81,11 +74,11 @@ class Served {
     const char* end = nullptr;
   };
 
-  std::unique_ptr<oracle::Handler> copyOf(const oracle::Handler& handler) const;
+  std::vector<const oracle::Part*> parts() const;
   Outcome apply(oracle::Handler& handler, const std::string& uuid, const Event& event) const;
   static bool matches(const std::string& expected, const std::string& line);
 
-  Family family_;
+  const oracle::Family& family_;
   lab::RemoteDevice& device_;
   mutable oracle::Expected expected_;
   std::unique_ptr<oracle::Handler> handler_;

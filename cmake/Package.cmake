@@ -59,10 +59,10 @@ set(CPACK_DEBIAN_PACKAGE_RECOMMENDS bluez)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY
   "bridge between a host application and Bluetooth LE measurement devices")
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION 
-"It connects to one device each of the families Fenwix, Tramsel, Corvelta and
-the probes Ilo and Tenoval, over BlueZ, and writes what they measure to its
-standard output: one framed and checksummed line per value. It takes the host's
-orders for the devices from its standard input.
+"It connects to measurement devices, one of each family that it serves, over
+BlueZ, and writes what they measure to its standard output: one framed and
+checksummed line per value. It takes the host's orders for the devices from its
+standard input.
 .
 The host protocol is described in the package, with an example host.")
 include(scope/Package.cmake)

@@ -21,8 +21,9 @@ int complain(const std::string& what) {
 void introduce() {
   if (::isatty(STDERR_FILENO) == 0) return;
   std::fputs(
-      "You see the bridge's log, <@time : text>, and its messages to the host: B; of the Tramsel, "
-      "S; of the probe, K; of the Corvelta, P; of the Fenwix.\n"
+      "You see the bridge's log, <@time : text>, and its messages to the host, which begin with "
+      "the "
+      "kind: docs/host-protocol.md lists them.\n"
       "Type, each with Enter: FX_getJson  FX_startRaw  FX_stopRaw  CV_debutCalib  CV_finCalib  "
       "CV_debutAcquisition  CV_finAcquisition, and kill to end.\n",
       stderr);

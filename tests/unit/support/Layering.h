@@ -7,6 +7,10 @@
 //   (lab/simulated, lab/demo) include the interface as well, and what platforms share; a program
 //   there may run the bridge through main.h.
 // - Nothing in src includes lab, tests, bench or host.
+// - What is for hosts (host) includes itself alone; the live view (scope) that as well.
+// - A file of the core that has no layer yet, and a source file in a folder that has no rule, has
+// no
+//   place: whoever adds it decides which it is.
 #pragma once
 
 #include <filesystem>
@@ -21,7 +25,7 @@ struct Layering {
   std::vector<std::string> violations;  // "src/Text.cpp includes lab/Text.h", in order
 };
 
-// Looks at the C++ files in src and lab of a tree.
+// Looks at the C++ files of a tree, but for its build folders.
 Layering layeringOf(const std::filesystem::path& root);
 
 }  // namespace unit

@@ -1,0 +1,169 @@
+#!/usr/bin/env python3
+"""Holds the recipes of a page against the tree: recipes.py PAGE ROOT
+
+A recipe is a list of places, each a path in `code`; NAME in it stands for what is added. What is
+there already shows whether the list is true: every place exists and names the examples, and every
+file that names all that there are of a kind, and would have to name one more, is a place.
+
+It also takes each place out of its recipe, and adds one that is not in the tree, which has to be
+noticed.
+"""
+
+import pathlib
+import re
+import subprocess
+import sys
+from typing import NamedTuple
+
+MOST_LINES = 12
+
+
+class Kind(NamedTuple):
+    heading: str
+    all: list  # one of each of these sets of words is in a file that names all that there are
+    example: str  # in the place of NAME
+    examples: dict  # files that name all, and need not name one more, by the reason
+
+
+DEVICES_AS_EXAMPLES = {
+    "measures with a device of each family": """
+        bench/air/Devices.cpp bench/air/Devices.h bench/air/main.cpp bench/air/run
+        bench/core/ValueToLine.cpp scope/bench/run""",
+    "plays sessions and faults with the devices that suit them": """
+        scope/tests/StateTest.cpp scope/tests/page.py tests/corebluetooth/SessionTest.cpp
+        tests/demo/DemoTest.cpp tests/documents/transcripts.py tests/fuzz/FakeStack.cpp
+        tests/fuzz/names.dict tests/host/BridgeTest.cpp tests/host/DecodeTest.cpp tests/oracle/OracleTest.cpp
+        tests/process/DeviceTest.cpp tests/process/HardStopTest.cpp tests/process/OutputTest.cpp
+        tests/process/Scenario.cpp tests/process/Scenario.h tests/python/bridge.py
+        tests/python/command_line.py tests/stack/FamiliesTest.cpp tests/subject/Plays.cpp
+        tests/unit/HostCommandsTest.cpp""",
+    "says which families end the scan, and that they alone do": """
+        src/RunLoop.h tests/unit/RunLoopTest.cpp""",
+    "explains, with a device where one is needed": """
+        docs/architecture.md docs/troubleshooting.md host/python/README.md
+        host/python/vornix_host/bridge.py""",
+    "says which the maker's first devices are": """
+        tests/unit/GattIdentifiersTest.cpp tests/unit/ComBLETest.cpp""",
+    "is about these recipes": "tests/documents/recipes.py",
+}
+
+COMMANDS_AS_EXAMPLES = {
+    "plays sessions with the commands that suit them": """
+        scope/tests/CommandsTest.cpp scope/tests/page.py
+        tests/process/CommandTest.cpp tests/process/HardStopCommandTest.cpp
+        tests/stack/FamiliesTest.cpp tests/world/Plan.cpp""",
+    "lists what ends a bridge": "docs/device-values.md",
+    "gives some of the commands a name of their own": "host/python/vornix_host/bridge.py",
+    "is about these recipes": "tests/documents/recipes.py",
+}
+
+PLATFORMS_AS_EXAMPLES = {
+    "plants includes": "tests/unit/LayeringTest.cpp",
+    "is about these recipes": "tests/documents/recipes.py",
+}
+
+KINDS = [
+    Kind("A device family",
+         [{"tramsel"}, {"corvelta", "tarvix"}, {"fenwix", "nomsuel"},
+          {"sonde", "probe", "tenoval", "ilo"}],
+         "Tramsel", DEVICES_AS_EXAMPLES),
+    Kind("A host command",
+         [{command.lower()} for command in (
+             "CV_debutCalib", "CV_finCalib", "CV_debutAcquisition", "CV_finAcquisition",
+             "FX_startRaw", "FX_stopRaw", "FX_getJson", "FX_cmdWriteInt", "FX_cmdWriteByte")],
+         "CV_debutCalib", COMMANDS_AS_EXAMPLES),
+    Kind("A platform", [{"bluez"}, {"corebluetooth"}, {"simulated"}], "bluez",
+         PLATFORMS_AS_EXAMPLES),
+]  # fmt: skip
+
+
+def recipe(page, kind):
+    """The items of the list behind the heading."""
+    found = re.search(rf"^### {kind.heading}\n(.*?)(?=^#|\Z)", page, re.MULTILINE | re.DOTALL)
+    return re.findall(r"^- (.*?)(?=^- |\n\n|\Z)", found.group(1), re.MULTILINE | re.DOTALL) if found else []
+
+
+def places(items, kind):
+    """The paths of the items: what is in `code` and has a slash, or is a page of the top folder."""
+    for item in items:
+        for text in re.findall(r"`([^`\s]+)`", item):
+            if "/" in text or re.fullmatch(r"[A-Z]+\.md", text):
+                yield text.replace("NAME", kind.example)
+
+
+class Tree:
+    def __init__(self, root):
+        root = pathlib.Path(root)
+        listed = subprocess.run(
+            ["git", "-C", root, "ls-files", "--cached", "--others", "--exclude-standard"],
+            check=True, capture_output=True, text=True).stdout.split()  # fmt: skip
+        self.texts = {}
+        for name in listed:
+            # The list of mutations repeats lines of the sources.
+            if name.startswith("tests/mutation/list/") or not (root / name).is_file():
+                continue
+            self.texts[name] = (root / name).read_text(encoding="utf-8", errors="ignore").lower()
+
+    def under(self, place):
+        """The files that a place is: itself, or what the folder has."""
+        if place.endswith("/"):
+            return [name for name in self.texts if name.startswith(place)]
+        return [place] if place in self.texts else []
+
+    def naming_all(self, kind):
+        return {name for name, text in self.texts.items()
+                if all(any(word in text for word in words) for words in kind.all)}  # fmt: skip
+
+
+def mistakes(items, kind, tree):
+    if not items:
+        yield f"{kind.heading}: no recipe"
+    if len(items) > MOST_LINES:
+        yield f"{kind.heading}: more than {MOST_LINES} places to go to"
+    covered = set()
+    for place in places(items, kind):
+        files = tree.under(place)
+        covered.update(files)
+        if not files:
+            yield f"{kind.heading}: no {place}"
+        elif place != "CHANGELOG.md" and not any(
+            kind.example.lower() in name.lower() + tree.texts[name] for name in files
+        ):
+            yield f"{kind.heading}: {place} does not name {kind.example}"
+    examples = {name for names in kind.examples.values() for name in names.split()}
+    naming = tree.naming_all(kind)
+    yield from (f"{kind.heading}: {name} names all, and is no place of the recipe"
+                for name in sorted(naming - covered - examples))  # fmt: skip
+    yield from (f"{kind.heading}: {name} is no example any more" for name in sorted(examples - naming))
+    yield from (f"{kind.heading}: {name} is a place and an example"
+                for name in sorted(examples & covered))  # fmt: skip
+
+
+def unnoticed(items, kind, tree):
+    """Places that could go, though they name all; and one that could come, though it is not there."""
+    naming = tree.naming_all(kind)
+    for place in places(items, kind):
+        if not naming & set(tree.under(place)):
+            continue
+        code = place.replace(kind.example, "NAME") if f"`{place}`" not in " ".join(items) else place
+        if not list(mistakes([item.replace(f"`{code}`", "") for item in items], kind, tree)):
+            yield f"{kind.heading}: {place} could be missing"
+    if not list(mistakes([*items[:-1], items[-1] + " `src/Gone.h`"], kind, tree)):
+        yield f"{kind.heading}: src/Gone.h could be there"
+
+
+def main(page, root):
+    page = pathlib.Path(page).read_text(encoding="utf-8")
+    tree = Tree(root)
+    wrong = []
+    for kind in KINDS:
+        items = recipe(page, kind)
+        print(f"{kind.heading}: {len(set(places(items, kind)))} places in {len(items)} lines")
+        wrong += mistakes(items, kind, tree)
+        wrong += unnoticed(items, kind, tree) if items else []
+    print(*wrong, sep="\n")
+    return 1 if wrong else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:]))

@@ -59,6 +59,7 @@ COMMANDS_AS_EXAMPLES = {
 
 PLATFORMS_AS_EXAMPLES = {
     "plants includes": "tests/unit/LayeringTest.cpp",
+    "compares with the other system": "docs/platforms/macos.md",
     "is about these recipes": "tests/documents/recipes.py",
 }
 
@@ -72,7 +73,7 @@ KINDS = [
              "CV_debutCalib", "CV_finCalib", "CV_debutAcquisition", "CV_finAcquisition",
              "FX_startRaw", "FX_stopRaw", "FX_getJson", "FX_cmdWriteInt", "FX_cmdWriteByte")],
          "CV_debutCalib", COMMANDS_AS_EXAMPLES),
-    Kind("A platform", [{"bluez"}, {"corebluetooth"}, {"simulated"}], "bluez",
+    Kind("A platform", [{"bluez"}, {"corebluetooth"}], "bluez",
          PLATFORMS_AS_EXAMPLES),
 ]  # fmt: skip
 

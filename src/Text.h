@@ -11,9 +11,9 @@ bool isValidUtf8(std::string_view text);
 // Standard recommends (chapter 3, "U+FFFD Substitution of Maximal Subparts").
 std::string repairedUtf8(std::string_view text);
 
-// Lower case by Unicode's full mapping for no language (chapter 3, "Default Case Conversion"): one
-// scalar may become several, U+0130 "i" and U+0307, and a sigma that ends a word becomes U+03C2.
-// The text has to be valid UTF-8.
+// Lower case by Unicode's full mapping (chapter 3, "Default Case Conversion"), without the rules of
+// any one language: one scalar may become several (U+0130: "i" and U+0307), and a sigma that ends a
+// word becomes U+03C2. The text has to be valid UTF-8.
 std::string lowerCase(std::string_view text);
 
 // Whether the text's first characters are the prefix's. A character is an extended grapheme

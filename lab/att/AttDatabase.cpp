@@ -87,8 +87,8 @@ void AttDatabase::addGenericServices() {
       characteristicDeclaration(kRead, 5, Uuid(att::kAppearance)));
   add(att::kAppearance, declaration, {0x00, 0x00});
   attributes_.front().lastOfGroup = attributes_.back().handle;
-  // No Service Changed: the tree stands still as long as a link is up, and a central that is not
-  // bonded discovers it anew with every link.
+  // Without Service Changed: a central that is not bonded discovers the tree anew with every link.
+  // A device whose tree changes during a link brings the characteristic in a service of its own.
   addService(Uuid(kGenericAttribute));
 }
 

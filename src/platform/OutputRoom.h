@@ -8,11 +8,11 @@ namespace platform {
 
 class OutputRoom {
  public:
-  // How many of so many bytes one write may have now: 0 while the reader lets nothing more in. What
-  // is granted counts as written. Asks the system only when what it said before is used up.
+  // How many of the wanted bytes the next write may carry without blocking: 0 while the reader's
+  // buffer is full. What is granted counts as written. Asks the system only when that is used up.
   //
-  // It holds for as long as nobody else writes there. A reader that is gone lets everything in: the
-  // write fails and harms nobody.
+  // Valid as long as no other program writes there. When the reader is gone everything is granted:
+  // the write fails at once and does not block.
   std::size_t take(int descriptor, std::size_t wanted) {
     if (wanted > left_) ask(descriptor, wanted);
     const std::size_t granted = std::min(wanted, left_);

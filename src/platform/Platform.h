@@ -199,9 +199,9 @@ class CBCentralManager;
 class CBCentralManagerDelegate {
  public:
   // Comes once after the manager was made, when the radio's state is first known, and at every
-  // change of it. That it is not known for a moment, or not before a person has given permission,
-  // is no state. What is reported twice in a row has been something else meanwhile: a scan and all
-  // links have ended.
+  // change of it. While it cannot be told, for a moment or until a person has given permission,
+  // nothing is reported. The same state twice in a row means that there was another in between: a
+  // scan and all links have ended.
   virtual void centralManagerDidUpdateState(CBCentralManager& central) = 0;
 
   // While scanning: a device was seen. Once per device and scan, and again when a name becomes

@@ -67,7 +67,7 @@ class Bus {
 };
 
 // One method call under way. No call has a time-out: BlueZ answers when the device has answered, or
-// when the link is lost. Who does not want to wait for ever starts a Timer beside it.
+// when the link is lost. A caller with a limit of its own starts a Timer beside it.
 class Call {
  public:
   static constexpr std::uint64_t kNoLimit = UINT64_MAX;
@@ -77,8 +77,8 @@ class Call {
   Call(const Call&) = delete;
   Call& operator=(const Call&) = delete;
 
-  // Sends the call; the reply may be an error. Without a connection nothing happens: its loss is
-  // reported to everybody on its own way.
+  // Sends the call; the reply may be an error. Without a connection nothing is sent and no reply
+  // comes: the loss of the bus is reported by the Loop.
   void start(const Bus& bus, const Message& call, OnReply onReply);
   bool isPending() const { return slot_ != nullptr; }
 

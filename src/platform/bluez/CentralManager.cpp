@@ -26,7 +26,7 @@ CentralManager::CentralManager(std::shared_ptr<Loop> loop, CBCentralManagerDeleg
       settling_(*loop_,
                 [this] {
                   isSettling_ = false;
-                  adaptersHaveChanged();
+                  adaptersDidChange();
                 }),
       powerLoss_(*loop_, [this] { setState(CBManagerState::poweredOff); }),
       stack_(*loop_, *this),
@@ -115,7 +115,7 @@ void CentralManager::snapshotDidArrive(std::span<const Object> objects) {
 void CentralManager::objectDidAppear(const Object& object) {
   if (object.adapter) {
     addAdapter(object.path, *object.adapter);
-    adaptersHaveChanged();
+    adaptersDidChange();
   }
   deviceDidChange(object);
 }
@@ -124,12 +124,12 @@ void CentralManager::objectDidChange(const Object& object) {
   if (!isKnown(object)) return stack_.requestSnapshot();
   if (object.adapter && object.adapter->powered) {
     adapters_.find(object.path)->second.isPowered = *object.adapter->powered;
-    adaptersHaveChanged();
+    adaptersDidChange();
   }
   deviceDidChange(object);
 }
 
-// Devices of other adapters do not matter, so that nothing about them is unknown.
+// Objects of other adapters count as known: the bridge has no use for them, and asks nothing.
 bool CentralManager::isKnown(const Object& object) const {
   if (object.adapter && !adapters_.contains(object.path)) return false;
   if (!object.device || !isOnAdapter(object.path)) return true;
@@ -141,7 +141,7 @@ void CentralManager::objectDidDisappear(const RemovedObject& object) {
   if (object.adapter) {
     const auto adapter = adapters_.find(object.path);
     if (adapter != adapters_.end()) adapters_.erase(adapter);
-    adaptersHaveChanged();
+    adaptersDidChange();
   }
   if (object.device && isOnAdapter(object.path)) deviceDidDisappear(object.path);
   if (object.characteristic) {
@@ -161,7 +161,7 @@ void CentralManager::addAdapter(std::string_view path, const AdapterProperties& 
 
 // The devices of an adapter that was not used before are in a snapshot only. Nothing is concluded
 // before the first one, also when BlueZ takes longer over it than its adapters are waited for.
-void CentralManager::adaptersHaveChanged() {
+void CentralManager::adaptersDidChange() {
   if (!areAdaptersKnown_) return;
   const std::string before = adapter_;
   judgeAdapters();
@@ -237,8 +237,8 @@ void CentralManager::setState(CBManagerState state) {
   });
 }
 
-// A device that is connected does not advertise: that it is, by another program or by one that has
-// ended while it connected, tells as much as a report.
+// A device that is connected does not advertise. One that another program has connected, or that an
+// earlier bridge was connecting when it ended, therefore counts as seen.
 void CentralManager::deviceDidChange(const Object& object) {
   if (!object.device || adapter_.empty() || !isOnAdapter(object.path)) return;
   const std::string_view key = keyOf(object.path);

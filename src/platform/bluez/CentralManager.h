@@ -60,7 +60,7 @@ class CentralManager final : public CBCentralManager, private StackWatch::Listen
 
   bool isKnown(const Object& object) const;
   void addAdapter(std::string_view path, const AdapterProperties& properties);
-  void adaptersHaveChanged();
+  void adaptersDidChange();
   void judgeAdapters();
   void chooseAdapter();
   const std::string* bestAdapter() const;

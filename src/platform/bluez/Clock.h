@@ -22,7 +22,7 @@ class Clock {
   Clock& operator=(const Clock&) = delete;
   virtual ~Clock() = default;
 
-  // A time that only ever goes on, from a start that says nothing.
+  // Monotonic: it never goes back. Where it starts from means nothing.
   virtual TimePoint now() const = 0;
 
   // The date, in seconds since 1 January 1970. It may be set.
@@ -31,7 +31,7 @@ class Clock {
   virtual void sleep(std::chrono::microseconds duration) = 0;
 
   // Waits until something that the epoll watches is ready, or the time has come; look() does not
-  // wait. Returns how much was found. What carries no pointer says that the time has come.
+  // wait. Returns how many events were found; one without a pointer says that the time has come.
   virtual std::size_t wait(int epoll, TimePoint time, std::span<epoll_event> found) = 0;
   virtual std::size_t look(int epoll, TimePoint time, std::span<epoll_event> found) = 0;
 };

@@ -25,7 +25,7 @@ NotifySocket::~NotifySocket() {
   }
 }
 
-// Who is told of the end closes this, which takes in what a batch has left.
+// onEnd destroys this socket, and the destructor receives what is still waiting in it.
 void NotifySocket::handle(short events) {
   receive(events);
   if ((events & kEnd) == 0) return;

@@ -34,7 +34,7 @@ class NotifySocket final : public Poller::Source {
   void handle(short events) override;
 
  private:
-  // Takes in values, of which poll told this. False when there are none.
+  // Receives values; events is what poll() has reported. False when there are none.
   bool receive(short events);
   short pollEvents() const;
 

@@ -44,7 +44,7 @@ class Peripheral final : public CBPeripheral, public std::enable_shared_from_thi
     services_ = std::move(services);
   }
 
-  // BlueZ's object for the device. Without one the device is known by nobody but its holder.
+  // The path of BlueZ's object for the device; none once BlueZ has forgotten the device.
   const std::string& path() const { return path_; }
   bool isPresent() const { return !path_.empty(); }
   bool isConnected() const { return isConnected_; }

@@ -35,8 +35,8 @@ class StackWatch {
     // An object has appeared, or has got an interface, with all properties.
     virtual void objectDidAppear(const Object& object) = 0;
 
-    // Some properties of an object have changed; those that have not are absent. Who does not know
-    // the object asks for a snapshot.
+    // Some properties of an object have changed; those that have not are absent. A listener that
+    // does not know the object asks for a snapshot.
     virtual void objectDidChange(const Object& object) = 0;
 
     virtual void objectDidDisappear(const RemovedObject& object) = 0;

@@ -15,7 +15,7 @@
 
 namespace platform::shared {
 
-// Who takes a value. A target is retained while values for it wait, and released after each.
+// The receiver of a value. A target is retained while values for it wait, and released after each.
 class ValueTarget {
  public:
   virtual void retain() = 0;

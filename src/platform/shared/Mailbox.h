@@ -22,8 +22,8 @@ class Mailbox {
   // The action runs on the main thread, in the order of posting. Returns at once.
   void post(Action action);
 
-  // Runs what was posted before. A wake-up that stays readable until it is taken back is taken back
-  // before this is called, so that none is lost.
+  // Runs what has been posted. A wake-up that has to be reset is reset before the call, not after:
+  // an action that is posted in between would otherwise wake nobody.
   void serve();
 
  private:

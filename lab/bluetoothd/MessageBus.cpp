@@ -42,8 +42,6 @@ int listener() {
   socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   check(bind(socket, reinterpret_cast<sockaddr*>(&address), length), "bind");
   check(listen(socket, 4), "listen");
-  // NOLINTNEXTLINE(concurrency-mt-unsafe): a world has one thread
-  setenv("DBUS_SYSTEM_BUS_ADDRESS", MessageBus::addressOf(owner).c_str(), 1);
   return socket;
 }
 
@@ -60,7 +58,11 @@ std::string valueIn(const std::string& rule, const std::string& key) {
 }  // namespace
 
 MessageBus::MessageBus() {
-  listener();
+  // Whoever has asked a bus before this one, and was not heard, is not waited for.
+  int stale = -1;
+  while ((stale = ::accept4(listener(), nullptr, nullptr, SOCK_CLOEXEC)) >= 0) close(stale);
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): a world has one thread
+  setenv("DBUS_SYSTEM_BUS_ADDRESS", addressOf(getpid()).c_str(), 1);
 }
 
 MessageBus::~MessageBus() {
@@ -188,6 +190,10 @@ BusMessage MessageBus::newSignal(const std::string& path, const char* interface,
 void MessageBus::sendSignal(BusMessage signal, const char* firstArgument) {
   if (bus_ == nullptr || owner_.empty() || signal == nullptr) return;
   if (isWanted(signal.get(), firstArgument)) send(signal.get(), owner_);
+}
+
+void MessageBus::sendFrom(const std::string& sender, BusMessage signal) {
+  if (bus_ != nullptr && signal != nullptr) send(signal.get(), sender);
 }
 
 BusMessage MessageBus::newReply(const BusMessage& call) {

@@ -58,6 +58,9 @@ class MessageBus {
   BusMessage newSignal(const std::string& path, const char* interface, const char* member);
   // To the program, if it listens. firstArgument: of a PropertiesChanged.
   void sendSignal(BusMessage signal, const char* firstArgument = nullptr);
+  // Straight to the program, as anybody on the bus may, listened for or not. The daemon's name is a
+  // sender as well.
+  void sendFrom(const std::string& sender, BusMessage signal);
 
   // Calls to org.bluez without an answer, but for Connect; one that will never have one is
   // forgotten.

@@ -16,7 +16,7 @@ class BluezAdapter : public BluezTest {
     bluez.reset();
     ASSERT_TRUE(waitUntil([&] { return states.size() == before + 1; }));
     ASSERT_EQ(states.back(), CBManagerState::resetting);
-    bluez = std::make_unique<FakeBluez>();
+    bluez = std::make_unique<FakeBluez>(bus);
   }
   void setPower(const std::string& path, bool isPowered) {
     bluez->change(path, kAdapterInterface, {{"Powered", isPowered}});
@@ -146,7 +146,7 @@ TEST_F(BluezAdapter, IsNotWaitedForWhenTheBusIsLost) {
   restartBluez();
   bluez->add(kAdapter, adapter(false));
   settle();
-  bus.kill();
+  bus.hangUp();
   ASSERT_TRUE(isNow(CBManagerState::unsupported));
   pass(6s);
   settle();

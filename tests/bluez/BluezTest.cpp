@@ -22,16 +22,18 @@ std::string longForm(const CBUUID& uuid) {
   return "0000" + uuid.description() + "-0000-1000-8000-00805f9b34fb";
 }
 
-BluezTest::BluezTest() : bluez(std::make_unique<FakeBluez>()) {
+BluezTest::BluezTest() {
   startPlatform();
+  bus.accept();
 }
 
 BluezTest::~BluezTest() = default;
 
 void BluezTest::startPlatform() {
-  auto own = std::make_unique<support::LeapingClock>();
-  clock = own.get();
-  platform = std::make_unique<platform::bluez::BluezPlatform>(std::move(own));
+  platform.reset();
+  bus.hangUp();
+  platform = std::make_unique<platform::bluez::BluezPlatform>(
+      std::make_unique<support::AgendaClock>(agenda, bus));
 }
 
 bool BluezTest::waitUntil(const std::function<bool()>& condition) {
@@ -51,9 +53,13 @@ void BluezTest::settle() {
   }
 }
 
-void BluezTest::pass(platform::bluez::Clock::Duration time) {
+void BluezTest::pass(lab::Microseconds time) {
   settle();
-  clock->leap(time);
+  leap(time);
+}
+
+void BluezTest::leap(lab::Microseconds time) {
+  agenda.passUntil(agenda.now() + time);
 }
 
 Interfaces BluezTest::adapter(bool isPowered, const std::string& address) {

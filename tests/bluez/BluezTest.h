@@ -10,10 +10,9 @@
 #include <vector>
 
 #include "FakeBluez.h"
-#include "PrivateBus.h"
 #include "platform/Platform.h"
 #include "platform/bluez/BluezPlatform.h"
-#include "support/LeapingClock.h"
+#include "support/AgendaClock.h"
 
 namespace bluez_tests {
 
@@ -47,7 +46,7 @@ class BluezTest : public ::testing::Test,
   BluezTest();
   ~BluezTest() override;
 
-  // Makes a platform in place of the one there is.
+  // Makes a platform in place of the one there is, to which the bus does not answer.
   void startPlatform();
 
   // Serves both sides until this holds; false when it takes too long.
@@ -56,7 +55,20 @@ class BluezTest : public ::testing::Test,
   void settle();
 
   // Lets what has been sent have its effect, and then so much time pass.
-  void pass(platform::bluez::Clock::Duration time);
+  void pass(lab::Microseconds time);
+  // So much time passes at once.
+  void leap(lab::Microseconds time);
+
+  // Another program on the bus says something straight to the bridge; the contents by sd-bus's
+  // letters for types.
+  template <typename... Contents>
+  void signalFromAnother(const char* path, const char* interface, const char* member,
+                         const char* types, Contents... contents) {
+    OwnedMessage signal = bus.newSignal(path, interface, member);
+    ASSERT_NE(signal, nullptr);
+    ASSERT_GE(sd_bus_message_append(signal.get(), types, contents...), 0);
+    bus.sendFrom(":1.9", std::move(signal));
+  }
 
   static Interfaces adapter(bool isPowered, const std::string& address = "00:00:00:00:00:00");
   static Interfaces device(const std::string& name, bool isConnected = false);
@@ -99,9 +111,9 @@ class BluezTest : public ::testing::Test,
   std::vector<ValueEvent> valueEvents;
   std::vector<Bytes> values() const;
 
-  PrivateBus bus;
-  std::unique_ptr<FakeBluez> bluez;
-  support::LeapingClock* clock = nullptr;  // of the platform
+  lab::Agenda agenda;  // nothing is on it: time passes when both sides have nothing to do
+  lab::MessageBus bus;
+  std::unique_ptr<FakeBluez> bluez = std::make_unique<FakeBluez>(bus);
   std::unique_ptr<platform::bluez::BluezPlatform> platform;
   std::unique_ptr<platform::CBCentralManager> manager;
   std::shared_ptr<platform::CBPeripheral> peripheral;

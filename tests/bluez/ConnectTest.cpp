@@ -30,7 +30,7 @@ TEST_F(BluezConnect, FindsALinkThatBluezHasNotToldOf) {
   discover();
   bluez->on(kDevice, "Connect", [&](OwnedMessage call) {
     bluez->objects[kDevice][kDeviceInterface]["Connected"] = true;
-    bluez->reply(*call);
+    bluez->reply(call);
   });
   manager->connect(peripheral);
   EXPECT_TRUE(waitUntil([&] { return connections == 1; }));
@@ -41,10 +41,10 @@ TEST_F(BluezConnect, IsTriedAgainAfterAFailure) {
   int tries = 0;
   bluez->on(kDevice, "Connect", [&](OwnedMessage call) {
     if (++tries < 3) {
-      return bluez->refuse(*call, "org.bluez.Error.Failed", "le-connection-abort-by-local");
+      return bluez->refuse(call, "org.bluez.Error.Failed", "le-connection-abort-by-local");
     }
     bluez->change(kDevice, kDeviceInterface, {{"Connected", true}});
-    bluez->reply(*call);
+    bluez->reply(call);
   });
   manager->connect(peripheral);
   pass(1s);
@@ -100,7 +100,7 @@ TEST_F(BluezConnect, StandsWhenBluezGoesAndComesBack) {
   pending.clear();
   bluez.reset();
   ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
-  bluez = std::make_unique<FakeBluez>();
+  bluez = std::make_unique<FakeBluez>(bus);
   bluez->objects[kAdapter] = adapter(true);
   ASSERT_TRUE(waitUntil([&] { return bluez->count(kAdapter, "StartDiscovery") == 1; }));
   bluez->add(kDevice, device("Tramsel-1"));

@@ -16,16 +16,16 @@ class BluezDiscovery : public BluezTest {
     bluez->on(kAdapter, member, [this](OwnedMessage call) { held.push_back(std::move(call)); });
   }
   void answerHeld() {
-    for (const OwnedMessage& call : held) bluez->reply(*call);
+    for (const OwnedMessage& call : held) bluez->reply(call);
     held.clear();
   }
   void answerAtOnce(const std::string& member) {
-    bluez->on(kAdapter, member, [this](OwnedMessage call) { bluez->reply(*call); });
+    bluez->on(kAdapter, member, [this](OwnedMessage call) { bluez->reply(call); });
   }
   void refuseOnce(const std::string& member) {
     bluez->on(kAdapter, member, [this, member](OwnedMessage call) {
       answerAtOnce(member);
-      bluez->refuse(*call, "org.bluez.Error.NotReady", "Resource Not Ready");
+      bluez->refuse(call, "org.bluez.Error.NotReady", "Resource Not Ready");
     });
   }
 
@@ -58,7 +58,7 @@ TEST_F(BluezDiscovery, IsOfLowEnergyDevices) {
     sd_bus_message_read(call.get(), "a{sv}", 1, &name, "s", &value);
     key = name != nullptr ? name : "";
     transport = value != nullptr ? value : "";
-    bluez->reply(*call);
+    bluez->reply(call);
   });
   scan();
   EXPECT_EQ(key, "Transport");

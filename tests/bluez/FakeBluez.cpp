@@ -9,11 +9,11 @@
 
 namespace bluez_tests {
 
-namespace {
-
 void check(int result) {
   if (result < 0) throw std::runtime_error("sd-bus refuses");
 }
+
+namespace {
 
 void append(sd_bus_message* message, const Property& property) {
   struct Append {
@@ -64,35 +64,25 @@ void append(sd_bus_message* message, const Interfaces& interfaces) {
   check(sd_bus_message_close_container(message));
 }
 
-OwnedMessage newReply(sd_bus_message& call) {
-  sd_bus_message* reply = nullptr;
-  check(sd_bus_message_new_method_return(&call, &reply));
-  return OwnedMessage(reply);
-}
-
-OwnedMessage newSignal(sd_bus* bus, const std::string& path, const char* interface,
-                       const char* member) {
-  sd_bus_message* signal = nullptr;
-  check(sd_bus_message_new_signal(bus, &signal, path.c_str(), interface, member));
-  return OwnedMessage(signal);
-}
-
-void send(const OwnedMessage& message) {
-  check(sd_bus_send(nullptr, message.get(), nullptr));
-}
-
 }  // namespace
 
-FakeBluez::FakeBluez() {
-  sd_bus* bus = nullptr;
-  check(sd_bus_open_system(&bus));
-  bus_.reset(bus);
-  check(sd_bus_add_filter(bus, nullptr, handle, this));
-  check(sd_bus_request_name(bus, "org.bluez", 0));
+FakeBluez::FakeBluez(lab::MessageBus& bus) : bus_(bus) {
+  bus_.onCall = [this](OwnedMessage call) { received_.push_back(std::move(call)); };
+  bus_.onStartRequest = [] { return false; };
+  bus_.ownStackName();
+}
+
+FakeBluez::~FakeBluez() {
+  received_.clear();
+  bus_.loseStackName();
 }
 
 void FakeBluez::serve() {
-  while (sd_bus_process(bus_.get(), nullptr) > 0) {
+  bus_.serve();
+  while (!received_.empty()) {
+    OwnedMessage call = std::move(received_.front());
+    received_.pop_front();
+    handleCall(std::move(call));
   }
 }
 
@@ -104,28 +94,25 @@ std::size_t FakeBluez::count(const std::string& path, const std::string& member)
   return static_cast<std::size_t>(std::ranges::count(calls_, path + " " + member));
 }
 
-void FakeBluez::reply(sd_bus_message& call) {
-  send(newReply(call));
-}
-
-void FakeBluez::replyValue(sd_bus_message& call, const Bytes& value) {
-  const OwnedMessage reply = newReply(call);
+void FakeBluez::replyValue(const OwnedMessage& call, const Bytes& value) {
+  OwnedMessage reply = lab::MessageBus::newReply(call);
   check(sd_bus_message_append_array(reply.get(), 'y', value.data(), value.size()));
-  send(reply);
+  bus_.sendReply(std::move(reply));
 }
 
-int FakeBluez::replySocket(sd_bus_message& call) {
+int FakeBluez::replySocket(const OwnedMessage& call) {
   std::array<int, 2> ends{};
   check(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends.data()));
-  const OwnedMessage reply = newReply(call);
+  OwnedMessage reply = lab::MessageBus::newReply(call);
   check(sd_bus_message_append(reply.get(), "hq", ends[1], 517));
-  send(reply);
+  bus_.sendReply(std::move(reply));
   close(ends[1]);
   return ends[0];
 }
 
-void FakeBluez::refuse(sd_bus_message& call, const std::string& name, const std::string& message) {
-  check(sd_bus_reply_method_errorf(&call, name.c_str(), "%s", message.c_str()));
+void FakeBluez::refuse(const OwnedMessage& call, const std::string& name,
+                       const std::string& message) {
+  bus_.sendError(call, name, message);
 }
 
 void FakeBluez::change(const std::string& path, const std::string& interface,
@@ -136,55 +123,48 @@ void FakeBluez::change(const std::string& path, const std::string& interface,
 
 void FakeBluez::signalChange(const std::string& path, const std::string& interface,
                              const Properties& changed) {
-  const OwnedMessage signal =
-      newSignal(bus_.get(), path, "org.freedesktop.DBus.Properties", "PropertiesChanged");
+  OwnedMessage signal =
+      bus_.newSignal(path, "org.freedesktop.DBus.Properties", "PropertiesChanged");
+  if (signal == nullptr) return;
   check(sd_bus_message_append(signal.get(), "s", interface.c_str()));
   append(signal.get(), changed);
   check(sd_bus_message_append(signal.get(), "as", 0));
-  send(signal);
+  bus_.sendSignal(std::move(signal), interface.c_str());
 }
 
 void FakeBluez::add(const std::string& path, const Interfaces& interfaces) {
   objects[path].insert(interfaces.begin(), interfaces.end());
-  const OwnedMessage signal =
-      newSignal(bus_.get(), "/", "org.freedesktop.DBus.ObjectManager", "InterfacesAdded");
+  OwnedMessage signal =
+      bus_.newSignal("/", "org.freedesktop.DBus.ObjectManager", "InterfacesAdded");
+  if (signal == nullptr) return;
   check(sd_bus_message_append(signal.get(), "o", path.c_str()));
   append(signal.get(), interfaces);
-  send(signal);
-}
-
-void FakeBluez::waitForDaemon() {
-  sd_bus_call_method(bus(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                     "GetId", nullptr, nullptr, "");
+  bus_.sendSignal(std::move(signal));
 }
 
 void FakeBluez::remove(const std::string& path) {
-  const OwnedMessage signal =
-      newSignal(bus_.get(), "/", "org.freedesktop.DBus.ObjectManager", "InterfacesRemoved");
+  OwnedMessage signal =
+      bus_.newSignal("/", "org.freedesktop.DBus.ObjectManager", "InterfacesRemoved");
+  const Interfaces removed = std::move(objects[path]);
+  objects.erase(path);
+  if (signal == nullptr) return;
   check(sd_bus_message_append(signal.get(), "o", path.c_str()));
   check(sd_bus_message_open_container(signal.get(), 'a', "s"));
-  for (const auto& [name, properties] : objects[path]) {
+  for (const auto& [name, properties] : removed) {
     check(sd_bus_message_append(signal.get(), "s", name.c_str()));
   }
   check(sd_bus_message_close_container(signal.get()));
-  objects.erase(path);
-  send(signal);
+  bus_.sendSignal(std::move(signal));
 }
 
-int FakeBluez::handle(sd_bus_message* call, void* self, sd_bus_error* /*error*/) {
-  if (sd_bus_message_is_method_call(call, nullptr, nullptr) <= 0) return 0;
-  static_cast<FakeBluez*>(self)->handleCall(*call);
-  return 1;
-}
-
-void FakeBluez::handleCall(sd_bus_message& call) {
-  const std::string member = sd_bus_message_get_member(&call);
-  const std::string name = std::string(sd_bus_message_get_path(&call)) + " " + member;
+void FakeBluez::handleCall(OwnedMessage call) {
+  const std::string member = sd_bus_message_get_member(call.get());
+  const std::string name = std::string(sd_bus_message_get_path(call.get())) + " " + member;
   calls_.push_back(name);
   const auto handler = handlers_.find(name);
   if (handler != handlers_.end()) {
     const Handler decide = handler->second;  // it may replace itself
-    decide(OwnedMessage(sd_bus_message_ref(&call)));
+    decide(std::move(call));
   } else if (member == "GetManagedObjects") {
     replyObjects(call);
   } else if (member == "Get") {
@@ -194,8 +174,8 @@ void FakeBluez::handleCall(sd_bus_message& call) {
   }
 }
 
-void FakeBluez::replyObjects(sd_bus_message& call) {
-  const OwnedMessage reply = newReply(call);
+void FakeBluez::replyObjects(const OwnedMessage& call) {
+  OwnedMessage reply = lab::MessageBus::newReply(call);
   check(sd_bus_message_open_container(reply.get(), 'a', "{oa{sa{sv}}}"));
   // The real one has them in this order.
   for (auto object = objects.rbegin(); object != objects.rend(); ++object) {
@@ -205,20 +185,20 @@ void FakeBluez::replyObjects(sd_bus_message& call) {
     check(sd_bus_message_close_container(reply.get()));
   }
   check(sd_bus_message_close_container(reply.get()));
-  send(reply);
+  bus_.sendReply(std::move(reply));
 }
 
-void FakeBluez::replyProperty(sd_bus_message& call) {
+void FakeBluez::replyProperty(const OwnedMessage& call) {
   const char* interface = nullptr;
   const char* name = nullptr;
-  check(sd_bus_message_read(&call, "ss", &interface, &name));
-  const auto object = objects.find(sd_bus_message_get_path(&call));
+  check(sd_bus_message_read(call.get(), "ss", &interface, &name));
+  const auto object = objects.find(sd_bus_message_get_path(call.get()));
   if (object == objects.end() || !object->second[interface].contains(name)) {
     return refuse(call, SD_BUS_ERROR_UNKNOWN_OBJECT, "Unknown");
   }
-  const OwnedMessage reply = newReply(call);
+  OwnedMessage reply = lab::MessageBus::newReply(call);
   append(reply.get(), object->second[interface].at(name));
-  send(reply);
+  bus_.sendReply(std::move(reply));
 }
 
 }  // namespace bluez_tests

@@ -1,18 +1,16 @@
-// Something that looks like bluetoothd on the bus, and does what a test tells it: also what the
-// real one does only at moments that cannot be provoked. It lives on the test's thread and acts in
-// serve().
+// Something that looks like bluetoothd on the played bus, and does what a test tells it: also what
+// the real one does only at moments that cannot be provoked. It acts in serve().
 #pragma once
 
-#include <systemd/sd-bus.h>
-
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
-#include <memory>
-#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
+
+#include "lab/bluetoothd/MessageBus.h"
 
 namespace bluez_tests {
 
@@ -21,17 +19,18 @@ using Property = std::variant<bool, std::uint8_t, std::int16_t, std::string, Byt
 using Properties = std::map<std::string, Property>;
 using Interfaces = std::map<std::string, Properties>;
 
-struct DropMessage {
-  void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
-};
-using OwnedMessage = std::unique_ptr<sd_bus_message, DropMessage>;
+using OwnedMessage = lab::BusMessage;
+
+// Throws what sd-bus refuses.
+void check(int result);
 
 class FakeBluez {
  public:
-  // Owns org.bluez from the start. Its objects are the caller's to fill in.
-  FakeBluez();
+  // Owns org.bluez for as long as it lives. Its objects are the caller's to fill in.
+  explicit FakeBluez(lab::MessageBus& bus);
   FakeBluez(const FakeBluez&) = delete;
   FakeBluez& operator=(const FakeBluez&) = delete;
+  ~FakeBluez();
 
   std::map<std::string, Interfaces> objects;
 
@@ -48,13 +47,20 @@ class FakeBluez {
   std::size_t count(const std::string& path, const std::string& member) const;
   const std::vector<std::string>& calls() const { return calls_; }
 
-  void reply(sd_bus_message& call);
+  // The contents by sd-bus's letters for types.
+  template <typename... Contents>
+  void reply(const OwnedMessage& call, const char* types, Contents... contents) {
+    OwnedMessage reply = lab::MessageBus::newReply(call);
+    check(sd_bus_message_append(reply.get(), types, contents...));
+    bus_.sendReply(std::move(reply));
+  }
+  void reply(const OwnedMessage& call) { reply(call, ""); }
   // All objects as they are now, which answers GetManagedObjects.
-  void replyObjects(sd_bus_message& call);
-  void replyValue(sd_bus_message& call, const Bytes& value);
+  void replyObjects(const OwnedMessage& call);
+  void replyValue(const OwnedMessage& call, const Bytes& value);
   // Gives the characteristic's socket away; returns the end into which values are written.
-  int replySocket(sd_bus_message& call);
-  void refuse(sd_bus_message& call, const std::string& name, const std::string& message);
+  int replySocket(const OwnedMessage& call);
+  void refuse(const OwnedMessage& call, const std::string& name, const std::string& message);
 
   // Signals, with the change made in objects first.
   void change(const std::string& path, const std::string& interface, const Properties& changed);
@@ -63,21 +69,12 @@ class FakeBluez {
   void add(const std::string& path, const Interfaces& interfaces);
   void remove(const std::string& path);
 
-  // Waits until the D-Bus daemon has passed on all that was sent.
-  void waitForDaemon();
-
-  sd_bus* bus() const { return bus_.get(); }
-
  private:
-  struct Close {
-    void operator()(sd_bus* bus) const { sd_bus_flush_close_unref(bus); }
-  };
+  void handleCall(OwnedMessage call);
+  void replyProperty(const OwnedMessage& call);
 
-  static int handle(sd_bus_message* call, void* self, sd_bus_error* error);
-  void handleCall(sd_bus_message& call);
-  void replyProperty(sd_bus_message& call);
-
-  std::unique_ptr<sd_bus, Close> bus_;
+  lab::MessageBus& bus_;
+  std::deque<OwnedMessage> received_;
   std::map<std::string, Handler> handlers_;
   std::vector<std::string> calls_;
 };

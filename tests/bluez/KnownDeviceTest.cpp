@@ -95,7 +95,7 @@ TEST_F(BluezKnownDevice, IsLinkedWithTheStackThatComesBackBeforeAnythingIsDiscov
   askForLink();
   bluez.reset();
   ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
-  bluez = std::make_unique<FakeBluez>();
+  bluez = std::make_unique<FakeBluez>(bus);
   bluez->objects[kAdapter] = adapter(true);
   bluez->objects[kDevice] = device("Tramsel-1");
   holdDiscovery(kAdapter);
@@ -134,7 +134,7 @@ TEST_F(BluezKnownDevice, LosesItsLinkWithTheBus) {
   connect();
   peripheral->discoverServices(std::vector{kService});
   settle();
-  bus.kill();
+  bus.hangUp();
   ASSERT_TRUE(waitUntil([&] { return serviceAnswers.size() == 1; }));
   EXPECT_TRUE(serviceAnswers[0]);
 }

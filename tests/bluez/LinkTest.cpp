@@ -15,11 +15,11 @@ class BluezLink : public BluezTest {
   }
   void refuse(const std::string& member) {
     bluez->on(kDevice, member, [this](OwnedMessage call) {
-      bluez->refuse(*call, "org.bluez.Error.Failed", "Failed");
+      bluez->refuse(call, "org.bluez.Error.Failed", "Failed");
     });
   }
   void answer(const std::string& member) {
-    bluez->on(kDevice, member, [this](OwnedMessage call) { bluez->reply(*call); });
+    bluez->on(kDevice, member, [this](OwnedMessage call) { bluez->reply(call); });
   }
   std::size_t attempts() const { return bluez->count(kDevice, "Connect"); }
   bool waitForAttempts(std::size_t count) {
@@ -67,7 +67,7 @@ TEST_F(BluezLink, IsTriedAtOnceWithADeviceThatWentWhileItWasAskedAfter) {
   ASSERT_TRUE(waitUntil([&] { return held.size() == 1; }));
   bluez->remove(kDevice);
   settle();
-  bluez->refuse(*held.front(), SD_BUS_ERROR_UNKNOWN_OBJECT, "Unknown");
+  bluez->refuse(held.front(), SD_BUS_ERROR_UNKNOWN_OBJECT, "Unknown");
   settle();
   comeBack();
   settle();
@@ -94,7 +94,7 @@ TEST_F(BluezLink, CanBeAskedForAgainWhenItWasUpBeforeTheAttemptWasAnswered) {
   ASSERT_TRUE(waitUntil([&] { return held.size() == 1; }));
   setConnected(true);
   ASSERT_TRUE(waitUntil([&] { return connections == 1; }));
-  bluez->reply(*held.front());
+  bluez->reply(held.front());
   settle();
   setConnected(false);
   settle();
@@ -108,7 +108,7 @@ TEST_F(BluezLink, CanBeAskedForAtOnceWhenItWasUpBeforeTheQuestionWasAnswered) {
   ASSERT_TRUE(waitUntil([&] { return held.size() == 1; }));
   setConnected(true);
   ASSERT_TRUE(waitUntil([&] { return connections == 1; }));
-  bluez->refuse(*held.front(), SD_BUS_ERROR_FAILED, "Failed");
+  bluez->refuse(held.front(), SD_BUS_ERROR_FAILED, "Failed");
   settle();
   setConnected(false);
   settle();

@@ -21,9 +21,8 @@ class BluezMessages : public BluezTest {
   template <typename... Contents>
   void read(const char* types, Contents... contents) {
     const std::string stream = std::string(kDevice) + "/service000a/char000b";
-    bluez->on(stream, "ReadValue", [=](OwnedMessage call) {
-      ASSERT_GE(sd_bus_reply_method_return(call.get(), types, contents...), 0);
-    });
+    bluez->on(stream, "ReadValue",
+              [=, this](OwnedMessage call) { bluez->reply(call, types, contents...); });
     connectAndDiscover();
     peripheral->readValue(at(kStream));
     ASSERT_TRUE(waitUntil([&] { return !told.empty(); }));
@@ -81,7 +80,7 @@ TEST_F(BluezMessages, ADeviceIsGoneWithWhateverElseItsObjectHas) {
 TEST_F(BluezMessages, AValueOfTheLargestSizeIsRead) {
   const Bytes largest(514, 7);
   bluez->on(std::string(kDevice) + "/service000a/char000b", "ReadValue",
-            [&](OwnedMessage call) { bluez->replyValue(*call, largest); });
+            [&](OwnedMessage call) { bluez->replyValue(call, largest); });
   connectAndDiscover();
   peripheral->readValue(at(kStream));
   ASSERT_TRUE(waitUntil([&] { return !told.empty(); }));
@@ -95,10 +94,10 @@ TEST_F(BluezMessages, AnAnswerWithMoreThanAValueIsNone) {
 
 // The text is inside a list, where it is not looked for.
 TEST_F(BluezMessages, ObjectsThatCannotBeReadToTheEndAreNotUsed) {
-  bluez->on("/", "GetManagedObjects", [](OwnedMessage call) {
+  bluez->on("/", "GetManagedObjects", [this](OwnedMessage call) {
     const std::string noncharacter = "\uFFFF";
-    sd_bus_message* reply = nullptr;
-    ASSERT_GE(sd_bus_message_new_method_return(call.get(), &reply), 0);
+    OwnedMessage owned = lab::MessageBus::newReply(call);
+    sd_bus_message* reply = owned.get();
     sd_bus_message_open_container(reply, 'a', "{oa{sa{sv}}}");
     sd_bus_message_open_container(reply, 'e', "oa{sa{sv}}");
     sd_bus_message_append(reply, "o", kAdapter);
@@ -115,8 +114,7 @@ TEST_F(BluezMessages, ObjectsThatCannotBeReadToTheEndAreNotUsed) {
     ASSERT_GE(sd_bus_message_append_string_space(reply, noncharacter.size(), &place), 0);
     std::ranges::copy(noncharacter, place);
     for (int i = 0; i < 8; ++i) sd_bus_message_close_container(reply);
-    ASSERT_GE(sd_bus_send(nullptr, reply, nullptr), 0);
-    sd_bus_message_unref(reply);
+    bus.sendReply(std::move(owned));
   });
   start();
   ASSERT_TRUE(waitUntil([&] { return !states.empty(); }));

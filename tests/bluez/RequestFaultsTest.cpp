@@ -20,7 +20,7 @@ class BluezRequestFaults : public BluezTest {
   }
   void answerReadsOf(const std::string& path, const Bytes& value) {
     bluez->on(path, "ReadValue",
-              [this, value](OwnedMessage call) { bluez->replyValue(*call, value); });
+              [this, value](OwnedMessage call) { bluez->replyValue(call, value); });
   }
   void waitForHeld(std::size_t count) {
     ASSERT_TRUE(waitUntil([&] { return held.size() == count; }));
@@ -55,7 +55,7 @@ TEST_F(BluezRequestFaults, WhatWaitedIsForgottenWithTheLinkAndDoesNotHoldUpTheNe
   answerReadsOf(other, {2});
   peripheral->readValue(at(kOther));
   ASSERT_TRUE(waitUntil([&] { return !told.empty(); }));
-  bluez->replyValue(*held.front(), {1});
+  bluez->replyValue(held.front(), {1});
   settle();
   EXPECT_EQ(values(), std::vector<Bytes>{{2}});
   EXPECT_EQ(held.size(), 1U);
@@ -68,7 +68,7 @@ TEST_F(BluezRequestFaults, ASubscriptionIsForgottenWithTheLink) {
   dropLink();
   settle();
   bringLinkBack();
-  const int socket = bluez->replySocket(*held.front());
+  const int socket = bluez->replySocket(held.front());
   settle();
   EXPECT_TRUE(told.empty());
   close(socket);
@@ -82,7 +82,7 @@ TEST_F(BluezRequestFaults, ServicesThatAreResolvedAgainDoNotDisturbARead) {
   bluez->signalChange(kDevice, kDeviceInterface, {{"ServicesResolved", true}});
   settle();
   EXPECT_EQ(bluez->count("/", "GetManagedObjects"), snapshots);
-  bluez->replyValue(*held.front(), {1});
+  bluez->replyValue(held.front(), {1});
   ASSERT_TRUE(waitUntil([&] { return !told.empty(); }));
   EXPECT_EQ(told, std::vector<std::string>{"value"});
 }
@@ -94,7 +94,7 @@ TEST_F(BluezRequestFaults, ACharacteristicThatGoesDoesNotDisturbAReadOfAnother) 
   bluez->remove(other);
   settle();
   EXPECT_TRUE(told.empty());
-  bluez->replyValue(*held.front(), {1});
+  bluez->replyValue(held.front(), {1});
   ASSERT_TRUE(waitUntil([&] { return !told.empty(); }));
   EXPECT_EQ(told, std::vector<std::string>{"value"});
 }
@@ -114,7 +114,7 @@ TEST_F(BluezRequestFaults, ASubscriptionToACharacteristicThatGoesIsRefusedOnce) 
   waitForHeld(1);
   bluez->remove(stream);
   ASSERT_TRUE(waitUntil([&] { return !told.empty(); }));
-  const int socket = bluez->replySocket(*held.front());
+  const int socket = bluez->replySocket(held.front());
   settle();
   pass(60s);
   settle();
@@ -129,7 +129,7 @@ TEST_F(BluezRequestFaults, ASubscriptionGoesOnWhenAnotherCharacteristicGoes) {
   bluez->remove(other);
   settle();
   EXPECT_TRUE(told.empty());
-  const int socket = bluez->replySocket(*held.front());
+  const int socket = bluez->replySocket(held.front());
   ASSERT_TRUE(waitUntil([&] { return !told.empty(); }));
   EXPECT_EQ(told, std::vector<std::string>{"confirmed"});
   close(socket);
@@ -145,7 +145,7 @@ TEST_F(BluezRequestFaults, WhatIsAnsweredWithoutTheDeviceDoesNotHoldUpTheNext) {
   peripheral->readValue(at(kOther));
   waitForHeld(1);
   EXPECT_TRUE(told.empty());
-  bluez->replyValue(*held.front(), {1});
+  bluez->replyValue(held.front(), {1});
   ASSERT_TRUE(waitUntil([&] { return told.size() == 4; }));
   EXPECT_EQ(told, (std::vector<std::string>{"value", "confirmed", "characteristics", "value"}));
 }
@@ -154,7 +154,7 @@ TEST_F(BluezRequestFaults, EachIsFollowedByTheNext) {
   answerReadsOf(other, {2});
   for (const char* member : {"ReadValue", "AcquireNotify"}) {
     bluez->on(stream, member, [this](OwnedMessage call) {
-      bluez->refuse(*call, "org.bluez.Error.Failed", "Operation failed with ATT error: 0x80");
+      bluez->refuse(call, "org.bluez.Error.Failed", "Operation failed with ATT error: 0x80");
     });
   }
   peripheral->readValue(at(kStream));
@@ -168,7 +168,7 @@ TEST_F(BluezRequestFaults, EachIsFollowedByTheNext) {
 }
 
 TEST_F(BluezRequestFaults, ServicesThatCannotBeReadAreAnError) {
-  bluez->on("/", "GetManagedObjects", [this](OwnedMessage call) { bluez->reply(*call); });
+  bluez->on("/", "GetManagedObjects", [this](OwnedMessage call) { bluez->reply(call); });
   answerReadsOf(other, {2});
   platform::CBCharacteristic& after = at(kOther);
   peripheral->discoverServices(std::vector{kService});
@@ -194,7 +194,7 @@ TEST_F(BluezRequestFaults, NoneIsGivenUpBecauseItTakesLong) {
   settle();
   unsetenv("SYSTEMD_BUS_TIMEOUT");
   EXPECT_TRUE(told.empty());
-  bluez->replyValue(*held.front(), {1});
+  bluez->replyValue(held.front(), {1});
   EXPECT_TRUE(waitUntil([&] { return told == std::vector<std::string>{"value"}; }));
 }
 
@@ -203,11 +203,11 @@ TEST_F(BluezRequestFaults, ARefusedStartNotifyIsRefusedAndDeliversNothing) {
     bluez->signalChange(stream, kCharacteristicInterface, {{"Value", Bytes{1}}});
   };
   bluez->on(stream, "AcquireNotify", [this](OwnedMessage call) {
-    bluez->refuse(*call, "org.bluez.Error.NotPermitted", "Notify acquired");
+    bluez->refuse(call, "org.bluez.Error.NotPermitted", "Notify acquired");
   });
   bluez->on(stream, "StartNotify", [&](OwnedMessage call) {
     signal();
-    bluez->refuse(*call, "org.bluez.Error.Failed", "Operation failed with ATT error: 0x05");
+    bluez->refuse(call, "org.bluez.Error.Failed", "Operation failed with ATT error: 0x05");
   });
   peripheral->setNotifyValue(true, at(kStream));
   ASSERT_TRUE(waitUntil([&] { return confirmations.size() == 1; }));
@@ -227,7 +227,7 @@ TEST_F(BluezRequestFaults, ASubscriptionFallsBackToSignalsWhereverBluezItselfRef
   for (const char* error : {"org.bluez.Error.NotSupported", "org.bluez.Error.NotPermitted",
                             "org.bluez.Error.InProgress", SD_BUS_ERROR_UNKNOWN_METHOD}) {
     bluez->on(stream, "AcquireNotify",
-              [this, error](OwnedMessage call) { bluez->refuse(*call, error, "No"); });
+              [this, error](OwnedMessage call) { bluez->refuse(call, error, "No"); });
     peripheral->setNotifyValue(true, at(kStream));
     ++confirmed;
     ASSERT_TRUE(waitUntil([&] { return confirmations.size() == confirmed; })) << error;

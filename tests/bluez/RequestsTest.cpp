@@ -17,7 +17,7 @@ class BluezRequests : public BluezTest {
 
   void answerReadsOf(const std::string& path, const Bytes& value) {
     bluez->on(path, "ReadValue",
-              [this, value](OwnedMessage call) { bluez->replyValue(*call, value); });
+              [this, value](OwnedMessage call) { bluez->replyValue(call, value); });
   }
 };
 
@@ -29,14 +29,14 @@ TEST_F(BluezRequests, AreMadeOneAtATime) {
   peripheral->readValue(at(kOther));
   settle();
   EXPECT_EQ(bluez->count(other, "ReadValue"), 0U);
-  bluez->replyValue(*pending, {1});
+  bluez->replyValue(pending, {1});
   ASSERT_TRUE(waitUntil([&] { return valueEvents.size() == 2; }));
   EXPECT_EQ(values(), (std::vector<Bytes>{{1}, {2}}));
 }
 
 TEST_F(BluezRequests, ReadGivesTheErrorOfTheDevice) {
   bluez->on(stream, "ReadValue", [&](OwnedMessage call) {
-    bluez->refuse(*call, "org.bluez.Error.Failed", "Operation failed with ATT error: 0x80");
+    bluez->refuse(call, "org.bluez.Error.Failed", "Operation failed with ATT error: 0x80");
   });
   peripheral->readValue(at(kStream));
   ASSERT_TRUE(waitUntil([&] { return valueEvents.size() == 1; }));
@@ -50,7 +50,7 @@ TEST_F(BluezRequests, ReadGivesTheErrorOfTheDevice) {
 // The error comes first, then the news that the link is down.
 TEST_F(BluezRequests, FailSilentlyWhenTheLinkGoesDownWithThem) {
   bluez->on(stream, "ReadValue", [&](OwnedMessage call) {
-    bluez->refuse(*call, "org.bluez.Error.Failed", "Operation failed with ATT error: 0x0e");
+    bluez->refuse(call, "org.bluez.Error.Failed", "Operation failed with ATT error: 0x0e");
     dropLink();
   });
   peripheral->readValue(at(kStream));
@@ -93,7 +93,7 @@ TEST_F(BluezRequests, WriteAsksForTheAcknowledgement) {
     const char* text = nullptr;
     sd_bus_message_read(call.get(), "a{sv}", 1, nullptr, "s", &text);
     type = text != nullptr ? text : "";
-    bluez->refuse(*call, "org.bluez.Error.NotPermitted", "Write not permitted");
+    bluez->refuse(call, "org.bluez.Error.NotPermitted", "Write not permitted");
   });
   answerReadsOf(other, {2});
   const Bytes value(600, 7);
@@ -118,9 +118,8 @@ TEST_F(BluezRequests, MayBeMadeOnAnotherThreadWhileTheLoopTurns) {
 }
 
 TEST_F(BluezRequests, ReadThatGivesNonsenseFails) {
-  bluez->on(stream, "ReadValue", [&](OwnedMessage call) { bluez->reply(*call); });
-  bluez->on(other, "ReadValue",
-            [&](OwnedMessage call) { bluez->replyValue(*call, Bytes(515, 1)); });
+  bluez->on(stream, "ReadValue", [&](OwnedMessage call) { bluez->reply(call); });
+  bluez->on(other, "ReadValue", [&](OwnedMessage call) { bluez->replyValue(call, Bytes(515, 1)); });
   peripheral->readValue(at(kStream));
   peripheral->readValue(at(kOther));
   ASSERT_TRUE(waitUntil([&] { return told.size() == 2; }));

@@ -125,8 +125,8 @@ TEST_F(BluezScan, IsTriedAgainWhenItCannotStart) {
   startPoweredOn();
   int tries = 0;
   bluez->on(kAdapter, "StartDiscovery", [&](OwnedMessage call) {
-    if (++tries == 1) return bluez->refuse(*call, "org.bluez.Error.InProgress", "Busy");
-    bluez->reply(*call);
+    if (++tries == 1) return bluez->refuse(call, "org.bluez.Error.InProgress", "Busy");
+    bluez->reply(call);
   });
   manager->scanForPeripherals();
   pass(1s);
@@ -171,7 +171,7 @@ TEST_F(BluezScan, StartsAnewOnTheStackThatComesBack) {
   discover();
   bluez.reset();
   ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
-  bluez = std::make_unique<FakeBluez>();
+  bluez = std::make_unique<FakeBluez>(bus);
   bluez->objects["/org/bluez/hci3"] = adapter(true);
   pass(5s);
   ASSERT_TRUE(waitUntil([&] { return states.size() == 3; }));

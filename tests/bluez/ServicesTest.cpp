@@ -57,7 +57,7 @@ TEST_F(BluezServices, AreNotTakenFromAnAnswerThatComesAfterTheyHaveChanged) {
     if (std::exchange(isFirst, false)) {
       bluez->change(kDevice, kDeviceInterface, {{"ServicesResolved", false}});
     }
-    bluez->replyObjects(*call);
+    bluez->replyObjects(call);
   });
   peripheral->discoverServices(std::vector{kService});
   settle();

@@ -3,13 +3,13 @@
 // true it is. VORNIX_OLD_BLUETOOTHD: with all the habits that older ones have.
 #include <cstdlib>
 #include <memory>
-#include <span>
 #include <stdexcept>
 #include <string>
 
 #include "contract/Bench.h"
 #include "lab/bluetoothd/Bluetoothd.h"
 #include "platform/bluez/BluezPlatform.h"
+#include "support/AgendaClock.h"
 
 namespace contract {
 namespace {
@@ -18,55 +18,6 @@ using namespace std::chrono_literals;
 
 constexpr char kAdapter[] = "/org/bluez/hci0";
 constexpr lab::Microseconds kAdvertisingInterval = 100ms;
-
-// The agenda's time, which goes on when there is nothing left to do.
-class AgendaClock final : public platform::bluez::Clock {
- public:
-  AgendaClock(lab::Agenda& agenda, lab::MessageBus& bus) : agenda_(agenda), bus_(bus) {}
-
-  TimePoint now() const override { return TimePoint(agenda_.now() + kHead); }
-  double date() const override {
-    return std::chrono::duration<double>(agenda_.now() + kHead).count();
-  }
-  void sleep(std::chrono::microseconds duration) override {
-    const lab::Microseconds end = agenda_.now() + duration;
-    while (agenda_.now() < end) step(end);
-  }
-  std::size_t wait(int epoll, TimePoint time, std::span<epoll_event> found) override {
-    for (;;) {
-      const std::size_t count = look(epoll, time, found);
-      if (count > 0) return count;
-      step(worldTime(time));
-    }
-  }
-  std::size_t look(int epoll, TimePoint time, std::span<epoll_event> found) override {
-    bus_.serve();
-    const int count = epoll_wait(epoll, found.data(), static_cast<int>(found.size()), 0);
-    if (count > 0) return static_cast<std::size_t>(count);
-    if (agenda_.now() < worldTime(time)) return 0;
-    found[0] = {};
-    return 1;
-  }
-
- private:
-  static constexpr lab::Microseconds kHead = 1000s;  // so that no time is zero
-
-  static lab::Microseconds worldTime(TimePoint time) {
-    return std::chrono::ceil<lab::Microseconds>(time.time_since_epoch()) - kHead;
-  }
-
-  void step(lab::Microseconds limit) {
-    const auto next = agenda_.next();
-    if (next && *next <= limit) {
-      agenda_.doNext();
-    } else {
-      agenda_.passUntil(limit);
-    }
-  }
-
-  lab::Agenda& agenda_;
-  lab::MessageBus& bus_;
-};
 
 class PlayedBench final : public Bench, private lab::Witness {
  public:
@@ -124,7 +75,7 @@ class PlayedBench final : public Bench, private lab::Witness {
 
   void startPlatform() {
     platform_ = std::make_unique<platform::bluez::BluezPlatform>(
-        std::make_unique<AgendaClock>(agenda_, bus_));
+        std::make_unique<support::AgendaClock>(agenda_, bus_));
     bus_.accept();
   }
 

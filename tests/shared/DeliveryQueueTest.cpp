@@ -112,6 +112,16 @@ TEST(DeliveryQueue, HoldsATargetUntilItsValueIsTold) {
   EXPECT_EQ(target.retained, 0);
 }
 
+// As a played end of the bridge does.
+TEST(DeliveryQueue, LetsGoOfATargetWhoseCallbackThrows) {
+  Target target;
+  DeliveryQueue queue;
+  target.onDeliver = [] { throw 1; };
+  queue.push(target, Bytes{1});
+  EXPECT_THROW(queue.deliverNext(), int);
+  EXPECT_EQ(target.retained, 0);
+}
+
 TEST(DeliveryQueue, LetsGoOfWhatAForgottenActionHolds) {
   DeliveryQueue queue;
   auto thing = std::make_shared<int>();

@@ -9,6 +9,11 @@ namespace {
 // What an action is counted as: itself and what it carries, roughly.
 constexpr std::size_t kActionWeight = 256;
 
+// Also when a callback ends the bridge, which a played one does by an exception.
+struct Release {
+  void operator()(ValueTarget* target) const { target->release(); }
+};
+
 }  // namespace
 
 void DeliveryQueue::push(ValueTarget& target, Value value) {
@@ -30,8 +35,8 @@ void DeliveryQueue::deliverNext() {
     const std::unique_ptr<Action> action(header.action);
     (*action)();
   } else {
-    header.target->deliver(Value(bytes, header.size));
-    header.target->release();
+    const std::unique_ptr<ValueTarget, Release> target(header.target);
+    target->deliver(Value(bytes, header.size));
   }
 }
 

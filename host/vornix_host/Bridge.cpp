@@ -61,6 +61,9 @@ class Bridge::Loop {
     checkCommand(line);
     const Command* const command = commandOf(line);
     const std::lock_guard lock(mutex_);
+    if (asksNoDocument_ && asksForDocument(line)) {
+      throw CommandError("a document was damaged, and none is asked for any more");
+    }
     if (command != nullptr && recipe_.isAvoided(*command)) {
       throw CommandError(std::string(line) + " has ended the bridge twice");
     }
@@ -139,14 +142,28 @@ class Bridge::Loop {
   }
 
   void take(Message message, std::chrono::system_clock::time_point wall) {
+    if (!life_.whyDistrusted.empty()) return;
     const std::string radio = life_.radio;
     const std::size_t losses = life_.lostDevices.size();
+    const auto* const document = std::get_if<FenwixJson>(&message);
+    const bool isUnasked = document != nullptr && !life_.awaitsDocument();
     life_.note(message, lastRead_);
+    if (isUnasked) message = UnknownMessage{"PJSON;" + document->text + ";"};
     add({std::move(message), lastRead_, wall});
+    if (!life_.whyDistrusted.empty()) {
+      add({Event::Own(TrustLost{life_.whyDistrusted}), lastRead_, wall});
+      askForNoDocument();
+    }
     if (life_.radio != radio) add({Event::Own(RadioChanged{life_.radio}), lastRead_, wall});
     if (life_.lostDevices.size() > losses) {
       add({Event::Own(DeviceLost{life_.lostDevices.back()}), lastRead_, wall});
     }
+  }
+
+  void askForNoDocument() {
+    const std::lock_guard lock(mutex_);
+    asksNoDocument_ = true;
+    std::erase_if(waiting_, [](const std::string& line) { return asksForDocument(line); });
   }
 
   // Lines whose device is ready go to the bridge, in their order; the others stay.
@@ -183,7 +200,8 @@ class Bridge::Loop {
       tell(StreamLost{std::move(stream)});
       isLost = true;
     }
-    if (!isLost || !options_.restartOnLoss || ending_ != Ending::no) return;
+    const bool isReason = (isLost && options_.restartOnLoss) || !life_.whyDistrusted.empty();
+    if (!isReason || ending_ != Ending::no) return;
     isLoss_ = true;
     beginEnding();
   }
@@ -229,13 +247,15 @@ class Bridge::Loop {
     tell(Ended{status});
     const auto lived = std::chrono::duration_cast<Milliseconds>(Clock::now() - started_);
     const std::lock_guard lock(mutex_);  // send() looks at what the recipe avoids
-    verdict_ = recipe_.after({status, lived, life_.lastLog, life_.whyRadioUnusable, isLoss_});
+    const bool isLoss = isLoss_ || !life_.whyDistrusted.empty();
+    verdict_ = recipe_.after({status, lived, life_.lastLog, life_.whyRadioUnusable, isLoss});
     std::erase_if(waiting_, [this](const std::string& line) {
       const Command* const command = commandOf(line);
       return command != nullptr && recipe_.isAvoided(*command);
     });
     if (verdict_.pause && !options_.restart) {
-      verdict_ = {std::nullopt, "the bridge has ended with " + std::to_string(status)};
+      const std::string why = "the bridge has ended with " + std::to_string(status);
+      verdict_ = {std::nullopt, life_.whyDistrusted.empty() ? why : life_.whyDistrusted};
     }
   }
 
@@ -296,6 +316,7 @@ class Bridge::Loop {
   std::condition_variable changed_;
   std::deque<Event> events_;
   std::deque<std::string> waiting_;
+  bool asksNoDocument_ = false;
   bool isClosing_ = false;
   bool isOver_ = false;
 };

@@ -9,6 +9,10 @@
 //
 // A thread of its own reads, writes, starts again and ends; whatever the host does, the output is
 // read. Events that nobody fetches grow in memory. All members may be called from any thread.
+//
+// Behind a document that may be damaged nothing is believed (TrustLost): the bridge is ended then,
+// started again if Options::restart says so, and asked for no document any more by this Bridge.
+// A document that nobody asked for is an UnknownMessage.
 #pragma once
 
 #include <chrono>
@@ -55,6 +59,12 @@ struct StreamLost {
   std::string stream;
 };
 
+// A document is damaged, or may be. What follows may be a device's text that looks like messages:
+// of this run nothing comes any more but its end. why: in words, for the user.
+struct TrustLost {
+  std::string why;
+};
+
 // All that the bridge wrote has come before. status: minus the number of a signal that ended it.
 struct Ended {
   int status = 0;
@@ -70,8 +80,8 @@ struct GivenUp {
 };
 
 struct Event {
-  using Own =
-      std::variant<Started, RadioChanged, DeviceLost, StreamLost, Ended, Restarting, GivenUp>;
+  using Own = std::variant<Started, RadioChanged, DeviceLost, StreamLost, TrustLost, Ended,
+                           Restarting, GivenUp>;
 
   std::variant<Message, Own> what;  // what the bridge wrote, or what became of it
 
@@ -92,8 +102,8 @@ class Bridge {
  public:
   struct Options {
     std::vector<std::string> command;  // the program, looked for as a shell does, and arguments
-    bool restart = true;               // by the recipe (Recipe.h), when it ends by itself
-    bool restartOnLoss = false;        // when a device is lost
+    bool restart = true;  // by the recipe (Recipe.h), when it ends by itself or trust is lost
+    bool restartOnLoss = false;                                   // when a device is lost
     std::chrono::milliseconds silence = std::chrono::seconds(5);  // what counts as that
     // Of the output at the end: nothing waits in the bridge any more.
     std::chrono::milliseconds drained = std::chrono::milliseconds(20);
@@ -115,7 +125,8 @@ class Bridge {
   // Writes a line once its device is ready, and a document that was asked for has come where the
   // line shares its channel: at once, later, or never if that does not come. What
   // waits outlives a restart, what was written is not repeated. Throws CommandError for a line that
-  // would end the bridge, and for a command that has ended it twice. "kill" is close().
+  // would end the bridge, for a command that has ended it twice, and, once trust was lost, for one
+  // that asks for a document; a waiting one is dropped then. "kill" is close().
   void send(std::string_view line);
 
   // Stops what was started, reads what waits in the bridge, and ends it: takes up to 15 seconds

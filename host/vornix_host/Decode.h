@@ -163,7 +163,7 @@ inline Message decode(const Line& line) {
     case LineKind::damaged:
       break;
   }
-  return DamagedLine{std::string(line.bytes)};
+  return DamagedLine{std::string(line.bytes), line.mayBeDocument};
 }
 
 }  // namespace vornix_host

@@ -34,6 +34,10 @@ struct Line {
   std::string_view text;
 
   LogTime time;  // of a log line
+
+  // damaged: the bytes begin like a document ("PJSON;"), or stand so near behind one that they may
+  // be its text. Then what follows may be its text, too, and look like lines of the bridge.
+  bool mayBeDocument = false;
 };
 
 }  // namespace vornix_host

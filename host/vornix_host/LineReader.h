@@ -14,7 +14,8 @@
 // What is damaged: bytes outside a frame, a frame cut off by the next one's "<", a wrong checksum,
 // an impossible time, a line longer than the bridge writes. Damage is returned as a line of its
 // own kind, and reading goes on at the next "<". Behind a damaged "PJSON;" that may be within the
-// device's text: what looks like lines there is the device's, not the bridge's.
+// device's text: what looks like lines there is the device's, not the bridge's. Line::mayBeDocument
+// says where that may be so.
 //
 // Memory: the bytes fed and not yet returned, nothing per line. Not for two threads at once.
 #pragma once
@@ -177,14 +178,19 @@ class LineReader {
     return taken({LineKind::damaged, rest.substr(0, size), {}, {}});
   }
 
-  Line taken(const Line& line) {
+  Line taken(Line line) {
+    const bool isDocument = line.bytes.starts_with("<PJSON;");
+    line.mayBeDocument =
+        line.kind == LineKind::damaged && (isDocument || sinceDocument_ < longestMessage);
+    sinceDocument_ = isDocument ? 0 : std::min(sinceDocument_ + line.bytes.size(), longestMessage);
     begin_ += line.bytes.size();
     scanned_ = 0;
     return line;
   }
 
   std::string buffer_;
-  std::size_t begin_ = 0;  // of the bytes not yet returned
+  std::size_t begin_ = 0;                       // of the bytes not yet returned
+  std::size_t sinceDocument_ = longestMessage;  // bytes, no more than these
   bool finished_ = false;
   std::size_t scanned_ = 0;  // of the line being read, bytes looked through for its end
 };

@@ -111,6 +111,7 @@ struct UnknownMessage {
 
 struct DamagedLine {
   std::string bytes;
+  bool mayBeDocument = false;  // as Line has it
 };
 
 using Message =

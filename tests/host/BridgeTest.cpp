@@ -60,6 +60,7 @@ std::string story(Bridge& bridge) {
   std::string words;
   while (const auto event = bridge.nextWithin(kPatience)) {
     if (event->as<Started>()) words += "started ";
+    if (event->as<TrustLost>()) words += "trust lost ";
     if (event->as<Ended>()) words += "ended ";
     if (event->as<Restarting>()) words += "restarting ";
     if (event->as<GivenUp>()) words += "given up ";
@@ -303,6 +304,91 @@ TEST(BridgeOverAPlayedOne, MayCloseItsInputBeforeAllIsWritten) {
   EXPECT_EQ(first<LogEntry>(bridge).text, "deaf");
   bridge.send("bonjour");
   EXPECT_EQ(rest<FenwixRms>(bridge).size(), 500U);
+}
+
+// A step of the played bridge that writes this as it is.
+std::string plain(std::string_view text) {
+  std::string step = "bytes=";
+  for (const char character : text) {
+    for (const int shift : {4, 0}) step += "0123456789abcdef"[character >> shift & 15];
+  }
+  return step;
+}
+
+// The kinds of all that comes of one life, from what made it distrusted: one that asks for a
+// document, and whose device's text goes on with what looks like messages.
+std::string behind(Words damage) {
+  Words steps{"log=" + std::string(70000, 'x'), plain("stray\n"), "message=C;5;0;1;2;3;4;5;",
+              "wait=FX_cmdWriteInt 19 0"};
+  steps.insert(steps.end(), damage.begin(), damage.end());
+  for (const char* step : {"message=C;4;0;9;0;", "message=V;", "log=x", "message=Z;2;", "echo"}) {
+    steps.emplace_back(step);
+  }
+  Bridge::Options options = quick(fake(steps));
+  options.restart = false;
+  Bridge bridge(options);
+  bridge.send("FX_cmdWriteInt 19 0");
+  std::string words;
+  while (const auto event = bridge.nextWithin(kPatience)) {
+    if (const auto* lost = event->as<TrustLost>()) words = "trust lost: " + lost->why + ", ";
+    if (event->as<CorveltaOnMains>()) bridge.close();
+    if (words.empty()) continue;
+    if (const auto* ended = event->as<Ended>()) words += std::to_string(ended->status);
+    if (const auto* over = event->as<GivenUp>()) words += ", " + over->why;
+    if (std::holds_alternative<Message>(event->what)) words += "a message ";
+  }
+  return words;
+}
+
+TEST(BridgeWithADocument, IsBelievedInNothingBehindWhatMayBeItsText) {
+  const std::string damaged = "damaged output may be the text of a document";
+  const std::string isNoJson = "a document is no JSON";
+  const std::string near(65529, 'x');
+  const std::vector<std::pair<Words, std::string>> cases{
+      {{plain("<PJSON;{\"a\":1")}, damaged},
+      {{plain("<PJSON;{};0000>\n")}, damaged},
+      {{plain("<PJSON;{\"a\":\"x>\n")}, damaged},
+      {{plain("stray\n")}, damaged},
+      {{"message=PJSON;{\"a\":1;"}, isNoJson},
+      {{"message=PJSON; ;"}, isNoJson},
+      {{"message=PJSON;[NaN];"}, isNoJson},
+      {{"message=PJSON;[1];", plain("rest of it\n")}, damaged},
+      {{"message=PJSON;[1];", "log=" + near, plain("y\n")}, damaged},
+  };
+  for (const auto& [steps, why] : cases) {
+    EXPECT_EQ(behind(steps), "trust lost: " + why + ", 0, " + why) << steps.front();
+  }
+}
+
+TEST(BridgeWithADocument, DoesNotGiveOneThatNobodyAskedFor) {
+  Bridge bridge({.command = fake({"message=PJSON;[1];", "message=V;", "exit=0"})});
+  EXPECT_EQ(first<UnknownMessage>(bridge).payload, "PJSON;[1];");
+  first<CorveltaOnMains>(bridge);
+  Bridge::Options options = quick(fake({"message=PJSON;[1;", "message=V;", "exit=0"}));
+  options.restart = false;
+  Bridge other(options);
+  EXPECT_EQ(story(other), "started trust lost ended given up ");
+}
+
+TEST(BridgeWithADocument, IsStartedAgainAndAskedForNoneWhileTheHostRuns) {
+  Bridge bridge(quick(
+      fake({"once=" + newName(), "message=C;5;0;1;2;3;4;5;", "wait=FX_getJson", plain("<PJSON;{\n"),
+            "message=C;4;0;9;0;", "echo", "end", "message=C;5;0;1;2;3;4;5;", "echo"})));
+  for (const char* line : {"FX_getJson", "FX_cmdWriteInt 19 0", "FX_cmdWriteByte 7 1"}) {
+    bridge.send(line);
+  }
+  first<TrustLost>(bridge);
+  EXPECT_EQ(bridge.next()->as<Ended>()->status, 0);
+  EXPECT_EQ(first<Started>(bridge).start, 2);
+  EXPECT_EQ(first<LogEntry>(bridge).text, "FX_cmdWriteByte 7 1");
+  EXPECT_THROW(bridge.send("FX_getJson"), CommandError);
+  EXPECT_THROW(bridge.send("FX_cmdWriteByte +19 0"), CommandError);
+}
+
+TEST(BridgeWithADocument, IsGivenUpWhereItGoesOnBeingDamaged) {
+  Bridge bridge(quick(fake({"log=begin", plain("<PJSON;{\n"), "message=V;", "abort"})));
+  const std::string again = "started trust lost ended restarting ";
+  EXPECT_EQ(story(bridge), again + again + again + again + "started trust lost ended given up ");
 }
 
 TEST(BridgeThatIsNotThere, IsToldAtOnce) {

@@ -95,4 +95,26 @@ TEST(JsonLine, ThatWasCutOffIsDamaged) {
   EXPECT_EQ(readAll("<PJSON;{}\n" + found), (Lines{damaged("<PJSON;{}\n"), message("C;3;0;")}));
 }
 
+// Of each damaged line, whether it may be a document's text.
+std::vector<bool> marks(const std::string& output) {
+  LineReader reader;
+  std::vector<bool> marked;
+  reader.feed(output);
+  reader.finish();
+  while (const auto line = reader.next()) {
+    if (line->kind == LineKind::damaged) marked.push_back(line->mayBeDocument);
+  }
+  return marked;
+}
+
+TEST(Damage, IsMarkedWhereItMayBeADocumentsText) {
+  EXPECT_EQ(marks("stray\n<PJSON;{\n<V;"), (std::vector<bool>{false, true, true}));
+  EXPECT_EQ(marks("<V;0000>\n<PJSO"), (std::vector<bool>{false, false}));
+  for (const bool isNear : {true, false}) {
+    const std::string text(LineReader::longestMessage - (isNear ? 20 : 19), 'x');
+    const std::string far = framed("PJSON;[1];") + "<@00:00:00.000 : " + text + ">\ny\n";
+    EXPECT_EQ(marks(far), std::vector<bool>{isNear});
+  }
+}
+
 }  // namespace

@@ -45,6 +45,11 @@ async def everything(bridge):
     return came
 
 
+def plain(text):
+    """A step that writes this as it is."""
+    return "bytes=" + text.encode().hex()
+
+
 def kinds(came):
     return [type(event).__name__ for event in came]
 
@@ -161,6 +166,16 @@ class OverTheDemo(Limited):
             self.assertFalse(waiting.done())
             waiting.cancel()
 
+    async def test_does_not_take_a_device_for_found_that_was_lost(self):
+        for kind, wait in (("tramsel", v.Bridge.tramsel), ("tenoval", v.Bridge.probe)):
+            async with demo("--devices", kind, "--fault", "refuse-services") as bridge:
+                events = bridge.events()
+                await wait(bridge)
+                await first(events, v.DeviceLost)
+                again = asyncio.ensure_future(wait(bridge))
+            with self.assertRaises(v.BridgeOver):
+                await again
+
     async def test_starts_again_when_asked_to_after_a_device_failed(self):
         arguments = ["--devices", "tramsel", "--fault", "refuse-services"]
         with SHORT:
@@ -229,7 +244,7 @@ class OverAPlayedBridge(Limited):
     async def test_gives_what_stands_between_damage(self):
         bridge = fake(
             "bytes=" + b"stray\n<V;0000>\n<C;1;".hex(), "message=V;",
-            "bytes=" + b"<@25:00:00.000 : x>\n<PJSON;{".hex(), "message=K;NC;7;", "exit=0",
+            "bytes=" + b"<@25:00:00.000 : x>\n<PJ".hex(), "message=K;NC;7;", "exit=0",
         )  # fmt: skip
         came = await everything(bridge)
         self.assertEqual(
@@ -237,7 +252,7 @@ class OverAPlayedBridge(Limited):
             [v.CorveltaOnMains(), v.CorveltaCalibration(7)],
         )
         damaged = b"".join(one.data for one in came if isinstance(one, v.DamagedLine))
-        self.assertEqual(damaged, b"stray\n<V;0000>\n<C;1;<@25:00:00.000 : x>\n<PJSON;{")
+        self.assertEqual(damaged, b"stray\n<V;0000>\n<C;1;<@25:00:00.000 : x>\n<PJ")
 
     async def test_finds_the_name_of_a_lost_device_behind_an_error_of_any_words(self):
         came = await everything(fake(
@@ -248,6 +263,15 @@ class OverAPlayedBridge(Limited):
         ))  # fmt: skip
         lost = [one.name for one in came if isinstance(one, v.DeviceLost)]
         self.assertEqual(lost, ["Tramsel de Paul", "Paul", "Ilo-7"])
+
+    async def test_does_not_take_a_device_for_found_whose_loss_was_told_before(self):
+        steps = ["log=Connexion a Dorvane", "log=erreur de lecture des services x de Dorvane",
+                 "message=C;3;0;", "message=C;1;", "echo"]  # fmt: skip
+        async with fake(*steps) as bridge:
+            await bridge.probe()
+            lost = asyncio.ensure_future(bridge.tramsel())
+        with self.assertRaises(v.BridgeOver):
+            await lost
 
     async def test_gives_what_it_does_not_know(self):
         came = await everything(fake("message=Q;1;", "message=S;1;65536;0;", "exit=0"))
@@ -387,6 +411,101 @@ class OverAPlayedBridge(Limited):
             rest = [await values.__anext__() for _ in range(499)]
         self.assertEqual([one.value for one in rest], list(range(1, 500)))
         self.assertLess(rest[0].monotonic, still - 0.1)
+
+
+class OverABridgeWithADocument(Limited):
+    """What stands behind a document that may be damaged may be its text: nothing is believed."""
+
+    READY = "message=C;5;0;1;2;3;4;5;"
+    FORGED = ["message=C;4;0;9;0;", "message=V;", "log=cde : start raw", "message=Z;2;"]
+
+    async def told(self, *steps):
+        """Of one life that asks for a document, and is not ended by the steps."""
+        steps = [plain("stray\n"), self.READY, "wait=FX_cmdWriteInt 19 0", *steps, "echo"]
+        bridge = fake(*steps, restart=False)
+        events, came = bridge.events(), []
+        async with bridge:
+            await bridge.write_int(19, 0)
+            try:
+                async for event in events:
+                    came.append(event)
+                    if isinstance(event, v.LogEntry) and event.text == "end of steps":
+                        break
+            except v.BridgeOver as error:
+                came.append(error)
+        return came
+
+    DOUBTFUL = {
+        "a document that is cut off": [plain('<PJSON;{"a":1'), *FORGED],
+        "a document with a wrong checksum": [plain("<PJSON;{};0000>\n"), *FORGED],
+        "a document that holds the end of a line": [plain('<PJSON;{"a":"x>\n'), *FORGED],
+        "damage while a document is awaited": [plain("stray\n"), *FORGED],
+        "a text that is no JSON": ['message=PJSON;{"a":1;', *FORGED],
+        "a text of no value": ["message=PJSON; ;", *FORGED],
+        "a number that JSON does not have": ["message=PJSON;[NaN];", *FORGED],
+        "damage behind a document": ["message=PJSON;[1];", plain("rest of it\n"), *FORGED],
+        "damage far behind a document": [
+            "message=PJSON;[1];", "log=" + 65529 * "x", plain("y\n"), *FORGED],
+    }  # fmt: skip
+
+    async def test_believes_nothing_behind_what_may_be_its_text(self):
+        for name, steps in self.DOUBTFUL.items():
+            with self.subTest(name):
+                came = await self.told(*steps)
+                behind = kinds(came)[kinds(came).index("TrustLost"):]
+                self.assertEqual(behind, ["TrustLost", "Ended", "GivenUp", "BridgeOver"])
+                self.assertIn(came[-4].why, str(came[-1]))
+                self.assertEqual(came[-3].status, 0)
+
+    async def test_believes_what_stands_behind_a_whole_one(self):
+        # JSON of any form, damage before the question, and damage that is too far behind to be of it
+        texts = ("", "[1]", ' {"a" : [-0.5e+7, "\\u00e9<>", true, null]} ', "7" * 5000)
+        far = ["log=" + 65530 * "x", plain("y\n")]
+        for text in texts:
+            with self.subTest(text[:40]):
+                steps = [f"message=PJSON;{text};", *far, "message=V;", "log=end of steps"]
+                came = await self.told(*steps)
+                self.assertIn(v.FenwixJson(text), came)
+                self.assertIn(v.CorveltaOnMains(), came)
+                self.assertNotIn("TrustLost", kinds(came))
+
+    async def test_does_not_give_a_document_that_nobody_asked_for(self):
+        came = await everything(fake("message=PJSON;[1];", "message=V;", "exit=0"))
+        self.assertIn(v.UnknownMessage("PJSON;[1];"), came)
+        self.assertIn(v.CorveltaOnMains(), came)
+        self.assertNotIn("FenwixJson", kinds(came))
+        came = await everything(fake("message=PJSON;[1;", "message=V;", "exit=0", restart=False))
+        self.assertEqual(kinds(came)[2:4], ["TrustLost", "Ended"])
+
+    async def test_starts_again_and_asks_for_none_while_it_runs(self):
+        damaged = [self.READY, "message=C;4;0;9;0;", "wait=FX_getJson", plain("<PJSON;{\n")]
+        bridge = fake("once=" + self.mark, *damaged, *self.FORGED, "echo", "end", self.READY, "echo")
+        with SHORT:
+            async with bridge:
+                events = bridge.events()
+                await bridge.start_acquisition()
+                asking = asyncio.gather(*(bridge.get_json() for _ in range(2)),
+                                        return_exceptions=True)  # fmt: skip
+                await first(events, v.TrustLost)
+                with self.assertRaises(v.CommandError):
+                    await bridge.write_byte(19, 0)
+                waiting = asyncio.ensure_future(bridge.write_byte(7, 1))
+                ended = await events.__anext__()
+                self.assertEqual(ended, v.Ended(0))
+                self.assertEqual(await first(events, v.Started), v.Started(2))
+                self.assertEqual((await first(events, v.LogEntry)).text, "FX_cmdWriteByte 7 1")
+                await waiting
+                errors = [type(error) for error in await asking]
+                self.assertEqual(errors, [v.BridgeEnded, v.CommandError])
+                for work in (bridge.get_json(), bridge.send("FX_cmdWriteInt +19 0")):
+                    with self.assertRaises(v.CommandError):
+                        await work
+
+    async def test_is_given_up_where_documents_go_on_being_damaged(self):
+        with SHORT:
+            came = await everything(fake("log=begin", plain("<PJSON;{\n"), *self.FORGED, "abort"))
+        self.assertEqual(kinds(came).count("TrustLost"), recipe.MOST)
+        self.assertIn("starts in a row", str(came[-1]))
 
 
 if __name__ == "__main__":

@@ -11,7 +11,7 @@ import table as tables
 
 from vornix_host import DamagedLine, FenwixJson, LineReader, LogEntry, Payload, UnknownMessage
 from vornix_host import checksum, decode
-from vornix_host.life import Life
+from vornix_host.life import FAMILIES, Life
 from vornix_host.lines import LONGEST_MESSAGE
 
 TABLE = tables.load(place.TABLE)
@@ -158,6 +158,31 @@ def as_in_the_table(message):
     return name, fields
 
 
+class Damage(unittest.TestCase):
+    """Which damage may be a document's text."""
+
+    def marks(self, output):
+        marked = [one.may_be_document for one in read(output) if isinstance(one, DamagedLine)]
+        for size in (1, 3, 1000):
+            reader = LineReader()
+            found = [line for at in range(0, len(output), size)
+                     for line in reader.feed(output[at : at + size])]  # fmt: skip
+            found += reader.finish()
+            self.assertEqual(
+                [one.may_be_document for one in found if isinstance(one, DamagedLine)], marked)
+        return marked
+
+    def test_is_that_of_a_document(self):
+        self.assertEqual(self.marks(b"stray\n<PJSON;{\n<V;"), [False, True, True])
+        self.assertEqual(self.marks(b"<PJSON;{"), [True])
+        self.assertEqual(self.marks(b"<V;0000>\n<PJSO"), [False, False])
+
+    def test_is_that_within_a_documents_length_behind_one(self):
+        far = frame(b"PJSON;[1];") + b"<@00:00:00.000 : %s>\n"
+        for length, is_near in ((LONGEST_MESSAGE - 20, True), (LONGEST_MESSAGE - 19, False)):
+            self.assertEqual(self.marks(far % (b"x" * length) + b"y\n"), [is_near])
+
+
 class Payloads(unittest.TestCase):
     def test_are_what_the_table_says(self):
         seen = set()
@@ -181,6 +206,10 @@ class Roles(unittest.TestCase):
                 lost = [loss.stream for loss in life.lost(1.0, 1.0)]
                 self.assertEqual(bool(lost), one.get("role") == "stream", one["name"])
                 self.assertEqual(life.why_unusable is not None, one.get("role") == "end")
+
+    def test_of_names_are_what_the_table_says(self):
+        names = {name: one["name"].lower() for one in TABLE["families"] for name in one["names"]}
+        self.assertEqual(FAMILIES, names)
 
 
 if __name__ == "__main__":

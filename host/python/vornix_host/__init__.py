@@ -2,7 +2,8 @@
 
 from vornix_host.bridge import Bridge, BridgeEnded
 from vornix_host.commands import CommandError
-from vornix_host.events import DeviceLost, Ended, GivenUp, RadioChanged, Restarting, Started, StreamLost
+from vornix_host.events import DeviceLost, Ended, GivenUp, RadioChanged, Restarting, Started
+from vornix_host.events import StreamLost, TrustLost
 from vornix_host.lines import DamagedLine, LineReader, LogEntry, Payload, checksum
 from vornix_host.messages import (
     CorveltaBattery,
@@ -33,5 +34,5 @@ __all__ = [
     "Ended", "Event", "FenwixBattery", "FenwixIdentity", "FenwixJson", "FenwixRaw", "FenwixRms", "GivenUp",
     "LineReader", "LogEntry", "Message", "Payload", "ProbeFound", "ProbeMeasurement",
     "RadioChanged", "RadioUnusable", "Restarting", "Started", "Stream", "StreamLost",
-    "TramselFound", "TramselMotion", "UnknownMessage", "checksum", "decode",
+    "TramselFound", "TramselMotion", "TrustLost", "UnknownMessage", "checksum", "decode",
 ]  # fmt: skip

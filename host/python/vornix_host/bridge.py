@@ -8,7 +8,8 @@ from types import TracebackType
 from typing import Callable, List, Optional, Type, TypeVar, Union, cast
 
 from vornix_host import messages as m
-from vornix_host.commands import LOGS, NOT_DURING_DOCUMENT, CommandError, check, word_of
+from vornix_host.commands import LOGS, NOT_DURING_DOCUMENT, CommandError, asks_for_document
+from vornix_host.commands import check, word_of
 from vornix_host.events import Ended, GivenUp, Restarting, Started
 from vornix_host.life import Life
 from vornix_host.messages import Event
@@ -41,6 +42,10 @@ class Bridge:
     readiness, raw streams, acquisitions and calibrations then begin anew, by the host. At the end
     of the block what was started is stopped, what waits is read, and the bridge ended.
 
+    Behind a document that may be damaged nothing is believed (TrustLost): the bridge is ended then,
+    started again if restart says so, and asked for no document any more by this Bridge. A document
+    that nobody asked for is an UnknownMessage.
+
     Belongs to one event loop. Whatever the host does, the output is read: streams that nobody
     fetches from grow in memory.
     """
@@ -59,7 +64,7 @@ class Bridge:
         self._hub = Hub()
         self._life = Life()
         self._is_closing = False
-        self._is_ending_for_loss = False
+        self._asks_no_document = False
         self._starts = 0
 
     @property
@@ -70,11 +75,11 @@ class Bridge:
     # What it tells
 
     async def tramsel(self) -> m.TramselFound:
-        """Waits until a Tramsel is found."""
+        """Waits until a Tramsel is found that was not lost (DeviceLost)."""
         return cast(m.TramselFound, await self._device("tramsel"))
 
     async def probe(self) -> m.ProbeFound:
-        """Waits until a probe is found."""
+        """Waits until a probe is found that was not lost (DeviceLost)."""
         return cast(m.ProbeFound, await self._device("probe"))
 
     async def corvelta(self) -> m.CorveltaBattery:
@@ -161,13 +166,19 @@ class Bridge:
         "kill" is close().
         """
         device = check(line)
+        line = line.removesuffix("\r")
         if line == "kill":
             await self.close()
             return
         word = word_of(line) or ""
-        await self._hub.until(lambda: self._hub.is_over or self._may_go(device, word))
+        asks = asks_for_document(line)
+        await self._hub.until(
+            lambda: self._hub.is_over or (asks and self._asks_no_document) or self._may_go(device, word)
+        )
         if self._hub.is_over or self._is_closing:
             raise BridgeOver(self._why_over())
+        if asks and self._asks_no_document:
+            raise CommandError(f"{line!r}: a document was damaged, and none is asked for any more")
         if word and LOGS[word] in self._recipe.avoided:
             raise CommandError(f"{line!r} has ended the bridge twice: the device cannot do it")
         if word in NOT_DURING_DOCUMENT and self._life.has_no_document:
@@ -208,7 +219,7 @@ class Bridge:
         )
         self._ended: asyncio.Future[int] = self._loop.create_future()
         self._life = Life()
-        self._is_ending_for_loss = False
+        self._ending: Optional[asyncio.Task[None]] = None  # as after a loss
         self._starts += 1
         self._tell(Started(self._starts))
 
@@ -223,10 +234,12 @@ class Bridge:
 
     def _take(self, came: List[Came]) -> None:
         for event in came:
-            news = self._life.note(event)
-            self._hub.tell(event)
-            if news:
-                self._hub.tell(news)
+            for told in self._life.note(event):
+                self._hub.tell(told)
+        if self._life.why_distrusted:
+            self._asks_no_document = True
+            self._begin_ending()
+            self._hub.wake()
 
     def _end(self, status: int) -> None:
         self._ended.set_result(status)
@@ -238,7 +251,8 @@ class Bridge:
         """Or, once its document is given up, may be refused."""
         life = self._life
         is_held_up = word in NOT_DURING_DOCUMENT and life.awaits_document and not life.has_no_document
-        return (device is None or device in life.devices) and not is_held_up
+        is_ready = device is None or device in life.devices
+        return is_ready and not is_held_up and not self._ending
 
     async def _device(self, device: str) -> m.Message:
         await self._hub.until(lambda: device in self._life.devices or self._hub.is_over)
@@ -267,12 +281,13 @@ class Bridge:
     def _end_of_life(self, status: int) -> End:
         lived = time.monotonic() - self._process.started
         life = self._life
-        return End(status, lived, life.last_log, life.why_unusable, self._is_ending_for_loss)
+        is_loss = bool(self._ending or life.why_distrusted)
+        return End(status, lived, life.last_log, life.why_unusable, is_loss)
 
     def _verdict(self, end: End) -> Union[Again, Over]:
         verdict = self._recipe.after(end)
         if isinstance(verdict, Again) and (self._is_closing or not self._restart):
-            return Over(f"the bridge has ended with {end.status}")
+            return Over(self._life.why_distrusted or f"the bridge has ended with {end.status}")
         return verdict
 
     async def _begin_again(self, pause: float) -> Optional[Over]:
@@ -311,10 +326,15 @@ class Bridge:
             losses = list(self._life.lost(time.monotonic(), self._silence))
             for loss in losses:
                 self._tell(loss)
-            is_lost = losses or self._life.has_lost
-            if is_lost and self._restart_on_loss and not (self._is_closing or self._is_ending_for_loss):
-                self._is_ending_for_loss = True
-                await self._end_orderly()
+            if self._restart_on_loss and (losses or self._life.has_lost):
+                self._begin_ending()
+            if self._ending:
+                await self._ending
+
+    def _begin_ending(self) -> None:
+        """As after a loss: what comes next is the recipe's."""
+        if not (self._is_closing or self._ending):
+            self._ending = asyncio.ensure_future(self._end_orderly())
 
 
 async def _drain(process: Process, ended: asyncio.Future[int]) -> None:

@@ -41,6 +41,14 @@ class StreamLost(Event):
 
 
 @dataclasses.dataclass(frozen=True)
+class TrustLost(Event):
+    """A document is damaged, or may be. What follows may be a device's text that looks like
+    messages: of this run nothing comes any more but its end. why: in words, for the user."""
+
+    why: str
+
+
+@dataclasses.dataclass(frozen=True)
 class Ended(Event):
     """The bridge has ended; all that it wrote has come before. status: minus a signal's number."""
 

@@ -2,12 +2,13 @@
 
 from __future__ import annotations
 
-from typing import Dict, Iterator, List, Optional, Type, Union
+import json
+from typing import Dict, Iterator, List, NoReturn, Optional, Set, Type
 
 from vornix_host import messages as m
 from vornix_host.commands import STOPS, asks_for_document, word_of
-from vornix_host.events import DeviceLost, RadioChanged, StreamLost
-from vornix_host.lines import LogEntry
+from vornix_host.events import DeviceLost, RadioChanged, StreamLost, TrustLost
+from vornix_host.lines import DamagedLine, LogEntry
 from vornix_host.messages import Event
 
 _RADIO = "manager state update : "
@@ -20,6 +21,11 @@ _DEVICES: Dict[Type[m.Message], str] = {
     m.CorveltaBattery: "corvelta",
     m.FenwixIdentity: "fenwix",
 }
+# What a device's name begins with, in lower case.
+FAMILIES = {
+    "ilo": "probe", "tenoval": "probe", "pelko": "probe", "pelk0": "probe", "kvaltrin": "probe",
+    "tramsel": "tramsel", "dorvane": "tramsel", "tarvix": "corvelta", "nomsuel": "fenwix",
+}  # fmt: skip
 _RAW = {"FX_startRaw": "raw 1", "FX_startRaw2": "raw 2"}
 
 
@@ -32,31 +38,57 @@ class Life:
         self.stops: Dict[str, str] = {}  # by the command that started, the one that stops
         self.awaits_document = False  # it was asked for, and has not come
         self.has_no_document = False  # nor will it
+        self.why_distrusted = ""  # as TrustLost has it; empty while the bridge is believed
         self._was_reset = False  # the radio: whoever was found is lost
-        self._has_failed = False  # a device, before its services were known
+        self._failed: Set[str] = set()  # devices, before their services were known; by family
         self._accepted: List[str] = []  # the devices' names
         self._heard: Dict[str, float] = {}  # when each stream was last heard, monotonic clock
 
-    def note(self, event: Event) -> Union[RadioChanged, DeviceLost, None]:
-        """What the bridge wrote; what that says of the radio, if it is new, or of a device."""
-        if isinstance(event, LogEntry):
-            return self._note_log(event)
-        if isinstance(event, m.RadioUnusable):
+    def note(self, event: Event) -> List[Event]:
+        """What the bridge wrote. Gives what to tell the host: the event and what it says of a device
+        or the radio, or nothing where it is not believed."""
+        if self.why_distrusted:
+            return []
+        self.why_distrusted = self._why_distrusted(event)
+        told = [self._note_document(event) if isinstance(event, m.FenwixJson) else event]
+        news: Optional[Event] = None
+        if self.why_distrusted:
+            self.devices.clear()
+            self._heard.clear()
+            news = TrustLost(self.why_distrusted)
+        elif isinstance(event, LogEntry):
+            news = self._note_log(event.text)
+        elif isinstance(event, m.RadioUnusable):
             self.why_unusable = event.reason
-            return self._note_radio(event.reason, event)
-        if isinstance(event, m.FenwixJson):
-            self.awaits_document = self.has_no_document = False
+            news = self._note_radio(event.reason)
+        elif isinstance(event, m.Message):
+            self._note_device(event)
+        return told + [news.received(event.monotonic, event.wall)] if news else told
+
+    def _why_distrusted(self, event: Event) -> str:
+        if isinstance(event, DamagedLine) and (event.may_be_document or self.awaits_document):
+            return "damaged output may be the text of a document"
+        if isinstance(event, m.FenwixJson) and event.text and not _is_json(event.text):
+            return "a document is no JSON"
+        return ""
+
+    def _note_document(self, event: m.FenwixJson) -> Event:
+        if not self.awaits_document:  # the bridge writes none unasked
+            return m.UnknownMessage(f"PJSON;{event.text};").received(event.monotonic, event.wall)
+        self.awaits_document = self.has_no_document = False
+        return event
+
+    def _note_device(self, event: m.Message) -> None:
         if isinstance(event, m.ProbeMeasurement):
             probe = self.devices.get("probe")
             if isinstance(probe, m.ProbeFound):
                 object.__setattr__(event, "model", probe.model)
-        for kind, device in _DEVICES.items():
-            if isinstance(event, kind):
-                self.devices[device] = event
+        device = _DEVICES.get(type(event))
+        if device and device not in self._failed:  # the log overtakes messages
+            self.devices[device] = event
         stream = _stream_of(event)
         if stream and (stream not in _RAW.values() or self._is_on(stream)):
             self._heard[stream] = event.monotonic
-        return None
 
     def note_sent(self, line: str) -> None:
         """A line that is on its way to the bridge."""
@@ -79,33 +111,39 @@ class Life:
     @property
     def has_lost(self) -> bool:
         """Whether the log told of a loss: no silence of a stream is needed to know it."""
-        return self._has_failed or (self._was_reset and self.radio == "on")
+        return bool(self._failed) or (self._was_reset and self.radio == "on")
 
-    def _note_log(self, event: LogEntry) -> Union[RadioChanged, DeviceLost, None]:
-        text = self.last_log = event.text
+    def _note_log(self, text: str) -> Optional[Event]:
+        self.last_log = text
         if text.startswith(_ACCEPTED):
             self._accepted.append(text[len(_ACCEPTED) :])
         if text.startswith(_FAILED):
-            self._has_failed = True
-            return DeviceLost(self._name_at_end(text)).received(event.monotonic, event.wall)
+            return self._note_failed(self._name_at_end(text))
         if not text.startswith(_RADIO):
             return None
         state = text[len(_RADIO) :]
-        return self._note_radio(_RADIO_STATES.get(state, state), event)
+        return self._note_radio(_RADIO_STATES.get(state, state))
+
+    def _note_failed(self, name: str) -> DeviceLost:
+        families = (FAMILIES[one] for one in FAMILIES if name.lower().startswith(one))
+        family = next(families, "")
+        self._failed.add(family)
+        self.devices.pop(family, None)
+        return DeviceLost(name)
 
     def _name_at_end(self, text: str) -> str:
         """Of an accepted device: a name, and the error before it, may hold " de " as well."""
         names = [name for name in self._accepted if text.endswith(" de " + name)]
         return max(names, key=len, default=text.rpartition(" de ")[2])
 
-    def _note_radio(self, state: str, event: Event) -> Optional[RadioChanged]:
+    def _note_radio(self, state: str) -> Optional[RadioChanged]:
         if state == self.radio:
             return None
         self.radio = state
         if state == "resetting":
             self._was_reset = True
             self.devices.clear()
-        return RadioChanged(state).received(event.monotonic, event.wall)
+        return RadioChanged(state)
 
     def _is_on(self, raw: str) -> bool:
         return any(_RAW.get(start) == raw for start in self.stops)
@@ -122,3 +160,16 @@ def _stream_of(event: Event) -> Optional[str]:
     if isinstance(event, m.FenwixRaw):
         return f"raw {event.stream}"
     return None
+
+
+def _is_json(text: str) -> bool:
+    """As strict as JSON is; numbers are not read, however long they are."""
+    try:
+        json.loads(text, parse_int=str, parse_float=str, parse_constant=_refuse)
+    except (ValueError, RecursionError):  # the latter: no device nests a thousand arrays
+        return False
+    return True
+
+
+def _refuse(constant: str) -> NoReturn:
+    raise ValueError(constant)  # NaN and Infinity

@@ -42,9 +42,14 @@ class Payload:
 
 @dataclasses.dataclass(frozen=True)
 class DamagedLine(Event):
-    """Bytes that are no line; what they were is lost."""
+    """Bytes that are no line; what they were is lost.
+
+    may_be_document: they begin like a document, or stand so near behind one that they may be its
+    text. Then what follows may be its text, too, and look like lines of the bridge.
+    """
 
     data: bytes
+    may_be_document: bool = dataclasses.field(default=False, compare=False)
 
 
 Line = Union[LogEntry, Payload, DamagedLine]
@@ -59,14 +64,21 @@ class LineReader:
         self._buffer = bytearray()
         self._searched = 1  # no end of the line is before this place
         self._has_ended = False
+        self._since_document = LONGEST_MESSAGE  # bytes, no more than these
 
     def feed(self, data: bytes) -> Iterator[Line]:
         self._buffer += data
         while self._buffer:
+            size, is_document = len(self._buffer), self._buffer.startswith(_JSON)
             line = self._next()
             if line is None:
                 return
             self._searched = 1
+            if isinstance(line, DamagedLine):
+                is_near = self._since_document < LONGEST_MESSAGE
+                line = DamagedLine(line.data, is_document or is_near)
+            passed = self._since_document + size - len(self._buffer)
+            self._since_document = 0 if is_document else min(passed, LONGEST_MESSAGE)
             yield line
 
     def finish(self) -> Iterator[Line]:

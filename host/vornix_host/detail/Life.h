@@ -12,6 +12,7 @@
 
 #include "../Commands.h"
 #include "../Message.h"
+#include "Json.h"
 
 namespace vornix_host::detail {
 
@@ -23,6 +24,7 @@ class Life {
   std::string whyRadioUnusable;  // in words; empty where no "Z;" came
   std::string radio = "unknown";
   std::vector<std::string> lostDevices;  // before their services were known; by name
+  std::string whyDistrusted;             // as TrustLost has it; empty while the bridge is believed
 
   bool isReady(Needs device) const {
     return device == Needs::nothing || (device == Needs::corvelta ? corvelta_ : fenwix_);
@@ -33,12 +35,20 @@ class Life {
     return awaitsDocument_ && isNotDuringDocument(command);
   }
 
+  bool awaitsDocument() const { return awaitsDocument_; }
+
   // The log told of a loss: of a device, or of all that were found, by a radio that was reset and
   // is on again.
   bool hasLost() const { return !lostDevices.empty() || (wasReset_ && radio == "on"); }
 
-  // What the bridge wrote.
+  // What the bridge wrote. For nothing behind what made it distrusted.
   void note(const Message& message, Time when) {
+    whyDistrusted = distrust(message);
+    if (!whyDistrusted.empty()) {
+      corvelta_ = fenwix_ = false;
+      heard_ = {};
+      return;
+    }
     if (const auto* log = std::get_if<LogEntry>(&message)) noteLog(log->text);
     if (const auto* unusable = std::get_if<RadioUnusable>(&message)) noteRadio(*unusable);
     corvelta_ = corvelta_ || std::holds_alternative<CorveltaBattery>(message);
@@ -87,6 +97,18 @@ class Life {
     const bool isOn =
         std::ranges::count(started_, raw->stream == 1 ? "FX_stopRaw" : "FX_stopRaw2") > 0;
     return isOn ? 3 + raw->stream : -1;
+  }
+
+  std::string distrust(const Message& message) const {
+    const auto* const damage = std::get_if<DamagedLine>(&message);
+    if (damage != nullptr && (damage->mayBeDocument || awaitsDocument_)) {
+      return "damaged output may be the text of a document";
+    }
+    const auto* const document = std::get_if<FenwixJson>(&message);
+    if (document != nullptr && !document->text.empty() && !Json::is(document->text)) {
+      return "a document is no JSON";
+    }
+    return {};
   }
 
   void noteLog(const std::string& text) {

@@ -360,6 +360,14 @@ TEST(BridgeWithADocument, IsBelievedInNothingBehindWhatMayBeItsText) {
   }
 }
 
+TEST(BridgeWithADocument, IsBelievedBehindAWholeOne) {
+  for (const char* text : {"", "[1]", " {\"a\" : [-0.5e+7, \"<>\"]} "}) {
+    const Words steps{"message=PJSON;" + std::string(text) + ";", "log=" + std::string(65530, 'x'),
+                      plain("y\n"), "message=V;"};
+    EXPECT_EQ(behind(steps), "") << text;
+  }
+}
+
 TEST(BridgeWithADocument, DoesNotGiveOneThatNobodyAskedFor) {
   Bridge bridge({.command = fake({"message=PJSON;[1];", "message=V;", "exit=0"})});
   EXPECT_EQ(first<UnknownMessage>(bridge).payload, "PJSON;[1];");

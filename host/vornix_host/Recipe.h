@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include <chrono>
+#include <csignal>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -49,13 +50,18 @@ class Recipe {
     }
     const bool isHealthy = end.lived >= healthy;
     shortLives_ = isHealthy ? 0 : shortLives_ + 1;
-    const bool isRepeated = !end.isLoss && repeats(end, isHealthy);
+    // Other signals are sent to the bridge, and say nothing of a device.
+    const bool isAborted = end.status == -SIGABRT || end.status == 128 + SIGABRT;
+    const bool isRepeated = !end.isLoss && isAborted && repeats(end, isHealthy);
     const bool isCommand = end.lastLog.starts_with("cde : ");
     if (isRepeated && !isCommand) {
       return over("a device is faulty: twice the bridge ended after \"" + end.lastLog + '"');
     }
+    if (isRepeated) {
+      avoided_.push_back(end.lastLog);
+      shortLives_ = 0;  // what was in the way is gone
+    }
     if (shortLives_ >= most) return over(std::to_string(most) + " starts in a row came to nothing");
-    if (isRepeated) avoided_.push_back(end.lastLog);
     return {shortest_ * (1 << std::max(shortLives_ - 1, 0)), {}};
   }
 

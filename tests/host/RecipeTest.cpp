@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "vornix_host/Recipe.h"
+#include "vornix_host/detail/Life.h"
 
 namespace {
 
@@ -57,7 +58,7 @@ TEST(Recipe, AvoidsACommandThatHasEndedItTwice) {
   Recipe recipe;
   EXPECT_EQ(recipe.after(aborted("cde : start raw")).pause, 1s);
   EXPECT_FALSE(recipe.isAvoided(*vornix_host::commandOf("FX_startRaw")));
-  EXPECT_EQ(recipe.after(aborted("cde : start raw")).pause, 2s);
+  EXPECT_EQ(recipe.after(aborted("cde : start raw")).pause, 1s);
   EXPECT_TRUE(recipe.isAvoided(*vornix_host::commandOf("FX_startRaw")));
   EXPECT_TRUE(recipe.isAvoided(*vornix_host::commandOf("FX_stopRaw")));
   EXPECT_FALSE(recipe.isAvoided(*vornix_host::commandOf("FX_startRaw2")));
@@ -72,6 +73,29 @@ TEST(Recipe, AvoidsEachOfTwoCommands) {
     EXPECT_TRUE(recipe.isAvoided(*vornix_host::commandOf(line))) << line;
   }
   EXPECT_FALSE(recipe.isAvoided(*vornix_host::commandOf("FX_cmdWriteInt 1 2")));
+}
+
+TEST(Recipe, GetsPastAnyNumberOfCommandsThatEndIt) {
+  Recipe recipe;
+  for (const vornix_host::Command& command : vornix_host::commands) {
+    for (int life = 1; life <= 2; ++life) {
+      EXPECT_EQ(recipe.after(aborted(std::string(command.log))).pause, 1s) << command.log << life;
+    }
+  }
+}
+
+TEST(Recipe, DoesNotTakeASignalThatWasSentForAFaultyDevice) {
+  Recipe recipe;
+  for (const int status : {-SIGTERM, -SIGKILL, 128 + SIGKILL, -SIGTERM}) {
+    EXPECT_TRUE(recipe.after({status, 3s, "Connexion a ILO-1", "", false}).pause) << status;
+  }
+}
+
+TEST(Recipe, SeesAFaultyDeviceBehindASignalThatWasSent) {
+  Recipe recipe;
+  recipe.after(aborted("Connexion a ILO-1"));
+  recipe.after({-SIGTERM, 3s, "Stop Scan", "", false});
+  EXPECT_FALSE(recipe.after(aborted("Connexion a ILO-1")).pause);
 }
 
 TEST(Recipe, LeavesAnEndThatIsNoneOfTheBridgesToTheUser) {
@@ -94,6 +118,21 @@ TEST(Recipe, StartsAgainAfterALoss) {
   EXPECT_EQ(recipe.after({0, 9s, "Stop Scan", "", true}).pause, 1s);
   EXPECT_EQ(recipe.after({0, 9s, "Stop Scan", "", true}).pause, 2s);
   EXPECT_EQ(recipe.after({0, 99s, "Stop Scan", "", true}).pause, 1s);
+}
+
+TEST(Recipe, TakesAResetOfTheRadioForALossOnlyOnceADeviceWasFound) {
+  vornix_host::detail::Life life;
+  const auto log = [&life](const char* text) { life.note(vornix_host::LogEntry{{}, text}, {}); };
+  const auto reset = [&log] {
+    log("manager state update : resetting");
+    log("manager state update : poweredOn");
+  };
+  reset();
+  EXPECT_FALSE(life.hasLost());
+  log("Connexion a Tramsel-1");
+  EXPECT_FALSE(life.hasLost());
+  reset();
+  EXPECT_TRUE(life.hasLost());
 }
 
 }  // namespace

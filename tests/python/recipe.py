@@ -10,6 +10,8 @@ import table as tables
 from vornix_host import CommandError
 from vornix_host.commands import LOGS, NOT_DURING_DOCUMENT, STOPS
 from vornix_host.commands import asks_for_document, check, word_of
+from vornix_host.life import Life
+from vornix_host.lines import LogEntry
 from vornix_host.recipe import Again, End, Over, Recipe
 
 ABORT = -signal.SIGABRT
@@ -54,7 +56,7 @@ class TheRecipe(unittest.TestCase):
         recipe = Recipe()
         recipe.after(aborted("cde : start raw"))
         self.assertEqual(recipe.avoided, set())
-        self.assertEqual(recipe.after(aborted("cde : start raw")), Again(2))
+        self.assertEqual(recipe.after(aborted("cde : start raw")), Again(1))
         self.assertEqual(recipe.avoided, {"cde : start raw", "cde : stop raw"})
 
     def test_avoids_each_of_two_commands(self):
@@ -62,6 +64,23 @@ class TheRecipe(unittest.TestCase):
         for log in ("cde : stop raw", "cde : stop raw", "cde : get json", "cde : get json"):
             recipe.after(aborted(log))
         self.assertEqual(recipe.avoided, {"cde : start raw", "cde : stop raw", "cde : get json"})
+
+    def test_gets_past_any_number_of_commands_that_end_it(self):
+        recipe = Recipe()
+        for log in LOGS.values():
+            for pause in (1, 1):
+                self.assertEqual(recipe.after(aborted(log)), Again(pause))
+
+    def test_does_not_take_a_signal_that_was_sent_for_a_faulty_device(self):
+        recipe = Recipe()
+        for sent, pause in ((-signal.SIGTERM, 1), (-signal.SIGKILL, 2), (137, 4), (-signal.SIGTERM, 8)):
+            self.assertEqual(recipe.after(End(sent, 3.0, "Connexion a ILO-1")), Again(pause))
+
+    def test_sees_a_faulty_device_behind_a_signal_that_was_sent(self):
+        recipe = Recipe()
+        recipe.after(aborted("Connexion a ILO-1"))
+        recipe.after(End(-signal.SIGTERM, 3.0, "Stop Scan"))
+        self.assertIsInstance(recipe.after(aborted("Connexion a ILO-1")), Over)
 
     def test_leaves_an_end_that_is_none_of_the_bridges_to_the_user(self):
         for status in (0, 2, 127):
@@ -81,6 +100,15 @@ class TheRecipe(unittest.TestCase):
         for pause in (1, 2, 4, 8):
             self.assertEqual(recipe.after(End(0, 9.0, "Stop Scan", is_loss=True)), Again(pause))
         self.assertEqual(recipe.after(End(0, 99.0, "Stop Scan", is_loss=True)), Again(1))
+
+    def test_takes_a_reset_of_the_radio_for_a_loss_only_once_a_device_was_found(self):
+        life = Life()
+        reset = [f"manager state update : {state}" for state in ("resetting", "poweredOn")]
+        seen = []
+        for text in (*reset, "Connexion a ILO-1", *reset):
+            life.note(LogEntry("00:00:00.000", text))
+            seen.append(life.has_lost)
+        self.assertEqual(seen, [False, False, False, False, True])
 
 
 class Commands(unittest.TestCase):

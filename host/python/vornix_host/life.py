@@ -141,7 +141,7 @@ class Life:
             return None
         self.radio = state
         if state == "resetting":
-            self._was_reset = True
+            self._was_reset = self._was_reset or bool(self._accepted or self.devices)
             self.devices.clear()
         return RadioChanged(state)
 

@@ -6,6 +6,7 @@ Decides only; it waits for nothing, so that a test can play years of it.
 from __future__ import annotations
 
 import dataclasses
+import signal
 from typing import Optional, Set, Union
 
 from vornix_host.commands import both_halves
@@ -16,6 +17,7 @@ MOST = 5  # starts in a row without so long a life
 
 SERIAL_IS_ZERO = "Erreur à l'init du Fenwix"
 COMMAND = "cde : "
+ABORTED = (-signal.SIGABRT, 128 + signal.SIGABRT)  # other signals are sent to the bridge
 
 
 @dataclasses.dataclass(frozen=True)
@@ -60,15 +62,16 @@ class Recipe:
         repeated = self._repeats(end, is_healthy)
         if repeated and not repeated.startswith(COMMAND):
             return Over(f"a device is faulty: twice the bridge ended after {repeated!r}")
-        if self._short_lives >= MOST:
-            return Over(f"{MOST} starts in a row came to nothing")
         if repeated:
             self.avoided |= both_halves(repeated)
+            self._short_lives = 0  # what was in the way is gone
+        if self._short_lives >= MOST:
+            return Over(f"{MOST} starts in a row came to nothing")
         return Again(PAUSES[min(max(self._short_lives - 1, 0), len(PAUSES) - 1)])
 
     def _repeats(self, end: End, is_healthy: bool) -> Optional[str]:
         """The log's last line, if it was the same the last time."""
-        if end.is_loss:
+        if end.is_loss or end.status not in ABORTED:
             return None
         before, self._last_fault = self._last_fault, None if is_healthy else end.last_log
         return end.last_log if self._last_fault and self._last_fault == before else None

@@ -136,7 +136,7 @@ class Life {
     if (radio == "poweredOn") radio = "on";
     if (radio == "poweredOff") radio = "off";
     if (radio != "resetting") return;
-    wasReset_ = true;
+    wasReset_ = wasReset_ || !accepted_.empty() || corvelta_ || fenwix_;
     corvelta_ = fenwix_ = false;
   }
 

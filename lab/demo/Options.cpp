@@ -15,6 +15,7 @@ constexpr std::string_view kBeginning =
 
 It takes the bridge's place: the same commands on standard input, the same lines on standard output,
 an end with status 0 on "kill" or at the end of input. Only the radio and the devices are made up.
+What is wrong with an argument it says on standard error, and ends with status 2.
 A host starts it as a child process with a pipe on both sides; docs/host-protocol.md describes what
 the two say to each other.
 
@@ -39,7 +40,7 @@ The commands, one a line (docs/host-protocol.md says when each is safe):
 The radio:
   radio=STATE[@S]           off, unauthorized, unsupported or unknown; from the start, or after S
                             seconds
-  radio=reset[@S]           resetting, and powered on again two seconds later
+  radio=reset[@S]           resetting, and powered on again two seconds later; in each run
 
 Appearance and link:
   no-name, late-name=S      the device tells no name, or only after S seconds
@@ -49,8 +50,8 @@ Appearance and link:
   slow=MS                   every answer takes MS milliseconds
   lost=S                    the link is lost S seconds after it came up
   refuse-connections=N      the first N links come to nothing
-  drop-at=STEP              the link is lost at that step, once
-  silence-at=STEP           that request is never answered, once
+  drop-at=STEP              the link is lost at that step, once in each run
+  silence-at=STEP           that request is never answered, once in each run
       STEP: services, characteristics, read:UUID, write:UUID, subscribe:UUID, unsubscribe:UUID,
       request:N (the Nth of a link), value:N (drop-at: the Nth value sent)
 

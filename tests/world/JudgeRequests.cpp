@@ -62,7 +62,10 @@ Served* Judge::servedBy(const lab::RemoteDevice& device) {
   return nullptr;
 }
 
+// Of one that a bridge before this one asked for, too: that it is connected tells as much as that
+// it advertises.
 void Judge::didLinkUp(lab::RemoteDevice& device) {
+  if (bluetoothd_.traits.tellsConnected) see(device);
   Served* served = servedBy(device);
   if (served == nullptr) return;
   ++served->links;

@@ -132,6 +132,7 @@ class Bluetoothd {
   void connect(const BusMessage& call, RemoteDevice& device);
   void linkUp(RemoteDevice& device);
   void resolve(RemoteDevice& device);
+  void readName(RemoteDevice& device);
   void failConnect(RemoteDevice& device, const char* text);
   void unsubscribe(RemoteDevice& device, Gatt& gatt);
 
@@ -151,6 +152,7 @@ class Bluetoothd {
   void forgetUnheard(const std::string& adapter);
   void tellObject(RemoteDevice& device);
   void tellHeard(const std::string& path, std::int16_t rssi, const std::string& newName);
+  void tellName(const RemoteDevice& device);
   static DeviceObject objectOf(const RemoteDevice& device);
   void tellBoolean(const std::string& path, const char* interface, const char* name, bool value);
   void tellAdded(const std::string& path, const std::function<void(sd_bus_message*)>& interfaces);

@@ -49,7 +49,6 @@ void Bluetoothd::linkUp(RemoteDevice& device) {
   ++device.attempt_;
   ++device.generation;
   device.isConnected_ = true;
-  device.name_ = device.model_.name();
   device.model_.connected(device);
   if (traits.tellsConnected) tellBoolean(device.path(), kDeviceInterface, "Connected", true);
   witness_.didLinkUp(device);
@@ -84,6 +83,12 @@ void Bluetoothd::resolve(RemoteDevice& device) {
   if (!traits.resolvesBeforeObjects) tellServices();
   tellBoolean(device.path(), kDeviceInterface, "ServicesResolved", true);
   if (traits.resolvesBeforeObjects) tellServices();
+  if (device.hasGattObjects_ && device.name_ != device.model_.name()) readName(device);
+}
+
+void Bluetoothd::readName(RemoteDevice& device) {
+  device.name_ = device.model_.name();
+  tellName(device);
 }
 
 void Bluetoothd::dropLink(RemoteDevice& device) {

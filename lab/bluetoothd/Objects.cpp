@@ -27,6 +27,14 @@ void Bluetoothd::tellHeard(const std::string& path, std::int16_t rssi, const std
   bus_.sendSignal(std::move(signal), kDeviceInterface);
 }
 
+void Bluetoothd::tellName(const RemoteDevice& device) {
+  BusMessage signal = bus_.newSignal(device.path(), kPropertiesInterface, "PropertiesChanged");
+  if (signal == nullptr) return;
+  sd_bus_message_append(signal.get(), "sa{sv}as", kDeviceInterface, 1, "Name", "s",
+                        device.knownName().c_str(), 0);
+  bus_.sendSignal(std::move(signal), kDeviceInterface);
+}
+
 void Bluetoothd::tellAdded(const std::string& path,
                            const std::function<void(sd_bus_message*)>& interfaces) {
   BusMessage signal = bus_.newSignal("/", kObjectManagerInterface, "InterfacesAdded");

@@ -113,7 +113,7 @@ bool Judge::takeDueConnection(const std::string& line) {
   if (!isChoiceOpen_) return false;
   const std::string name = textOf(line).substr(12);
   lab::RemoteDevice* device = deviceNamed(name, false);
-  const oracle::Family* family = oracle::familyOf(oracle::lowered(name));
+  const oracle::Family* family = named(name).family;
   if (device == nullptr || family == nullptr || served_.contains(family->name)) return false;
   if (Served(*family, *device, name).firstLines() != choice_) return false;
   due_.pop_front();
@@ -165,7 +165,7 @@ void Judge::isAtRest() {
   situationMayHaveChanged();
   if (!due_.empty()) throw Wrong("did not come: " + due_.front());
   for (const auto& [family, served] : served_) {
-    if (auto line = served->missing()) throw Wrong("was not told: " + *line);
+    if (auto line = served->missing(agenda_.now())) throw Wrong("was not told: " + *line);
     const lab::RemoteDevice& device = served->device();
     // A subscription that is never answered holds up what comes after it, for a while.
     if (!served->orders.empty() && !served->isSpoilt) {

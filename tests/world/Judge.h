@@ -69,6 +69,12 @@ class Judge {
   // A report that the bridge may make: the scan, bluetoothd's object, whether its name was known.
   using Sighting = std::tuple<int, std::size_t, bool>;
 
+  // What a name stands for: the key by which a host is told of it, and the family, if any.
+  struct Named {
+    std::string key;
+    const oracle::Family* family;
+  };
+
   void didWriteLine(const std::string& line);
   bool takeDue(Lines& due, const std::string& line);
   bool takeDueConnection(const std::string& line);
@@ -77,6 +83,7 @@ class Judge {
   bool beginsConnection(const std::string& line);
   void see(lab::RemoteDevice& device);
   void take(const std::string& name);
+  const Named& named(const std::string& name) const;
   lab::RemoteDevice* deviceNamed(const std::string& name, bool isLowered) const;
   void scanStopped();
 
@@ -114,6 +121,7 @@ class Judge {
   std::map<std::string_view, std::unique_ptr<Served>> served_;  // by family
   // Values that came before their subscription was confirmed, by device and characteristic.
   std::map<std::pair<const lab::RemoteDevice*, std::string>, std::vector<lab::Bytes>> early_;
+  mutable std::map<std::string, Named> names_;           // that have been looked at
   std::map<std::string, std::set<Sighting>> sightings_;  // by name
   std::map<std::string, std::size_t> found_;             // told, by key
   std::set<std::string> foundInScan_;

@@ -147,10 +147,19 @@ void Judge::didListObjects() {
   }
 }
 
+const Judge::Named& Judge::named(const std::string& name) const {
+  const auto [entry, isNew] = names_.try_emplace(name);
+  if (isNew) {
+    const std::string key = oracle::lowered(name);
+    entry->second = {key, oracle::familyOf(key)};
+  }
+  return entry->second;
+}
+
 lab::RemoteDevice* Judge::deviceNamed(const std::string& name, bool isLowered) const {
   for (const auto& device : bluetoothd_.devices()) {
     const std::string own = device->model().name();
-    if (sightings_.contains(own) && (isLowered ? oracle::lowered(own) : own) == name) {
+    if (sightings_.contains(own) && (isLowered ? named(own).key : own) == name) {
       return device.get();
     }
   }
@@ -164,7 +173,7 @@ void Judge::deviceFound(const std::string& key) {
   const std::string name = device->model().name();
   if (++found_[key] > sightings_[name].size()) throw Wrong("told too often of " + key);
   foundInScan_.insert(key);
-  const oracle::Family* family = oracle::familyOf(key);
+  const oracle::Family* family = named(name).family;
   if (family == nullptr || served_.contains(family->name)) return;
   const std::vector<std::string> lines = Served(*family, *device, name).firstLines();
   due_.assign(lines.begin(), lines.end());
@@ -176,7 +185,7 @@ bool Judge::beginsConnection(const std::string& line) {
   if (!firstRequest_) return false;
   for (const auto& device : bluetoothd_.devices()) {
     const std::string name = device->model().name();
-    const oracle::Family* family = oracle::familyOf(oracle::lowered(name));
+    const oracle::Family* family = named(name).family;
     if (family == nullptr || served_.contains(family->name) || !sightings_.contains(name)) continue;
     std::vector<std::string> lines = Served(*family, *device, name).firstLines();
     lines.push_back(oracle::logLine("Connexion a " + name));
@@ -196,7 +205,7 @@ bool Judge::beginsConnection(const std::string& line) {
 
 void Judge::take(const std::string& name) {
   lab::RemoteDevice* device = deviceNamed(name, false);
-  const oracle::Family* family = oracle::familyOf(oracle::lowered(name));
+  const oracle::Family* family = named(name).family;
   if (device == nullptr || family == nullptr || served_.contains(family->name)) {
     throw Wrong("connects to what it must not: " + name);
   }
@@ -221,8 +230,7 @@ void Judge::checkFound() const {
     const std::string name = device->knownName();
     if (!device->isInRange() || name.empty() || device->adapter() != adapter_) continue;
     if (device->isConnected() && !bluetoothd_.traits.tellsConnected) continue;  // nothing tells
-    const std::string key = oracle::lowered(name);
-    const oracle::Family* family = oracle::familyOf(key);
+    const auto& [key, family] = named(name);
     if (family != nullptr && !served_.contains(family->name)) throw Wrong("was not taken: " + name);
     if (!firstRequest_ && !foundInScan_.contains(key)) throw Wrong("was not told of: " + name);
   }

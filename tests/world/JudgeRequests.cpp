@@ -7,7 +7,13 @@ namespace world {
 
 namespace {
 
+using namespace std::chrono_literals;
+
 using Is = Served::Is;
+
+// bluetoothd may keep a refusal to itself. After so long without one the bridge takes it for given,
+// counted from the last that it asked of the device.
+constexpr Microseconds kUntoldRefusal = 37s;
 
 }  // namespace
 
@@ -75,6 +81,7 @@ void Judge::didLinkUp(lab::RemoteDevice& device) {
 void Judge::didLinkDown(lab::RemoteDevice& device) {
   if (Served* served = servedBy(device)) {
     ++served->losses;
+    served->leaveLateOnesOpen();
     served->orders.clear();
     served->streams.clear();
     served->confirmed.clear();
@@ -100,6 +107,7 @@ void Judge::didRead(lab::RemoteDevice& device, const std::string& uuid, const la
   Served* served = servedBy(device);
   if (served == nullptr) return;
   ++served->reads[uuid];
+  served->postpone(agenda_.now() + kUntoldRefusal);
   served->value(uuid, value != nullptr ? std::optional(*value) : std::nullopt);
 }
 
@@ -110,12 +118,17 @@ void Judge::didWrite(lab::RemoteDevice& device, const std::string& uuid, const l
     throw Wrong("nobody has given this order to " + device.key());
   }
   served->orders.pop_front();
+  served->postpone(agenda_.now() + kUntoldRefusal);
 }
 
 void Judge::didAnswerSubscription(lab::RemoteDevice& device, const std::string& uuid, bool isMade) {
   Served* served = servedBy(device);
   if (served == nullptr) return;
-  served->confirmation(uuid, isMade);
+  served->postpone(agenda_.now() + kUntoldRefusal);
+  const lab::Traits& traits = bluetoothd_.traits;
+  const bool isTold = isMade || traits.answersRefusedSockets || !traits.offersSockets;
+  served->confirmation(uuid, isMade,
+                       isTold ? std::nullopt : std::optional(agenda_.now() + kUntoldRefusal));
   if (!isMade) return;
   served->confirmed.insert(uuid);
   const auto early = early_.extract({&device, uuid});

@@ -58,9 +58,26 @@ void Served::value(const std::string& uuid, std::optional<oracle::Bytes> value) 
   queues_[uuid].push_back({.value = std::move(value), .number = ++count_});
 }
 
-void Served::confirmation(const std::string& uuid, bool isMade) {
-  queues_[uuid].push_back(
-      {.value = std::nullopt, .isConfirmation = true, .isMade = isMade, .number = ++count_});
+void Served::confirmation(const std::string& uuid, bool isMade, std::optional<Microseconds> due) {
+  queues_[uuid].push_back({.value = std::nullopt,
+                           .isConfirmation = true,
+                           .isMade = isMade,
+                           .due = due,
+                           .number = ++count_});
+}
+
+void Served::postpone(Microseconds due) {
+  for (auto& [uuid, events] : queues_) {
+    for (Event& event : events) {
+      if (event.due) event.due = due;
+    }
+  }
+}
+
+void Served::leaveLateOnesOpen() {
+  for (auto& [uuid, events] : queues_) {
+    for (Event& event : events) event.isOpen |= event.due.has_value();
+  }
 }
 
 void Served::leaveOpen(const std::string& uuid) {
@@ -140,15 +157,24 @@ bool Served::explainsEnd(const char* entry) const {
   return false;
 }
 
-std::optional<std::string> Served::missing() {
+std::optional<std::string> Served::missing(Microseconds now) {
   for (auto& [uuid, events] : queues_) {
-    for (const Event& event : events) {
-      if (event.isOpen) continue;
+    if (auto line = missing(events, uuid, now)) return line;
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> Served::missing(std::deque<Event>& events, const std::string& uuid,
+                                           Microseconds now) {
+  while (!events.empty()) {
+    const Event& event = events.front();
+    if (!event.isOpen) {
+      if (event.due && *event.due > now) return std::nullopt;
       const Outcome outcome = apply(*handler_, uuid, event);
       if (outcome.end != nullptr) return std::string("its end: ") + outcome.end;
       if (!outcome.lines.empty()) return outcome.lines.front();
     }
-    events.clear();
+    events.pop_front();
   }
   return std::nullopt;
 }

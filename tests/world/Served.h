@@ -30,7 +30,12 @@ class Served {
 
   // What has come from the device. Nothing: a read that was refused.
   void value(const std::string& uuid, std::optional<oracle::Bytes> value);
-  void confirmation(const std::string& uuid, bool isMade);
+  // due: until when it has to be told, if that is not at once.
+  void confirmation(const std::string& uuid, bool isMade,
+                    std::optional<Microseconds> due = std::nullopt);
+  // What is due later is due only then, or (the link is lost) perhaps never.
+  void postpone(Microseconds due);
+  void leaveLateOnesOpen();
   // Whether it is told is open from here on: the subscription is being ended, for one.
   void leaveOpen(const std::string& uuid);
 
@@ -39,7 +44,7 @@ class Served {
   // Whether an end of this kind can be explained.
   bool explainsEnd(const char* entry) const;
   // All that has come must have been told: the first line that is missing, or nothing.
-  std::optional<std::string> missing();
+  std::optional<std::string> missing(Microseconds now);
 
   // What the host has ordered, and has not arrived at the device.
   std::deque<std::pair<std::string, oracle::Bytes>> orders;
@@ -66,6 +71,7 @@ class Served {
     bool isConfirmation = false;
     bool isMade = false;
     bool isOpen = false;
+    std::optional<Microseconds> due = std::nullopt;
     std::size_t number = 0;
   };
   using Queues = std::map<std::string, std::deque<Event>>;
@@ -75,6 +81,8 @@ class Served {
   };
 
   std::vector<const oracle::Part*> parts() const;
+  std::optional<std::string> missing(std::deque<Event>& events, const std::string& uuid,
+                                     Microseconds now);
   Outcome apply(oracle::Handler& handler, const std::string& uuid, const Event& event) const;
   static bool matches(const std::string& expected, const std::string& line);
 

@@ -66,7 +66,7 @@ Control lines, obeyed before anything is on the air:
 
 constexpr std::string_view kEnd =
     R"(
-UUID is 4 digits or 36 characters.
+UUID is 4 digits or 36 characters; S, MS and N are whole numbers.
 )";
 
 std::vector<std::string> allKinds() {

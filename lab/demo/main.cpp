@@ -52,7 +52,9 @@ int main(int argc, char** argv) {
     if (!air.control(line)) return complain("no device knows: " + line);
   }
   for (const lab::demo::Fault& fault : options->faults) {
-    if (!air.setFault(fault.name, fault.argument)) return complain("no such fault: " + fault.name);
+    if (air.setFault(fault.name, fault.argument)) continue;
+    return complain("no such fault, or not with this argument: " + fault.name + "=" +
+                    fault.argument);
   }
   introduce();
   return runVornix(air.platform());

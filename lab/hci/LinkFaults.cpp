@@ -1,12 +1,20 @@
 #include "lab/hci/LinkFaults.h"
 
+#include <algorithm>
+#include <array>
+
 #include "lab/Text.h"
 #include "lab/Uuid.h"
 
 namespace lab {
 namespace {
 
-// With the identifier in the form in which steps carry it.
+constexpr std::array<std::string_view, 5> kPlainSteps{"mtu", "services", "characteristics",
+                                                      "descriptors", "other"};
+constexpr std::array<std::string_view, 4> kStepsWithUuid{"read", "write", "subscribe",
+                                                         "unsubscribe"};
+
+// With the identifier in the form in which steps carry it; nothing for what is no step.
 std::optional<std::string> normalizedStep(std::string_view text) {
   const auto [verb, object] = splitAt(text, ':');
   if (verb == "request" || verb == "value") {
@@ -14,9 +22,10 @@ std::optional<std::string> normalizedStep(std::string_view text) {
     if (!number || *number == 0) return std::nullopt;
     return std::string(verb) + ':' + std::to_string(*number);
   }
-  if (object.empty()) return std::string(verb);
+  if (std::ranges::find(kPlainSteps, text) != kPlainSteps.end()) return std::string(text);
   const std::optional<Uuid> uuid = Uuid::parse(object);
-  if (!uuid) return std::nullopt;
+  const bool takesUuid = std::ranges::find(kStepsWithUuid, verb) != kStepsWithUuid.end();
+  if (!uuid || !takesUuid) return std::nullopt;
   return std::string(verb) + ':' + uuid->text();
 }
 

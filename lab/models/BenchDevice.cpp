@@ -218,7 +218,7 @@ bool BenchDevice::controlRate(std::string_view argument) {
   const bool isForOne = !second.empty();
   const std::optional<std::uint32_t> rate = toNumber(isForOne ? second : first);
   const std::optional<Id> one = find(first);
-  if (!rate || (isForOne && !one)) return false;
+  if (!rate || (isForOne && (!one || !entries_[*one].stream))) return false;
   for (Entry& entry : entries_) {
     const bool isMeant = !isForOne || &entry == &entries_[*one];
     if (entry.stream && isMeant) entry.stream->setRate(*rate);

@@ -7,13 +7,18 @@ namespace lab {
 
 // Control lines that every kind of device knows, and those of one kind.
 inline constexpr std::string_view kControlsHelp =
-    R"(  rate N                rate UUID N             count N             stream on|off
-  battery N             value UUID HEX          send UUID HEX       name TEXT
-  service-changed       it has the Service Changed characteristic, from the next connection on
-  withdraw UUID         that service is gone until the link ends, and Service Changed tells it
+    R"(  rate N, rate UUID N   values a second: of every stream, of one that has one
+  count N               every stream ends after so many values of a subscription
+  stream on|off         battery N        value UUID HEX        send UUID HEX        name TEXT
   mains N, calibration N, calibration-error N   (corvelta: as if it had just happened)
   json N                                        (fenwix: the document's length, 0 to 65535)
   health N                                      (fenwix: battery health)
+)";
+
+// Control lines for a device that is connected, likewise.
+inline constexpr std::string_view kLinkControlsHelp =
+    R"(  service-changed       it has the Service Changed characteristic, from the next connection on
+  withdraw UUID         that service is gone until the link ends, and Service Changed tells it
 )";
 
 // Faults of answers and values, likewise.

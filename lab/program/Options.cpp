@@ -122,7 +122,10 @@ std::optional<Options> parseOptions(std::span<const char* const> arguments, std:
 
 std::string helpText() {
   std::string text;
-  for (const auto part : {kBeginning, kControlsHelp, kLinkFaults, kFaultsHelp, kEnd}) text += part;
+  for (const auto part :
+       {kBeginning, kControlsHelp, kLinkControlsHelp, kLinkFaults, kFaultsHelp, kEnd}) {
+    text += part;
+  }
   return withKinds(std::move(text));
 }
 

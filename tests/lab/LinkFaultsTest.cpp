@@ -55,6 +55,10 @@ TEST(LinkFaults, RefusesWhatItDoesNotKnow) {
   EXPECT_FALSE(faults.set("drop-at", "read:xyz"));
   EXPECT_FALSE(faults.set("drop-at", "request:0"));
   EXPECT_FALSE(faults.set("drop-at", "value:"));
+  EXPECT_FALSE(faults.set("drop-at", "toast"));
+  EXPECT_FALSE(faults.set("drop-at", "subscribe"));
+  EXPECT_FALSE(faults.set("silence-at", "toast:2A19"));
+  EXPECT_FALSE(faults.set("silence-at", "services:"));
   EXPECT_FALSE(faults.set("refuse-connections", "many"));
   EXPECT_FALSE(faults.set("late-at", "read:2A19"));
   EXPECT_FALSE(faults.set("late-at", "read:xyz,10"));

@@ -12,13 +12,11 @@ Bluetoothd::Bluetoothd(Agenda& agenda, Dice& dice, MessageBus& bus, Witness& wit
     : agenda_(agenda), dice_(dice), bus_(bus), witness_(witness) {
   bus_.onCall = [this](BusMessage call) { receive(std::move(call)); };
   bus_.onClientGone = [this] { clientIsGone(); };
-  bus_.onStartRequest = [] { return false; };
 }
 
 Bluetoothd::~Bluetoothd() {
   bus_.onCall = nullptr;
   bus_.onClientGone = nullptr;
-  bus_.onStartRequest = nullptr;
 }
 
 RemoteDevice& Bluetoothd::add(DeviceModel& model, const std::string& key) {

@@ -129,6 +129,7 @@ void MessageBus::handle(sd_bus_message* message) {
 }
 
 void MessageBus::handleDaemonCall(const BusMessage& call, const std::string& member) {
+  if (onBusCall && onBusCall(member, call)) return;
   BusMessage reply = newReply(call);
   const char* text = nullptr;
   if (member == "Hello") {
@@ -149,11 +150,9 @@ void MessageBus::handleDaemonCall(const BusMessage& call, const std::string& mem
     }
     sd_bus_message_append(reply.get(), "s", owner_.c_str());
   } else if (member == "StartServiceByName") {
-    const bool isThere = !owner_.empty();
-    if (!isThere && !onStartRequest()) {
-      return sendError(call, kUnknownService, "It cannot be started");
-    }
-    sd_bus_message_append(reply.get(), "u", isThere ? 2 : 1);
+    if (owner_.empty()) return sendError(call, kUnknownService, "It cannot be started");
+    constexpr std::uint32_t kAlreadyRuns = 2;
+    sd_bus_message_append(reply.get(), "u", kAlreadyRuns);
   } else {
     throw std::runtime_error("the bus does not know " + member);
   }

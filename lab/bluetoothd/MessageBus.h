@@ -29,8 +29,9 @@ class MessageBus {
 
   // A method call to org.bluez.
   std::function<void(BusMessage call)> onCall;
-  // StartServiceByName for org.bluez: true when it is being started.
-  std::function<bool()> onStartRequest;
+  // A call to the bus itself: true when it is answered, or is to have no answer. The others are
+  // answered as the daemon does where org.bluez cannot be started.
+  std::function<bool(const std::string& member, const BusMessage& call)> onBusCall;
   // The program's connection has ended.
   std::function<void()> onClientGone;
 

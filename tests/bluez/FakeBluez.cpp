@@ -68,7 +68,6 @@ void append(sd_bus_message* message, const Interfaces& interfaces) {
 
 FakeBluez::FakeBluez(lab::MessageBus& bus) : bus_(bus) {
   bus_.onCall = [this](OwnedMessage call) { received_.push_back(std::move(call)); };
-  bus_.onStartRequest = [] { return false; };
   bus_.ownStackName();
 }
 

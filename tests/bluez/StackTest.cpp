@@ -3,6 +3,8 @@
 namespace bluez_tests {
 namespace {
 
+using namespace std::chrono_literals;
+
 using platform::CBManagerState;
 
 class BluezStack : public BluezTest {
@@ -54,6 +56,80 @@ TEST_F(BluezStack, ThatGivesNonsenseForItsObjectsIsUnusable) {
   start();
   ASSERT_TRUE(waitUntil([&] { return !states.empty(); }));
   EXPECT_EQ(states, std::vector{CBManagerState::unsupported});
+}
+
+// BlueZ is not there when the bridge asks for it: what becomes of the start that it requests. The
+// time that it has for that is 10 s.
+class BluezStart : public BluezTest {
+ protected:
+  void SetUp() override {
+    bluez.reset();
+    bus.onBusCall = [this](const std::string& member, const OwnedMessage& call) {
+      if (member != wanted_) return false;
+      held.emplace_back(sd_bus_message_ref(call.get()));
+      return true;
+    };
+  }
+
+  // This call to the bus is answered by deny(), or never.
+  void hold(const std::string& member) {
+    wanted_ = member;
+    start();
+    ASSERT_TRUE(waitUntil([&] { return !held.empty(); }));
+  }
+
+  void letPass(lab::Microseconds time) {
+    pass(time);
+    settle();
+  }
+
+  void deny() {
+    bus.sendError(held.back(), SD_BUS_ERROR_ACCESS_DENIED, "No");
+    settle();
+  }
+
+  std::vector<OwnedMessage> held;
+
+ private:
+  std::string wanted_;
+};
+
+TEST_F(BluezStart, ThatIsNeverAnsweredIsGivenUp) {
+  hold("StartServiceByName");
+  letPass(9s);
+  EXPECT_TRUE(states.empty());
+  letPass(2s);
+  EXPECT_EQ(states, std::vector{CBManagerState::unsupported});
+}
+
+TEST_F(BluezStart, ThatWasGivenUpIsNotHeardOfAgain) {
+  hold("StartServiceByName");
+  letPass(11s);
+  deny();
+  EXPECT_EQ(states, std::vector{CBManagerState::unsupported});
+}
+
+TEST_F(BluezStart, ThatIsDeniedIsNotGivenUpAsWell) {
+  hold("StartServiceByName");
+  deny();
+  letPass(11s);
+  EXPECT_EQ(states, std::vector{CBManagerState::unauthorized});
+}
+
+TEST_F(BluezStart, IsNotAskedForWhereNobodyMayAskForBluez) {
+  hold("GetNameOwner");
+  deny();
+  letPass(11s);
+  EXPECT_EQ(states, std::vector{CBManagerState::unauthorized});
+}
+
+TEST_F(BluezStart, IsOverWhenBluezIsThereThoughItGoesAgain) {
+  hold("StartServiceByName");
+  bluez = std::make_unique<FakeBluez>(bus);
+  settle();
+  bluez.reset();
+  letPass(11s);
+  EXPECT_EQ(states, std::vector{CBManagerState::resetting});
 }
 
 }  // namespace

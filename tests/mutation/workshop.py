@@ -65,6 +65,7 @@ class Sessions(Program):
 
 
 BLUEZ = Program("bluez_tests", "tests/bluez", parts=10)
+CONTRACT = Program("contract-played", "tests/contract")
 UNIT = Program("unit_tests", "tests/unit")
 ORACLE = Program("oracle_tests", "tests/oracle", arguments=("--values=2000",))
 SHARED = Program("shared_tests", "tests/shared")
@@ -74,8 +75,8 @@ WORLD = Sessions("world", "tests/world", arguments=("--count", "200"))
 # What a file's mutations are tried by, first and, if they survive that, then: whatever comes first
 # that begins like the file's path.
 TRIED_BY = [
-    ("src/platform/bluez/", [BLUEZ], [WORLD]),
-    ("src/platform/shared/", [SHARED, BLUEZ], [WORLD]),
+    ("src/platform/bluez/", [BLUEZ, CONTRACT], [WORLD]),
+    ("src/platform/shared/", [SHARED, BLUEZ, CONTRACT], [WORLD]),
     ("src/platform/", [UNIT, BLUEZ], [WORLD]),
     ("src/", [UNIT, ORACLE], [PROCESS, WORLD]),
 ]

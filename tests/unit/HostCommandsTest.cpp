@@ -242,9 +242,11 @@ const auto kNumbersThatNeverFit = testing::Values(
     bad("ValueLetterAfterDigit", " 1 2b"), bad("Hexadecimal", " 0x1 1"), bad("Decimal", " 1 2.0"),
     bad("Exponent", " 1 1e1"), bad("PlusAlone", " + 1"), bad("MinusAlone", " 1 -"),
     bad("TwoPluses", " ++1 1"), bad("PlusMinus", " +-0 1"), bad("MinusPlus", " -+0 1"),
-    bad("SignAfterDigit", " 1+ 1"), bad("Underscore", " 1 1_000"), bad("Comma", " 1,2 3"),
-    bad("ReturnAtTheEnd", " 1 2\r"), bad("Null", std::string(" 1 2\0", 5)),
-    bad("ArabicDigit", " 1 \u0661"), bad("NoBreakSpace", " 1\u00A02"), bad("NoUtf8", " 1 \xFF"));
+    bad("BelowTheDigits", " 1/ 1"), bad("AboveTheDigits", " 1: 1"),
+    bad("ValueAboveTheDigits", " 1 :"), bad("SignAfterDigit", " 1+ 1"),
+    bad("Underscore", " 1 1_000"), bad("Comma", " 1,2 3"), bad("ReturnAtTheEnd", " 1 2\r"),
+    bad("Null", std::string(" 1 2\0", 5)), bad("ArabicDigit", " 1 \u0661"),
+    bad("NoBreakSpace", " 1\u00A02"), bad("NoUtf8", " 1 \xFF"));
 
 INSTANTIATE_TEST_SUITE_P(ThatDoNotFit, IntArguments, kNumbersThatNeverFit, caseName);
 INSTANTIATE_TEST_SUITE_P(ThatDoNotFit, ByteArguments, kNumbersThatNeverFit, caseName);

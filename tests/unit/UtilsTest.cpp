@@ -149,6 +149,17 @@ INSTANTIATE_TEST_SUITE_P(
                     NonAscii{"AccentWithinALineEnd", "\r\u0301\n"}, NonAscii{"StrayByte", "\x80"}),
     caseName);
 
+// The checksum looks at eight bytes at a time, and at what is left one by one.
+TEST(NonAsciiByte, StopsTheChecksumWhereverItStands) {
+  for (std::size_t place = 0; place < 19; ++place) {
+    std::string text(19, 'x');
+    text[place] = '\x80';
+    Journal journal;
+    SCOPED_TRACE(place);
+    expectAbort(journal, [&] { calcCrc(text); });
+  }
+}
+
 class LogLine : public testing::Test {
  protected:
   static std::string bytesOf(std::string_view text) {

@@ -109,8 +109,7 @@ void StackWatch::handleStart(sd_bus_message* reply) {
 void StackWatch::giveUp() {
   ownerCall_.cancel();
   startCall_.cancel();
-  if (loop_.useBus().stackOwner().empty())
-    listener_.stackDidBecomeUnavailable(CBManagerState::unsupported);
+  listener_.stackDidBecomeUnavailable(CBManagerState::unsupported);
 }
 
 void StackWatch::handleOwnerChange(sd_bus_message* signal) {

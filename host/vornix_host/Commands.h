@@ -1,42 +1,17 @@
-// The lines that the bridge takes, and what each needs so that it does not end the bridge.
-// docs/messages.json has the same, for other languages.
+// The lines that the bridge takes, and what each needs so that it does not end the bridge. The
+// commands are in Table.h.
 #pragma once
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 
+#include "Table.h"  // IWYU pragma: export
+
 namespace vornix_host {
-
-// The device that has to be ready: a Corvelta after CorveltaBattery, a Fenwix after FenwixIdentity.
-enum class Needs { nothing, corvelta, fenwix };
-
-struct Command {
-  std::string_view word;
-  std::string_view log;  // what the bridge logs when it begins the command
-  Needs needs = Needs::nothing;
-  std::uint32_t most = 0;      // of the second argument; 0: there are no arguments
-  std::string_view stop = {};  // of what this one starts
-};
-
-inline constexpr std::array<Command, 12> commands{{
-    {"CV_debutCalib", "cde : start CV calibration", Needs::corvelta, 0, "CV_finCalib"},
-    {"CV_finCalib", "cde : stop CV calibration", Needs::corvelta},
-    {"CV_debutAcquisition", "cde : start CV acquisition", Needs::corvelta, 0, "CV_finAcquisition"},
-    {"CV_finAcquisition", "cde : stop CV acquistion", Needs::corvelta},
-    {"FX_startRaw", "cde : start raw", Needs::fenwix, 0, "FX_stopRaw"},
-    {"FX_stopRaw", "cde : stop raw", Needs::fenwix},
-    {"FX_startRaw2", "cde : start raw 2", Needs::fenwix, 0, "FX_stopRaw2"},
-    {"FX_stopRaw2", "cde : stop raw 2", Needs::fenwix},
-    {"FX_getJson", "cde : get json", Needs::fenwix},
-    {"FX_cmdWriteInt", "cde : Fenwix Cmd Write Int", Needs::fenwix, 0xFFFFFFFF},
-    {"FX_cmdWriteByte", "cde : Fenwix Cmd Write Byte", Needs::fenwix, 0xFF},
-    {"kill", "cde : kill"},
-}};
 
 // A line that would end the bridge, or that is no line.
 class CommandError : public std::invalid_argument {
@@ -57,7 +32,7 @@ constexpr const Command* commandOf(std::string_view line) {
 // Not between a question for the document and its answer: what comes behind a reply that broke off
 // is taken for its rest.
 constexpr bool isNotDuringDocument(const Command& command) {
-  return command.word == "FX_getJson" || command.most > 0;
+  return command.isNotDuringDocument;
 }
 
 namespace detail {

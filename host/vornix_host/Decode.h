@@ -2,13 +2,15 @@
 // bridge writes: all fields there, none too many, each number within its range.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
+#include <variant>
+#include <vector>
 
 #include "Fields.h"
 #include "Line.h"
@@ -17,141 +19,88 @@
 namespace vornix_host {
 namespace detail {
 
-using MaybeMessage = std::optional<Message>;
+// Reads a payload as Form::visit shows it: each step takes what it reads from the beginning.
+class PayloadReader {
+ public:
+  explicit PayloadReader(std::string_view payload) : rest_(payload) {}
 
-inline MaybeMessage radioUnusable(const Fields& fields) {
-  int reason = 0;
-  if (!fields.read(1, reason) || reason < 2 || reason > 4) return std::nullopt;
-  return RadioUnusable{static_cast<RadioUnusable::Reason>(reason)};
-}
+  bool isAtEnd() const { return rest_.empty(); }
 
-// Messages that are constant from the first field to the last.
-template <typename Constant>
-MaybeMessage constant(const Constant& message, const Fields& fields, std::size_t size) {
-  return fields.size() == size ? MaybeMessage(message) : std::nullopt;
-}
-
-inline MaybeMessage corveltaBattery(const Fields& fields) {
-  CorveltaBattery battery;
-  int first = 0;
-  int last = 0;
-  if (!fields.read(2, first, battery.level, last) || first != 0 || last != 0) return std::nullopt;
-  return battery;
-}
-
-inline MaybeMessage fenwixIdentity(const Fields& fields) {
-  FenwixIdentity id;
-  int constant = 0;
-  const bool whole =
-      fields.read(2, constant, id.serial, id.model, id.firmware, id.hardware, id.systemId);
-  return whole && constant == 0 && id.serial != 0 ? MaybeMessage(id) : std::nullopt;
-}
-
-inline MaybeMessage found(const Fields& fields) {
-  const std::string_view family = fields[1];
-  if (family == "1") return constant(ProbeFound{ProbeFound::Model::ilo}, fields, 2);
-  if (family == "2") return constant(ProbeFound{ProbeFound::Model::tenoval}, fields, 2);
-  if (family == "3" && fields[2] == "0") return constant(TramselFound{}, fields, 3);
-  if (family == "4") return corveltaBattery(fields);
-  if (family == "5") return fenwixIdentity(fields);
-  return std::nullopt;
-}
-
-inline MaybeMessage fenwixBattery(const Fields& fields) {
-  FenwixBattery battery;
-  return fields.read(1, battery.level, battery.health) ? MaybeMessage(battery) : std::nullopt;
-}
-
-inline MaybeMessage fenwixRms(const Fields& fields) {
-  FenwixRms rms;
-  rms.stream = fields[0] == "P1" ? 1 : 2;
-  return fields.read(1, rms.value) ? MaybeMessage(rms) : std::nullopt;
-}
-
-inline MaybeMessage fenwixRaw(const Fields& fields) {
-  const std::string_view hex = fields[1];
-  if (fields.size() != 2 || hex.size() % 2 != 0) return std::nullopt;
-  FenwixRaw raw;
-  raw.stream = fields[0] == "PR1" ? 1 : 2;
-  raw.bytes.resize(hex.size() / 2);
-  for (std::size_t i = 0; i < hex.size(); ++i) {
-    const std::size_t digit = std::string_view("0123456789ABCDEF").find(hex[i]);
-    if (digit == std::string_view::npos) return std::nullopt;
-    raw.bytes[i / 2] = static_cast<std::uint8_t>(raw.bytes[i / 2] << 4U | static_cast<int>(digit));
+  bool is(std::string_view text) {
+    if (!rest_.starts_with(text)) return false;
+    rest_.remove_prefix(text.size());
+    return true;
   }
-  return raw;
-}
 
-// A battery level that is -1 while unknown.
-inline bool level(int field, std::optional<std::uint8_t>& level) {
-  if (field >= 0) level = static_cast<std::uint8_t>(field);
-  return field >= -1 && field <= 255;
-}
-
-inline MaybeMessage tramselMotion(const Fields& fields) {
-  TramselMotion motion;
-  int battery = 0;
-  auto& [a, b, c, d, e, f, g, h, i] = motion.values;
-  const bool whole = fields.read(1, battery, a, b, c, d, e, f, g, h, i);
-  return whole && level(battery, motion.battery) ? MaybeMessage(motion) : std::nullopt;
-}
-
-inline MaybeMessage probeMeasurement(const Fields& fields) {
-  ProbeMeasurement measurement;
-  int battery = 0;
-  const bool whole = fields.read(1, battery, measurement.first, measurement.second);
-  return whole && level(battery, measurement.battery) ? MaybeMessage(measurement) : std::nullopt;
-}
-
-inline MaybeMessage onMains(const Fields& fields) {
-  return constant(CorveltaOnMains{}, fields, 1);
-}
-
-inline MaybeMessage corvelta(const Fields& fields) {
-  if (fields[1] == "NC") {
-    CorveltaCalibration calibration;
-    return fields.read(2, calibration.value) ? MaybeMessage(calibration) : std::nullopt;
+  template <typename Number>
+  bool field(std::string_view /*name*/, Number& value, std::int64_t least, std::int64_t most) {
+    const std::optional<std::int64_t> number = exactNumber<std::int64_t>(next());
+    if (!number || *number < least || *number > most) return false;
+    value = static_cast<Number>(*number);
+    return true;
   }
-  if (fields[1] == "EC") {
-    CorveltaCalibrationError error;
-    return fields.read(2, error.code) ? MaybeMessage(error) : std::nullopt;
+
+  // Of a number that is one less than the least of them where the value is not known.
+  template <typename Number>
+  bool field(std::string_view name, std::optional<Number>& value, std::int64_t absent,
+             std::int64_t most) {
+    std::int64_t number = 0;
+    if (!field(name, number, absent, most)) return false;
+    if (number != absent) value = static_cast<Number>(number);
+    return true;
   }
-  CorveltaContraction record;
-  const bool whole = fields[1] == "MC" && fields.read(2, record.first, record.second, record.third);
-  return whole && record.third <= 0xFFFFFF ? MaybeMessage(record) : std::nullopt;
+
+  bool field(std::string_view /*name*/, std::vector<std::uint8_t>& bytes) {
+    const std::string_view digits = next();
+    if (digits.size() % 2 != 0) return false;
+    bytes.resize(digits.size() / 2);
+    for (std::size_t i = 0; i < digits.size(); ++i) {
+      const std::size_t digit = std::string_view("0123456789ABCDEF").find(digits[i]);
+      if (digit == std::string_view::npos) return false;
+      bytes[i / 2] = static_cast<std::uint8_t>(bytes[i / 2] << 4U | static_cast<int>(digit));
+    }
+    return true;
+  }
+
+  // May hold ";" itself: it ends before the payload's last character.
+  bool field(std::string_view /*name*/, std::string& text) {
+    if (rest_.empty()) return false;
+    text = rest_.substr(0, rest_.size() - 1);
+    rest_.remove_prefix(text.size());
+    return true;
+  }
+
+ private:
+  std::string_view next() {
+    const std::string_view field = rest_.substr(0, rest_.find(';'));
+    rest_.remove_prefix(field.size());
+    return field;
+  }
+
+  std::string_view rest_;
+};
+
+template <typename Kind>
+bool isRead(std::string_view payload, Message& message) {
+  Kind kind;
+  PayloadReader reader(payload);
+  if (!Form<Kind>::visit(reader, kind) || !reader.isAtEnd()) return false;
+  message = std::move(kind);
+  return true;
 }
 
-inline MaybeMessage known(const Fields& fields) {
-  using Decoder = MaybeMessage (*)(const Fields&);
-  static constexpr std::array<std::pair<std::string_view, Decoder>, 11> decoders{{
-      {"B", tramselMotion},
-      {"P1", fenwixRms},
-      {"P2", fenwixRms},
-      {"PR1", fenwixRaw},
-      {"PR2", fenwixRaw},
-      {"S", probeMeasurement},
-      {"K", corvelta},
-      {"P0", fenwixBattery},
-      {"V", onMains},
-      {"C", found},
-      {"Z", radioUnusable},
-  }};
-  for (const auto& [kind, decoder] : decoders) {
-    if (fields[0] == kind) return decoder(fields);
-  }
-  return std::nullopt;
+template <typename... Kinds>
+Message decoded(std::string_view payload, std::type_identity<std::variant<Kinds...>> /*kinds*/) {
+  Message message;
+  if ((isRead<Kinds>(payload, message) || ...)) return message;
+  return UnknownMessage{std::string(payload)};
 }
 
 }  // namespace detail
 
 // Of a payload alone, without its frame and checksum.
 inline Message decodePayload(std::string_view payload) {
-  constexpr std::string_view json = "PJSON;";
-  if (payload.starts_with(json) && payload.size() > json.size() && payload.back() == ';') {
-    return FenwixJson{std::string(payload.substr(json.size(), payload.size() - json.size() - 1))};
-  }
-  if (detail::MaybeMessage message = detail::known(Fields(payload))) return *std::move(message);
-  return UnknownMessage{std::string(payload)};
+  return detail::decoded(payload, std::type_identity<AnyOf<>>());
 }
 
 inline Message decode(const Line& line) {

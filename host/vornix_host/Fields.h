@@ -11,6 +11,20 @@
 #include <system_error>
 
 namespace vornix_host {
+namespace detail {
+
+// The text as a number, if it is one exactly as the bridge writes it.
+template <std::integral Number>
+std::optional<Number> exactNumber(std::string_view text) {
+  Number value{};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  const std::string_view magnitude = text.front() == '-' ? text.substr(1) : text;
+  if (magnitude.front() == '0' && text.size() > 1) return std::nullopt;
+  return value;
+}
+
+}  // namespace detail
 
 // Views into the payload, valid as long as its bytes are.
 class Fields {
@@ -41,13 +55,7 @@ class Fields {
   // negative one, no blank, no "+", no leading zero, and within the type's range.
   template <std::integral Number>
   std::optional<Number> number(std::size_t index) const {
-    const std::string_view text = (*this)[index];
-    Number value{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-    const std::string_view magnitude = text.front() == '-' ? text.substr(1) : text;
-    if (magnitude.front() == '0' && text.size() > 1) return std::nullopt;
-    return value;
+    return detail::exactNumber<Number>((*this)[index]);
   }
 
   // Reads the fields from `first` to the last into as many numbers. False, with the numbers in an

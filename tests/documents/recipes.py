@@ -25,7 +25,13 @@ class Kind(NamedTuple):
     examples: dict  # files that name all, and need not name one more, by the reason
 
 
+WRITTEN = {
+    "is written from docs/messages.json": """
+        host/python/vornix_host/table.py host/vornix_host/Table.h""",
+}
+
 DEVICES_AS_EXAMPLES = {
+    **WRITTEN,
     "measures with a device of each family": """
         bench/air/Devices.cpp bench/air/Devices.h bench/air/main.cpp bench/air/run
         bench/core/ValueToLine.cpp scope/bench/run""",
@@ -48,6 +54,8 @@ DEVICES_AS_EXAMPLES = {
 }
 
 COMMANDS_AS_EXAMPLES = {
+    **WRITTEN,
+    "has its commands written from docs/messages.json": "lab/demo/Options.cpp",
     "plays sessions with the commands that suit them": """
         scope/tests/CommandsTest.cpp scope/tests/page.py
         tests/process/CommandTest.cpp tests/process/HardStopCommandTest.cpp

@@ -11,18 +11,18 @@ sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "documents"))
 
 import table as tables  # noqa: E402
 
-DEVICES = {"CorveltaBattery": "corvelta", "FenwixIdentity": "fenwix"}
-
 
 def payloads(table):
     for payload in [*tables.borders(table), *tables.anything(table, 20000)]:
-        kind = tables.classify(table, payload)
-        yield f"{kind[0] if kind else '-'} {payload.encode('ascii').hex()}"
+        name, fields = tables.classify(table, payload) or ("-", {})
+        values = [f"{field}={str(value).encode('ascii').hex()}" for field, value in fields.items()]
+        yield " ".join([name, payload.encode("ascii").hex(), *values])
 
 
 def commands(table):
+    devices = {one["ready"]: one["name"].lower() for one in table["families"] if "ready" in one}
     for command in table["commands"]:
-        device = DEVICES.get(command.get("safeAfter"), "none")
+        device = devices.get(command.get("safeAfter"), "none")
         about = f"{device} {command.get('notDuring', '-')} {command.get('stop', '-')}"
         about += f" {command['line'].split()[0]}\t{command['log']}"
         for example in command["examples"]:

@@ -11,7 +11,8 @@ import table as tables
 
 from vornix_host import DamagedLine, FenwixJson, LineReader, LogEntry, Payload, UnknownMessage
 from vornix_host import checksum, decode
-from vornix_host.life import FAMILIES, Life
+from vornix_host.life import Life
+from vornix_host.table import FAMILIES
 from vornix_host.lines import LONGEST_MESSAGE
 
 TABLE = tables.load(place.TABLE)
@@ -129,9 +130,9 @@ class Lines(unittest.TestCase):
 
 
 CODES = {
-    "reason": {"off": "2", "unsupported": "3", "unauthorized": "4"},
-    "model": {"ilo": "1", "tenoval": "2"},
-}
+    name: {word: key for key, word in field["called"].items()}
+    for one in TABLE["messages"] for name, field in one["fields"].items() if "called" in field
+}  # fmt: skip
 
 
 def as_in_the_table(message):

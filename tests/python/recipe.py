@@ -8,11 +8,11 @@ import place
 import table as tables
 
 from vornix_host import CommandError
-from vornix_host.commands import LOGS, NOT_DURING_DOCUMENT, STOPS
 from vornix_host.commands import asks_for_document, check, word_of
 from vornix_host.life import Life
 from vornix_host.lines import LogEntry
 from vornix_host.recipe import Again, End, Over, Recipe
+from vornix_host.table import LOGS, NOT_DURING_DOCUMENT, STOPS
 
 ABORT = -signal.SIGABRT
 TABLE = tables.load(place.TABLE)

@@ -8,14 +8,14 @@ from types import TracebackType
 from typing import Callable, List, Optional, Type, TypeVar, Union, cast
 
 from vornix_host import messages as m
-from vornix_host.commands import LOGS, NOT_DURING_DOCUMENT, CommandError, asks_for_document
-from vornix_host.commands import check, word_of
+from vornix_host.commands import CommandError, asks_for_document, check, word_of
 from vornix_host.events import Ended, GivenUp, Restarting, Started
 from vornix_host.life import Life
 from vornix_host.messages import Event
 from vornix_host.process import Came, Process
 from vornix_host.recipe import Again, End, Over, Recipe
 from vornix_host.streams import BridgeOver, Hub, Stream
+from vornix_host.table import LOGS, NOT_DURING_DOCUMENT
 
 DRAINED = 0.02  # seconds of silence after which nothing waits in the bridge any more
 LONGEST_DRAIN = 5.0  # seconds; a device that never stops would hold up the end for ever

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import dataclasses
 
-from vornix_host.messages import Event
+from vornix_host.received import Event
 
 
 @dataclasses.dataclass(frozen=True)

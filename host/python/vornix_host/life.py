@@ -3,30 +3,19 @@
 from __future__ import annotations
 
 import json
-from typing import Dict, Iterator, List, NoReturn, Optional, Set, Type
+from typing import Dict, Iterator, List, NoReturn, Optional, Set, Tuple
 
 from vornix_host import messages as m
-from vornix_host.commands import STOPS, asks_for_document, word_of
+from vornix_host.commands import asks_for_document, word_of
 from vornix_host.events import DeviceLost, RadioChanged, StreamLost, TrustLost
 from vornix_host.lines import DamagedLine, LogEntry
 from vornix_host.messages import Event
+from vornix_host.table import DEVICES, FAMILIES, STOPS, STREAMS
 
 _RADIO = "manager state update : "
 _ACCEPTED = "Connexion a "
 _FAILED = "erreur de lecture des services "
 _RADIO_STATES = {"poweredOn": "on", "poweredOff": "off"}
-_DEVICES: Dict[Type[m.Message], str] = {
-    m.TramselFound: "tramsel",
-    m.ProbeFound: "probe",
-    m.CorveltaBattery: "corvelta",
-    m.FenwixIdentity: "fenwix",
-}
-# What a device's name begins with, in lower case.
-FAMILIES = {
-    "ilo": "probe", "tenoval": "probe", "pelko": "probe", "pelk0": "probe", "kvaltrin": "probe",
-    "tramsel": "tramsel", "dorvane": "tramsel", "tarvix": "corvelta", "nomsuel": "fenwix",
-}  # fmt: skip
-_RAW = {"FX_startRaw": "raw 1", "FX_startRaw2": "raw 2"}
 
 
 class Life:
@@ -83,11 +72,11 @@ class Life:
             probe = self.devices.get("probe")
             if isinstance(probe, m.ProbeFound):
                 object.__setattr__(event, "model", probe.model)
-        device = _DEVICES.get(type(event))
+        device = DEVICES.get(type(event))
         if device and device not in self._failed:  # the log overtakes messages
             self.devices[device] = event
-        stream = _stream_of(event)
-        if stream and (stream not in _RAW.values() or self._is_on(stream)):
+        stream, stop = _stream_of(event)
+        if stream and (not stop or stop in self.stops.values()):
             self._heard[stream] = event.monotonic
 
     def note_sent(self, line: str) -> None:
@@ -99,7 +88,9 @@ class Life:
         for start, stop in STOPS.items():
             if word == stop:
                 self.stops.pop(start, None)
-                self._heard.pop(_RAW.get(start, ""), None)
+        for stream, stop in (one for streams in STREAMS.values() for one in streams):
+            if word == stop:
+                self._heard.pop(stream, None)
 
     def lost(self, now: float, silence: float) -> Iterator[StreamLost]:
         """Streams that have been silent for so many seconds; each is told once."""
@@ -145,21 +136,11 @@ class Life:
             self.devices.clear()
         return RadioChanged(state)
 
-    def _is_on(self, raw: str) -> bool:
-        return any(_RAW.get(start) == raw for start in self.stops)
 
-
-def _stream_of(event: Event) -> Optional[str]:
-    """The stream that should go on once it has begun. A Corvelta may be silent."""
-    if isinstance(event, m.TramselMotion):
-        return "motion"
-    if isinstance(event, m.ProbeMeasurement):
-        return "measurement"
-    if isinstance(event, m.FenwixRms):
-        return f"rms {event.stream}"
-    if isinstance(event, m.FenwixRaw):
-        return f"raw {event.stream}"
-    return None
+def _stream_of(event: m.Message) -> Tuple[str, str]:
+    """The stream that should go on once it has begun, and the command that stops it, "" for none."""
+    streams = STREAMS.get(type(event), [("", "")])
+    return streams[getattr(event, "stream", 1) - 1]
 
 
 def _is_json(text: str) -> bool:

@@ -2,9 +2,7 @@
 #pragma once
 
 #include <algorithm>
-#include <array>
 #include <chrono>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -27,7 +25,7 @@ class Life {
   std::string whyDistrusted;             // as TrustLost has it; empty while the bridge is believed
 
   bool isReady(Needs device) const {
-    return device == Needs::nothing || (device == Needs::corvelta ? corvelta_ : fenwix_);
+    return device == Needs::nothing || std::ranges::count(ready_, device) > 0;
   }
 
   // A document was asked for and has not come: a command of its channel may not go.
@@ -45,16 +43,14 @@ class Life {
   void note(const Message& message, Time when) {
     whyDistrusted = distrust(message);
     if (!whyDistrusted.empty()) {
-      corvelta_ = fenwix_ = false;
-      heard_ = {};
+      ready_.clear();
+      heard_.clear();
       return;
     }
     if (const auto* log = std::get_if<LogEntry>(&message)) noteLog(log->text);
     if (const auto* unusable = std::get_if<RadioUnusable>(&message)) noteRadio(*unusable);
-    corvelta_ = corvelta_ || std::holds_alternative<CorveltaBattery>(message);
-    fenwix_ = fenwix_ || std::holds_alternative<FenwixIdentity>(message);
     if (std::holds_alternative<FenwixJson>(message)) awaitsDocument_ = false;
-    if (const int stream = streamOf(message); stream >= 0) heard_.at(index(stream)) = when;
+    std::visit([&](const auto& kind) { noteDevice(kind, when); }, message);
   }
 
   // A line that is on its way to the bridge, and its command.
@@ -62,8 +58,7 @@ class Life {
     awaitsDocument_ = awaitsDocument_ || asksForDocument(line);
     if (!command.stop.empty()) started_.push_back(command.stop);
     std::erase(started_, command.word);
-    if (command.word == "FX_stopRaw") heard_[rawStreams].reset();
-    if (command.word == "FX_stopRaw2") heard_[rawStreams + 1].reset();
+    std::erase_if(heard_, [&](const Heard& one) { return one.stream.stop == command.word; });
   }
 
   // The commands that stop what was started and not stopped.
@@ -72,31 +67,43 @@ class Life {
   // Streams that have been silent for so long; each is told once.
   std::vector<std::string> lost(Time now, std::chrono::milliseconds silence) {
     std::vector<std::string> names;
-    for (std::size_t i = 0; i < heard_.size(); ++i) {
-      if (!heard_[i] || now - *heard_[i] < silence) continue;
-      heard_[i].reset();
-      names.emplace_back(streamNames.at(i));
-    }
+    std::erase_if(heard_, [&](const Heard& one) {
+      const bool isLost = now - one.when >= silence;
+      if (isLost) names.emplace_back(one.stream.name);
+      return isLost;
+    });
     return names;
   }
 
  private:
-  static constexpr std::array<std::string_view, 6> streamNames{"motion", "measurement", "rms 1",
-                                                               "rms 2",  "raw 1",       "raw 2"};
-  static constexpr std::size_t rawStreams = 4;
+  struct Heard {
+    Stream stream;
+    Time when;
+  };
 
-  static std::size_t index(int stream) { return static_cast<std::size_t>(stream); }
+  template <typename Kind>
+  void noteDevice(const Kind& message, Time when) {
+    if constexpr (requires { Form<Kind>::role; }) {
+      if (Form<Kind>::role == Role::ready) noteReady(*Form<Kind>::family);
+      if constexpr (!Form<Kind>::streams.empty()) noteHeard(streamOf(message), when);
+    }
+  }
 
-  // The stream that should go on once it has begun, or -1. A Corvelta may be silent.
-  int streamOf(const Message& message) const {
-    if (std::holds_alternative<TramselMotion>(message)) return 0;
-    if (std::holds_alternative<ProbeMeasurement>(message)) return 1;
-    if (const auto* rms = std::get_if<FenwixRms>(&message)) return 1 + rms->stream;
-    const auto* raw = std::get_if<FenwixRaw>(&message);
-    if (raw == nullptr) return -1;
-    const bool isOn =
-        std::ranges::count(started_, raw->stream == 1 ? "FX_stopRaw" : "FX_stopRaw2") > 0;
-    return isOn ? 3 + raw->stream : -1;
+  void noteReady(Family family) {
+    for (const FamilyInfo& one : families) {
+      if (one.family == family && !isReady(one.needs)) ready_.push_back(one.needs);
+    }
+  }
+
+  // One that has to be asked for may still come behind its end.
+  void noteHeard(const Stream& stream, Time when) {
+    if (!stream.stop.empty() && std::ranges::count(started_, stream.stop) == 0) return;
+    const auto found =
+        std::ranges::find(heard_, stream.name, [](const Heard& one) { return one.stream.name; });
+    if (found == heard_.end())
+      heard_.push_back({stream, when});
+    else
+      found->when = when;
   }
 
   std::string distrust(const Message& message) const {
@@ -136,8 +143,8 @@ class Life {
     if (radio == "poweredOn") radio = "on";
     if (radio == "poweredOff") radio = "off";
     if (radio != "resetting") return;
-    wasReset_ = wasReset_ || !accepted_.empty() || corvelta_ || fenwix_;
-    corvelta_ = fenwix_ = false;
+    wasReset_ = wasReset_ || !accepted_.empty() || !ready_.empty();
+    ready_.clear();
   }
 
   void noteRadio(const RadioUnusable& unusable) {
@@ -148,13 +155,12 @@ class Life {
     whyRadioUnusable = radio;
   }
 
-  bool corvelta_ = false;
-  bool fenwix_ = false;
+  std::vector<Needs> ready_;
   bool awaitsDocument_ = false;
   bool wasReset_ = false;
   std::vector<std::string> accepted_;  // the devices' names
   std::vector<std::string_view> started_;
-  std::array<std::optional<Time>, 6> heard_;
+  std::vector<Heard> heard_;  // what should go on
 };
 
 }  // namespace vornix_host::detail

@@ -10,6 +10,7 @@
 #include <system_error>
 #include <variant>
 
+#include "scope/Payload.h"
 #include "scope/Text.h"
 #include "scope/record/Lines.h"
 #include "scope/record/Reader.h"
@@ -33,9 +34,38 @@ std::string cell(std::string_view text) {
   return quoted += '"';
 }
 
-std::string level(const std::optional<std::uint8_t>& battery) {
-  return battery ? std::to_string(*battery) : "";
-}
+// A message's fields as a table has them: but for the stream, by which there is a table each.
+class Columns {
+ public:
+  std::string names;
+  std::string cells;
+
+  bool is(std::string_view /*text*/) { return true; }
+  template <typename Number>
+  bool field(std::string_view name, Number value, std::int64_t /*least*/, std::int64_t /*most*/) {
+    return name == "stream" || add(name, std::to_string(static_cast<std::int64_t>(value)));
+  }
+  template <typename Number>
+  bool field(std::string_view name, const std::optional<Number>& value, std::int64_t /*absent*/,
+             std::int64_t /*most*/) {
+    return add(name, value ? std::to_string(*value) : "");
+  }
+  bool field(std::string_view name, const std::vector<std::uint8_t>& bytes) {
+    return add(name, '"' + toHex(bytes) + '"');
+  }
+  bool field(std::string_view name, const std::string& text) { return add(name, cell(text)); }
+
+ private:
+  bool add(std::string_view name, const std::string& value) {
+    if (!names.empty()) {
+      names += ',';
+      cells += ',';
+    }
+    names += name;
+    cells += value;
+    return true;
+  }
+};
 
 class Tables {
  public:
@@ -109,57 +139,18 @@ class Tables {
   }
 
   void add(const host::LogEntry& entry) { log("bridge", entry.text); }
-  void add(const host::RadioUnusable& radio) {
-    log("message", "Z;" + std::to_string(static_cast<int>(radio.reason)) + ';');
+  template <typename Kind>
+  void add(const Kind& message) {
+    if constexpr (host::Form<Kind>::tables.empty()) {
+      log("message", payloadOf(message));
+    } else {
+      Columns columns;
+      host::Form<Kind>::visit(columns, message);
+      row(std::string(host::tableOf(message)), columns.names, columns.cells);
+    }
   }
-  void add(const host::ProbeFound& probe) {
-    log("message", "C;" + std::to_string(static_cast<int>(probe.model)) + ';');
-  }
-  void add(const host::TramselFound&) { log("message", "C;3;0;"); }
-  void add(const host::CorveltaOnMains&) { log("message", "V;"); }
   void add(const host::UnknownMessage& message) { log("message", message.payload); }
   void add(const host::DamagedLine& line) { log("damaged", line.bytes); }
-  void add(const host::CorveltaBattery& battery) {
-    row("corvelta_battery", "level", std::to_string(battery.level));
-  }
-  void add(const host::FenwixIdentity& id) {
-    row("fenwix", "serial,model,firmware,hardware,system",
-        std::to_string(id.serial) + ',' + std::to_string(id.model) + ',' +
-            std::to_string(id.firmware) + ',' + std::to_string(id.hardware) + ',' +
-            std::to_string(id.systemId));
-  }
-  void add(const host::FenwixBattery& battery) {
-    row("fenwix_battery", "level,health",
-        std::to_string(battery.level) + ',' + std::to_string(battery.health));
-  }
-  void add(const host::FenwixRms& rms) {
-    row("rms" + std::to_string(rms.stream), "value", std::to_string(rms.value));
-  }
-  void add(const host::FenwixRaw& raw) {
-    row("raw" + std::to_string(raw.stream), "bytes", '"' + toHex(raw.bytes) + '"');
-  }
-  void add(const host::FenwixJson& document) { row("json", "text", cell(document.text)); }
-  void add(const host::TramselMotion& motion) {
-    std::string cells = level(motion.battery);
-    for (const std::int16_t value : motion.values) cells += ',' + std::to_string(value);
-    row("motion", "battery,v1,v2,v3,v4,v5,v6,v7,v8,v9", cells);
-  }
-  void add(const host::CorveltaCalibration& calibration) {
-    row("calibration", "value", std::to_string(calibration.value));
-  }
-  void add(const host::CorveltaCalibrationError& error) {
-    row("calibration_error", "code", std::to_string(error.code));
-  }
-  void add(const host::CorveltaContraction& record) {
-    row("contraction", "a,b,c",
-        std::to_string(record.first) + ',' + std::to_string(record.second) + ',' +
-            std::to_string(record.third));
-  }
-  void add(const host::ProbeMeasurement& measurement) {
-    row("probe", "battery,m1,m2",
-        level(measurement.battery) + ',' + std::to_string(measurement.first) + ',' +
-            std::to_string(measurement.second));
-  }
 
   std::string folder_;
   std::map<std::string, Table> tables_;

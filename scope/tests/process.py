@@ -356,10 +356,10 @@ class Export(Folder):
                 return [dict(row) for row in csv.DictReader(file)]
         self.assertEqual([list(row.values())[2:] for row in rows("motion")],
                          [["", "1", "2", "3", "4", "5", "6", "7", "8", "-9"]])
-        self.assertEqual(rows("probe")[0]["m1"], "4660")
+        self.assertEqual(rows("probe")[0]["first"], "4660")
         self.assertEqual(rows("rms1")[0]["value"], "-10000000")
         self.assertEqual(rows("raw1")[0]["bytes"], "01A0FF")
-        self.assertEqual(rows("contraction")[0]["c"], "197121")
+        self.assertEqual(rows("contraction")[0]["third"], "197121")
         self.assertEqual(rows("calibration")[0]["value"], "7")
         self.assertEqual(rows("calibration_error")[0]["code"], "3")
         self.assertEqual(rows("fenwix")[0]["serial"], "120034")

@@ -1,27 +1,12 @@
 #include "scope/watch/Commands.h"
 
-#include <algorithm>
-#include <array>
 #include <charconv>
 #include <cstdint>
+#include <string>
 #include <system_error>
-#include <utility>
 
 namespace scope {
 namespace {
-
-constexpr std::array<std::pair<std::string_view, Needs>, 10> kPlain{{
-    {"kill", Needs::nothing},
-    {"CV_debutCalib", Needs::corvelta},
-    {"CV_finCalib", Needs::corvelta},
-    {"CV_debutAcquisition", Needs::corvelta},
-    {"CV_finAcquisition", Needs::corvelta},
-    {"FX_startRaw", Needs::fenwix},
-    {"FX_stopRaw", Needs::fenwix},
-    {"FX_startRaw2", Needs::fenwix},
-    {"FX_stopRaw2", Needs::fenwix},
-    {"FX_getJson", Needs::fenwix},
-}};
 
 // Narrower than what the bridge takes: digits only.
 bool isNumber(std::string_view text, std::uint32_t most) {
@@ -42,11 +27,12 @@ bool isNumbered(std::string_view line, std::string_view word, std::uint32_t most
 }  // namespace
 
 std::optional<Needs> needsOf(std::string_view line) {
-  const auto* const found =
-      std::ranges::find(kPlain, line, &std::pair<std::string_view, Needs>::first);
-  if (found != kPlain.end()) return found->second;
-  if (isNumbered(line, "FX_cmdWriteInt ", 0xFFFFFFFF)) return Needs::fenwix;
-  if (isNumbered(line, "FX_cmdWriteByte ", 0xFF)) return Needs::fenwix;
+  for (const vornix_host::Command& command : vornix_host::commands) {
+    const bool isIt = command.most == 0
+                          ? line == command.word
+                          : isNumbered(line, std::string(command.word) + ' ', command.most);
+    if (isIt) return command.needs;
+  }
   return std::nullopt;
 }
 

@@ -4,11 +4,11 @@
 #include <optional>
 #include <string_view>
 
-#include "scope/watch/State.h"
+#include "vornix_host/Commands.h"
 
 namespace scope {
 
-enum class Needs { nothing, corvelta, fenwix };
+using vornix_host::Needs;
 
 // What a line needs to be carried out; nothing when it is no command, or one with arguments that
 // the bridge would end for.

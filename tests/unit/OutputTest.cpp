@@ -2,9 +2,11 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <limits.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -12,6 +14,7 @@
 #include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace unit {
 namespace {
@@ -23,12 +26,23 @@ struct Ends {
   int writing;
 };
 
-Ends pipeWith(int capacity, int flags = 0) {
+// Only on Linux the capacity is ours to choose.
+Ends pipeWith([[maybe_unused]] int capacity) {
   int ends[2];
-  EXPECT_EQ(::pipe2(ends, flags), 0);
+  EXPECT_EQ(::pipe(ends), 0);
+#ifdef F_SETPIPE_SZ
   EXPECT_EQ(::fcntl(ends[1], F_SETPIPE_SZ, capacity), capacity);
+#endif
   return {ends[0], ends[1]};
 }
+
+#ifdef O_DIRECT
+Ends pipeThatKeepsWritesApart() {
+  const Ends ends = pipeWith(65536);
+  for (const int end : {ends.reading, ends.writing}) EXPECT_EQ(::fcntl(end, F_SETFL, O_DIRECT), 0);
+  return ends;
+}
+#endif
 
 Ends socketsWith(int type, int size) {
   int ends[2];
@@ -112,20 +126,30 @@ TEST_P(Room, ComesBackWhenAllIsRead) {
   while (room.take(ends.writing, 1) == 1) ASSERT_EQ(::write(ends.writing, "x", 1), 1);
   EXPECT_EQ(room.take(ends.writing, 1), 0U);
   while (!readUpTo(ends.reading, 65536).empty()) continue;
-  EXPECT_EQ(room.take(ends.writing, 1000), 1000U);
+  constexpr std::size_t kLeast = std::min<std::size_t>(1000, PIPE_BUF);
+  EXPECT_GE(room.take(ends.writing, 1000), kLeast);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Of, Room,
-    testing::Values(Kind{"Pipe", [] { return pipeWith(65536); }},
-                    Kind{"PipeOfOnePage", [] { return pipeWith(4096); }},
-                    Kind{"PipeOfTwoPages", [] { return pipeWith(8192); }},
-                    Kind{"LargePipe", [] { return pipeWith(1 << 20); }},
-                    Kind{"PipeThatKeepsWritesApart", [] { return pipeWith(65536, O_DIRECT); }},
-                    Kind{"Socket", [] { return socketsWith(SOCK_STREAM, 106496); }},
-                    Kind{"SmallSocket", [] { return socketsWith(SOCK_STREAM, 1); }}),
-    [](const auto& kind) { return kind.param.name; });
+std::vector<Kind> kinds() {
+  std::vector<Kind> kinds{{"Pipe", [] { return pipeWith(65536); }},
+                          {"Socket", [] { return socketsWith(SOCK_STREAM, 106496); }}};
+#ifdef F_SETPIPE_SZ
+  kinds.push_back({"PipeOfOnePage", [] { return pipeWith(4096); }});
+  kinds.push_back({"PipeOfTwoPages", [] { return pipeWith(8192); }});
+  kinds.push_back({"LargePipe", [] { return pipeWith(1 << 20); }});
+  kinds.push_back({"SmallSocket", [] { return socketsWith(SOCK_STREAM, 1); }});
+#endif
+#ifdef O_DIRECT
+  kinds.push_back({"PipeThatKeepsWritesApart", pipeThatKeepsWritesApart});
+#endif
+  return kinds;
+}
 
+INSTANTIATE_TEST_SUITE_P(Of, Room, testing::ValuesIn(kinds()),
+                         [](const auto& kind) { return kind.param.name; });
+
+// Elsewhere it is not told what a pipe takes.
+#ifdef F_GETPIPE_SZ
 TEST(RoomOfAPipe, IsAskedForOnceInManyLines) {
   const Ends ends = pipeWith(65536);
   platform::OutputRoom room;
@@ -136,6 +160,7 @@ TEST(RoomOfAPipe, IsAskedForOnceInManyLines) {
   EXPECT_EQ(room.take(ends.writing, 40000), 40000U);
   ::close(ends.reading);
 }
+#endif
 
 class HeldOutput : public testing::Test {
  protected:

@@ -1,15 +1,16 @@
 #include "RunLoop.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <array>
 #include <cmath>
 #include <limits>
 
 #include "Output.h"
 #include "Utils.h"
 #include "main.h"
+#include "tests/support/NonBlockingPipe.h"
 #include "tests/unit/support/BridgeTest.h"
 
 namespace unit {
@@ -57,10 +58,9 @@ TEST_F(RunLoop, IsTurnedForASecondFromNow) {
 TEST_F(RunLoop, StopsTheScanAtOnceWhenTheHostDoesNotRead) {
   findAt(kRequest, "Tramsel");
   journal.clear();
-  int ends[2];
-  ASSERT_EQ(::pipe(ends), 0);
-  ASSERT_GT(::fcntl(ends[1], F_SETPIPE_SZ, 4096), 0);
-  ASSERT_EQ(::write(ends[1], std::string(4096, 'x').data(), 4096), 4096);
+  std::array<int, 2> ends{};
+  ASSERT_TRUE(support::openNonBlockingPipe(ends));
+  while (::write(ends[1], "x", 1) == 1) continue;
   ASSERT_GE(::dup2(ends[1], STDOUT_FILENO), 0);
   EXPECT_EQ(turnUntil(justAbove), (Entries{kSlice, "stopScan"}));
   EXPECT_FALSE(comBLE.scanEnCours);

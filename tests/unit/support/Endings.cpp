@@ -1,7 +1,6 @@
 #include "tests/unit/support/Endings.h"
 
 #include <gtest/gtest.h>
-#include <sys/mman.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -9,15 +8,23 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "tests/unit/support/NamelessFile.h"
+
+#define NAME_OF(text) #text
+#define VALUE_OF(macro) NAME_OF(macro)
+
 namespace {
 
 const pid_t testProcess = getpid();
 
 }  // namespace
 
-// Stands in the place of the C library's function. A deliberate end has status 0: in the test
-// program itself, and not in a child of it, it would pass for success.
-extern "C" void _Exit(int status) noexcept {
+// Stands in the place of the C library's _Exit(), under the name that the linker knows that by:
+// what it may throw is declared differently by different systems. A deliberate end has status 0: in
+// the test program itself, and not in a child of it, it would pass for success.
+extern "C" void exitOfTests(int status) asm(VALUE_OF(__USER_LABEL_PREFIX__) "_Exit");
+
+extern "C" void exitOfTests(int status) {
   if (getpid() == testProcess) {
     std::fputs("a test has ended the whole test program\n", stderr);
     std::abort();
@@ -53,7 +60,7 @@ void expectEnd(Journal& journal, const std::function<void()>& act, const Entries
 }
 
 void replaceStandardInput(const std::string& bytes) {
-  const int file = memfd_create("input", MFD_CLOEXEC);
+  const int file = openNamelessFile();
   const bool done = file >= 0 &&
                     write(file, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()) &&
                     lseek(file, 0, SEEK_SET) == 0 && dup2(file, STDIN_FILENO) == STDIN_FILENO;

@@ -1,12 +1,14 @@
 #include "tests/unit/support/Journal.h"
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <regex>
 #include <system_error>
+
+#include "tests/unit/support/NamelessFile.h"
 
 namespace unit {
 
@@ -27,7 +29,7 @@ void sendOutputTo(int file) {
 
 }  // namespace
 
-Journal::Journal() : file_(checked(memfd_create("journal", MFD_CLOEXEC), "memfd_create")) {
+Journal::Journal() : file_(checked(openNamelessFile(), "tmpfile")) {
   checked(fcntl(file_, F_SETFL, O_APPEND), "fcntl");
   if (realOutput < 0) realOutput = checked(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3), "dup");
   journalFile = file_;

@@ -2,8 +2,8 @@
 // standard output, and every call that it makes on the recording platform.
 //
 // While a journal lives, standard output goes into it, byte for byte. Lines and calls share one
-// file in memory, which also keeps what a child process did before it ended: a death test can look
-// at it afterwards. One journal at a time; any thread may write to it.
+// file without a name, which also keeps what a child process did before it ended: a death test can
+// look at it afterwards. One journal at a time; any thread may write to it.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
-// The wall clock of this process, as a test sets it. What is driven is the C library's clock, from
-// which the code under test takes the time of day.
+// The wall clock of this process, as a test sets it. What is driven is std::chrono::system_clock,
+// from which the code under test takes the time of day.
 #pragma once
 
 #include <cstdint>

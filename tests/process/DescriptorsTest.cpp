@@ -18,6 +18,12 @@ namespace {
 using support::BridgeProcess;
 using support::ProcessEnd;
 
+// Where the system does not tell, what the programs do without a descriptor is all that is looked
+// at.
+bool isToldWhatIsOpen() {
+  return std::filesystem::exists("/proc/self/fd");
+}
+
 // Waits until the program has this file open under this number, as it may be that of a library for
 // as long as the program is being loaded.
 bool opens(const BridgeProcess& program, int descriptor, std::string_view file) {
@@ -50,8 +56,10 @@ class StartedWithout : public testing::TestWithParam<int> {
                 isClosed(1) ? std::vector<std::string>() : std::vector<std::string>{banner});
       return;
     }
-    for (const int descriptor : options().closed) {
-      EXPECT_TRUE(opens(bridge, descriptor, "/dev/null")) << descriptor;
+    if (isToldWhatIsOpen()) {
+      for (const int descriptor : options().closed) {
+        EXPECT_TRUE(opens(bridge, descriptor, "/dev/null")) << descriptor;
+      }
     }
     if (!isClosed(1)) expectLine(bridge, banner);
     ASSERT_TRUE(bridge.writeLine("one more line"));

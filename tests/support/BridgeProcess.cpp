@@ -1,5 +1,6 @@
 #include "support/BridgeProcess.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -97,6 +98,18 @@ std::size_t BridgeProcess::threadCount() const {
   std::error_code gone;
   const std::filesystem::directory_iterator tasks("/proc/" + std::to_string(id_) + "/task", gone);
   return gone ? 0 : static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
+}
+
+bool BridgeProcess::canKeepWritesApart() {
+#ifdef O_DIRECT
+  return true;
+#else
+  return false;
+#endif
+}
+
+bool BridgeProcess::canCountThreads() {
+  return std::filesystem::exists("/proc/self/task");
 }
 
 void BridgeProcess::sendSignal(int number) const {

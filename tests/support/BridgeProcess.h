@@ -41,7 +41,8 @@ struct ProcessOptions {
   Input input = Input::pipe;
 
   // packets: each write of the bridge arrives on its own and is kept in writes(), up to 4,096
-  // bytes; a longer one arrives in pieces of 4,096.
+  // bytes; a longer one arrives in pieces of 4,096. Not every system has such pipes: see
+  // BridgeProcess::canKeepWritesApart().
   enum class Output { pipe, packets };
   Output output = Output::pipe;
 
@@ -51,7 +52,8 @@ struct ProcessOptions {
   // Of the bridge's descriptors 0, 1 and 2, those that it is started without.
   std::vector<int> closed{};
 
-  // Room in the output pipe, in bytes; 0 leaves the system's (64 KiB). At least a page.
+  // Room in the output pipe, in bytes; 0 leaves the system's (64 KiB on Linux), as does a system on
+  // which it cannot be chosen. At least a page.
   std::size_t outputRoom = 0;
 };
 
@@ -123,6 +125,11 @@ class BridgeProcess {
 
   // Threads that the system counts now; 0 when the process has ended.
   std::size_t threadCount() const;
+
+  // What only Linux has, for Output::packets and for threadCount(). A test that needs it is skipped
+  // elsewhere.
+  static bool canKeepWritesApart();
+  static bool canCountThreads();
 
   void sendSignal(int number) const;
 

@@ -16,6 +16,8 @@
 
 #include "support/BridgeProcess.h"
 
+extern char** environ;  // not declared by every system
+
 namespace support {
 namespace {
 
@@ -28,9 +30,10 @@ void check(bool success, const char* what) {
   if (!success) throw std::system_error(errno, std::generic_category(), what);
 }
 
-Pipe makePipe(int flags = 0) {
+Pipe makePipe() {
   int ends[2];
-  check(::pipe2(ends, O_CLOEXEC | flags) == 0, "pipe2");
+  check(::pipe(ends) == 0, "pipe");
+  for (const int end : ends) check(::fcntl(end, F_SETFD, FD_CLOEXEC) == 0, "FD_CLOEXEC");
   return {Descriptor(ends[0]), Descriptor(ends[1])};
 }
 
@@ -40,11 +43,20 @@ void dontBlock(const Descriptor& end) {
 }
 
 Pipe makeOutput(const ProcessOptions& options) {
-  Pipe pipe = makePipe(options.output == ProcessOptions::Output::packets ? O_DIRECT : 0);
+  Pipe pipe = makePipe();
+  if (options.output == ProcessOptions::Output::packets) {
+#ifdef O_DIRECT
+    check(::fcntl(pipe.writing.number(), F_SETFL, O_DIRECT) == 0, "O_DIRECT");
+#else
+    throw std::system_error(ENOTSUP, std::generic_category(), "packets");
+#endif
+  }
+#ifdef F_SETPIPE_SZ
   if (options.outputRoom != 0) {
     const int size = ::fcntl(pipe.writing.number(), F_SETPIPE_SZ, options.outputRoom);
     check(size >= 0, "F_SETPIPE_SZ");
   }
+#endif
   return pipe;
 }
 

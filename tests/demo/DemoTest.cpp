@@ -1,6 +1,14 @@
 // The demo as a host's child process: the bridge's place taken, its manners kept.
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
 #include "support/BridgeProcess.h"
 
 namespace {

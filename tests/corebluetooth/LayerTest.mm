@@ -372,6 +372,23 @@ TEST_F(Layer, CarriesOutWhatIsAskedWhileServicesAreInvalid) {
   EXPECT_EQ(recorder.events().size(), 3U);
 }
 
+// At every moment of that.
+TEST_F(Layer, CarriesOutWhatIsAskedWhileServicesAreFoundAgain) {
+  Air::shared().setSeed(1);
+  const auto peripheral = connected();
+  CBCharacteristic& characteristic = battery(*peripheral);
+  for (int milliseconds = 0; milliseconds < 40; ++milliseconds) {
+    Air::shared().modifyServices(*model);
+    runFor(milliseconds * 1e-3);
+    peripheral->readValue(characteristic);
+    ASSERT_TRUE(waitFor(What::value)) << milliseconds;
+    EXPECT_TRUE(recorder.last(What::value).value) << milliseconds;
+    settle();
+    EXPECT_EQ(recorder.events().size(), 1U) << milliseconds;
+    recorder.forget();
+  }
+}
+
 TEST_F(Layer, AnswersAServiceDiscoveryWhenTheLinkIsLostWhileServicesAreInvalid) {
   const auto peripheral = connected();
   battery(*peripheral);

@@ -1,6 +1,8 @@
 // A session with a Tramsel from the banner to "kill".
 #include <algorithm>
 #include <csignal>
+#include <fstream>
+#include <iostream>
 
 #include "StackTest.h"
 
@@ -145,6 +147,56 @@ TEST_F(SessionTest, StalledHostLosesNothing) {
   tramsel->control("stream off");
   EXPECT_TRUE(waitForMarker(bridge, *tramsel, 120s));
   expectAllMotions(bridge, *tramsel);
+}
+
+// A bridge that gets no processor time while a second's worth of values comes. What bluetoothd's
+// socket cannot hold meanwhile is lost to it as to any program; how much that is, the kernel's
+// setting decides which bluetoothd started with.
+class StoppedSessionTest : public StackTest {
+ protected:
+  static constexpr std::size_t kValues = 1000;
+
+  // How many of the values that were sent are not told, when all the others are, in order.
+  std::size_t lostWhileStopped() {
+    stack_.start(2);
+    const auto tramsel = startTramsel({"--rate", "1000"});
+    auto& bridge = startBridge();
+    EXPECT_TRUE(waitForMotions(bridge, 100));
+    const std::string sent = std::string("sent ") + motionUuid;
+    bridge.sendSignal(SIGSTOP);
+    EXPECT_TRUE(tramsel->waitFor(sent, tramsel->count(sent) + kValues, 120s));
+    bridge.sendSignal(SIGCONT);
+    EXPECT_TRUE(waitForMotions(bridge, 100));
+    tramsel->control("stream off");
+    EXPECT_TRUE(waitForMarker(bridge, *tramsel));
+
+    std::vector<std::string> values = tramsel->sent(motionUuid);
+    std::ranges::transform(values, values.begin(), motionFields);
+    const std::vector<std::string> told = motionsOf(bridge).fields;
+    auto next = told.begin();
+    for (const std::string& value : values) {
+      if (next != told.end() && *next == value) ++next;
+    }
+    EXPECT_TRUE(next == told.end()) << "twice, or in another order";
+    return values.size() - told.size();
+  }
+};
+
+TEST_F(StoppedSessionTest, LosesWhatTheUsualSocketCannotHold) {
+  const std::size_t lost = lostWhileStopped();
+  std::cout << "lost: " << lost << '\n';
+  EXPECT_GT(lost, kValues / 2);
+  EXPECT_LT(lost, kValues);
+}
+
+TEST_F(StoppedSessionTest, LosesNothingWhereTheSocketHoldsMore) {
+  const char* const setting = "/proc/sys/net/core/wmem_default";
+  std::string usual;
+  std::ifstream(setting) >> usual;
+  std::ofstream(setting) << 8388608;
+  const std::size_t lost = lostWhileStopped();
+  std::ofstream(setting) << usual;
+  EXPECT_EQ(lost, 0U);
 }
 
 // The link outlives a bridge that is killed, and a connected device does not advertise.

@@ -9,6 +9,7 @@
 
 #include <array>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -390,6 +391,16 @@ TEST_F(LoopOnABus, ServesNothingWhileItHoldsAllThatItMay) {
   output.drain();
   run(1s);
   EXPECT_TRUE(answered);
+}
+
+// A device may take longer over an answer than the library's 25 s.
+TEST_F(LoopOnABus, LeavesNoAnswerToTheLibrarysPatience) {
+  noteAnswer();
+  run(1s);
+  ask([](sd_bus_message* /*reply*/) {});
+  std::uint64_t time = 0;
+  ASSERT_GE(sd_bus_get_timeout(loop->useBus().get(), &time), 0);
+  EXPECT_EQ(time, std::numeric_limits<std::uint64_t>::max());
 }
 
 TEST_F(LoopOnABus, RestsThoughAMessageComesAsSoonAsItHoldsAllThatItMay) {

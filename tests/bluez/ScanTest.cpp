@@ -72,6 +72,28 @@ TEST_F(BluezScan, ReportsADeviceOnce) {
   EXPECT_EQ(reports.size(), 1U);
 }
 
+TEST_F(BluezScan, TakesANewDeviceAsItIsToldOfWithoutAskingForAll) {
+  startPoweredOn();
+  scan();
+  const std::size_t before = bluez->count("/", "GetManagedObjects");
+  bluez->add(kDevice, device("Tramsel-1"));
+  see();
+  EXPECT_EQ(reports.size(), 1U);
+  EXPECT_EQ(bluez->count("/", "GetManagedObjects"), before);
+}
+
+// Where it cannot run, each call would start it for the bus, and wait.
+TEST_F(BluezScan, AsksBluezWithoutStartingIt) {
+  startPoweredOn();
+  bool mayStart = true;
+  bluez->on(kAdapter, "StartDiscovery", [&](OwnedMessage call) {
+    mayStart = sd_bus_message_get_auto_start(call.get()) != 0;
+    bluez->reply(call);
+  });
+  scan();
+  EXPECT_FALSE(mayStart);
+}
+
 TEST_F(BluezScan, ReportsAgainWhenANameBecomesKnown) {
   bluez->objects[kDevice] = device("");
   startPoweredOn();

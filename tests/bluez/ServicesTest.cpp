@@ -19,6 +19,8 @@ class BluezServices : public BluezTest {
     ASSERT_TRUE(waitUntil([&] { return serviceAnswers.size() == before + 1; }));
   }
 
+  std::size_t snapshots() const { return bluez->count("/", "GetManagedObjects"); }
+
   std::vector<CBUUID> found() const {
     std::vector<CBUUID> uuids;
     for (const auto* each : *peripheral->services()) uuids.push_back(each->UUID());
@@ -28,13 +30,32 @@ class BluezServices : public BluezTest {
 
 TEST_F(BluezServices, WaitUntilTheyAreResolved) {
   connect();
+  settle();
+  const std::size_t before = snapshots();
   peripheral->discoverServices(std::vector{kService});
   settle();
   EXPECT_TRUE(serviceAnswers.empty());
+  EXPECT_EQ(snapshots(), before);
   bluez->objects[path("/service000a")] = service(kService);
   resolve();
   ASSERT_TRUE(waitUntil([&] { return serviceAnswers.size() == 1; }));
   EXPECT_EQ(found(), std::vector{kService});
+}
+
+TEST_F(BluezServices, AreAskedForOnceThoughTheyAreToldTwiceToBeResolved) {
+  connect();
+  peripheral->discoverServices(std::vector{kService});
+  settle();
+  OwnedMessage held;
+  bluez->on("/", "GetManagedObjects", [&](OwnedMessage call) { held = std::move(call); });
+  const std::size_t before = snapshots();
+  resolve();
+  settle();
+  resolve();
+  settle();
+  EXPECT_EQ(snapshots(), before + 1);
+  bluez->replyObjects(held);
+  EXPECT_TRUE(waitUntil([&] { return serviceAnswers.size() == 1; }));
 }
 
 // The order of ServicesResolved and of the objects' own signals is not guaranteed.
@@ -188,6 +209,14 @@ TEST_F(BluezBattery, IsRead) {
   EXPECT_EQ(values(), std::vector<Bytes>{{92}});
 }
 
+TEST_F(BluezBattery, IsReadAsOftenAsItIsAskedFor) {
+  connectWithLevel(92);
+  auto& level = findLevel();
+  peripheral->readValue(level);
+  peripheral->readValue(level);
+  EXPECT_TRUE(waitUntil([&] { return valueEvents.size() == 2; }));
+}
+
 TEST_F(BluezBattery, IsFollowedWhileSubscribed) {
   connectWithLevel(92);
   auto& level = findLevel();
@@ -205,6 +234,7 @@ TEST_F(BluezBattery, IsFollowedWhileSubscribed) {
   bluez->change(kDevice, kBatteryInterface, {{"Percentage", std::uint8_t{89}}});
   settle();
   EXPECT_EQ(valueEvents.size(), 1U);
+  EXPECT_EQ(bluez->count(kDevice, "StopNotify"), 0U);  // it was none of BlueZ's subscriptions
 }
 
 }  // namespace

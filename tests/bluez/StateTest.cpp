@@ -235,6 +235,31 @@ TEST_F(BluezState, IsPoweredOffWhenBluezComesBackAndStaysUnpowered) {
   EXPECT_EQ(states.back(), CBManagerState::poweredOff);
 }
 
+TEST_F(BluezState, IsNotConcludedFromABluezThatWasBackAndIsAwayAgain) {
+  startPoweredOn();
+  bluez.reset();
+  ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
+  bluez = std::make_unique<FakeBluez>(bus);
+  bluez->objects[kAdapter] = adapter(false);
+  pass(2s);
+  settle();
+  bluez.reset();
+  pass(4s);
+  settle();
+  EXPECT_EQ(states.back(), CBManagerState::resetting);
+  EXPECT_EQ(states.size(), 2U);
+}
+
+TEST_F(BluezState, TellsOfALossOfPowerWhateverElseChangesMeanwhile) {
+  startPoweredOn();
+  for (int i = 0; i < 20; ++i) {
+    bluez->change(kAdapter, kAdapterInterface, {{"Powered", false}});
+    settle();
+  }
+  ASSERT_EQ(states.size(), 2U);
+  EXPECT_EQ(states.back(), CBManagerState::poweredOff);
+}
+
 TEST_F(BluezState, IsNotConcludedFromABluezThatIsBackAndDoesNotAnswerYet) {
   startPoweredOn();
   bluez.reset();

@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -190,6 +191,55 @@ TEST_F(BluezSubscriptionLife, IsConfirmedBeforeItsFirstValueTheSecondTimeToo) {
   setNotify(true);
   ASSERT_TRUE(waitUntil([&] { return told.size() == 2; }));
   EXPECT_EQ(told, (std::vector<std::string>{"confirmed", "value"}));
+}
+
+TEST_F(BluezSubscriptionLife, IsConfirmedBeforeItsFirstValueAlsoBehindARefusedOne) {
+  bluez->on(stream, "AcquireNotify", [this](OwnedMessage call) {
+    bluez->refuse(call, "org.bluez.Error.Failed", "Operation failed with ATT error: 0x05");
+  });
+  peripheral->setNotifyValue(true, at(kStream));
+  ASSERT_TRUE(waitUntil([&] { return confirmations.size() == 1; }));
+  told.clear();
+  bluez->on(stream, "StartNotify", [&](OwnedMessage call) {
+    signal({1});
+    bluez->reply(call);
+  });
+  listen();
+  ASSERT_TRUE(waitUntil([&] { return told.size() == 2; }));
+  EXPECT_EQ(told, (std::vector<std::string>{"confirmed", "value"}));
+}
+
+TEST_F(BluezSubscriptionLife, IsMadeOnceAndConfirmedAsOftenAsItIsAskedFor) {
+  acquire();
+  setNotify(true);
+  EXPECT_EQ(bluez->count(stream, "AcquireNotify"), 1U);
+}
+
+TEST_F(BluezSubscriptionLife, IsEndedOnlyWhereThereIsOne) {
+  setNotify(false);
+  EXPECT_EQ(bluez->count(stream, "StopNotify"), 0U);
+  EXPECT_EQ(bluez->count(stream, "Get"), 0U);
+}
+
+// That BlueZ answers the question shows that it has seen the end.
+TEST_F(BluezSubscriptionLife, EndsBeforeBluezIsAskedWhetherItHasSeenIt) {
+  acquire();
+  OwnedMessage question;
+  bluez->on(stream, "Get", [&](OwnedMessage call) { question = std::move(call); });
+  peripheral->setNotifyValue(false, at(kStream));
+  ASSERT_TRUE(waitUntil([&] { return question != nullptr; }));
+  pollfd end{socket, 0, 0};
+  poll(&end, 1, 0);
+  EXPECT_NE(end.revents & POLLHUP, 0);
+  EXPECT_EQ(bluez->count(stream, "StopNotify"), 0U);
+}
+
+TEST_F(BluezSubscriptionLife, TakesValuesOfNobodyButBluez) {
+  listen();
+  signalFromAnother(stream.c_str(), "org.freedesktop.DBus.Properties", "PropertiesChanged",
+                    "sa{sv}as", kCharacteristicInterface, 1, "Value", "ay", 1, 9, 0);
+  settle();
+  EXPECT_TRUE(valueEvents.empty());
 }
 
 TEST_F(BluezSubscriptionLife, LeavesNoValueOfARefusedOneToTheNext) {

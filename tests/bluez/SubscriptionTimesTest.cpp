@@ -1,0 +1,206 @@
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "BluezTest.h"
+
+namespace bluez_tests {
+namespace {
+
+using namespace std::chrono_literals;
+
+// How long a subscription may take, whatever else happens meanwhile. The device decides when the
+// test says so, and BlueZ answers the question whether it has read the call. That other requests go
+// on shows that it is late.
+class BluezSubscriptionTimes : public BluezTest {
+ protected:
+  void SetUp() override {
+    connectAndDiscover();
+    for (const auto& [path, call] :
+         {std::pair(stream, &acquire), std::pair(other, &acquireOther)}) {
+      bluez->on(path, "AcquireNotify",
+                [held = call](OwnedMessage asked) { *held = std::move(asked); });
+    }
+    bluez->on(stream, "StartNotify",
+              [this](OwnedMessage asked) { startNotify = std::move(asked); });
+    for (const std::string& path : {stream, std::string(kDevice)}) {
+      bluez->on(path, "Get", [this](OwnedMessage asked) {
+        questions.push_back(std::move(asked));
+        if (!holdsQuestions) answerQuestions();
+      });
+    }
+  }
+  void TearDown() override {
+    for (const int socket : sockets) close(socket);
+  }
+
+  // In steps, so that each timer rings in its time.
+  void letPass(std::chrono::seconds time) {
+    settle();
+    for (; time > 0s; time -= 1s) {
+      leap(1s);
+      settle();
+    }
+  }
+
+  // That they are answered is all that counts.
+  void answerQuestions() {
+    for (const OwnedMessage& each : questions) {
+      bluez->refuse(each, SD_BUS_ERROR_FAILED, "of no interest");
+    }
+    questions.clear();
+  }
+
+  void subscribe(const platform::CBUUID& uuid) { peripheral->setNotifyValue(true, at(uuid)); }
+  void confirm(const OwnedMessage& call) { sockets.push_back(bluez->replySocket(call)); }
+  void refuseSocket() {
+    bluez->refuse(acquire, "org.bluez.Error.NotSupported", "Operation is not supported");
+    settle();
+    ASSERT_NE(startNotify, nullptr);
+  }
+
+  // Late after 5 s, and refused 30 s after that.
+  void makeLate() {
+    subscribe(kStream);
+    letPass(6s);
+    ASSERT_TRUE(goesOn());
+    told.clear();
+  }
+
+  // Whether a request that comes now is carried out.
+  bool goesOn() {
+    const std::size_t before = bluez->count(other, "ReadValue");
+    peripheral->readValue(at(kOther));
+    settle();
+    return bluez->count(other, "ReadValue") > before;
+  }
+
+  const std::string stream = std::string(kDevice) + "/service000a/char000b";
+  const std::string other = std::string(kDevice) + "/service000a/char000d";
+  bool holdsQuestions = false;
+  std::vector<OwnedMessage> questions;
+  OwnedMessage acquire;
+  OwnedMessage acquireOther;
+  OwnedMessage startNotify;
+  std::vector<int> sockets;
+};
+
+TEST_F(BluezSubscriptionTimes, BeginWhenBluezHasReadTheCall) {
+  holdsQuestions = true;
+  subscribe(kStream);
+  letPass(8s);
+  EXPECT_FALSE(goesOn());
+  holdsQuestions = false;
+  answerQuestions();
+  letPass(6s);
+  EXPECT_EQ(bluez->count(other, "ReadValue"), 1U);
+}
+
+TEST_F(BluezSubscriptionTimes, BeginAnewWithTheOtherWayToSubscribe) {
+  subscribe(kStream);
+  letPass(3s);
+  holdsQuestions = true;
+  refuseSocket();
+  letPass(4s);
+  EXPECT_FALSE(goesOn());
+}
+
+TEST_F(BluezSubscriptionTimes, OfALateOneAreLongWithTheOtherWayToo) {
+  makeLate();
+  refuseSocket();
+  letPass(20s);
+  EXPECT_TRUE(told.empty());
+  bluez->reply(startNotify);
+  settle();
+  EXPECT_EQ(told, std::vector<std::string>{"confirmed"});
+}
+
+TEST_F(BluezSubscriptionTimes, DoNotBeginByWhatTheDeviceDecidesBeforeBluezHasReadTheCall) {
+  makeLate();
+  subscribe(kOther);
+  settle();
+  holdsQuestions = true;
+  refuseSocket();
+  confirm(acquireOther);
+  settle();
+  const std::size_t asked = bluez->count(stream, "Get");
+  letPass(32s);
+  EXPECT_EQ(bluez->count(stream, "Get"), asked);
+}
+
+TEST_F(BluezSubscriptionTimes, AreShortForOneThatIsNotLateThoughALateOneIsDecided) {
+  makeLate();
+  subscribe(kOther);
+  letPass(3s);
+  confirm(acquire);
+  letPass(3s);
+  EXPECT_TRUE(goesOn());
+}
+
+// The device answers one request after the other: its answer to the late one was not due before.
+TEST_F(BluezSubscriptionTimes, BeginAnewForALateOneWhenAnotherIsDecided) {
+  makeLate();
+  subscribe(kOther);
+  letPass(25s);
+  confirm(acquireOther);
+  letPass(25s);
+  EXPECT_EQ(told, std::vector<std::string>{"confirmed"});
+  letPass(10s);
+  EXPECT_EQ(told, (std::vector<std::string>{"confirmed", "refused"}));
+}
+
+TEST_F(BluezSubscriptionTimes, OfALateOneAreNoReasonToHoldAnotherBack) {
+  makeLate();
+  subscribe(kOther);
+  settle();
+  EXPECT_NE(acquireOther, nullptr);
+}
+
+TEST_F(BluezSubscriptionTimes, EndWithTheRefusalThatTheLateAnswerDoesNotChange) {
+  makeLate();
+  const std::size_t asked = bluez->count(kDevice, "Get");
+  letPass(28s);
+  holdsQuestions = true;
+  letPass(4s);
+  // Two whether BlueZ has an answer, and then whether the link holds.
+  for (int i = 0; i < 2; ++i) {
+    answerQuestions();
+    settle();
+  }
+  ASSERT_EQ(bluez->count(kDevice, "Get"), asked + 1);
+  confirm(acquire);
+  settle();
+  answerQuestions();
+  settle();
+  EXPECT_EQ(told, std::vector<std::string>{"refused"});
+}
+
+TEST_F(BluezSubscriptionTimes, EndWithTheRefusalAlsoWhileTheLinkIsInQuestion) {
+  subscribe(kStream);
+  letPass(4s);
+  holdsQuestions = true;
+  bluez->refuse(acquire, "org.bluez.Error.Failed", "Operation failed with ATT error: 0x05");
+  letPass(3s);
+  EXPECT_FALSE(goesOn());
+  answerQuestions();
+  settle();
+  EXPECT_EQ(told, std::vector<std::string>{"refused"});
+  EXPECT_EQ(bluez->count(other, "ReadValue"), 1U);
+}
+
+// It is the device's own: no read has asked for it.
+TEST_F(BluezSubscriptionTimes, DoNotCostAValueThatCameDuringARefusedRead) {
+  makeLate();
+  refuseSocket();
+  bluez->on(stream, "ReadValue", [this](OwnedMessage call) {
+    bluez->signalChange(stream, kCharacteristicInterface, {{"Value", Bytes{7}}});
+    bluez->refuse(call, "org.bluez.Error.Failed", "Failed");
+  });
+  peripheral->readValue(at(kStream));
+  settle();
+  bluez->reply(startNotify);
+  settle();
+  EXPECT_EQ(values(), std::vector<Bytes>{{7}});
+}
+
+}  // namespace
+}  // namespace bluez_tests

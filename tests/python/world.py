@@ -1,0 +1,69 @@
+#!/usr/bin/env python3
+"""What bridges write in sessions of the world, with devices and a stack that misbehave: the reader
+finds each line whole and knows each message, and nothing makes it lose trust."""
+
+import os
+import re
+import subprocess
+import unittest
+
+import place  # noqa: F401  (where the package is)
+
+from vornix_host import DamagedLine, LineReader, LogEntry, Payload, UnknownMessage, decode
+from vornix_host.commands import CommandError, check
+from vornix_host.life import Life
+
+WORLD = os.environ["VORNIX_WORLD"]
+SEEDS = range(1, 41)
+BANNER = "Demarrage de Vornix"
+# What it prints of a line: "   1.046692  > <@ : text>", the time of the log taken out.
+WRITTEN = re.compile(rb" *\d+\.\d+  > (.*)", re.DOTALL)
+COMMAND = re.compile(rb" *\d+\.\d+  < (.*)", re.DOTALL)
+# Or of anything else: a document's own line feeds do not look like this.
+PRINTED = re.compile(rb"^(?= *\d+\.\d{6}  )", re.MULTILINE)
+
+
+def session(seed):
+    """What passed between the host and its bridges: ("<" or ">", the bytes)."""
+    done = subprocess.run([WORLD, "--seed", str(seed)], capture_output=True, check=True)
+    for printed in PRINTED.split(done.stdout):
+        if written := WRITTEN.fullmatch(printed.rstrip(b"\n")):
+            line = written[1].replace(b"<@ : ", b"<@12:34:56.789 : ", 1)
+            yield ">", line + b"\n"
+        elif command := COMMAND.fullmatch(printed.rstrip(b"\n")):
+            yield "<", command[1]
+
+
+class Sessions(unittest.TestCase):
+    def play(self, seed, kinds):
+        life = Life()
+        for way, data in session(seed):
+            if way == "<":
+                try:
+                    check(data.decode())
+                    life.note_sent(data.decode())
+                except CommandError:
+                    pass  # the bridge ends by it
+                continue
+            reader = LineReader()
+            found = [*reader.feed(data), *reader.finish()]
+            self.assertEqual(len(found), 1, data)
+            self.assertNotIsInstance(found[0], DamagedLine, data)
+            if isinstance(found[0], LogEntry) and found[0].text.startswith(BANNER):
+                life = Life()
+            event = decode(found[0].text) if isinstance(found[0], Payload) else found[0]
+            kinds.add(type(event).__name__)
+            told = life.note(event.received(0.0, 0.0))
+            self.assertEqual(life.why_distrusted, "", data)
+            self.assertFalse([one for one in told if isinstance(one, UnknownMessage)], data)
+
+    def test_are_read(self):
+        kinds = set()
+        for seed in SEEDS:
+            with self.subTest(seed=seed):
+                self.play(seed, kinds)
+        self.assertGreaterEqual(len(kinds), 12, kinds)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -343,6 +343,7 @@ std::string behind(Words damage) {
 TEST(BridgeWithADocument, IsBelievedInNothingBehindWhatMayBeItsText) {
   const std::string damaged = "damaged output may be the text of a document";
   const std::string isNoJson = "a document is no JSON";
+  const std::string isTwice = "a device is told of twice, as only the text of a document does";
   const std::string near(65529, 'x');
   const std::vector<std::pair<Words, std::string>> cases{
       {{plain("<PJSON;{\"a\":1")}, damaged},
@@ -354,6 +355,7 @@ TEST(BridgeWithADocument, IsBelievedInNothingBehindWhatMayBeItsText) {
       {{"message=PJSON;[NaN];"}, isNoJson},
       {{"message=PJSON;[1];", plain("rest of it\n")}, damaged},
       {{"message=PJSON;[1];", "log=" + near, plain("y\n")}, damaged},
+      {{"message=PJSON;[1];", "message=C;5;0;6;2;3;4;5;"}, isTwice},
   };
   for (const auto& [steps, why] : cases) {
     EXPECT_EQ(behind(steps), "trust lost: " + why + ", 0, " + why) << steps.front();

@@ -446,6 +446,8 @@ class OverABridgeWithADocument(Limited):
         "damage behind a document": ["message=PJSON;[1];", plain("rest of it\n"), *FORGED],
         "damage far behind a document": [
             "message=PJSON;[1];", "log=" + 65529 * "x", plain("y\n"), *FORGED],
+        "a device that is told of twice": [
+            "message=PJSON;[1];", "message=C;5;0;6;2;3;4;5;", *FORGED],
     }  # fmt: skip
 
     async def test_believes_nothing_behind_what_may_be_its_text(self):

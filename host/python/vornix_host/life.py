@@ -29,6 +29,7 @@ class Life:
         self.has_no_document = False  # nor will it
         self.why_distrusted = ""  # as TrustLost has it; empty while the bridge is believed
         self._was_reset = False  # the radio: whoever was found is lost
+        self._told: Set[str] = set()  # the families of all devices, lost ones among them
         self._failed: Set[str] = set()  # devices, before their services were known; by family
         self._accepted: List[str] = []  # the devices' names
         self._heard: Dict[str, float] = {}  # when each stream was last heard, monotonic clock
@@ -59,6 +60,8 @@ class Life:
             return "damaged output may be the text of a document"
         if isinstance(event, m.FenwixJson) and event.text and not _is_json(event.text):
             return "a document is no JSON"
+        if isinstance(event, m.Message) and DEVICES.get(type(event)) in self._told:
+            return "a device is told of twice, as only the text of a document does"
         return ""
 
     def _note_document(self, event: m.FenwixJson) -> Event:
@@ -73,6 +76,8 @@ class Life:
             if isinstance(probe, m.ProbeFound):
                 object.__setattr__(event, "model", probe.model)
         device = DEVICES.get(type(event))
+        if device:
+            self._told.add(device)
         if device and device not in self._failed:  # the log overtakes messages
             self.devices[device] = event
         stream, stop = _stream_of(event)

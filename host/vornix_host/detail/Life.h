@@ -81,8 +81,18 @@ class Life {
     Time when;
   };
 
+  // Whether such a message comes once from each device: that it is found, or ready.
+  template <typename Kind>
+  static constexpr bool isOfDevice() {
+    if constexpr (requires { Form<Kind>::role; }) {
+      return Form<Kind>::role == Role::found || Form<Kind>::role == Role::ready;
+    }
+    return false;
+  }
+
   template <typename Kind>
   void noteDevice(const Kind& message, Time when) {
+    if constexpr (isOfDevice<Kind>()) told_.push_back(*Form<Kind>::family);
     if constexpr (requires { Form<Kind>::role; }) {
       if (Form<Kind>::role == Role::ready) noteReady(*Form<Kind>::family);
       if constexpr (!Form<Kind>::streams.empty()) noteHeard(streamOf(message), when);
@@ -115,7 +125,14 @@ class Life {
     if (document != nullptr && !document->text.empty() && !Json::is(document->text)) {
       return "a document is no JSON";
     }
-    return {};
+    const bool isAgain = std::visit([this](const auto& kind) { return wasTold(kind); }, message);
+    return isAgain ? "a device is told of twice, as only the text of a document does" : "";
+  }
+
+  template <typename Kind>
+  bool wasTold(const Kind& /*message*/) const {
+    if constexpr (isOfDevice<Kind>()) return std::ranges::count(told_, *Form<Kind>::family) > 0;
+    return false;
   }
 
   void noteLog(const std::string& text) {
@@ -156,6 +173,7 @@ class Life {
   }
 
   std::vector<Needs> ready_;
+  std::vector<Family> told_;  // of all devices, lost ones among them
   bool awaitsDocument_ = false;
   bool wasReset_ = false;
   std::vector<std::string> accepted_;  // the devices' names

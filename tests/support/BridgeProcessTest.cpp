@@ -64,6 +64,8 @@ TEST(BridgeProcess, WritesToAndReadsFromTheProgram) {
 TEST(BridgeProcess, CountsThreads) {
   if (!BridgeProcess::canCountThreads()) GTEST_SKIP() << "this system does not tell";
   BridgeProcess cat("/bin/cat");
+  EXPECT_TRUE(cat.writeLine("<C;3;0;4A3D>"));
+  EXPECT_TRUE(cat.waitForMessage("C;3;0;"));  // it is no copy of this program any more
   EXPECT_EQ(cat.threadCount(), 1U);
   cat.closeInput();
   EXPECT_TRUE(cat.waitForEnd());

@@ -20,7 +20,8 @@ OPTIONS = [
     "-G", "Ninja",
     "-DCMAKE_BUILD_TYPE=Debug",
     "-DCMAKE_CXX_FLAGS_DEBUG=",  # neither optimized nor with debug information
-    "-DCMAKE_CXX_FLAGS=-w -O0",
+    # The library looks whether what is taken out of a container is there.
+    "-DCMAKE_CXX_FLAGS=-w -O0 -D_GLIBCXX_ASSERTIONS",
 ]  # fmt: skip
 
 

@@ -250,7 +250,7 @@ TEST_F(BluezState, IsNotConcludedFromABluezThatWasBackAndIsAwayAgain) {
   EXPECT_EQ(states.size(), 2U);
 }
 
-TEST_F(BluezState, TellsOfALossOfPowerWhateverElseChangesMeanwhile) {
+TEST_F(BluezState, TellsOfALossOfPowerInTimeHoweverOftenItIsTold) {
   startPoweredOn();
   for (int i = 0; i < 20; ++i) {
     bluez->change(kAdapter, kAdapterInterface, {{"Powered", false}});

@@ -1,5 +1,5 @@
 # What a mistake in the code may not become: a program that others can steer. For everything that is
-# shipped; tests/hardening looks at the built programs. A build with sanitizers goes without, since
+# shipped; tests/package/hardening looks at the built programs. A build with sanitizers goes without, since
 # these have their own means.
 include(CheckPIESupported)
 check_pie_supported()

@@ -37,19 +37,19 @@ DEVICES_AS_EXAMPLES = {
         bench/core/ValueToLine.cpp scope/bench/run""",
     "plays sessions and faults with the devices that suit them": """
         scope/tests/StateTest.cpp scope/tests/page.py tests/corebluetooth/SessionTest.cpp
-        tests/demo/DemoTest.cpp tests/documents/transcripts.py tests/fuzz/FakeStack.cpp
-        tests/fuzz/names.dict tests/host/BridgeTest.cpp tests/host/DecodeTest.cpp tests/oracle/OracleTest.cpp
+        tests/process/demo/DemoTest.cpp tests/documents/transcripts.py tests/fuzz/FakeStack.cpp
+        tests/fuzz/names.dict tests/hosts/cpp/BridgeTest.cpp tests/hosts/cpp/DecodeTest.cpp tests/oracle/OracleTest.cpp
         tests/process/DeviceTest.cpp tests/process/HardStopTest.cpp tests/process/OutputTest.cpp
-        tests/process/Scenario.cpp tests/process/Scenario.h tests/python/bridge.py
-        tests/python/command_line.py tests/stack/FamiliesTest.cpp tests/subject/Plays.cpp
-        tests/unit/HostCommandsTest.cpp""",
+        tests/process/Scenario.cpp tests/process/Scenario.h tests/hosts/python/bridge.py
+        tests/hosts/python/command_line.py tests/stack/FamiliesTest.cpp tests/oracle/subject/Plays.cpp
+        tests/unit/core/HostCommandsTest.cpp""",
     "says which families end the scan, and that they alone do": """
-        src/RunLoop.h tests/unit/RunLoopTest.cpp""",
+        src/RunLoop.h tests/unit/core/RunLoopTest.cpp""",
     "explains, with a device where one is needed": """
         docs/architecture.md docs/troubleshooting.md host/python/README.md
         host/python/vornix_host/bridge.py""",
     "says which the maker's first devices are": """
-        tests/unit/GattIdentifiersTest.cpp tests/unit/ComBLETest.cpp""",
+        tests/unit/core/GattIdentifiersTest.cpp tests/unit/core/ComBLETest.cpp""",
     "is about these recipes": "tests/documents/recipes.py",
 }
 
@@ -66,7 +66,7 @@ COMMANDS_AS_EXAMPLES = {
 }
 
 PLATFORMS_AS_EXAMPLES = {
-    "plants includes": "tests/unit/LayeringTest.cpp",
+    "plants includes": "tests/unit/core/LayeringTest.cpp",
     "compares with the other system": "docs/platforms/macos.md",
     "is about these recipes": "tests/documents/recipes.py",
 }

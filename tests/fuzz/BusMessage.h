@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "tests/subject/Choices.h"
+#include "tests/oracle/subject/Choices.h"
 
 namespace fuzz {
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "tests/fuzz/BusMessage.h"
-#include "tests/subject/Choices.h"
+#include "tests/oracle/subject/Choices.h"
 
 namespace fuzz {
 

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <span>
 
-#include "tests/subject/Plays.h"
+#include "tests/oracle/subject/Plays.h"
 
 namespace fuzz {
 

@@ -65,11 +65,11 @@ class Sessions(Program):
         return failed.group(0) if failed else ""
 
 
-BLUEZ = Program("bluez_tests", "tests/bluez", parts=10)
+BLUEZ = Program("bluez_tests", "tests/unit/bluez", parts=10)
 CONTRACT = Program("contract-played", "tests/contract")
-UNIT = Program("unit_tests", "tests/unit")
+UNIT = Program("unit_tests", "tests/unit/core")
 ORACLE = Program("oracle_tests", "tests/oracle", arguments=("--values=2000",))
-SHARED = Program("shared_tests", "tests/shared")
+SHARED = Program("shared_tests", "tests/unit/shared")
 PROCESS = Program("process_tests", "tests/process", parts=4)
 WORLD = Sessions("world", "tests/world", arguments=("--count", "200"))
 

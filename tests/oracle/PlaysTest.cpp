@@ -10,7 +10,7 @@
 #include "tests/oracle/Commands.h"
 #include "tests/oracle/Draw.h"
 #include "tests/oracle/Identifiers.h"
-#include "tests/subject/Plays.h"
+#include "tests/oracle/subject/Plays.h"
 
 namespace oracle {
 namespace {

@@ -6,7 +6,7 @@
 
 #include "tests/oracle/Draw.h"
 #include "tests/oracle/Identifiers.h"
-#include "tests/subject/Plays.h"
+#include "tests/oracle/subject/Plays.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 // In the sanitizers' library; GCC 12 comes without the header.

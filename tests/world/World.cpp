@@ -15,7 +15,7 @@
 #include "RunLoop.h"
 #include "Utils.h"
 #include "platform/bluez/BluezPlatform.h"
-#include "tests/subject/Endings.h"
+#include "tests/oracle/subject/Endings.h"
 
 namespace world {
 

@@ -1,0 +1,30 @@
+// Runs the tests, with the framework's own reports kept out of the journals: the code under test
+// and the framework write to the same standard output.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+#include "tests/unit/core/support/Journal.h"
+
+namespace {
+
+class BeforeReport final : public testing::EmptyTestEventListener {
+  void OnTestPartResult(const testing::TestPartResult&) override { unit::suspendJournal(); }
+};
+
+class AfterReport final : public testing::EmptyTestEventListener {
+  void OnTestPartResult(const testing::TestPartResult&) override { unit::resumeJournal(); }
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::setbuf(stdout, nullptr);
+  testing::InitGoogleTest(&argc, argv);
+  auto& listeners = testing::UnitTest::GetInstance()->listeners();
+  auto* printer = listeners.Release(listeners.default_result_printer());
+  listeners.Append(new BeforeReport);
+  listeners.Append(printer);
+  listeners.Append(new AfterReport);
+  return RUN_ALL_TESTS();
+}

@@ -5,13 +5,14 @@ import { Commands } from "./commands.js";
 import { Data } from "./data.js";
 import { documentText, follow } from "./feed.js";
 import { Log } from "./log.js";
-import { Plots } from "./plots.js";
+import { MOST_COLUMNS, Plots } from "./plots.js";
 import { save, tableOf } from "./table.js";
 import { showTree } from "./tree.js";
 import { endingWords } from "./words.js";
 
 const at = (id) => document.getElementById(id);
 const LEAST_FRAME = 30;  // milliseconds: about as many pictures a second as are worth it
+const LEAST_COLUMNS = MOST_COLUMNS / 4;
 
 // The span of time that all curves show, and the cursor.
 class View {
@@ -69,7 +70,9 @@ class Page {
     this.drawn = 0;
     this.nextFrame = 0;
     this.painted = new MessageChannel();
+    this.columns = MOST_COLUMNS;  // of a picture that moves
     this.pictures = 0;      // that are there to be seen
+    this.sinceChange = [];  // costs of moving pictures
     this.frames = [];       // milliseconds between pictures, the latest thousand
     this.costs = [];        // milliseconds until they were painted, the latest thousand
     this.connectControls();
@@ -128,11 +131,12 @@ class Page {
     at("empty").hidden = this.plots.plots.size > 0;
     const [from, to] = this.view.shown(this.now() / 1e6);
     const begin = performance.now();
-    this.plots.draw(from, to, this.view.cursor);
+    // One that stands still has all its detail, however long it takes.
+    this.plots.draw(from, to, this.view.cursor, isMoving ? this.columns : MOST_COLUMNS);
     // The browser paints after this, and without a graphics processor that is most of the work. What
     // is asked for here comes when it has painted.
     this.nextFrame = Infinity;
-    this.painted.port1.onmessage = () => this.didPaint(performance.now() - begin);
+    this.painted.port1.onmessage = () => this.didPaint(performance.now() - begin, isMoving);
     this.painted.port2.postMessage(null);
     const isFollowing = this.view.span === null;
     at("live").hidden = isFollowing;
@@ -140,14 +144,26 @@ class Page {
     at("pause").textContent = isFollowing ? "Pause" : "Go on";
   }
 
-  // A picture that takes long leaves two thirds of the time to everything else: the page stays usable
-  // on a slow or busy machine.
-  didPaint(cost) {
+  // On a slow or busy machine moving pictures get coarser, in few steps, since each makes the curves
+  // jump. One that takes long all the same leaves two thirds of the time to everything else, and the
+  // page stays usable.
+  didPaint(cost, isMoving) {
     this.pictures += 1;
     this.costs.push(cost);
     if (this.costs.length > 1000) this.costs.shift();
+    if (isMoving) this.adaptColumns(cost);
     const excess = Math.max(0, cost - LEAST_FRAME / 2);
     this.nextFrame = Math.max(this.drawn + LEAST_FRAME - 8, performance.now() + 2 * excess);
+  }
+
+  // By the costs since the last change: one slow picture says nothing.
+  adaptColumns(cost) {
+    this.sinceChange.push(cost);
+    if (this.sinceChange.length < 9) return;
+    const usual = this.sinceChange.sort((a, b) => a - b)[4];
+    this.sinceChange = [];
+    if (usual > LEAST_FRAME / 2 && this.columns > LEAST_COLUMNS) this.columns /= 2;
+    else if (usual < LEAST_FRAME / 5 && this.columns < MOST_COLUMNS) this.columns *= 2;
   }
 
   showFacts() {

@@ -10,7 +10,7 @@ Dygraph.PLUGINS = Dygraph.PLUGINS.filter((plugin) => plugin !== Dygraph.Plugins.
 
 // A plot shows so many columns of values at most: of each column the least and the greatest, so that
 // no peak is lost however long the span is.
-const MOST_COLUMNS = 700;
+export const MOST_COLUMNS = 700;
 
 // The one width that a browser without a graphics processor draws as a line, and does not fill as an
 // area: a wider one takes four to six times as long.
@@ -144,8 +144,9 @@ class Plot {
     return this.stream.channels.map((_, i) => style.getPropertyValue(`--curve-${i + 1}`).trim());
   }
 
-  draw(from, to) {
-    const rows = rowsOf(this.data.series(this.stream.name), from, to, this.isOn, this.scale);
+  draw(from, to, columns) {
+    const series = this.data.series(this.stream.name);
+    const rows = rowsOf(series, from, to, this.isOn, this.scale, columns);
     // An empty plot is not drawn at all by the library: two rows of nothing keep its frame.
     const nothing = this.stream.channels.map(() => null);
     const file = rows.length > 0 ? rows : [[from, ...nothing], [to, ...nothing]];
@@ -287,10 +288,10 @@ export class Plots {
     }
   }
 
-  draw(from, to, cursor) {
+  draw(from, to, cursor, columns) {
     for (const plot of this.plots.values()) {
       if (!plot.isInSight) continue;
-      plot.draw(from, to);
+      plot.draw(from, to, columns);
       plot.showCursor(cursor, to);
     }
   }

@@ -145,7 +145,7 @@ class Values(PageTest):
         self.assertEqual(rising[-1], 9999)
         self.assertEqual(set(off), {None})
 
-    def test_are_drawn_less_often_where_painting_takes_long(self):
+    def test_are_drawn_less_often_and_coarser_where_painting_takes_long(self):
         session = self.open(DEMO, "--devices", "tramsel", ready="scope.plots.plots.size > 0")
         # After drawing, and before the picture is there, as painting is. What draws then changes the
         # size that is watched.
@@ -160,13 +160,21 @@ class Values(PageTest):
             }).observe(box);
             const draw = scope.plots.draw.bind(scope.plots);
             scope.plots.draw = (...view) => {
+              globalThis.columns = view.at(-1);
               if (painted) pauses.push(performance.now() - painted);
               draw(...view);
               box.style.height = `${pauses.length + 1}px`;
             };""")
         pauses = BROWSER.wait("pauses.length > 5 && pauses")
         self.assertGreater(min(pauses[1:]), 80)
+        # And coarser, but for a picture that stands still.
+        BROWSER.wait("columns === 175")
+        BROWSER.run("scope.view.zoomTo(0, 1)")
+        BROWSER.wait("columns === 700")
+        BROWSER.run("scope.view.follow()")
+        BROWSER.wait("columns === 175")
         session.end()
+
 
 class Controls(PageTest):
     def test_do_what_they_say(self):

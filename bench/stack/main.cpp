@@ -238,7 +238,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
-  const unsigned rounds = argc > 1 ? lab::toNumber(argv[1]).value_or(0) : 3;
+  const unsigned rounds = argc > 1 ? lab::toNumber(argv[1]).value_or(0) : 1;
   try {
     measureAll(rounds, clientsNamed(argc > 2 ? argv[2] : ""));
   } catch (const std::exception& failure) {

@@ -2,8 +2,9 @@
 // with reads, writes and subscriptions. The same models run as real peripherals on a controller of
 // their own (vornix-lab) and on the simulated platform (the demo, the tests).
 //
-// A model runs on one thread, the host's, which makes every call below and passes the time in. It
-// encodes its values on its own and shares no code with the bridge.
+// A model is passive: the program that runs it (vornix-lab, the simulated platform, a test) makes
+// every call below on one thread and passes the time in. A model encodes its values itself and
+// shares no code with the bridge.
 #pragma once
 
 #include <chrono>
@@ -52,18 +53,18 @@ using ReadResult = std::variant<Bytes, AttError>;
 // The link to the central, as the device sees it. Given to the model while one is connected.
 class Link {
  public:
-  // Sends one notification (or indication): 0 to 514 bytes, as far as the link's packet size
-  // allows; what is longer is cut. A characteristic that is not subscribed: taken and not sent.
-  // False when the link has no room now: the value was not taken and is to be offered again at the
-  // next advance(), which the host calls as soon as there is room.
+  // Sends one notification (or indication). A real link cuts a value that is longer than
+  // largestNotification(); the simulated platform delivers it whole. A value of a characteristic
+  // that is not subscribed is dropped, with the result true. False when the link has no room now:
+  // the value is to be offered again at the next advance(), which comes as soon as there is room.
   virtual bool notify(CharacteristicIndex characteristic, std::span<const std::uint8_t> value) = 0;
 
-  // Largest value that one notification carries: the exchanged ATT MTU less 3.
+  // Largest value that one notification carries, in bytes: the exchanged ATT MTU less 3.
   virtual std::size_t largestNotification() const = 0;
 
-  // Takes a service out of the tree until the link ends: its attributes are gone, its values are no
-  // longer sent. Returns its handles as the Service Changed characteristic tells them; nothing when
-  // the tree has no such service.
+  // Removes a service from the GATT tree until the link ends: its attributes are gone, its values
+  // are no longer sent. Returns the value of a Service Changed indication about it (first and last
+  // handle, little-endian); nothing when the tree has no such service.
   virtual std::optional<Bytes> withdraw(std::string_view /*service*/) { return std::nullopt; }
 
   // Ends the link from the device's side.
@@ -80,8 +81,8 @@ class DeviceModel {
   DeviceModel& operator=(const DeviceModel&) = delete;
   virtual ~DeviceModel() = default;
 
-  // The complete local name, UTF-8; empty while the device does not tell one. It is advertised, and
-  // is the GAP device name.
+  // The complete local name, UTF-8, advertised and readable as the GAP device name; empty while the
+  // device has none.
   virtual std::string name() const = 0;
 
   // The GATT tree; while a central is connected, only Link::withdraw changes it.
@@ -96,9 +97,9 @@ class DeviceModel {
                          std::span<const std::uint8_t> value) = 0;
   virtual AttError subscribe(CharacteristicIndex characteristic, bool enabled) = 0;
 
-  // Time goes by: now counts from an arbitrary start and never decreases. The model does what is
-  // due and tells when it next has something to do (nothing: not before the next other call). The
-  // host also calls it after every other call, so that models send from here alone.
+  // Lets the model do what is due at this time, which counts from an arbitrary start and never
+  // decreases. Returns when it next has something to do; nothing when that is not before another
+  // call. It is also called after every other call, so that models send from here alone.
   virtual std::optional<Microseconds> advance(Microseconds now) = 0;
 };
 

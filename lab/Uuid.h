@@ -1,5 +1,5 @@
-// A GATT identifier as devices carry it: 16 bits on the wire when it lies in the Bluetooth base
-// range, else 128.
+// A GATT identifier (UUID): sent as 16 bits when it is built on the Bluetooth base UUID, else as
+// 128.
 #pragma once
 
 #include <array>
@@ -23,10 +23,10 @@ class Uuid {
   // From 2 or 16 bytes, least significant first.
   static std::optional<Uuid> fromWire(std::span<const std::uint8_t> bytes);
 
-  // 2 bytes in the base range, else 16; least significant first.
+  // The bytes as ATT carries them: 2 or 16, least significant first.
   Bytes wire() const;
 
-  // Upper case: 4 digits in the base range, else 36 characters. The form of journals.
+  // 4 digits or 36 characters, upper case. Journals and fault steps use this form.
   std::string text() const;
 
   bool operator==(const Uuid&) const = default;

@@ -49,7 +49,7 @@ const Attribute* AttDatabase::find(std::uint16_t handle) const {
   return attribute.kind == Attribute::Kind::withdrawn ? nullptr : &attribute;
 }
 
-// The handles stay taken, by attributes of no known type.
+// The handles stay in use, so that those of the other services do not move.
 std::optional<std::pair<std::uint16_t, std::uint16_t>> AttDatabase::withdraw(const Uuid& service) {
   const auto declaration = std::ranges::find_if(attributes_, [&](const Attribute& attribute) {
     return attribute.type == Uuid(att::kPrimaryService) && attribute.constant == service.wire();
@@ -87,8 +87,9 @@ void AttDatabase::addGenericServices() {
       characteristicDeclaration(kRead, 5, Uuid(att::kAppearance)));
   add(att::kAppearance, declaration, {0x00, 0x00});
   attributes_.front().lastOfGroup = attributes_.back().handle;
-  // Without Service Changed: a central that is not bonded discovers the tree anew with every link.
-  // A device whose tree changes during a link brings the characteristic in a service of its own.
+  // Empty, without Service Changed: a central that is not bonded discovers the tree anew on every
+  // link. A model whose tree is to change during a link adds a second generic attribute service
+  // that has the characteristic (BenchDevice, "service-changed").
   addService(Uuid(kGenericAttribute));
 }
 

@@ -19,20 +19,20 @@ struct Attribute {
   std::uint16_t handle;
   Uuid type;
   Kind kind;
-  Bytes constant;                        // of a declaration: what a read gives
-  std::uint16_t lastOfGroup = 0;         // of a service's declaration: its last handle
-  CharacteristicIndex characteristic{};  // of a value or configuration: whose it is
+  Bytes constant;                        // declarations: the value that a read returns
+  std::uint16_t lastOfGroup = 0;         // declarations of services: the service's last handle
+  CharacteristicIndex characteristic{};  // values and configurations: the one they belong to
 };
 
 class AttDatabase {
  public:
-  // Handles are given in order from 1. The identifiers of the services are valid ones.
+  // Assigns handles in order, from 1. All identifiers have to be valid.
   explicit AttDatabase(const std::vector<Service>& services);
 
   const Attribute* find(std::uint16_t handle) const;
 
-  // Makes a service of the model and all that is in it unknown, and returns its first and last
-  // handle; nothing when it is not there.
+  // Removes a service of the model with all its attributes and returns its first and last handle;
+  // nothing when there is no such service.
   std::optional<std::pair<std::uint16_t, std::uint16_t>> withdraw(const Uuid& service);
 
   std::span<const Attribute> range(std::uint16_t first, std::uint16_t last) const;

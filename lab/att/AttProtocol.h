@@ -37,7 +37,7 @@ enum Opcode : std::uint8_t {
   kWriteCommand = 0x52,
 };
 
-// Set in the opcodes that are never answered.
+// This bit is set in the opcodes of commands, which are never answered.
 inline constexpr std::uint8_t kCommandFlag = 0x40;
 
 enum ErrorCode : std::uint8_t {

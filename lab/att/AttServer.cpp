@@ -31,7 +31,7 @@ Bytes errorResponse(std::uint8_t opcode, std::uint16_t handle, std::uint8_t code
           static_cast<std::uint8_t>(handle >> 8), code};
 }
 
-// Nothing for a request that the server does not know.
+// The shortest valid PDU, in bytes; nothing for an opcode that the server does not know.
 std::optional<std::size_t> shortestRequest(std::uint8_t opcode) {
   switch (opcode) {
     case att::kExecuteWriteRequest:

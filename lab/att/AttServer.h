@@ -1,5 +1,5 @@
-// The device's end of the Attribute Protocol over one link: requests in, responses out. It knows
-// no sockets and no time; a host carries the PDUs.
+// The device's side of the Attribute Protocol on one link: requests in, responses out. It knows
+// neither sockets nor time; its owner carries the PDUs.
 //
 // One thread. PDUs are whole ATT packets, opcode first, numbers little-endian.
 #pragma once
@@ -15,8 +15,8 @@
 
 namespace lab {
 
-// What centrals do with the model's characteristics, for journals. Refused requests are told only
-// as such.
+// What centrals do with the model's characteristics, for journals. A refused request is reported by
+// didRefuse alone.
 class AttObserver {
  public:
   virtual void didRead(const Uuid& uuid) = 0;
@@ -30,23 +30,23 @@ class AttObserver {
 
 class AttServer {
  public:
-  // Serves one link; the model's tree is taken as it is now. largestMtu: 23 to 517.
+  // Serves one link, with the model's tree as it is now. largestMtu: 23 to 517 bytes.
   AttServer(DeviceModel& model, AttObserver& observer, std::size_t largestMtu);
 
-  // Takes one PDU of the central and gives the PDU that answers it; none for commands,
-  // confirmations and what is no request.
+  // Handles one PDU from the central and returns the PDU that answers it; an empty one when it was
+  // not a request (a command, a confirmation).
   Bytes receive(std::span<const std::uint8_t> pdu);
 
   // What a PDU asks for: "mtu", "services", "characteristics", "descriptors", "read:UUID",
   // "write:UUID", "subscribe:UUID", "unsubscribe:UUID" (UUID as Uuid::text gives it), and "other".
   std::string step(std::span<const std::uint8_t> pdu) const;
 
-  // The PDU that carries a value to the central, cut to what one PDU takes. Nothing when the
-  // central is not subscribed.
+  // The PDU that carries a value to the central; the value is cut to what fits into one PDU.
+  // Nothing when the central is not subscribed.
   std::optional<Bytes> valuePdu(CharacteristicIndex characteristic,
                                 std::span<const std::uint8_t> value);
 
-  // Takes a service out of the database, with all subscriptions in it; see Link::withdraw.
+  // Removes a service and all subscriptions in it; see Link::withdraw.
   std::optional<Bytes> withdraw(const Uuid& service);
 
   // True from an indication until the central has confirmed it; another one has to wait.
@@ -90,7 +90,8 @@ class AttServer {
   std::vector<std::uint16_t> configurations_;  // by characteristic: bit 0 notify, bit 1 indicate
   bool awaitingConfirmation_ = false;
   std::vector<PreparedPart> prepared_;
-  // A long value is read in parts that belong together: the model is asked for the first alone.
+  // The value that is being read in parts (Read Blob). The model is asked only for the first part,
+  // so that all parts come from one value.
   std::uint16_t lastReadHandle_ = 0;
   Bytes lastRead_;
 };

@@ -1,4 +1,4 @@
-// Adapters, and who discovers with them.
+// Adapters and discovery.
 #include "lab/bluetoothd/Bluetoothd.h"
 
 #include "lab/bluetoothd/BusTypes.h"

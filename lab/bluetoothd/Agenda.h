@@ -1,5 +1,5 @@
-// What is to happen, by the time when it is due; what is due at the same time happens in the order
-// in which it was entered. Time goes on only from one entry to the next.
+// The events still to come, by the time when they are due; events of the same time happen in the
+// order in which they were entered. Time is simulated: it advances only from one event to the next.
 #pragma once
 
 #include <algorithm>
@@ -28,14 +28,14 @@ class Agenda {
     return entries_.empty() ? std::nullopt : std::optional(entries_.begin()->first.first);
   }
 
-  // Does what comes next, and lets the time until then pass.
+  // Advances the time to the next event and carries it out.
   void doNext() {
     auto entry = entries_.extract(entries_.begin());
     now_ = entry.key().first;
     entry.mapped()();
   }
 
-  // Lets time pass. Nothing may be due before.
+  // Advances the time. No event may be due before it.
   void passUntil(Microseconds time) { now_ = std::max(now_, time); }
 
  private:

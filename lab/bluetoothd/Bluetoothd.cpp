@@ -31,7 +31,7 @@ void Bluetoothd::start() {
   if (isRunning_) return;
   isRunning_ = true;
   ++life_;
-  // On a machine that is busy its first answer takes its time.
+  // On a busy machine the daemon may take seconds to give its first answer.
   busyUntil_ = agenda_.now() + (dice_.oneIn(4) ? dice_.between(0s, 8s) : Microseconds(0));
   isServing_ = false;
   for (auto& [path, adapter] : adapters_) {
@@ -77,7 +77,8 @@ void Bluetoothd::clientIsGone() {
   }
   for (auto& [path, adapter] : adapters_) {
     if (!adapter.isForClient) continue;
-    // A moment later, since it has to notice. Another client may have begun meanwhile.
+    // Discovery ends a moment later, when the daemon notices that the client is gone. The next
+    // client may have started its own discovery by then.
     adapter.isForLeaver = true;
     later(shortTime(), [this, path = path] {
       const auto found = adapters_.find(path);
@@ -100,7 +101,7 @@ void Bluetoothd::receive(BusMessage call) {
   later(dice_.between(10us, 300us), [this] { serveNext(); });
 }
 
-// In their order, and none while it stands still.
+// Calls are answered one at a time, in their order; none while the daemon hangs (standStill).
 void Bluetoothd::serveNext() {
   isServing_ = false;
   if (calls_.empty()) return;

@@ -1,7 +1,7 @@
-// A model of bluetoothd, for one client on a played message bus: adapters, discovery, devices,
-// links and GATT objects, with what is known of the daemon's habits and of its versions' faults.
-// Devices are the lab's models. Everything happens on the agenda's time and by the dice: the same
-// seed, the same session.
+// A model of bluetoothd for one client on a simulated message bus: adapters, discovery, devices,
+// links and GATT objects, with what is known of the daemon's behaviour and of the faults of its
+// versions. The devices are the lab's models. Time is the agenda's and chance is the dice's, so
+// that the same seed gives the same session.
 #pragma once
 
 #include <cstdint>
@@ -20,20 +20,21 @@
 
 namespace lab {
 
-// Habits in which versions and moments differ.
+// Behaviour that differs between versions, or from one time to the next.
 struct Traits {
-  bool offersSockets = true;              // AcquireNotify; else NotSupported
-  bool answersRefusedSockets = true;      // from 5.84; before, a refusal by the device is not told
-  bool tellsConnected = true;             // seen untold after a stand-still, with 5.66
-  bool tellsDiscoveringOfALeaver = true;  // Discovering false when a client goes
-  bool signalsValuesEarly = false;        // before StartNotify is answered
-  bool succeedsWithoutALink = false;      // Connect now and then answers so
-  bool resolvesBeforeObjects = false;     // ServicesResolved before the InterfacesAdded
+  bool offersSockets = true;              // AcquireNotify works; else it fails with NotSupported
+  bool answersRefusedSockets = true;      // AcquireNotify fails when the device refuses, since
+                                          // 5.84; before, it is then never answered
+  bool tellsConnected = true;             // signals Connected true; 5.66 may omit it after a hang
+  bool tellsDiscoveringOfALeaver = true;  // signals Discovering false when a client stops or goes
+  bool signalsValuesEarly = false;        // signals values before it answers StartNotify
+  bool succeedsWithoutALink = false;      // Connect now and then succeeds although no link comes
+  bool resolvesBeforeObjects = false;     // ServicesResolved true before the InterfacesAdded
   bool tellsLossBeforeErrors = false;     // Connected false before the pending requests fail
-  bool powersAdaptersLate = false;        // at its start they come unpowered
+  bool powersAdaptersLate = false;        // adapters appear unpowered when it starts
 };
 
-// Is told what happens, as it happens, and decides what becomes of requests to devices.
+// Observes what happens, and decides how requests to devices end.
 class Witness {
  public:
   enum class Fate { serve, refuse, drop, ignore };
@@ -48,7 +49,7 @@ class Witness {
   virtual void didAnswerSubscription(RemoteDevice&, std::string_view /*uuid*/, bool /*isMade*/) {}
   virtual void didEndSubscription(RemoteDevice&, std::string_view /*uuid*/) {}
   virtual void didSendValue(RemoteDevice&, std::string_view /*uuid*/, const Bytes&) {}
-  virtual void didLose(RemoteDevice&, std::string_view /*uuid*/) {}  // a value, by a full socket
+  virtual void didLose(RemoteDevice&, std::string_view /*uuid*/) {}  // a value: the socket was full
   virtual void didAsk(const std::string& /*path*/, const std::string& /*member*/) {}
   virtual void didListObjects() {}
 
@@ -62,9 +63,9 @@ class Bluetoothd {
  public:
   struct Adapter {
     bool isPowered = false;
-    bool isForClient = false;  // discovers
-    bool isForLeaver = false;  // that client is gone, which has not been noticed
-    bool isForAnother = false;
+    bool isForClient = false;   // the client discovers
+    bool isForLeaver = false;   // the client that discovers is gone, which is not noticed yet
+    bool isForAnother = false;  // another program discovers
 
     bool isDiscovering() const { return isForClient || isForAnother; }
   };
@@ -76,12 +77,12 @@ class Bluetoothd {
 
   Traits traits;
   bool deniesAccess = false;
-  bool deniesDiscovery = false;  // and nothing else
+  bool deniesDiscovery = false;  // StartDiscovery alone
 
   RemoteDevice& add(DeviceModel& model, const std::string& key);
   std::vector<std::unique_ptr<RemoteDevice>>& devices() { return devices_; }
 
-  // Adapters, by path. They outlive the daemon: what it is told of them again when it starts.
+  // Adapters, by path. They are hardware and stay while the daemon is stopped.
   void plug(const std::string& adapter, bool isPowered);
   void unplug(const std::string& adapter);
   void setPowered(const std::string& adapter, bool isPowered);
@@ -95,10 +96,10 @@ class Bluetoothd {
 
   const std::map<std::string, Adapter>& adapters() const { return adapters_; }
 
-  // Nothing is left to be answered but attempts to connect.
+  // No call is unanswered, except Connect.
   bool isIdle() const;
 
-  // It does nothing for this long.
+  // Lets the daemon hang: it answers no call for this long.
   void standStill(Microseconds time) { busyUntil_ = std::max(busyUntil_, agenda_.now() + time); }
 
   // What other programs do.
@@ -107,10 +108,10 @@ class Bluetoothd {
   void remove(RemoteDevice& device);
 
   void hear(RemoteDevice& device);
-  // Somebody is heard, for the first time or again, whom nobody wants anything of.
+  // Lets a device of no supported family be heard, for the first time or again.
   void passBy(const std::string& adapter, const std::string& key, const std::string& name);
   void dropLink(RemoteDevice& device);
-  // The model may have something to do.
+  // Lets the device's model do what is due.
   void wake(RemoteDevice& device);
 
  private:
@@ -136,7 +137,7 @@ class Bluetoothd {
   void failConnect(RemoteDevice& device, const char* text);
   void unsubscribe(RemoteDevice& device, Gatt& gatt);
 
-  // Runs the request with the device's answer after a while, if the link is still up.
+  // Calls answer with the request's fate after a while, unless the link is lost before.
   void request(const BusMessage& call, RemoteDevice& device, const char* verb, Gatt& gatt,
                const std::function<void(Witness::Fate)>& answer);
   void read(const BusMessage& call, RemoteDevice& device, Gatt& gatt);
@@ -180,7 +181,7 @@ class Bluetoothd {
   std::deque<BusMessage> calls_;
   bool isServing_ = false;
   Microseconds busyUntil_{0};
-  // Requests that wait for a device: their calls, by number, to be failed when the link goes.
+  // The calls that wait for a device's answer, by number; they fail when the link is lost.
   struct Pending {
     RemoteDevice* device;
     Gatt* gatt;

@@ -12,7 +12,7 @@ std::string pathPart(const char* name, unsigned handle) {
   return text;
 }
 
-// An object's properties of its own interface, between those that every object has.
+// Writes an object's interfaces: its own between the standard ones that every object has.
 class Interfaces {
  public:
   Interfaces(sd_bus_message* message, const char* interface) : message_(message) {
@@ -42,7 +42,7 @@ class Interfaces {
   sd_bus_message* message_;
 };
 
-// Of a device's path: what stands behind "dev_".
+// The address in a device's path, which ends in "/dev_AA_BB_CC_DD_EE_FF".
 std::string addressIn(const std::string& path) {
   std::string address = path.substr(path.rfind('/') + 1);
   if (address.starts_with("dev_")) address.erase(0, 4);
@@ -86,8 +86,8 @@ void appendAdapter(sd_bus_message* message, bool isPowered, bool isDiscovering) 
   adapter.add("Discovering", isDiscovering);
 }
 
-// The properties that bluetoothd 5.66 gives a device which has told flags, a service and
-// manufacturer's data, in its order.
+// The properties that bluetoothd 5.66 gives a device which advertises flags, a service and
+// manufacturer data, in its order.
 void appendDevice(sd_bus_message* message, const DeviceObject& device) {
   Interfaces object(message, kDeviceInterface);
   object.add("Address", addressIn(device.path));

@@ -35,7 +35,7 @@ std::string longForm(std::string_view uuid);
 // A model's tree as objects, in handle order: a service, then its characteristics.
 std::vector<RemoteDevice::Gatt> gattOf(const DeviceModel& model);
 
-inline constexpr std::int16_t kRssi = -60;  // dBm, of everybody who is heard
+inline constexpr std::int16_t kRssi = -60;  // dBm, of every device
 
 // An object's interfaces with their properties: a{sa{sv}}.
 void appendAdapter(sd_bus_message* message, bool isPowered, bool isDiscovering);
@@ -44,7 +44,7 @@ struct DeviceObject {
   std::string name;  // empty: not known yet
   bool isConnected = false;
   bool areServicesResolved = false;
-  std::optional<std::int16_t> rssi;  // dBm; where it is heard
+  std::optional<std::int16_t> rssi;  // dBm; nothing while the device is not heard
 };
 void appendDevice(sd_bus_message* message, const DeviceObject& device);
 void appendGatt(sd_bus_message* message, const RemoteDevice::Gatt& gatt);

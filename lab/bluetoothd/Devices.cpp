@@ -1,4 +1,4 @@
-// Devices: what is heard of them, their objects, and their models' time.
+// Devices: advertisements, D-Bus objects, and the models' time.
 #include "lab/bluetoothd/Bluetoothd.h"
 
 #include <algorithm>
@@ -11,8 +11,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr Microseconds kMemory = 30s;     // of a device that was only heard
-constexpr std::int16_t kRssiChange = 15;  // dB; bluetoothd tells one of 8 and more
+constexpr Microseconds kMemory = 30s;     // then a device that is not connected is removed
+constexpr std::int16_t kRssiChange = 15;  // dB; bluetoothd signals a change of 8 or more
 
 }  // namespace
 
@@ -43,7 +43,7 @@ void Bluetoothd::hear(RemoteDevice& device) {
   }
 }
 
-// A signal tells of one who is heard again only what has changed.
+// For a device that is heard again, bluetoothd signals only the properties that changed.
 void Bluetoothd::passBy(const std::string& adapter, const std::string& key,
                         const std::string& name) {
   if (!isRunning_ || !isDiscovering(adapter)) return;
@@ -78,7 +78,7 @@ void Bluetoothd::remove(RemoteDevice& device) {
   forget(device);
 }
 
-// A Connect that waits is never answered.
+// As in bluetoothd, a pending Connect of a removed device is never answered.
 void Bluetoothd::forget(RemoteDevice& device) {
   if (!device.hasObject()) return;
   if (device.hasGattObjects_) {

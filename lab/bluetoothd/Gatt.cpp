@@ -18,9 +18,9 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr Microseconds kAttLimit = 30s;  // after which an unanswered request ends the link
+constexpr Microseconds kAttLimit = 30s;  // an unanswered ATT request ends the link after this
 
-// std::function wants what it holds to be copied.
+// std::function has to be copyable, and BusMessage is not.
 using SharedMessage = std::shared_ptr<sd_bus_message>;
 
 SharedMessage share(const BusMessage& message) {
@@ -35,7 +35,7 @@ BusMessage share(const SharedMessage& message) {
 
 void Bluetoothd::serveGatt(const BusMessage& call, RemoteDevice& device, Gatt& gatt,
                            const std::string& member) {
-  // It may see a call before it sees that the client has closed its end.
+  // bluetoothd may see the call before it sees that the client has closed a socket.
   if (member != "AcquireNotify" || dice_.oneIn(2)) lookAtSockets(device);
   if (member == "StartNotify") return startNotify(call, device, gatt);
   if (member == "StopNotify") {
@@ -80,7 +80,7 @@ void Bluetoothd::read(const BusMessage& call, RemoteDevice& device, Gatt& gatt) 
               bus_.sendError(owned, kFailed, "Operation failed with ATT error: 0x02");
               return witness_.didRead(device, gatt.uuid, nullptr);
             }
-            tellValue(device, gatt, *value);  // its echo
+            tellValue(device, gatt, *value);  // a read changes the Value property, as in BlueZ
             BusMessage reply = MessageBus::newReply(owned);
             sd_bus_message_append_array(reply.get(), 'y', value->data(), value->size());
             bus_.sendReply(std::move(reply));
@@ -136,7 +136,7 @@ void Bluetoothd::acquire(const BusMessage& call, RemoteDevice& device, Gatt& gat
 }
 
 void Bluetoothd::startNotify(const BusMessage& call, RemoteDevice& device, Gatt& gatt) {
-  if (!device.isConnected_) return reply(call);  // and does nothing
+  if (!device.isConnected_) return reply(call);  // succeeds without effect
   if (gatt.way != Gatt::Way::none) return bus_.sendError(call, kInProgress, "In progress");
   request(call, device, "subscribe", gatt,
           [this, &device, &gatt, call = share(call)](Witness::Fate fate) {
@@ -169,7 +169,7 @@ void Bluetoothd::unsubscribe(RemoteDevice& device, Gatt& gatt) {
   if (device.isConnected_) device.model_.subscribe(gatt.index, false);
 }
 
-// The client ends a subscription by closing its end.
+// A client ends a subscription by closing its end of the socket.
 void Bluetoothd::lookAtSockets(RemoteDevice& device) {
   for (Gatt& gatt : device.gatt_) {
     if (gatt.way != Gatt::Way::socket) continue;

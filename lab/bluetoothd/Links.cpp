@@ -1,4 +1,4 @@
-// Links: from Connect to the services, and their ends.
+// Links: from Connect to the resolved services, and their loss.
 #include "lab/bluetoothd/Bluetoothd.h"
 
 #include <utility>

@@ -28,7 +28,7 @@ std::string nameOf(pid_t process) {
   return "vornix-world-" + std::to_string(process);
 }
 
-// Listens for the whole life of the process, a forked one's anew.
+// The listening socket of this process, kept for its whole life; a forked process opens its own.
 int listener() {
   static int socket = -1;
   static pid_t owner = 0;
@@ -58,7 +58,7 @@ std::string valueIn(const std::string& rule, const std::string& key) {
 }  // namespace
 
 MessageBus::MessageBus() {
-  // Whoever has asked a bus before this one, and was not heard, is not waited for.
+  // Drops the connections that were asked of an earlier bus and never accepted.
   int stale = -1;
   while ((stale = ::accept4(listener(), nullptr, nullptr, SOCK_CLOEXEC)) >= 0) close(stale);
   // NOLINTNEXTLINE(concurrency-mt-unsafe): a world has one thread

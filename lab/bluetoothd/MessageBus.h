@@ -1,6 +1,6 @@
-// The system's message bus as one program sees it, played in this process: the program's connection
-// comes in over a socket of its own, the bus answers what the D-Bus daemon answers, and hands calls
-// to org.bluez to whoever plays bluetoothd. Nothing here waits: serve() does what there is to do.
+// A simulated system message bus for one program: the program connects over a real socket, the bus
+// answers what the D-Bus daemon answers, and passes the calls to org.bluez to the model of
+// bluetoothd. Nothing here waits: serve() does what there is to do and returns.
 #pragma once
 
 #include <poll.h>
@@ -21,7 +21,7 @@ using BusMessage = std::unique_ptr<sd_bus_message, DropMessage>;
 
 class MessageBus {
  public:
-  // Puts itself in the system bus's place, for this process. One at a time.
+  // Takes the place of the system bus for this process. One at a time.
   MessageBus();
   MessageBus(const MessageBus&) = delete;
   MessageBus& operator=(const MessageBus&) = delete;
@@ -35,36 +35,37 @@ class MessageBus {
   // The program's connection has ended.
   std::function<void()> onClientGone;
 
-  // What DBUS_SYSTEM_BUS_ADDRESS has to be for another program to come to the bus of that process.
+  // The DBUS_SYSTEM_BUS_ADDRESS with which another program connects to the bus of that process.
   static std::string addressOf(pid_t process);
 
-  // Takes the connection that the program has asked for.
+  // Accepts the connection that the program has asked for.
   void accept();
-  // The program is gone: its connection ends.
+  // Ends the program's connection.
   void hangUp();
   bool hasClient() const { return bus_ != nullptr; }
 
   // Receives and sends. False when there was nothing to do.
   bool serve();
 
-  // What to wait for, where time is real: for a program that asks for its connection, and then for
-  // what serve() has to do.
+  // What to poll for where time is real: until a program has connected, for that connection, and
+  // then for work for serve().
   pollfd wanted() const;
 
-  // The name's owner comes or goes; calls that wait are answered that there will be no reply.
+  // The name org.bluez gets an owner, or loses it; calls without an answer then fail with NoReply.
   void ownStackName();
   void loseStackName();
   bool isStackThere() const { return !owner_.empty(); }
 
   BusMessage newSignal(const std::string& path, const char* interface, const char* member);
-  // To the program, if it listens. firstArgument: of a PropertiesChanged.
+  // Sends a signal of bluetoothd to the program if one of its match rules fits. firstArgument is
+  // what a rule's arg0 is compared with: the interface of a PropertiesChanged.
   void sendSignal(BusMessage signal, const char* firstArgument = nullptr);
-  // Straight to the program, as anybody on the bus may, listened for or not. The daemon's name is a
-  // sender as well.
+  // Sends a signal straight to the program, whatever its match rules: any program on the bus may do
+  // so. The sender may also be the bus itself.
   void sendFrom(const std::string& sender, BusMessage signal);
 
-  // Calls to org.bluez without an answer, but for Connect; one that will never have one is
-  // forgotten.
+  // The number of calls to org.bluez without an answer, Connect left out. forget() removes one that
+  // will never be answered.
   std::size_t unansweredCount() const;
   void forget(const BusMessage& call);
 

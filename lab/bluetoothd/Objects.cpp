@@ -1,4 +1,4 @@
-// What it tells of its objects: signals, the list of all, single properties.
+// What D-Bus clients see of bluetoothd's objects: signals, the list of all, single properties.
 #include "lab/bluetoothd/Bluetoothd.h"
 
 #include <utility>

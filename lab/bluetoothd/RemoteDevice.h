@@ -1,5 +1,5 @@
-// A device as bluetoothd has it: what it has heard of it, its link, its GATT objects, and the
-// subscriptions that the one client has made.
+// A device as bluetoothd knows it: what was heard of it, its link, its GATT objects, and the
+// subscriptions of the one client.
 #pragma once
 
 #include <map>
@@ -23,11 +23,11 @@ class RemoteDevice final : public Link {
     bool isService = false;
     Characteristic declared;
     CharacteristicIndex index = 0;
-    // The client's subscription.
+    // How the client is subscribed.
     enum class Way { none, socket, signals };
     Way way = Way::none;
     int socket = -1;
-    unsigned subscription = 0;  // counts them, and their ends
+    unsigned subscription = 0;  // counts subscriptions and their ends
   };
 
   RemoteDevice(Bluetoothd& bluetoothd, DeviceModel& model, std::string key)
@@ -43,7 +43,7 @@ class RemoteDevice final : public Link {
   bool isConnected() const { return isConnected_; }
   bool areServicesResolved() const { return isResolved_; }
   bool hasObject() const { return !adapter_.empty(); }
-  // What bluetoothd tells of it to who asks now: heard in this discovery, or connected.
+  // Heard in the current discovery, or connected.
   bool isInRange() const { return hasObject() && (hasRssi_ || isConnected_); }
   const std::string& knownName() const { return name_; }
   bool isBeingConnected() const { return connect_ != nullptr; }
@@ -52,15 +52,15 @@ class RemoteDevice final : public Link {
   const Gatt* find(std::string_view uuid) const;
   bool isSubscribed(std::string_view uuid) const;
 
-  // What the world around it decides.
-  bool isAdvertising = false;             // when it is not connected
+  // Decided by the test.
+  bool isAdvertising = false;             // while it is not connected
   bool isConnectable = true;              // answers a connection request
   bool doesNameComeLater = false;         // with the scan response, merged into a later report
-  bool isStored = false;                  // bluetoothd has it on disk, from a former life
-  bool doesResolveToNothing = false;      // GATT set-up fails
-  bool isLostAtServiceDiscovery = false;  // the next link, while bluetoothd looks for services
-  std::size_t generation = 0;             // counts links and losses: what was begun before is void
-  std::size_t objects = 0;                // that bluetoothd has had for it
+  bool isStored = false;                  // bluetoothd knows it from disk when it starts
+  bool doesResolveToNothing = false;      // its services resolve, but no GATT objects appear
+  bool isLostAtServiceDiscovery = false;  // the next link is lost during service discovery
+  std::size_t generation = 0;             // counts links and losses; older actions are void
+  std::size_t objects = 0;                // how many D-Bus objects it has had
 
  private:
   friend class Bluetoothd;
@@ -68,15 +68,16 @@ class RemoteDevice final : public Link {
   Bluetoothd& bluetoothd_;
   DeviceModel& model_;
   std::string key_;
-  std::string adapter_;  // that has an object for it; empty for none
-  std::string name_;     // as far as bluetoothd knows it
+  std::string adapter_;  // the path of the adapter that has an object for it; empty for none
+  std::string name_;     // as bluetoothd knows it
   Microseconds lastHeard_{0};
   bool hasRssi_ = false;
   bool isConnected_ = false;
   bool isResolved_ = false;
-  BusMessage connect_;       // a pending Connect
-  std::size_t attempt_ = 0;  // counts the Connects, so that an old one is void
-  std::size_t turn_ = 0;     // counts the appointments of the model, of which the last one counts
+  BusMessage connect_;       // the pending Connect call
+  std::size_t attempt_ = 0;  // counts attempts to connect and their ends; older ones are void
+  std::size_t turn_ = 0;     // numbers the model's calls on the agenda; only the last one is made
+
   bool hasGattObjects_ = false;
   std::vector<Gatt> gatt_;
 };

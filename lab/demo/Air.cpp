@@ -12,9 +12,9 @@ namespace simulated = platform::simulated;
 using namespace std::chrono_literals;
 using platform::CBManagerState;
 
-// About what a desktop's stack and such devices take.
+// About the times of a desktop's stack and of such devices.
 constexpr simulated::Time kRadioDelay = 100ms;
-constexpr simulated::Time kAdvertisingDelay = 250ms;  // and as much again for each further device
+constexpr simulated::Time kAdvertisingDelay = 250ms;  // for the Nth device, N times as much
 constexpr simulated::Time kConnectDelay = 400ms;
 constexpr simulated::Time kResponseDelay = 15ms;
 constexpr simulated::Time kResetTime = 2s;

@@ -1,4 +1,4 @@
-// What is on the air of the demo: a radio, the devices chosen, their misbehaviour.
+// The demo's radio and devices, and their misbehaviour.
 #pragma once
 
 #include <memory>
@@ -17,14 +17,14 @@ class Air {
 
   platform::simulated::Platform& platform() { return platform_; }
 
-  // Puts one more device on the air; false for a kind that there is not.
+  // Switches one more device on; false for an unknown kind.
   bool add(std::string_view kind);
 
-  // A control line for every device that knows it; false when none does.
+  // Gives a control line to every device; false when none understands it.
   bool control(std::string_view line);
 
-  // Misbehaviour of the radio, or of every device there is; false when it is not understood. See
-  // helpText().
+  // Sets a fault of the radio, or of all devices; false when one of them does not understand it.
+  // helpText() lists the faults.
   bool setFault(std::string_view name, std::string_view argument);
 
  private:

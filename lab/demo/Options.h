@@ -15,14 +15,14 @@ struct Fault {
 };
 
 struct Options {
-  std::vector<std::string> devices;   // kinds; all of them unless the command line chooses
-  std::vector<std::string> controls;  // control lines, obeyed before anything is on the air
+  std::vector<std::string> devices;   // kinds; all of them unless the command line names some
+  std::vector<std::string> controls;  // control lines, obeyed before the bridge starts
   std::vector<Fault> faults;
   bool wantsHelp = false;
   bool wantsVersion = false;
 };
 
-// Nothing when the command line cannot be understood, with the reason.
+// Nothing when the command line is not understood; the reason is then set.
 std::optional<Options> parseOptions(std::span<const char* const> arguments, std::string& reason);
 
 std::string helpText();

@@ -17,7 +17,7 @@ int complain(const std::string& what) {
   return kMisuse;
 }
 
-// For a person only: a host gets the bridge's own lines and nothing else.
+// Only for a person at a terminal: a host gets nothing but the bridge's own lines.
 void introduce() {
   if (::isatty(STDERR_FILENO) == 0) return;
   std::fputs(

@@ -14,7 +14,7 @@ constexpr std::uint8_t kGeneralDiscoverableNoClassic = 0x06;
 void appendName(Bytes& data, const std::string& name) {
   if (name.empty()) return;
   std::size_t size = std::min(name.size(), kRoom - data.size() - 2);
-  // Never within a character of several bytes.
+  // Does not cut a UTF-8 sequence in two.
   while (size < name.size() && (static_cast<std::uint8_t>(name[size]) & 0xC0) == 0x80) --size;
   data.push_back(static_cast<std::uint8_t>(size + 1));
   data.push_back(size == name.size() ? kCompleteName : kShortenedName);

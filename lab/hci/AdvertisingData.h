@@ -1,4 +1,4 @@
-// What a peripheral says of itself while it advertises: flags and its name.
+// The advertising data of a peripheral: flags and its name.
 #pragma once
 
 #include <string>

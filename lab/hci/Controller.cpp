@@ -58,7 +58,7 @@ std::string printed(std::span<const std::uint8_t> address) {
   return text;
 }
 
-// One length byte, then 31 bytes, zeros behind the data.
+// One length byte, then 31 bytes: the data, filled up with zeros.
 Bytes padded(const Bytes& data) {
   Bytes parameters(32);
   parameters[0] = static_cast<std::uint8_t>(data.size());
@@ -72,7 +72,8 @@ Controller::Controller(HciChannel channel, ControllerListener& listener)
     : channel_(std::move(channel)), listener_(listener) {}
 
 void Controller::start() {
-  // All of the default events, and those of low energy: link complete and key request.
+  // The default events and the LE meta event; of the LE events, connection complete and long term
+  // key request.
   const std::uint8_t mask[]{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x1F, 0x00, 0x20};
   const std::uint8_t leMask[]{0x11, 0, 0, 0, 0, 0, 0, 0};
   const std::uint8_t leHost[]{0x01, 0x00};
@@ -182,7 +183,7 @@ void Controller::handleEvent(Packet event) {
   const std::size_t size = parameters.size();
   if (event[0] == kCommandComplete && size >= 3) {
     if (u16At(parameters, 1) != 0)
-      isCommandPending_ = false;  // 0 only tells how many orders it takes
+      isCommandPending_ = false;  // 0 belongs to no command: it only reports free command slots
     handleCommandComplete(u16At(parameters, 1), parameters.subspan(3));
   } else if (event[0] == kCommandStatus && size >= 4) {
     if (u16At(parameters, 2) != 0) isCommandPending_ = false;
@@ -224,7 +225,7 @@ void Controller::handleLinkComplete(Packet parameters) {
     return;
   }
   if (link_ || parameters[4] != kPeripheralRole) return disconnectHandle(handle, kRemoteUserEnded);
-  commands_.clear();  // only orders to advertise wait while there is no link
+  commands_.clear();  // without a link, only advertising commands can be waiting
   link_ = handle;
   freeBuffers_ = bufferCount_;
   incoming_.clear();
@@ -254,7 +255,7 @@ void Controller::handleData(Packet data) {
   listener_.received(u16At(packet, 2), Packet(packet).subspan(4, length));
 }
 
-// Low energy has buffers of its own, or shares those of the classic side and says 0.
+// A controller has buffers for LE alone, or reports 0 for these and shares those of BR/EDR.
 void Controller::takeBufferSize(std::size_t length, std::size_t count) {
   if (length == 0 || count == 0) return;
   bufferLength_ = length;

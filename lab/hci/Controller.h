@@ -1,5 +1,5 @@
-// A Bluetooth controller as a single-link peripheral needs it: set up, advertise, carry L2CAP
-// packets over one link within the controller's own flow control.
+// A Bluetooth controller for a peripheral with a single link: sets it up, advertises, and sends and
+// receives L2CAP packets under the controller's flow control.
 //
 // One thread. Nothing blocks: whoever owns the controller calls process() when the channel has
 // input, or output after wantsToWrite(). Handles, reasons and lengths are those of the Host
@@ -29,7 +29,7 @@ struct Advertisement {
 
 class ControllerListener {
  public:
-  // Set up; the address as it is printed, most significant byte first.
+  // The controller is set up. address: as it is printed, most significant byte first.
   virtual void controllerReady(const std::string& address) = 0;
   // The controller cannot be used (any more); nothing follows.
   virtual void controllerFailed(const std::string& reason) = 0;
@@ -53,16 +53,16 @@ class Controller {
   int fileDescriptor() const { return channel_.fileDescriptor(); }
   bool wantsToWrite() const { return isChannelFull_; }
 
-  // Advertises from now on, or anew. Advertising ends with a link.
+  // Starts advertising, or starts anew with other data. A link ends it.
   void advertise(const Advertisement& advertisement);
   void stopAdvertising();
 
-  // False while an order to the controller is under way.
+  // False while a command waits or is not answered yet.
   bool isIdle() const { return commands_.empty() && !isCommandPending_; }
 
-  // Sends one L2CAP packet over the link; handed is called when the controller has it whole.
+  // Sends one L2CAP packet over the link; handed is called when all of it is with the controller.
   void send(std::uint16_t channel, std::span<const std::uint8_t> payload, Handed handed = {});
-  // L2CAP packets that the controller has not taken whole yet.
+  // The number of L2CAP packets that are not completely with the controller yet.
   std::size_t backlog() const { return backlog_; }
 
   // The next links that come up stay up and are left alone: they only use up connection handles.
@@ -70,7 +70,7 @@ class Controller {
   // peripherals whose handle is the same on both sides.
   void leaveLinksAlone(std::uint32_t count) { linksToLeave_ = count; }
 
-  // Asks for the end of the link; linkDown follows. The reason is what the central is told.
+  // Ends the link; linkDown follows. reason: the HCI error code that the central gets.
   void disconnect(std::uint8_t reason);
 
  private:
@@ -102,7 +102,7 @@ class Controller {
 
   std::deque<Bytes> commands_;
   bool isCommandPending_ = false;
-  std::optional<Advertisement> onAir_;  // what the controller was told last
+  std::optional<Advertisement> onAir_;  // as last set in the controller
 
   std::optional<std::uint16_t> link_;
   std::uint32_t linksToLeave_ = 0;
@@ -111,7 +111,7 @@ class Controller {
   std::size_t freeBuffers_ = 1;
   std::deque<Fragment> fragments_;
   std::size_t backlog_ = 0;
-  Bytes incoming_;  // an L2CAP packet being put together, its header first
+  Bytes incoming_;  // the fragments of an L2CAP packet so far, its header first
 };
 
 }  // namespace lab

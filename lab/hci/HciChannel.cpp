@@ -15,7 +15,7 @@
 namespace lab {
 namespace {
 
-// The kernel's interface (net/bluetooth/hci_sock.h), which its exported headers leave out.
+// From the kernel's net/bluetooth/hci_sock.h, which the exported headers leave out.
 constexpr int kProtocolHci = 1;
 constexpr std::uint16_t kUserChannel = 1;
 constexpr unsigned long kDeviceDown = _IOW('H', 202, int);
@@ -54,8 +54,8 @@ std::optional<HciChannel> HciChannel::openUserChannel(int index, int& error) {
   return channel;
 }
 
-// A controller that was just plugged in is busy with its own set-up, or being powered up by
-// bluetoothd, for some seconds; no event that an ordinary program gets tells when that is over.
+// For some seconds after it was plugged in, a controller is busy with its own set-up, or with being
+// powered up by bluetoothd. No event tells an ordinary program when that is over, so this polls.
 std::optional<HciChannel> HciChannel::openWhenFree(int index, int& error) {
   using std::chrono::steady_clock;
   const auto end = steady_clock::now() + std::chrono::seconds(20);
@@ -90,7 +90,7 @@ std::optional<Bytes> HciChannel::receive() {
   std::array<std::uint8_t, kLargestPacket> buffer;
   const ssize_t size = ::recv(fileDescriptor_, buffer.data(), buffer.size(), 0);
   if (size > 0) return Bytes(buffer.begin(), buffer.begin() + size);
-  // A removed controller is an error or an end, depending on when the kernel notices.
+  // For a removed controller the kernel reports an error or end of file, depending on the moment.
   if (size == 0 || !isTransient(errno)) isGone_ = true;
   return std::nullopt;
 }

@@ -1,5 +1,5 @@
-// Whole HCI packets to and from a controller, over a descriptor that keeps packets apart: the
-// kernel's user channel, or a socket pair in tests.
+// Whole HCI packets to and from a controller, over a descriptor that preserves packet boundaries:
+// the kernel's HCI user channel, or a socket pair in tests.
 #pragma once
 
 #include <cstdint>
@@ -12,15 +12,14 @@ namespace lab {
 
 class HciChannel {
  public:
-  // Takes hci<index> for this process alone: whatever else uses the adapter loses it, as the
-  // adapter is taken down first. Needs CAP_NET_ADMIN. Nothing on failure, with errno's value.
+  // Opens hci<index> for this process alone. The adapter is taken down first, so every other
+  // program loses it. Needs CAP_NET_ADMIN. On failure nothing, and error is the errno value.
   static std::optional<HciChannel> openUserChannel(int index, int& error);
 
-  // As openUserChannel, but waits up to 20 seconds for a controller that is not there yet or in
-  // use.
+  // As openUserChannel, but retries for up to 20 seconds while the controller is absent or in use.
   static std::optional<HciChannel> openWhenFree(int index, int& error);
 
-  // Owns the descriptor, which is made non-blocking.
+  // Takes ownership of the descriptor and makes it non-blocking.
   explicit HciChannel(int fileDescriptor);
   HciChannel(HciChannel&& other) noexcept;
   HciChannel& operator=(HciChannel&&) = delete;
@@ -28,14 +27,14 @@ class HciChannel {
 
   int fileDescriptor() const { return fileDescriptor_; }
 
-  // A packet begins with its type. False when the kernel takes none now, or when the channel is
-  // gone.
+  // packet: begins with the packet type. False when the kernel accepts none now, or when the
+  // channel is gone.
   bool send(std::span<const std::uint8_t> packet);
 
   // The next packet; nothing when there is none now.
   std::optional<Bytes> receive();
 
-  // The controller was removed, or the channel was closed under us.
+  // The controller was removed, or its end of the channel was closed.
   bool isGone() const { return isGone_; }
 
  private:

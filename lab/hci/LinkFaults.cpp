@@ -14,7 +14,7 @@ constexpr std::array<std::string_view, 5> kPlainSteps{"mtu", "services", "charac
 constexpr std::array<std::string_view, 4> kStepsWithUuid{"read", "write", "subscribe",
                                                          "unsubscribe"};
 
-// With the identifier in the form in which steps carry it; nothing for what is no step.
+// The step with its UUID in the form of Uuid::text; nothing when it is not a step.
 std::optional<std::string> normalizedStep(std::string_view text) {
   const auto [verb, object] = splitAt(text, ':');
   if (verb == "request" || verb == "value") {

@@ -1,5 +1,5 @@
-// Misbehaviour of the link itself, on demand: connections turned away, a request that is answered
-// late or never, a link that is lost at a given step.
+// Faults of the link: connections that are turned away, a request that is answered late or never, a
+// link that is lost at a given step.
 #pragma once
 
 #include <chrono>
@@ -14,11 +14,11 @@ class LinkFaults {
  public:
   enum class Verdict { serve, ignore, drop, delay };
 
-  // "refuse-connections=N": the next N links are ended at once, or nearly.
+  // "refuse-connections=N": the next N links are ended (by Peripheral at their third request).
   // "drop-at=STEP", "silence-at=STEP": at that step, once, the link is ended or the request is
   // ignored. STEP is a request as AttServer::step names it ("subscribe:2A19"), "request:N" (the
   // Nth of a link) or, for drop-at, "value:N" (the Nth value sent on a link).
-  // "late-at=STEP,MS": at that request, once, the answer waits for so many milliseconds.
+  // "late-at=STEP,MS": that request is answered MS milliseconds later, once.
   // False when it is none of these.
   bool set(std::string_view name, std::string_view argument);
   void clear() { *this = LinkFaults(); }
@@ -26,7 +26,7 @@ class LinkFaults {
   bool refusesConnection();
   void linkUp();
   Verdict onRequest(const std::string& step);
-  std::chrono::milliseconds delay() const { return delay_; }  // where the verdict is delay
+  std::chrono::milliseconds delay() const { return delay_; }  // of the verdict "delay"
   bool dropsAfterValue();
 
  private:

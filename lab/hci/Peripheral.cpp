@@ -16,13 +16,13 @@ constexpr std::uint16_t kAttChannel = 0x0004;
 constexpr std::uint16_t kSignallingChannel = 0x0005;
 constexpr std::uint16_t kSecurityChannel = 0x0006;
 
-// btvirt reports an advertisement once per enable, so that a central that begins to scan later
-// would not see it: it is enabled again and again.
+// Advertising is enabled again and again, since btvirt (BlueZ's emulated controllers) reports an
+// advertisement only once per enable: a central that begins to scan later would not see it.
 constexpr auto kAdvertisingPeriod = milliseconds(100);
 
 constexpr auto kStartPatience = std::chrono::seconds(5);
-// Not the first one: a link that ends at its first request crashes Linux 6.1 on the central's side
-// (list corruption in hci_chan_del).
+// A link is turned away at this request and not at its first, which would crash Linux 6.1 on the
+// central's side (list corruption in hci_chan_del).
 constexpr int kRequestsUntilTurnedAway = 3;
 
 constexpr auto kEndPatience = std::chrono::seconds(1);
@@ -31,8 +31,8 @@ constexpr auto kEndPatience = std::chrono::seconds(1);
 constexpr std::uint8_t kUserEnded = 0x13;
 constexpr std::uint8_t kPowerOff = 0x15;
 
-// Values waiting for the controller: enough to keep its buffers filled, few enough that an answer
-// to a request does not wait long behind them.
+// Packets that may wait for the controller: enough to keep its buffers filled, few enough that the
+// answer to a request does not wait long behind values.
 constexpr std::size_t kLongestBacklog = 8;
 
 }  // namespace
@@ -205,8 +205,8 @@ void Peripheral::answerLateRequest(Clock::time_point now) {
   answer(std::exchange(lateRequest_, {}));
 }
 
-// Nothing but ATT is spoken here. Responses are left alone, credit based channels are refused in
-// their own terms, anything else is not understood.
+// L2CAP carries nothing but ATT here. Rejects and parameter responses are ignored, a credit based
+// channel is refused with its own response, and everything else is rejected as not understood.
 void Peripheral::rejectSignal(std::span<const std::uint8_t> signal) {
   constexpr std::uint8_t kCommandReject = 0x01;
   constexpr std::uint8_t kParameterResponse = 0x13;

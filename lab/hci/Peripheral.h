@@ -1,8 +1,8 @@
 // A device model as a real Bluetooth LE peripheral, on a controller of its own.
 //
-// One thread, which either turns it with runUntil() or polls for it: fileDescriptor() for events(),
-// at most until deadline(), then serve(). Nothing blocks in between, nothing is thrown, and a
-// controller that goes away or does not answer is reported, not waited for.
+// One thread, which either calls runUntil(), or polls fileDescriptor() for events() until
+// deadline() at the latest and then calls serve(). serve() does not block, nothing is thrown, and a
+// controller that is removed or does not answer is reported by didFail().
 #pragma once
 
 #include <chrono>
@@ -19,12 +19,12 @@
 
 namespace lab {
 
-// What happens on the air. Identifiers have the form of Uuid::text.
+// What happens on the air. UUIDs have the form of Uuid::text.
 class PeripheralObserver : public AttObserver {
  public:
-  // The controller is ready; its address as it is printed ("00:AA:01:01:00:24").
+  // The controller is ready. address: as it is printed ("00:AA:01:01:00:24").
   virtual void didStart(const std::string& address) = 0;
-  // The controller is of no use (any more); nothing follows.
+  // The controller cannot be used (any more); nothing follows.
   virtual void didFail(const std::string& reason) = 0;
   virtual void didAdvertise() = 0;
   virtual void didConnect() = 0;
@@ -42,11 +42,11 @@ class Peripheral final : private ControllerListener, private Link {
  public:
   using Clock = std::chrono::steady_clock;
 
-  // Model and observer outlive the peripheral. largestMtu: of ATT, 23 to 517.
+  // Model and observer outlive the peripheral. largestMtu: the largest ATT MTU, 23 to 517 bytes.
   Peripheral(HciChannel channel, DeviceModel& model, PeripheralObserver& observer,
              std::size_t largestMtu = 517);
-  // Ends the link in an orderly way and waits for it, a second at most: a controller that is left
-  // with a link may let the central believe in it for ever (btvirt does).
+  // Disconnects and waits for the end of the link, a second at most: if the controller kept the
+  // link, the central might never learn that it is gone (so with btvirt).
   ~Peripheral();
 
   int fileDescriptor() const { return controller_.fileDescriptor(); }
@@ -54,18 +54,17 @@ class Peripheral final : private ControllerListener, private Link {
   std::optional<Clock::time_point> deadline() const;
   void serve();
 
-  // Serves until then, or until the controller has failed, or until the other descriptor can be
-  // read.
+  // Serves until end, or until the controller has failed, or until otherInput is readable.
   void runUntil(Clock::time_point end, int otherInput = -1);
 
   bool hasFailed() const { return state_ == State::failed; }
   bool isConnected() const { return server_.has_value(); }
 
-  // What a control line asks of the radio: "advertise on|off", "connectable on|off",
+  // Obeys a control line about the radio: "advertise on|off", "connectable on|off",
   // "name-in advertisement|scan-response", "drop [XX]" (ends the link; XX: the HCI reason in
-  // hexadecimal), "vanish" (switched off: no link, no advertising), "fault NAME=ARGUMENT" of
-  // LinkFaults, "fault clear". False when it is none of these; "fault clear" is for the model,
-  // too, and gives false.
+  // hexadecimal), "vanish" (switched off: no link, no advertising), "spare-links N" (of
+  // Controller::leaveLinksAlone), "fault NAME=ARGUMENT" of LinkFaults, "fault clear". False for any
+  // other line, and for "fault clear" too, since the model has to obey it as well.
   bool control(std::string_view line);
 
  private:
@@ -100,8 +99,8 @@ class Peripheral final : private ControllerListener, private Link {
   State state_ = State::starting;
   const Clock::time_point start_;
   std::optional<AttServer> server_;             // while a link is up
-  std::optional<int> requestsUntilTurnedAway_;  // of a link that is to be ended soon
-  Bytes lateRequest_;                           // waits for its answer; empty for none
+  std::optional<int> requestsUntilTurnedAway_;  // set while the link is one to turn away
+  Bytes lateRequest_;                           // to be answered at lateAnswer_; empty for none
   Clock::time_point lateAnswer_;
   bool wasAdvertising_ = false;
   bool isAdvertising_ = true;

@@ -81,7 +81,7 @@ AttError BenchDevice::subscribe(CharacteristicIndex characteristic, bool enabled
   return AttError::none;
 }
 
-// What was posted and what the streams sample takes turns, so that neither waits for the other.
+// Posted values and stream values take turns, so that neither kind holds up the other.
 std::optional<Microseconds> BenchDevice::advance(Microseconds now) {
   for (Entry& entry : entries_) {
     if (entry.stream) entry.stream->advance(now);
@@ -149,7 +149,7 @@ bool BenchDevice::setFault(std::string_view, std::string_view) {
   return false;
 }
 
-// As they were added, but for what a fault puts last.
+// In the order in which they were added, except those that a fault puts last.
 std::vector<BenchDevice::Id> BenchDevice::treeOrder() const {
   std::vector<Id> order(entries_.size());
   std::iota(order.begin(), order.end(), Id{0});
@@ -190,7 +190,7 @@ bool BenchDevice::deliver(Id id, Bytes value) {
 
 bool BenchDevice::deliverPosted() {
   if (!deliver(posted_.front().id, posted_.front().value)) return false;
-  // Sending may have ended the link, and with it the queue.
+  // Sending may have ended the link, which empties the queue.
   if (!posted_.empty()) posted_.pop_front();
   return true;
 }

@@ -1,9 +1,9 @@
-// What the models have in common: a tree with values and streams, pacing, and control lines with
-// which a test or a person changes values and asks for misbehaviour while the device runs.
+// What the models have in common: a GATT tree with values and streams, pacing, and control lines
+// with which a test or a person changes values and sets faults while the device runs.
 //
-// A model derives from it, builds its tree in its constructor, and tells what its streams sample
-// and what its writes do. Within a model a characteristic is named by its Id, its position in the
-// whole tree, which a hidden service does not shift.
+// A model derives from it, builds its tree in its constructor, and defines the values of its
+// streams and the effect of writes. Within a model a characteristic is named by its Id, its
+// position in the whole tree, which stays the same when a fault hides a service.
 #pragma once
 
 #include <cstdint>
@@ -22,19 +22,19 @@ namespace lab {
 
 class BenchDevice : public DeviceModel {
  public:
-  // One control line; false when this device does not know it.
-  //   name TEXT            the name (nothing: it tells none)
+  // Obeys one control line; false when this device does not understand it.
+  //   name TEXT            the name; without TEXT, the device has none
   //   rate N               values per second, of every stream
   //   rate UUID N          of one stream
   //   count N              each stream ends after N values per subscription
   //   stream on|off        all streams
   //   battery N            where there is a battery
-  //   value UUID HEX       what the characteristic reads from now on; subscribers are told
+  //   value UUID HEX       sets the characteristic's value, and notifies it to a subscriber
   //   send UUID HEX        one notification
-  //   service-changed      it has the Service Changed characteristic, from the next connection on
-  //   withdraw UUID        the service is gone until the link ends, which that characteristic tells
-  //   fault NAME=ARGUMENT  see ModelFaults and the model; fault clear ends them all
-  // Hidden services show at the next connection.
+  //   service-changed      adds the Service Changed characteristic, for the next connection
+  //   withdraw UUID        removes the service until the link ends, and indicates Service Changed
+  //   fault NAME=ARGUMENT  see ModelFaults and the model; "fault clear" ends them all
+  // Faults that change the tree take effect at the next connection.
   bool control(std::string_view line);
 
   std::string name() const final { return name_; }
@@ -54,23 +54,23 @@ class BenchDevice : public DeviceModel {
   // Building the tree: characteristics belong to the service added last.
   void addService(std::string uuid);
   Id addCharacteristic(Characteristic characteristic, Bytes value = {});
-  // A characteristic whose values come from sample(), while it is subscribed.
+  // A characteristic that sends the values of sample() while it is subscribed.
   Id addStream(Characteristic characteristic, double perSecond);
 
-  // Makes a stream wait, or go on, whether it is subscribed or not.
+  // Lets a stream send only while its gate is open, also when it is subscribed.
   void gate(Id stream, bool isOpen);
-  // What the characteristic reads from now on; subscribers are told.
+  // Sets the value for reads, and notifies it to a subscriber.
   void setValue(Id id, Bytes value);
-  // Queues one notification. Values that the link has no room for yet keep their order.
+  // Queues one notification, if it is subscribed. Values that wait for the link keep their order.
   void post(Id id, Bytes value);
-  // Largest value of one notification; 0 while no central is connected.
+  // Largest value of one notification, in bytes; 0 while no central is connected.
   std::size_t largestNotification() const { return link_ ? link_->largestNotification() : 0; }
   const Bytes& value(Id id) const { return entries_[id].value; }
 
  private:
-  // The value of a stream with this sequence number.
+  // A stream's value number sequence.
   virtual Bytes sample(Id stream, std::uint32_t sequence) = 0;
-  // A write that the faults let through.
+  // Handles a write that no fault refused.
   virtual AttError written(Id id, std::span<const std::uint8_t> value);
   // Control lines and faults that only this model has; false when unknown.
   virtual bool controlled(std::string_view verb, std::string_view argument);
@@ -106,7 +106,7 @@ class BenchDevice : public DeviceModel {
   bool withdraw(std::string_view service);
 
   std::string name_;
-  std::string openService_;     // where characteristics are added
+  std::string openService_;     // the service that characteristics are added to
   std::vector<Entry> entries_;  // by Id
   std::vector<Service> visible_;
   std::vector<Id> visibleIds_;  // by CharacteristicIndex

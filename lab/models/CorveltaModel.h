@@ -1,5 +1,5 @@
-// A Corvelta: mains power, firmware text and battery; calibration on order; contraction records
-// between the orders to start and to stop the acquisition.
+// A Corvelta: mains power, firmware version and battery level; calibration on command; contraction
+// records between the commands that start and stop the acquisition.
 #pragma once
 
 #include "lab/models/BenchDevice.h"
@@ -10,19 +10,20 @@ class CorveltaModel : public BenchDevice {
  public:
   explicit CorveltaModel(std::string name = "Tarvix-1");
 
-  // The contraction record with this number, 6 bytes: its low 24 bits, then a 16-bit and an 8-bit
-  // value, all little-endian.
+  // Contraction record number sequence, 6 bytes: the low 24 bits of the number, then a 16-bit and
+  // an 8-bit value, all little-endian.
   static Bytes contraction(std::uint32_t sequence);
 
  private:
   Bytes sample(Id stream, std::uint32_t sequence) override;
-  // The orders: one byte, 1 starts and 0 stops; anything else is refused. The end of a calibration
-  // brings a new calibration value, numbered from 1, or an error code: of the fault, or 1 when no
-  // calibration was under way.
+  // Calibration and acquisition: one byte, 1 starts and 0 stops; anything else is refused. Forced
+  // sleep: any one byte, without effect. When a calibration is stopped, the device notifies a new
+  // calibration value, numbered from 1, or an error code: that of the fault, or 1 when no
+  // calibration was running.
   AttError written(Id id, std::span<const std::uint8_t> value) override;
-  // mains N, calibration N, calibration-error N: reported as if it had just happened.
+  // "mains N", "calibration N", "calibration-error N": notified as if it had just happened.
   bool controlled(std::string_view verb, std::string_view argument) override;
-  // calibration-error=N: calibrations end with this code.
+  // "calibration-error=N": calibrations end with this error code.
   bool setFault(std::string_view name, std::string_view argument) override;
   void clearFaults() override { calibrationFault_.reset(); }
 

@@ -59,7 +59,7 @@ Bytes FenwixModel::document(std::size_t length) {
   constexpr std::string_view kBeginning = R"({"device":"Nomsuel","notes":")";
   constexpr std::string_view kEnd = R"("})";
   constexpr std::string_view kNote = "mesure etalonnee; ";
-  // Too short for an object: a number with that many digits.
+  // Too short for an object, so a number with that many digits.
   if (length < kBeginning.size() + kEnd.size()) return Bytes(length, '1');
   std::string text(kBeginning);
   while (text.size() + kNote.size() + kEnd.size() <= length) text += kNote;

@@ -12,18 +12,19 @@ class FenwixModel : public BenchDevice {
  public:
   explicit FenwixModel(std::string name = "Nomsuel-1");
 
-  // The RMS value with this number: a positive binary32 below 1, little-endian, that tells the
-  // lower 16 bits of the number.
+  // RMS value number sequence, 4 bytes: a little-endian binary32, at least 0 and below 1, from
+  // which the low 16 bits of the number can be computed.
   static Bytes rms(std::uint32_t sequence);
 
-  // The raw value with this number, 20 bytes: the number in 4 bytes, little-endian, and samples.
+  // Raw value number sequence, 20 bytes: the number in 4 bytes and eight samples of 2, all
+  // little-endian.
   static Bytes raw(std::uint32_t sequence);
 
-  // A JSON document of exactly this many bytes, all of them ASCII.
+  // A JSON document of exactly length bytes, all of them ASCII.
   static Bytes document(std::size_t length);
 
  private:
-  // How replies to commands go wrong.
+  // Faults of the replies to commands.
   struct ReplyFaults {
     std::optional<Bytes> replaced;
     std::optional<std::size_t> length;
@@ -32,14 +33,14 @@ class FenwixModel : public BenchDevice {
   };
 
   Bytes sample(Id stream, std::uint32_t sequence) override;
-  // A command: code, length of the argument in 2 bytes, argument. Code 19 is answered with the
-  // document, any other one with its own argument.
+  // A command: code, length of the argument in 2 bytes (little-endian), argument. The reply to code
+  // 19 is the document, to any other code the argument itself.
   AttError written(Id id, std::span<const std::uint8_t> value) override;
-  // json N: the document's length, 0 to 65535. health N.
+  // "json N": the document's length in bytes, 0 to 65535. "health N": the battery health, 0 to 255.
   bool controlled(std::string_view verb, std::string_view argument) override;
-  // reply=HEX: these bytes answer every command. reply-cut=N: a reply ends after N bytes, header
-  // included. reply-part=N: it is cut into notifications of N bytes. invalid-utf8: the document
-  // is no text.
+  // "reply=HEX": these bytes answer every command. "reply-cut=N": a reply ends after N bytes,
+  // header included. "reply-part=N": it is split into notifications of N bytes. "invalid-utf8": the
+  // document is not valid UTF-8.
   bool setFault(std::string_view name, std::string_view argument) override;
   void clearFaults() override { replyFaults_ = {}; }
 

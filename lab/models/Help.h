@@ -1,4 +1,4 @@
-// What the devices understand, for the help of the programs that make them.
+// The control lines and faults of the devices, for the help of vornix-lab and vornix-demo.
 #pragma once
 
 #include <string_view>
@@ -15,13 +15,13 @@ inline constexpr std::string_view kControlsHelp =
   health N                                      (fenwix: battery health)
 )";
 
-// Control lines for a device that is connected, likewise.
+// Control lines of vornix-lab alone: the simulated platform has no Service Changed.
 inline constexpr std::string_view kLinkControlsHelp =
     R"(  service-changed       it has the Service Changed characteristic, from the next connection on
   withdraw UUID         that service is gone until the link ends, and Service Changed tells it
 )";
 
-// Faults of answers and values, likewise.
+// Faults of answers and values, of every kind of device and of one kind.
 inline constexpr std::string_view kFaultsHelp =
     R"(  refuse-read=UUID[:CODE]          refuse-write=UUID[:CODE]       refuse-subscribe=UUID[:CODE]
       an ATT error answers; CODE (as 14 or 0x0E) defaults to not permitted
@@ -33,7 +33,7 @@ inline constexpr std::string_view kFaultsHelp =
   reply=HEX                        fenwix: these bytes answer every command
   reply-cut=N                      fenwix: replies end after N bytes, header included
   reply-part=N                     fenwix: replies are cut into notifications of N bytes
-  invalid-utf8                     fenwix: the document is no text
+  invalid-utf8                     fenwix: the document is not valid UTF-8
 A serial number of 0 is "value=2A25:00000000".
 )";
 

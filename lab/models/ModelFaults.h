@@ -1,4 +1,4 @@
-// Misbehaviour of a device on demand: what it refuses, hides, cuts short or says wrongly.
+// Faults of a device: what it refuses, hides, cuts short or answers wrongly.
 #pragma once
 
 #include <cstddef>
@@ -29,7 +29,7 @@ class ModelFaults {
   bool hides(const Uuid& uuid) const { return hidden_.contains(uuid); }
   bool isLast(const Uuid& uuid) const { return last_.contains(uuid); }
 
-  // The value that really goes out.
+  // The value as the faults make the device send it.
   Bytes spoil(const Uuid& uuid, Bytes value) const;
 
  private:

@@ -1,4 +1,4 @@
-// The devices that a bench has, by kind.
+// The device models, by kind.
 #pragma once
 
 #include <array>
@@ -13,14 +13,14 @@ namespace lab {
 
 struct DeviceKind {
   std::string_view name;
-  // What such devices are called: a bridge knows them by the beginning, in any case.
+  // Names that such devices advertise. A bridge recognizes the prefix, in upper or lower case.
   std::array<std::string_view, 4> deviceNames;
   std::unique_ptr<BenchDevice> (*make)();  // with its usual name
 };
 
 std::span<const DeviceKind> deviceKinds();
 
-// A help's text with the names of all kinds in the place of %KINDS%.
+// The help text with the names of all kinds in place of %KINDS%.
 std::string withKinds(std::string help);
 
 // A device of that kind with its usual name; null for an unknown kind.

@@ -1,4 +1,4 @@
-// The pace of a characteristic that sends one value after another.
+// Decides when a characteristic that streams sends its next value, and which.
 #pragma once
 
 #include <cstdint>
@@ -12,20 +12,20 @@ class Stream {
  public:
   explicit Stream(double perSecond) : perSecond_(perSecond) {}
 
-  // How often, and how many per run (nothing: without end). Take effect from now on, a run that is
-  // under way begins anew.
+  // How often a value is due, and how many in a run (nothing: no limit). Both restart the current
+  // run.
   void setRate(double perSecond);
   void setCount(std::optional<std::uint32_t> count);
 
   // A run lasts from run(true) to run(false); the first value is due at its beginning.
   void run(bool running);
 
-  // Called with the time before dueAt() is asked for.
+  // To be called with the current time before dueAt().
   void advance(Microseconds now);
   // When the next value is due; nothing when none will be.
   std::optional<Microseconds> dueAt() const;
 
-  // Numbers the values from 0, over all runs, so that a lost one is visible.
+  // The number of the next value, counted from 0 over all runs, so that a lost value shows.
   std::uint32_t sequence() const { return sequence_; }
   void sent();
 
@@ -33,7 +33,7 @@ class Stream {
   double perSecond_;
   std::optional<std::uint32_t> count_;
   bool isRunning_ = false;
-  std::optional<Microseconds> start_;  // of the run; values are counted from there
+  std::optional<Microseconds> start_;  // when the first value was due; paced_ counts from there
   std::uint32_t paced_ = 0;
   std::uint32_t sentInRun_ = 0;
   std::uint32_t sequence_ = 0;

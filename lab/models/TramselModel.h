@@ -1,4 +1,4 @@
-// A Tramsel: nine signed motion values per notification, and a battery.
+// A Tramsel: nine signed motion values per notification, and a battery level.
 #pragma once
 
 #include "lab/models/BenchDevice.h"
@@ -9,8 +9,8 @@ class TramselModel : public BenchDevice {
  public:
   explicit TramselModel(std::string name = "Tramsel-1");
 
-  // The motion value with this number, 18 bytes: values 1 and 2 are its low and its high 16 bits,
-  // the others swing with it over the whole signed range.
+  // Notification number sequence, 18 bytes, nine little-endian values: the first two are the
+  // number's low and high 16 bits, the others grow with it and wrap around in 16 bits.
   static Bytes motion(std::uint32_t sequence);
 
  private:

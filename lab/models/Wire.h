@@ -1,4 +1,4 @@
-// How the models put numbers into their values.
+// Encodes numbers for the models' values.
 #pragma once
 
 #include <cstdint>

@@ -2,16 +2,16 @@
 //
 //   address AA:BB:CC:DD:EE:FF   the controller is ready
 //   advertising
-//   connected                   turned-away (a link ended at once, by a fault)
+//   connected                   turned-away (a link that a fault ended at its third request)
 //   disconnected XX             the HCI reason; 13 when the central ended the link
 //   read UUID                   wrote UUID HEX
 //   subscribed UUID             unsubscribed UUID
 //   refused STEP                an ATT error answered; STEP as in "subscribe:2A19"
-//   sent UUID HEX               a notification that the controller has taken
+//   sent UUID HEX               a notification or indication that the controller has accepted
 //   failed REASON               the controller cannot be used (any more)
 //
-// UUID is in upper case, 4 digits in the Bluetooth base range and else 36 characters. HEX is in
-// upper case without separators; of an empty value nothing stands after the UUID.
+// UUID is in upper case: 4 digits when it is built on the Bluetooth base UUID, else 36 characters.
+// HEX is in upper case without separators; the line of an empty value ends with the UUID.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// Whole lines from a descriptor, as far as they have come in.
+// Splits what arrives at a descriptor into lines.
 #pragma once
 
 #include <string>
@@ -13,7 +13,7 @@ class LineReader {
   // read() would not wait.
   bool isReady() const;
 
-  // Reads what is there, once, and gives the lines completed by it, without their ends.
+  // Reads once and returns the lines that are now complete, without their line ends.
   std::vector<std::string> read();
 
   bool isAtEnd() const { return isAtEnd_; }

@@ -19,7 +19,7 @@ struct Options {
   bool wantsVersion = false;
 };
 
-// Nothing when the command line cannot be understood, with the reason.
+// Nothing when the command line is not understood; the reason is then set.
 std::optional<Options> parseOptions(std::span<const char* const> arguments, std::string& reason);
 
 std::string helpText();

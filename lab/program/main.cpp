@@ -26,12 +26,12 @@ int complain(const std::string& what, int status) {
   return status;
 }
 
-// Both have a part in "fault clear".
+// "fault clear" is for both: the peripheral obeys it and returns false, so the device gets it too.
 bool obey(const std::string& line, lab::Peripheral& peripheral, lab::BenchDevice& device) {
   return peripheral.control(line) || device.control(line);
 }
 
-// Until standard input ends (true) or the controller fails.
+// Returns true when standard input has ended, false when the controller has failed.
 bool serve(lab::Peripheral& peripheral, lab::BenchDevice& device) {
   lab::LineReader input(STDIN_FILENO);
   while (!peripheral.hasFailed()) {
@@ -46,7 +46,8 @@ bool serve(lab::Peripheral& peripheral, lab::BenchDevice& device) {
   return false;
 }
 
-// An interrupted device leaves as one whose input has ended, so that its central learns of it.
+// A signal ends the input, so that the link is ended in order and the central learns of it.
+
 void endInputOnSignal() {
   struct sigaction action {};
   action.sa_handler = [](int) { ::close(STDIN_FILENO); };

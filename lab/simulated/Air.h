@@ -1,4 +1,4 @@
-// What all parts of one simulation share.
+// The state that all parts of one simulation share.
 #pragma once
 
 #include <cstdint>
@@ -33,8 +33,8 @@ struct Air {
   shared::Mailbox mailbox{[this] { wakeUp.ring(); }};
   CBManagerState radio = CBManagerState::poweredOn;
   std::vector<std::shared_ptr<Peripheral>> peripherals;  // in the order in which they were added
-  Central* central = nullptr;                            // the one manager, while there is one
-  std::uint64_t managers = 0;                            // how many there have been
+  Central* central = nullptr;                            // the one manager, if it exists
+  std::uint64_t managers = 0;                            // how many were made so far
 };
 
 }  // namespace platform::simulated

@@ -1,5 +1,5 @@
-// The bridge's manager on the simulated radio: its state, its scan, what it has been told. Main
-// thread.
+// The bridge's central manager on the simulated radio: its state, its scan, and what it has already
+// reported. Main thread.
 #pragma once
 
 #include <cstdint>
@@ -35,7 +35,7 @@ class Central final : public CBCentralManager {
  private:
   static constexpr std::uint64_t kNoScan = 0;
 
-  // Makes the call unless this manager is gone by then.
+  // Queues the call for delivery; it is not made if this manager is gone by then.
   void post(std::function<void(Central&)> call);
   void postState();
   void report(Peripheral& peripheral);
@@ -47,8 +47,8 @@ class Central final : public CBCentralManager {
   bool isStateKnown_ = false;
   std::uint64_t scan_ = kNoScan;
   std::uint64_t scans_ = 0;
-  std::map<const Peripheral*, bool> seen_;     // in this scan; whether with a name
-  std::set<const Peripheral*> linksReported_;  // those that are up
+  std::map<const Peripheral*, bool> seen_;     // reported in this scan; true: with a name
+  std::set<const Peripheral*> linksReported_;  // links reported as up
 };
 
 }  // namespace platform::simulated

@@ -7,7 +7,7 @@
 namespace platform::simulated {
 namespace {
 
-// Any fixed date, so that two driven runs see the same one.
+// An arbitrary but fixed date, so that every driven run has the same dates.
 constexpr double kDrivenStart = 1'600'000'000.0;
 
 }  // namespace
@@ -28,7 +28,8 @@ double Clock::date() const {
 }
 
 Time Clock::timeOf(double date) const {
-  // Relative to the start or to this moment: a change of the machine's date moves no deadline.
+  // Real dates are converted by their distance from now, on the steady clock: a change of the
+  // machine's date then does not move a deadline.
   const double seconds = isDriven() ? date - kDrivenStart : date - this->date();
   const Time offset{std::llround(std::clamp(seconds, -1e9, 1e9) * 1e6)};
   return isDriven() ? offset : now() + offset;

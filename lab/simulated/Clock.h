@@ -1,4 +1,4 @@
-// Where the simulation's time comes from: driven by whoever turns the run loop, or the machine's.
+// The simulation's clock: driven by the run loop, or real.
 #pragma once
 
 #include <chrono>
@@ -8,7 +8,7 @@
 namespace platform::simulated {
 
 enum class TimeMode {
-  driven,  // time stands still but for runUntil and sleep, which move it on and return at once
+  driven,  // time advances only in runUntil and sleep, which do not wait
   real,
 };
 

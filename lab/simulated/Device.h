@@ -1,6 +1,7 @@
-// A device on the simulated air: what it is, how it answers, and how it misbehaves. The fields are
-// the script; they may be changed at any time from the main thread, the GATT tree only before a
-// central connects. All hooks are called from runUntil.
+// A device on the simulated radio: what it is, how it answers, and how it misbehaves. The fields
+// are the script; they may be changed at any time from the main thread, the GATT tree only before a
+// central connects. The hooks are called from runUntil, except onDisconnected, which is called from
+// whatever ends the link.
 #pragma once
 
 #include <cstdint>
@@ -23,7 +24,7 @@ using Bytes = std::vector<std::uint8_t>;
 using ReadResult = std::variant<Bytes, Error>;
 using Refusal = std::optional<Error>;  // nothing: accepted
 
-// The error that a stack makes of an Attribute Protocol error code.
+// The error that a stack reports for an Attribute Protocol error code.
 Error attError(int code);
 
 struct DeviceCharacteristic {
@@ -31,23 +32,23 @@ struct DeviceCharacteristic {
 
   CBUUID uuid;
 
-  // What the device permits; the rest is refused as the Attribute Protocol does.
+  // What the device permits; the rest is refused with an Attribute Protocol error.
   bool readable = true;
   bool writable = true;
   bool notifies = true;
 
   Bytes value;  // what a read gives, unless onRead is set
 
-  // Refusals, each in force while it is set.
+  // While one of these is set, such requests are refused with it.
   Refusal readRefusal;
   Refusal writeRefusal;
   Refusal subscriptionRefusal;
 
-  // Added to the device's own responseDelay. kNever: requests to it are never answered, and those
-  // made after them wait behind.
+  // Added to the device's responseDelay. kNever: requests to the characteristic are never answered,
+  // and hold up all later requests to the device.
   Time responseDelay{0};
 
-  // Every value, read or notified, is cut or filled with zeros to this length.
+  // Every value, read or notified, is cut or padded with zeros to this length in bytes.
   std::optional<std::size_t> forcedLength;
 
   std::function<ReadResult()> onRead;
@@ -56,8 +57,8 @@ struct DeviceCharacteristic {
 
   bool isSubscribed() const { return subscriber != nullptr; }
 
-  // Kept by the simulation: the object that receives the values, and the values that come while the
-  // subscription is being confirmed.
+  // Kept by the simulation: the object that receives the values, and the values that are notified
+  // from within onSubscribe, which are delivered after the subscription's confirmation.
   Characteristic* subscriber = nullptr;
   std::optional<std::vector<Bytes>> early;
 };
@@ -92,51 +93,51 @@ class Device {
 
   DeviceService& addService(const CBUUID& identifier) { return services.emplace_back(identifier); }
 
-  // The first of that identifier; it must be there.
+  // The first with this identifier; aborts when there is none.
   DeviceService& service(const CBUUID& identifier);
   DeviceCharacteristic& characteristic(const CBUUID& identifier);
 
   std::deque<DeviceService> services;  // in handle order
   Refusal servicesRefusal;             // service discovery fails
 
-  Time advertisingDelay{0};  // from the start of a scan, or from appear(), to the report
+  Time advertisingDelay{0};  // from the start of a scan, or from appear(), to its report
   Time connectDelay{0};      // kNever: a connection request stays pending
   Time responseDelay{0};     // of every request
 
-  // Taken over by the central when a link comes up; the device's GAP name.
+  // The GAP device name, which the central reads when a link comes up.
   std::optional<std::string> nameWhenConnected;
 
   std::function<void()> onConnected;
   std::function<void()> onDisconnected;
 
-  // Asked at each attempt to connect; where it says yes, nothing comes of the attempt, and the
-  // central tries again after a second.
+  // Called at each attempt to connect; if it returns true, the attempt fails and the central tries
+  // again after a second.
   std::function<bool()> refusesLink;
 
-  // Sees each request when it reaches the device, before it is answered, with the identifier of the
-  // service or characteristic that it is about (null for discoverServices). May drop the link, or
-  // leave the request unanswered: those made after it then wait until the link is lost.
+  // Called for each request before the device answers it, with the identifier of the service or
+  // characteristic in question (null for discoverServices). May drop the link, or leave the request
+  // unanswered: later requests then wait until the link is lost.
   std::function<void(RequestKind, const CBUUID*)> onRequest;
   void leaveUnanswered() { isAnswerWithheld_ = true; }  // only from onRequest
 
-  // Advertised; nothing while the device tells no name. UTF-8.
+  // The advertised name, UTF-8; nothing while the device advertises none.
   const std::optional<std::string>& name() const { return name_; }
   void setName(std::optional<std::string> name);
 
-  // On the air or not. A device that vanishes loses its link.
+  // Switched on or not. A device that vanishes loses its link.
   bool isPresent() const { return isPresent_; }
   void appear();
   void vanish();
 
-  // Whether it lets a central connect; requests stay pending while it does not. At first it does.
+  // Whether a central can connect (at first it can); while not, connection requests stay pending.
   bool isConnectable() const { return isConnectable_; }
   void setConnectable(bool connectable);
 
   bool isConnected() const;
   void dropLink();
 
-  // Sends one value to a subscribed central; nobody being subscribed, it goes nowhere. False when
-  // the central's memory is full (64 MiB not delivered): the value was not taken.
+  // Sends one value to the central, if it is subscribed; else the value is dropped. False when the
+  // central's memory is full (64 MiB not delivered): the value is then not queued.
   bool notify(DeviceCharacteristic& characteristic, Value value);
 
  private:

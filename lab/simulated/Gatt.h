@@ -1,4 +1,4 @@
-// The services and characteristics that discovery on a simulated device finds.
+// The service and characteristic objects that discovery on a simulated device returns.
 #pragma once
 
 #include <optional>
@@ -22,7 +22,7 @@ class Characteristic final : public CBCharacteristic, public shared::ValueTarget
   DeviceCharacteristic& onDevice() const { return onDevice_; }
   void setValue(std::optional<Value> value) { value_ = value; }
 
-  // It lives as long as the platform.
+  // Nothing to do: it lives as long as the platform.
   void retain() override {}
   void release() override {}
   void deliver(Value value) override;

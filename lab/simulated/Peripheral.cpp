@@ -164,7 +164,7 @@ void Peripheral::startNext() {
   });
 }
 
-// A hook of the device may drop the link: what comes after it looks whether the link is the same.
+// A hook of the device may drop the link: attempt_ tells afterwards whether it is still the same.
 void Peripheral::carryOutNext() {
   const std::uint64_t link = attempt_;
   if (device_.onRequest) {
@@ -258,7 +258,7 @@ void Peripheral::answerRead(Characteristic& characteristic) {
   });
 }
 
-// No callback follows, whatever the device says.
+// No callback follows, not even when the device refuses.
 void Peripheral::answerWrite(const Request& request) {
   DeviceCharacteristic& onDevice = request.characteristic->onDevice();
   if (!onDevice.writable || onDevice.writeRefusal) return;

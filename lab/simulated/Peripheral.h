@@ -1,5 +1,5 @@
-// The bridge's side of a simulated device: its link and the requests that wait for their turn.
-// Main thread, but for setNotifyValue and writeValue.
+// The bridge's side of a simulated device: its link and the queue of its requests. Main thread,
+// except setNotifyValue and writeValue.
 #pragma once
 
 #include <cstdint>
@@ -43,8 +43,8 @@ class Peripheral final : public CBPeripheral, public std::enable_shared_from_thi
   void startAdvertising();
   void nameDidChange();
   bool isLinked() const { return isLinked_; }
-  void want();    // a link is asked for
-  void unwant();  // whoever asked is gone
+  void want();    // the manager asks for a link
+  void unwant();  // the manager is gone
   void tryToConnect();
   void loseLink();
 
@@ -75,16 +75,16 @@ class Peripheral final : public CBPeripheral, public std::enable_shared_from_thi
   CBPeripheralDelegate* delegate_ = nullptr;
   std::optional<std::string> name_;
 
-  // Everything ever discovered: a later discovery replaces, but keeps alive.
+  // Everything ever discovered: what a later discovery replaces stays alive.
   std::vector<std::unique_ptr<Service>> allServices_;
   std::vector<std::unique_ptr<Characteristic>> allCharacteristics_;
   std::optional<std::vector<CBService*>> services_;
 
   bool isWanted_ = false;
   bool isLinked_ = false;
-  std::uint64_t attempt_ = 0;  // numbers the attempts to connect and the links
+  std::uint64_t attempt_ = 0;  // counts attempts to connect, links, and their ends
   bool isAttempting_ = false;
-  std::deque<Request> requests_;  // the first one is with the device
+  std::deque<Request> requests_;  // the first one has been sent to the device
 };
 
 }  // namespace platform::simulated

@@ -12,7 +12,7 @@
 namespace platform::simulated {
 namespace {
 
-// Rounded up, so that what is due then is due.
+// Rounded up: rounded down, poll would return before the time.
 int millisecondsUntil(Time duration) {
   constexpr std::chrono::milliseconds kMost{std::numeric_limits<int>::max()};
   const auto rounded = std::chrono::ceil<std::chrono::milliseconds>(duration);
@@ -22,7 +22,7 @@ int millisecondsUntil(Time duration) {
 }  // namespace
 
 Platform::~Platform() {
-  air_.deliveries.close();  // before those whom it is for
+  air_.deliveries.close();  // before the peripherals and the manager that it delivers to
 }
 
 std::unique_ptr<CBCentralManager> Platform::makeCentralManager(CBCentralManagerDelegate& delegate) {
@@ -44,7 +44,7 @@ void Platform::setState(CBManagerState state) {
   }
 }
 
-// What happens on the air is received also while nothing may be delivered.
+// While the output holds back deliveries, events go on and what devices send is queued.
 void Platform::runUntil(double date) {
   const Time end = air_.clock.timeOf(date);
   const bool isDriven = air_.clock.isDriven();

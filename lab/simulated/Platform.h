@@ -1,7 +1,7 @@
-// The bridge's platform without a radio: one process, devices that are scripted, time that is
-// driven or real. A complete implementation of the interface, as asynchronous as the others.
+// The platform without a radio: scripted devices within the process, time that is driven or real. A
+// complete implementation of the interface, as asynchronous as the others.
 //
-// Everything belongs to the main thread but what the interface itself allows any thread. The
+// Everything belongs to the main thread, except what the interface itself allows any thread. The
 // platform outlives its managers; its peripherals are not used after it.
 #pragma once
 
@@ -26,16 +26,16 @@ class Platform final : public platform::Platform {
   void sleep(std::chrono::microseconds duration) override { air_.clock.sleep(duration); }
   void deliverInto(Output& output) override { output_ = &output; }
 
-  // A new device; it is not on the air before it appears. It lives as long as the platform.
+  // Adds a device, which is switched off until Device::appear(). It lives as long as the platform.
   Device& addDevice(std::optional<std::string> name);
 
-  // The radio; at first it is powered on. While it is not, no links are up.
+  // Sets the state of the radio, poweredOn at first. All links are lost when it leaves that state.
   void setState(CBManagerState state);
 
   // How long a new manager's state stays unknown.
   void setFirstStateDelay(Time delay) { firstStateDelay_ = delay; }
 
-  // Lets something happen during runUntil: at a time since the start, or after a delay.
+  // Schedules an action for runUntil: at a time since the start, or after a delay.
   void at(Time time, Timeline::Action action) { air_.timeline.at(time, std::move(action)); }
   void after(Time delay, Timeline::Action action) { air_.after(delay, std::move(action)); }
   Time time() const { return air_.clock.now(); }

@@ -1,4 +1,4 @@
-// What the bridge asks of a device, as it waits for its turn.
+// A request of the bridge to a device, as it waits in the queue.
 #pragma once
 
 #include <vector>
@@ -14,8 +14,8 @@ struct Request {
   RequestKind kind;
   Service* service = nullptr;
   Characteristic* characteristic = nullptr;
-  std::vector<CBUUID> identifiers{};  // what a discovery looks for
-  Bytes value{};                      // what a write writes
+  std::vector<CBUUID> identifiers{};  // of a discovery: what to look for
+  Bytes value{};                      // of a write
 };
 
 }  // namespace platform::simulated

@@ -10,10 +10,10 @@ namespace {
 
 namespace simulated = platform::simulated;
 
-// A desktop's usual ATT MTU of 247, less the three bytes of a notification's head.
+// A common ATT MTU on desktops, 247, less the three bytes of a notification's header.
 constexpr std::size_t kLargestNotification = 244;
 
-// After which a model is asked again that is late, for instance because there was no room.
+// When to call a model again that still has something due, as when a value found no room.
 constexpr Microseconds kAgain{1000};
 
 std::optional<std::string> advertised(std::string name) {
@@ -26,7 +26,7 @@ simulated::Refusal refusalOf(AttError error) {
   return simulated::attError(static_cast<int>(error));
 }
 
-// As lab::AttServer names them.
+// The names that lab::AttServer::step has for requests.
 std::string stepOf(simulated::RequestKind kind, const platform::CBUUID* identifier) {
   const auto of = [&](const char* verb) { return verb + identifier->description(); };
   switch (kind) {
@@ -70,7 +70,7 @@ SimulatedDevice::SimulatedDevice(simulated::Platform& platform, DeviceModel& mod
   wake();
 }
 
-// The identifiers of services and characteristics alike; the zero identifier ends a service.
+// The identifiers of the tree, each service followed by its characteristics and a zero as its end.
 std::vector<platform::CBUUID> SimulatedDevice::layout() const {
   std::vector<platform::CBUUID> found;
   for (const Service& service : model_.services()) {
@@ -83,7 +83,8 @@ std::vector<platform::CBUUID> SimulatedDevice::layout() const {
   return found;
 }
 
-// A tree may have changed since the last link. What a central knows of the old one stays alive.
+// Builds the tree anew if it has changed since the last link. The old services are only hidden: a
+// central may still refer to them.
 void SimulatedDevice::buildTree() {
   std::vector<platform::CBUUID> current = layout();
   if (current == layout_) return;
@@ -126,7 +127,7 @@ void SimulatedDevice::addCharacteristic(simulated::DeviceService& service,
 }
 
 bool SimulatedDevice::setFault(std::string_view name, std::string_view argument) {
-  // Answers are late here by responseDelay, which the device on the air has.
+  // Not late-at: here responseDelay delays answers.
   if (name == "late-at" || !faults_.set(name, argument)) return false;
   hasFaults_ = true;
   device_.refusesLink = [this] { return faults_.refusesConnection(); };
@@ -142,7 +143,7 @@ void SimulatedDevice::obeyFaults(simulated::RequestKind kind, const platform::CB
       return device_.dropLink();
     case LinkFaults::Verdict::ignore:
       return device_.leaveUnanswered();
-    case LinkFaults::Verdict::delay:  // none is set
+    case LinkFaults::Verdict::delay:  // never: late-at is not accepted
     case LinkFaults::Verdict::serve:
       return;
   }
@@ -165,7 +166,7 @@ void SimulatedDevice::advance() {
   if (next) advanceAt(*next > now ? *next : now + kAgain);
 }
 
-// A streaming device is connected, and then no one sees what it advertises.
+// A connected device does not advertise, so its new name can wait until the link has ended.
 void SimulatedDevice::updateName() {
   if (device_.isConnected()) return;
   std::optional<std::string> name = advertised(model_.name());
@@ -184,7 +185,7 @@ std::size_t SimulatedDevice::largestNotification() const {
   return kLargestNotification;
 }
 
-// Not at once: the model is in the middle of something.
+// Not at once, since the model calls this in the middle of its own work.
 void SimulatedDevice::drop() {
   isDropping_ = true;
   platform_.after(Microseconds{0}, [this] { device_.dropLink(); });

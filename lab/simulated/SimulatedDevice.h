@@ -1,5 +1,5 @@
-// Puts a device model on the simulated air: the model's host, as vornix-lab is its host on a real
-// controller. Main thread of the simulated platform.
+// Runs a device model on the simulated platform, as vornix-lab runs it on a real controller. Main
+// thread of the platform.
 #pragma once
 
 #include <cstdint>
@@ -14,19 +14,19 @@ namespace lab {
 
 class SimulatedDevice final : public Link {
  public:
-  // The device is on the air once device().appear() is called. Model and platform outlive this
-  // object, which outlives the platform's last runUntil.
+  // The device is switched on by device().appear(). Model and platform outlive this object, which
+  // outlives the platform's last runUntil.
   SimulatedDevice(platform::simulated::Platform& platform, DeviceModel& model);
 
-  // Misbehaviour of the link, by the names that LinkFaults has; false when it is none of them. A
-  // request is here one of the bridge's.
+  // Sets a fault of LinkFaults, except late-at; false when it is none of these. A "request" is here
+  // one call of the bridge to the platform, whatever number of ATT packets it would take.
   bool setFault(std::string_view name, std::string_view argument);
 
-  // For what neither the model nor the link does: when it appears, how long it takes.
+  // For what the model does not decide: when the device appears, how long its answers take.
   platform::simulated::Device& device() { return device_; }
 
-  // Lets the model do what has become due, after it was changed from outside. Its actions follow in
-  // runUntil.
+  // To be called after a change to the model: the next runUntil lets it do what is due.
+
   void wake();
 
   bool notify(CharacteristicIndex characteristic, std::span<const std::uint8_t> value) override;
@@ -47,11 +47,11 @@ class SimulatedDevice final : public Link {
   DeviceModel& model_;
   platform::simulated::Device& device_;
   std::vector<platform::simulated::DeviceCharacteristic*> characteristics_;  // by index
-  std::vector<platform::CBUUID> layout_;  // of the tree that was built last
+  std::vector<platform::CBUUID> layout_;  // of the tree that was built last (see layout())
   LinkFaults faults_;
   bool hasFaults_ = false;
   bool isDropping_ = false;  // the link is about to end: nothing goes out any more
-  std::uint64_t turn_ = 0;   // numbers the appointments for advance; only the last one counts
+  std::uint64_t turn_ = 0;   // numbers the scheduled calls of advance; only the last one is made
 };
 
 }  // namespace lab

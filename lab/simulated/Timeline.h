@@ -1,5 +1,5 @@
-// What is still to happen on the air, by time; events of the same time happen in the order in which
-// they were entered. Main thread.
+// The scheduled events of the simulation, by time; events of the same time happen in the order in
+// which they were entered. Main thread.
 #pragma once
 
 #include <cstdint>

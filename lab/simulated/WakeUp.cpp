@@ -8,7 +8,7 @@
 namespace platform::simulated {
 
 WakeUp::WakeUp() {
-  if (::pipe(pipe_) != 0) std::abort();  // no descriptors left: nothing could ever be served
+  if (::pipe(pipe_) != 0) std::abort();  // no descriptors left
   for (const int end : pipe_) ::fcntl(end, F_SETFL, O_NONBLOCK);
 }
 
@@ -18,7 +18,7 @@ WakeUp::~WakeUp() {
 
 void WakeUp::ring() {
   const char byte = 0;
-  static_cast<void>(!::write(pipe_[1], &byte, 1));  // where it is full, it is readable as well
+  static_cast<void>(!::write(pipe_[1], &byte, 1));  // a full pipe is readable as well
 }
 
 void WakeUp::takeBack() {

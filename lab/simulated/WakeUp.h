@@ -12,7 +12,8 @@ class WakeUp {
 
   void ring();
 
-  // Readable from a ring() until it is taken back.
+  // Readable from ring() until takeBack().
+
   int descriptor() const { return pipe_[0]; }
   void takeBack();
 

@@ -77,7 +77,6 @@ class RemoteDevice final : public Link {
   BusMessage connect_;       // the pending Connect call
   std::size_t attempt_ = 0;  // counts attempts to connect and their ends; older ones are void
   std::size_t turn_ = 0;     // numbers the model's calls on the agenda; only the last one is made
-
   bool hasGattObjects_ = false;
   std::vector<Gatt> gatt_;
 };

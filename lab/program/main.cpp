@@ -47,7 +47,6 @@ bool serve(lab::Peripheral& peripheral, lab::BenchDevice& device) {
 }
 
 // A signal ends the input, so that the link is ended in order and the central learns of it.
-
 void endInputOnSignal() {
   struct sigaction action {};
   action.sa_handler = [](int) { ::close(STDIN_FILENO); };

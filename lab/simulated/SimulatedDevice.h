@@ -26,7 +26,6 @@ class SimulatedDevice final : public Link {
   platform::simulated::Device& device() { return device_; }
 
   // To be called after a change to the model: the next runUntil lets it do what is due.
-
   void wake();
 
   bool notify(CharacteristicIndex characteristic, std::span<const std::uint8_t> value) override;

@@ -13,7 +13,6 @@ class WakeUp {
   void ring();
 
   // Readable from ring() until takeBack().
-
   int descriptor() const { return pipe_[0]; }
   void takeBack();
 

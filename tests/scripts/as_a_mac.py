@@ -1,5 +1,5 @@
-"""What scripts/as-a-mac refuses, and what it does not: sources that would build on a Mac, or would
-not."""
+"""Tests of scripts/as-a-mac: it has to refuse sources that would not build on a Mac, and no
+others."""
 
 import importlib.machinery
 import importlib.util
@@ -24,7 +24,7 @@ tool = load()
 
 class Sources(unittest.TestCase):
     def setUp(self):
-        # In the project's folder, as its own sources are.
+        # Within the project's folder, where its sources are: the tool judges only those.
         folder = tempfile.TemporaryDirectory(dir=ROOT / "build", prefix="as-a-mac-")
         self.addCleanup(folder.cleanup)
         tool.BUILD = pathlib.Path(folder.name)

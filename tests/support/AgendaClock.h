@@ -1,5 +1,5 @@
-// The time of a played bluetoothd and its message bus, for the platform beside them: it goes on
-// when there is nothing left to do, to what is next.
+// Gives the BlueZ platform the time of the simulated bluetoothd's agenda. Where the platform would
+// wait, the next event on the agenda happens.
 #pragma once
 
 #include <span>
@@ -39,7 +39,7 @@ class AgendaClock final : public platform::bluez::Clock {
   }
 
  private:
-  static constexpr lab::Microseconds kHead = std::chrono::seconds(1000);  // so that no time is zero
+  static constexpr lab::Microseconds kHead = std::chrono::seconds(1000);  // keeps times above 0
 
   static lab::Microseconds agendaTime(TimePoint time) {
     return std::chrono::ceil<lab::Microseconds>(time.time_since_epoch()) - kHead;

@@ -22,7 +22,7 @@ namespace {
 
 constexpr std::size_t largestRead = 65536;
 
-// -1 once the end has been reached or the pipe is closed; otherwise the bytes read, perhaps none.
+// The number of bytes read, perhaps 0; -1 at the end of the pipe or after an error.
 ssize_t readSome(const Descriptor& descriptor, std::string& bytes) {
   bytes.resize(largestRead);
   const ssize_t size = ::read(descriptor.number(), bytes.data(), bytes.size());
@@ -133,7 +133,7 @@ std::optional<ProcessEnd> BridgeProcess::waitForEnd(Limit limit) {
   return end_;
 }
 
-// Waits for any pipe of the bridge, `also` among them, and reads what has come. False at the
+// Waits until one of the output pipes, or `also`, is ready, and reads what has come. False at the
 // deadline.
 bool BridgeProcess::serve(Clock::time_point deadline, Descriptor* also) {
   const auto entry = [](const Descriptor& descriptor, bool wanted, short events) {

@@ -1,12 +1,13 @@
-// A bridge as its host has it: a child process, commands to its standard input, lines from its
-// standard output.
+// A bridge as its host sees it: a child process that takes commands on its standard input and
+// writes lines to its standard output.
 //
-// Every wait is bounded by a limit that the caller gives and ends as soon as what is waited for is
-// there; it serves all pipes of the bridge meanwhile, so that none of them fills up. Failures of
-// the operating system (no pipe, no process) are thrown as std::system_error.
+// Every wait has a time limit, given by the caller, and ends as soon as what it waits for is there.
+// Meanwhile it reads the bridge's outputs, so that no pipe fills up. Failures of the operating
+// system (no pipe, no process) are thrown as std::system_error.
 //
-// One thread uses a BridgeProcess at a time. The first one made turns SIGPIPE off in the calling
-// process; the bridge is started with SIGPIPE at its default, no blocked signals and no core dumps.
+// One thread uses a BridgeProcess at a time. The constructor makes the calling process ignore
+// SIGPIPE; the bridge itself starts with SIGPIPE at its default, no blocked signals and no core
+// dumps.
 #pragma once
 
 #include <sys/types.h>
@@ -26,8 +27,7 @@
 
 namespace support {
 
-// Long enough for a loaded machine and an instrumented program; a test that passes never waits it
-// out.
+// Long enough for a loaded machine and an instrumented program; only a failing test waits so long.
 constexpr std::chrono::milliseconds patience = std::chrono::seconds(30);
 
 struct ProcessOptions {
@@ -40,20 +40,20 @@ struct ProcessOptions {
   enum class Input { pipe, ended, null };
   Input input = Input::pipe;
 
-  // packets: each write of the bridge arrives on its own and is kept in writes(), up to 4,096
-  // bytes; a longer one arrives in pieces of 4,096. Not every system has such pipes: see
+  // packets: each write of the bridge, up to 4,096 bytes, arrives separately and is kept in
+  // writes(); a longer one arrives in pieces of 4,096. Not every system has such pipes: see
   // BridgeProcess::canKeepWritesApart().
   enum class Output { pipe, packets };
   Output output = Output::pipe;
 
-  // The bridge's own ends of its input and output do not block, as some hosts leave them.
+  // Makes the bridge's ends of its input and output non-blocking, as some hosts do.
   bool areEndsNonBlocking = false;
 
-  // Of the bridge's descriptors 0, 1 and 2, those that it is started without.
+  // Those of the descriptors 0, 1 and 2 that the bridge is started without.
   std::vector<int> closed{};
 
-  // Room in the output pipe, in bytes; 0 leaves the system's (64 KiB on Linux), as does a system on
-  // which it cannot be chosen. At least a page.
+  // The capacity of the output pipe in bytes, at least a page; 0 for the system's usual one (64 KiB
+  // on Linux). Without effect on a system that has no F_SETPIPE_SZ.
   std::size_t outputRoom = 0;
 };
 
@@ -80,61 +80,60 @@ class BridgeProcess {
 
   // To the bridge.
 
-  // Writes the bytes as they are. False when the bridge does not take them all in time, or no
-  // longer reads.
+  // Writes the bytes as they are. False when they do not fit into the pipe within the limit, or
+  // when its reading end is closed.
   bool write(std::string_view bytes, Limit limit = patience);
 
   // Writes the text and a line feed.
   bool writeLine(std::string_view text, Limit limit = patience);
 
-  // The end of the bridge's input.
+  // Ends the bridge's input.
   void closeInput() { input_.close(); }
 
   // From the bridge.
 
-  // The next line of the output: nothing when none is complete in time, or when the output has
-  // ended and all lines are taken.
+  // The next line of the output; nothing when none is complete in time, or when there are no more.
   std::optional<OutputLine> next(Limit limit = patience);
 
-  // Takes lines up to the first that satisfies the condition, and returns it; nothing when it does
-  // not come. Those before it are passed over (they stay in lines()).
+  // The first line from here on that satisfies the condition; nothing when none comes in time.
+  // Lines before it are skipped, but stay in lines().
   std::optional<OutputLine> waitFor(const std::function<bool(const OutputLine&)>& condition,
                                     Limit limit = patience);
   std::optional<OutputLine> waitForLog(std::string_view text, Limit limit = patience);
   std::optional<OutputLine> waitForMessage(std::string_view payload, Limit limit = patience);
 
-  // All lines taken so far, first to last.
+  // All lines returned or skipped so far, in order.
   const std::vector<OutputLine>& lines() const { return lines_; }
 
-  // From now on the output is read, or not: a stalled host. Also writes and waits respect it.
+  // stall() stops the reading of the output, also during writes and waits, as in a host that hangs;
+  // resume() goes on with it.
   void stall() { stalled_ = true; }
   void resume() { stalled_ = false; }
 
   // The host is gone: closes the reading end of the output.
   void closeOutput() { output_.close(); }
 
-  // Bytes of the output as they came, and (Output::packets) cut as the bridge wrote them.
+  // All bytes of the output so far; with Output::packets, writes() has them by write of the bridge.
   const std::string& output() const { return outputBytes_; }
   const std::vector<std::string>& writes() const { return writes_; }
 
-  // What the bridge has written to its standard error, as far as it has been read; all of it after
-  // waitForEnd.
+  // The bytes of the bridge's standard error that were read so far; all of them after waitForEnd.
   const std::string& standardError() const { return errorBytes_; }
 
   // The process.
 
-  // Threads that the system counts now; 0 when the process has ended.
+  // The number of threads that the process has now; 0 when it has ended.
   std::size_t threadCount() const;
 
-  // What only Linux has, for Output::packets and for threadCount(). A test that needs it is skipped
-  // elsewhere.
+  // Whether the system allows Output::packets and threadCount(), as Linux does. Tests that need
+  // these are skipped elsewhere.
   static bool canKeepWritesApart();
   static bool canCountThreads();
 
   void sendSignal(int number) const;
 
-  // Reads both outputs to their end and collects the process. All lines are in lines() then.
-  // Nothing when it still runs at the limit.
+  // Reads both outputs to their end (while stalled, only standard error) and waits for the process.
+  // All lines are in lines() then. Nothing when the process still runs at the limit.
   std::optional<ProcessEnd> waitForEnd(Limit limit = patience);
 
  private:
@@ -149,7 +148,7 @@ class BridgeProcess {
   Descriptor input_;
   Descriptor output_;
   Descriptor error_;
-  Descriptor life_;  // reads the end of file when the process has ended
+  Descriptor life_;  // a pipe that reaches its end when the process ends
   std::optional<ProcessEnd> end_;
 
   bool stalled_ = false;

@@ -1,4 +1,4 @@
-// What the tests see through a BridgeProcess has to be so: programs that misbehave in known ways.
+// Tests of BridgeProcess itself, on programs that misbehave in known ways.
 #include "support/BridgeProcess.h"
 
 #include <gtest/gtest.h>
@@ -65,7 +65,7 @@ TEST(BridgeProcess, CountsThreads) {
   if (!BridgeProcess::canCountThreads()) GTEST_SKIP() << "this system does not tell";
   BridgeProcess cat("/bin/cat");
   EXPECT_TRUE(cat.writeLine("<C;3;0;4A3D>"));
-  EXPECT_TRUE(cat.waitForMessage("C;3;0;"));  // it is no copy of this program any more
+  EXPECT_TRUE(cat.waitForMessage("C;3;0;"));  // so it is cat, and no longer a fork of this program
   EXPECT_EQ(cat.threadCount(), 1U);
   cat.closeInput();
   EXPECT_TRUE(cat.waitForEnd());
@@ -86,7 +86,7 @@ TEST(BridgeProcess, StallsTheProgramsOutput) {
   EXPECT_TRUE(shell.next());
 }
 
-TEST(BridgeProcess, ThatIsNotReadStopsTakingInput) {
+TEST(BridgeProcess, GivesUpWritingToAProgramThatDoesNotRead) {
   BridgeProcess sleeper("/bin/sleep", {.arguments = {"60"}});
   EXPECT_FALSE(sleeper.write(std::string(1000000, 'x'), 50ms));
 }

@@ -1,5 +1,5 @@
-// A clock that stands still while anything happens, and goes on to the time that is waited for once
-// nothing does: an hour takes no time, and everything happens at a time that is known.
+// A clock that stands still while there is anything to do, and then jumps to the time that is
+// waited for: an hour passes at once, and a test knows the time of everything that happens.
 #pragma once
 
 #include <algorithm>
@@ -12,13 +12,15 @@ namespace support {
 
 class JumpingClock final : public platform::bluez::Clock {
  public:
-  // While this holds, something comes from another process: it is waited for, for 20 s at most.
+  // While isAwaiting returns true, something is about to come from another process: the clock then
+  // waits for it, up to 20 s of real time, before it jumps.
   void setIsAwaiting(std::function<bool()> isAwaiting) { isAwaiting_ = std::move(isAwaiting); }
 
-  // What happens outside while nothing happens here: once, before the time goes on.
+  // Called once, when there is nothing to do, before the clock jumps.
   void setOnRest(std::function<void()> onRest) { onRest_ = std::move(onRest); }
 
-  // How often it was asked to wait, or to look. What does not rest is stopped after a while.
+  // How often wait() or look() polled. After many polls the time goes on by itself, so that a loop
+  // that always has something to do ends as well.
   int polls() const { return polls_; }
 
   TimePoint now() const override { return now_; }

@@ -1,5 +1,4 @@
-// The system's clock, which a test can put forward: what waits for a later time finds that it has
-// come.
+// The system's clock, which a test can put forward, so that timers become due at once.
 #pragma once
 
 #include "platform/bluez/SystemClock.h"

@@ -1,4 +1,4 @@
-// A pipe none of whose ends ever waits, on every system.
+// A pipe with both ends non-blocking, for every system (pipe2 is not on all of them).
 #pragma once
 
 #include <fcntl.h>
@@ -8,7 +8,7 @@
 
 namespace support {
 
-// False when there is none.
+// False when the system has none left.
 inline bool openNonBlockingPipe(std::array<int, 2>& ends) {
   if (::pipe(ends.data()) != 0) return false;
   for (const int end : ends) {

@@ -1,4 +1,4 @@
-// One line of a bridge's output, kept.
+// One line of a bridge's output.
 #pragma once
 
 #include <string>
@@ -11,8 +11,8 @@ namespace support {
 struct OutputLine {
   vornix_host::LineKind kind = vornix_host::LineKind::damaged;
   vornix_host::LogTime time;  // of a log line
-  std::string text;           // log: its text; message: its payload; damaged: empty
-  std::string bytes;          // all of it, with frame and line feed
+  std::string text;           // of a log line its text, of a message its payload; else empty
+  std::string bytes;          // the whole line, with frame and line feed
 
   bool isLog(std::string_view expected) const {
     return kind == vornix_host::LineKind::log && text == expected;
@@ -22,7 +22,7 @@ struct OutputLine {
   }
   bool isDamaged() const { return kind == vornix_host::LineKind::damaged; }
 
-  // What it means, typed.
+  // The decoded message.
   vornix_host::Message message() const { return vornix_host::decode({kind, bytes, text, time}); }
 };
 

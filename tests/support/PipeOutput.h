@@ -1,4 +1,4 @@
-// An output of the platform's that stands for a pipe: it holds back while the pipe accepts nothing.
+// A platform::Output for tests: it holds back while the given pipe is full.
 #pragma once
 
 #include <poll.h>

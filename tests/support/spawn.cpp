@@ -16,7 +16,7 @@
 
 #include "support/BridgeProcess.h"
 
-extern char** environ;  // not declared by every system
+extern char** environ;  // not every system declares it
 
 namespace support {
 namespace {
@@ -37,7 +37,7 @@ Pipe makePipe() {
   return {Descriptor(ends[0]), Descriptor(ends[1])};
 }
 
-// The flag belongs to one end of a pipe alone.
+// Sets the flag for this end of the pipe only.
 void dontBlock(const Descriptor& end) {
   check(::fcntl(end.number(), F_SETFL, ::fcntl(end.number(), F_GETFL) | O_NONBLOCK) == 0, "fcntl");
 }
@@ -60,15 +60,16 @@ Pipe makeOutput(const ProcessOptions& options) {
   return pipe;
 }
 
-// The variables of this process with some replaced or added; the last change of a name counts.
+// The environment of this process with the options' variables; of several with one name the last
+// counts.
 std::map<std::string, std::string> changedEnvironment(const ProcessOptions& options) {
   std::map<std::string, std::string> variables;
   for (char** variable = environ; *variable != nullptr; ++variable) {
     const std::size_t end = std::strcspn(*variable, "=");
     if ((*variable)[end] == '=') variables[{*variable, end}] = *variable + end + 1;
   }
-  // A sanitizer that reports abort() would write to the standard error of a program that stops as
-  // it should, and end it with a status in place of the signal.
+  // Sanitizers must not catch abort(): they would write a report to standard error, and the program
+  // would end with a status in place of the signal that the tests expect.
   for (const char* name : {"ASAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS"}) {
     variables[name] += ":handle_abort=0";
   }
@@ -93,7 +94,7 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
   return result;
 }
 
-// What the child runs between fork and exec: calls that are safe there, and no allocation.
+// What the child runs between fork and exec: only async-signal-safe calls, no allocation.
 class Launch {
  public:
   Launch(const std::string& program, const ProcessOptions& options)

@@ -11,18 +11,18 @@ namespace support {
 
 struct ProcessOptions;
 
-// The caller's ends, closed on exec and not blocking; an end that the options do not ask for is
+// The caller's ends of the pipes, close-on-exec and non-blocking; without Input::pipe, input is
 // closed.
 struct Child {
   pid_t id = -1;
-  Descriptor input;   // to be written; with Input::pipe
-  Descriptor output;  // to be read
-  Descriptor error;   // to be read
-  Descriptor life;    // never has bytes; ends when the process does
+  Descriptor input;   // for writing
+  Descriptor output;  // for reading
+  Descriptor error;   // for reading
+  Descriptor life;    // carries no bytes; reaches its end when the process ends
 };
 
-// Throws std::system_error. A program that cannot be executed ends with status 127 and says so on
-// its standard error.
+// Throws std::system_error. If the program cannot be executed, the child says so on its standard
+// error and ends with status 127.
 Child spawn(const std::string& program, const ProcessOptions& options);
 
 }  // namespace support

@@ -49,7 +49,7 @@ TEST_F(DeliberateEnd, RunsNoDestructor) {
             {});
 }
 
-// Whatever the other thread was writing comes out whole: the last byte is a line's end.
+// A line that another thread is writing is written whole: the last byte is a line feed.
 TEST_F(DeliberateEnd, LeavesWholeLinesBehindBesideAThreadThatWrites) {
   const std::string payload(3000, 'x');
   for (int i = 0; i < 20; ++i) {
@@ -80,11 +80,11 @@ TEST_F(PreconditionFailure, IsAnAbortThatWritesNothing) {
   expectAbort(journal, [] { preconditionFailure(); });
 }
 
-TEST_F(PreconditionFailure, IsARequirementThatDoesNotHold) {
+TEST_F(PreconditionFailure, FollowsARequirementThatDoesNotHold) {
   expectAbort(journal, [] { require(false); });
 }
 
-TEST_F(PreconditionFailure, IsNoRequirementThatHolds) {
+TEST_F(PreconditionFailure, DoesNotFollowARequirementThatHolds) {
   require(true);
   EXPECT_EQ(journal.entries(), Entries{});
 }
@@ -98,7 +98,7 @@ TEST_F(PreconditionFailure, RunsNoExitHandler) {
   });
 }
 
-TEST_F(PreconditionFailure, IsAByteBeyondTheEndOfAValue) {
+TEST_F(PreconditionFailure, FollowsAByteReadBeyondTheEndOfAValue) {
   const std::uint8_t bytes[] = {7, 8};
   EXPECT_EQ(byteAt(bytes, 0), 7);
   EXPECT_EQ(byteAt(bytes, 1), 8);
@@ -107,7 +107,7 @@ TEST_F(PreconditionFailure, IsAByteBeyondTheEndOfAValue) {
   expectAbort(journal, [] { byteAt({}, 0); });
 }
 
-TEST_F(PreconditionFailure, IsANumberBeyondTheEndOfAValue) {
+TEST_F(PreconditionFailure, FollowsANumberReadBeyondTheEndOfAValue) {
   const std::uint8_t bytes[] = {1, 2, 3, 4};
   EXPECT_EQ(littleEndian<2>(bytes, 2), 0x0403);
   EXPECT_EQ(bigEndian<2>(bytes, 2), 0x0304);

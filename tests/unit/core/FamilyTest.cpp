@@ -1,4 +1,4 @@
-// The families' descriptions: what has to hold for each of them, whatever it says.
+// What has to hold for the description of every device family.
 #include "Family.h"
 
 #include <gtest/gtest.h>
@@ -35,8 +35,8 @@ TEST(Families, HaveNamesInLowerCase) {
   }
 }
 
-// Else the order in which they are tried would decide.
-TEST(Families, HaveNamesOfWhichNoneBeginsLikeAnothers) {
+// Otherwise the family of a device would depend on the order in which the families are tried.
+TEST(Families, HaveNoPrefixThatBeginsWithAnotherFamilys) {
   for (const ::Family* family : descriptions()) {
     for (const ::Family* other : descriptions()) {
       if (other == family) continue;
@@ -54,7 +54,7 @@ TEST(Families, NameEachCharacteristicOnce) {
   }
 }
 
-TEST(Families, KeepWhatTheyDoNothingElseWith) {
+TEST(Families, HaveAPlaceForEachCharacteristicThatIsOnlyKept) {
   for (const ::Family* family : descriptions()) {
     for (const KnownCharacteristic& known : family->characteristics) {
       EXPECT_TRUE(known.use != Use::keep || known.keptIn != nullptr) << known.uuid.description();
@@ -62,7 +62,7 @@ TEST(Families, KeepWhatTheyDoNothingElseWith) {
   }
 }
 
-TEST(Services, AreAskedForOnceInTheOrderInWhichTheyFirstCome) {
+TEST(Services, AreAskedForOnceInTheOrderOfTheirFirstMention) {
   constexpr auto first = platform::CBUUID::UUIDWithString("0001");
   constexpr auto second = platform::CBUUID::UUIDWithString("0002");
   const KnownCharacteristic known[] = {{second, first, Use::read},

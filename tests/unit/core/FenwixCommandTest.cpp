@@ -254,7 +254,7 @@ INSTANTIATE_TEST_SUITE_P(ThatIsNotUtf8, FenwixJson,
                                          BadJson{"AboveTheLast", "\xF4\x90\x80\x80"}),
                          caseName);
 
-// Valid UTF-8, but no host message: those are ASCII.
+// Valid UTF-8, but a host message may contain ASCII alone.
 INSTANTIATE_TEST_SUITE_P(ThatIsNotAscii, FenwixJson,
                          testing::Values(BadJson{"Accent", "[\"\u00E9\"]"},
                                          BadJson{"Emoji", "[\"\U0001F600\"]"}),

@@ -58,8 +58,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Rms{"GreatestDenormal", {0xFF, 0xFF, 0x7F, 0x00}, "0"}),
     caseName);
 
-// Truncation toward zero. That the product is rounded to binary32 before it shows in a hundredth:
-// 0.01 is 0.00999999977 in binary32.
+// Truncation toward zero, after the product has been rounded to binary32. The latter shows with
+// 0.01, which is 0.00999999977 in binary32.
 INSTANTIATE_TEST_SUITE_P(Truncated, FenwixRms,
                          testing::Values(Rms{"JustBelowOneUnit", bytesOf(0.99e-7F), "0"},
                                          Rms{"JustAboveOneUnit", bytesOf(1.01e-7F), "1"},
@@ -70,7 +70,7 @@ INSTANTIATE_TEST_SUITE_P(Truncated, FenwixRms,
                                          Rms{"Third", bytesOf(1.0F / 3.0F), "3333333"}),
                          caseName);
 
-// The greatest and the least level whose product fits into 64 bits.
+// The smallest level whose product no longer fits into a signed 64-bit number.
 const float kTooMuch = [] {
   float level = 922337203685.0F;
   while (level * 10000000.0F < 9223372036854775808.0F) {
@@ -93,7 +93,7 @@ TEST_F(FenwixStreams, SendTheGreatestLevelThatFitsInto64Bits) {
       Entries{message("P1;" + std::to_string(static_cast<std::int64_t>(-kMost * 1e7F)) + ";")});
 }
 
-TEST_F(FenwixStreams, SendTheLeast64BitNumberButNotItsOpposite) {
+TEST_F(FenwixStreams, SendTheLeast64BitNumberButNotItsNegative) {
   const float product = kTooMuch * 10000000.0F;
   if (product != 9223372036854775808.0F) GTEST_SKIP() << "no level has this product";
   EXPECT_EQ(delivering(charac_fenwix_rms, bytesOf(-kTooMuch)),
@@ -333,7 +333,8 @@ TEST_P(AbsentFenwixValue, StopsTheProcess) {
   expectAbort([this] { device->deliverNoValue(GetParam(), &someError); });
 }
 
-// The last one is no characteristic of a Fenwix: its value is taken before it is told apart.
+// The last one is no characteristic of a Fenwix: the value is required before the characteristic is
+// looked at.
 INSTANTIATE_TEST_SUITE_P(, AbsentFenwixValue,
                          testing::Values(charac_fenwix_rms, charac_fenwix_rms2, charac_batt,
                                          charac_batt_heath, charac_info_modele, charac_info_serial,

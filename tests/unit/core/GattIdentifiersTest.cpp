@@ -69,7 +69,7 @@ std::string inCase(const std::string& text, int (*mapping)(int)) {
   return mapped;
 }
 
-// xxxx of 0000xxxx-0000-1000-8000-00805f9b34fb, else nothing.
+// The xxxx of 0000xxxx-0000-1000-8000-00805f9b34fb; empty for any other identifier.
 std::string shortFormOf(const std::string& text) {
   const bool inBaseRange = inCase(text, std::tolower).ends_with("-0000-1000-8000-00805f9b34fb") &&
                            text.starts_with("0000");

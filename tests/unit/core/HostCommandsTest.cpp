@@ -164,8 +164,8 @@ constexpr char kInt[] = "cde : Fenwix Cmd Write Int";
 constexpr char kByte[] = "cde : Fenwix Cmd Write Byte";
 
 struct Arguments : Case {
-  std::string arguments;  // all that follows the command's text
-  std::string frame;      // empty: the process stops
+  std::string arguments;  // the rest of the line after the command's name
+  std::string frame;      // the frame expected to be written; empty: the process stops
 };
 
 class CommandArguments : public HostCommands, public testing::WithParamInterface<Arguments> {
@@ -313,7 +313,7 @@ TEST_F(Reader, TakesALineOfAnyLength) {
   expectLines(line + "\nkill\n", {unknown(line), log("cde : kill")});
 }
 
-TEST_F(Reader, DoesNotHandleALineOnceTheBridgeRunsNoMore) {
+TEST_F(Reader, HandlesNoLineOnceIsRunningIsFalse) {
   isRunning = false;
   expectLines("x\nkill\n", {});
 }
@@ -336,10 +336,9 @@ TEST_F(Reader, StopsTheProcessAtACommandThatCannotBeCarriedOut) {
               {log("cde : get json")});
 }
 
-// Standard input as a pipe, or as what a child makes of it.
 class HostThatSendsNothing : public Reader {
  protected:
-  // In a child, since standard input is that of the whole process.
+  // Runs in a child process, since standard input belongs to the whole process.
   void expectAnswer(bool answer, const std::function<void()>& prepareInput) {
     EXPECT_EXIT(
         {
@@ -377,7 +376,7 @@ TEST_F(HostThatSendsNothing, IsNotWaitedFor) {
   });
 }
 
-TEST_F(HostThatSendsNothing, IsAskedForWithoutLosingAByte) {
+TEST_F(HostThatSendsNothing, IsLookedForWithoutConsumingInput) {
   expectEnd(journal,
             [this] {
               replaceStandardInput("bonjour\n\nkill\n");
@@ -387,8 +386,8 @@ TEST_F(HostThatSendsNothing, IsAskedForWithoutLosingAByte) {
             {unknown("bonjour"), unknown(""), log("cde : kill")});
 }
 
-// The reader's thread uses what the main thread finds, as soon as it is there.
-TEST_F(HostCommands, WorkOnTheirThreadBesideTheDiscoveryOfTheDevices) {
+// The reader thread uses handlers and characteristics once the main thread has published them.
+TEST_F(HostCommands, WorkOnTheirThreadWhileTheMainThreadDiscoversDevices) {
   std::thread reader([this] {
     while (!comBLE.comFenwix || comBLE.comFenwix.get()->characCommand == nullptr) {
       std::this_thread::yield();

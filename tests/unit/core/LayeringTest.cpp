@@ -19,7 +19,7 @@ TEST(SourceTree, KeepsTheDirectionOfItsDependencies) {
   EXPECT_EQ(layering.violations, std::vector<std::string>{});
 }
 
-// A tree of a few files that keep to the rules, in which a test plants one line more.
+// A tree of a few files that keep to the rules, to one of which a test adds a line.
 class PlantedTree {
  public:
   PlantedTree() : root_(fs::temp_directory_path() / ("vornix-layers-" + std::to_string(getpid()))) {

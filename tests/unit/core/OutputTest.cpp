@@ -26,7 +26,7 @@ struct Ends {
   int writing;
 };
 
-// Only on Linux the capacity is ours to choose.
+// The capacity can be chosen only on Linux.
 Ends pipeWith([[maybe_unused]] int capacity) {
   int ends[2];
   EXPECT_EQ(::pipe(ends), 0);
@@ -75,7 +75,7 @@ class Room : public testing::TestWithParam<Kind> {
  protected:
   Room() {
     dontBlock(ends.reading);
-    dontBlock(ends.writing);  // so that a write that would have to wait is seen
+    dontBlock(ends.writing);  // so that a write that would block fails instead
   }
   ~Room() override {
     ::close(ends.reading);
@@ -87,7 +87,7 @@ class Room : public testing::TestWithParam<Kind> {
   platform::OutputRoom room;
 };
 
-// Lines of every length, read in pieces of every length, now faster and now slower than written.
+// Lines of many lengths, read in pieces of many lengths, now faster and now slower than written.
 TEST_P(Room, IsThereForWhatItGrants) {
   std::uniform_int_distribution<std::size_t> shortLine(1, 120);
   std::uniform_int_distribution<std::size_t> anyLine(1, 9000);
@@ -148,13 +148,13 @@ std::vector<Kind> kinds() {
 INSTANTIATE_TEST_SUITE_P(Of, Room, testing::ValuesIn(kinds()),
                          [](const auto& kind) { return kind.param.name; });
 
-// Elsewhere it is not told what a pipe takes.
+// Only a system with F_GETPIPE_SZ tells the capacity of a pipe.
 #ifdef F_GETPIPE_SZ
 TEST(RoomOfAPipe, IsAskedForOnceInManyLines) {
   const Ends ends = pipeWith(65536);
   platform::OutputRoom room;
   ASSERT_EQ(room.take(ends.writing, 80), 80U);
-  // Whoever asks about a descriptor that is closed gets leave for everything.
+  // For a closed descriptor, a new look at the pipe would grant everything.
   ::close(ends.writing);
   for (int i = 0; i < 400; ++i) ASSERT_EQ(room.take(ends.writing, 80), 80U);
   EXPECT_EQ(room.take(ends.writing, 40000), 40000U);
@@ -174,7 +174,7 @@ class HeldOutput : public testing::Test {
     std::fclose(stream);
   }
 
-  // Everything that comes, as long as something does.
+  // Reads and lets out until nothing more comes.
   std::string readAll() {
     std::string all;
     for (std::string bytes = readUpTo(ends.reading, 5000); !bytes.empty();
@@ -235,7 +235,7 @@ TEST_F(HeldOutput, IsGivenUpWhenTheReaderNeedsTooLong) {
   EXPECT_TRUE(output.holdsBack());
 }
 
-// A line that the other thread has begun does not keep this one from going on.
+// A thread's write returns at once although another thread waits for the reader.
 TEST_F(HeldOutput, TakesALineWhileAnotherThreadWaitsForTheReader) {
   std::thread other([this] {
     output.write(std::string(100000, 'a'));

@@ -32,7 +32,7 @@ class RunLoop : public BridgeTest {
     return of([this] { turnRunLoop(platform, comBLE); });
   }
 
-  // Turns it so that the slice ends at the given date.
+  // Turns the run loop once, so that its slice ends at the given date.
   Entries turnUntil(double date) {
     platform.setNow(date - 1);
     return turn();
@@ -40,7 +40,7 @@ class RunLoop : public BridgeTest {
 
   static constexpr double kRequest = 1'700'000'000.5;  // date of the first connection request
 
-  // The least date that is later than 60 seconds after the request.
+  // The first representable date that is later than 60 seconds after the request.
   const double justAbove = std::nextafter(kRequest + 60, std::numeric_limits<double>::infinity());
 
   void findAt(double date, const std::string& name) {
@@ -54,7 +54,7 @@ TEST_F(RunLoop, IsTurnedForASecondFromNow) {
   EXPECT_EQ(turn(), kGoesOn);
 }
 
-// The radio has done its part; the line waits for the host, in its place, and comes once.
+// The scan itself stops; the log line waits for the host, in its place, and is written once.
 TEST_F(RunLoop, StopsTheScanAtOnceWhenTheHostDoesNotRead) {
   findAt(kRequest, "Tramsel");
   journal.clear();
@@ -207,8 +207,8 @@ TEST_F(RunLoop, WithoutAManagerStopsTheProcessAtStopScan) {
 
 class Start : public testing::Test {
  protected:
-  // The bridge with these bytes on its standard input. The run loop never returns, so that what the
-  // journal holds does not depend on the time that the reader takes.
+  // Runs the bridge with these bytes on its standard input. The run loop's first slice never ends,
+  // so the journal does not depend on how long the reader takes.
   void run(const std::string& input) {
     replaceStandardInput(input);
     platform.setEvent([] {
@@ -217,7 +217,7 @@ class Start : public testing::Test {
     runVornix(platform);
   }
 
-  // What does not depend on how far the main thread comes before the reader ends the process.
+  // Whether the first slice is begun before the reader ends the process is a matter of chance.
   static Entries withoutRunLoop(Entries entries) {
     std::erase(entries, kSlice);
     return entries;

@@ -134,8 +134,8 @@ TEST_P(LowerCase, IsTheFullMappingOfUnicode) {
   EXPECT_EQ(lowerCase(GetParam().text), GetParam().lower);
 }
 
-// A locale of the name, made of the one that has no language; the C library and its users know the
-// language by the name.
+// A locale with a Turkish name, made from C.UTF-8. The name is enough: the C library, and libraries
+// that ask it, take the language from it.
 class TurkishLocale {
  public:
   TurkishLocale()
@@ -214,7 +214,7 @@ INSTANTIATE_TEST_SUITE_P(, LowerCaseOfInvalidText,
 
 struct Beginning : Case {
   std::string text;
-  bool isBeginning;  // of the text: "ilo"
+  bool isBeginning;  // whether the text begins with "ilo"
 };
 
 class BeginsWith : public testing::TestWithParam<Beginning> {};

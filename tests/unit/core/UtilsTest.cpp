@@ -150,7 +150,7 @@ INSTANTIATE_TEST_SUITE_P(
                     NonAscii{"AccentWithinALineEnd", "\r\u0301\n"}, NonAscii{"StrayByte", "\x80"}),
     caseName);
 
-// The checksum looks at eight bytes at a time, and at what is left one by one.
+// The checksum handles eight bytes at a time, and the rest one by one.
 TEST(NonAsciiByte, StopsTheChecksumWhereverItStands) {
   for (std::size_t place = 0; place < 19; ++place) {
     std::string text(19, 'x');
@@ -307,7 +307,7 @@ TEST_F(LogLine, MayBeGivenInTwoParts) {
   EXPECT_EQ(journal.entries(), Entries{log("a&inf;b&sup;c")});
 }
 
-// Standard output as a socket that keeps the boundaries of what is written to it.
+// Standard output as a socket that preserves the boundaries of writes.
 class Writes : public testing::Test {
  protected:
   void SetUp() override {

@@ -1,5 +1,5 @@
-// Runs the tests, with the framework's own reports kept out of the journals: the code under test
-// and the framework write to the same standard output.
+// Runs the tests. The code under test and the test framework write to the same standard output, so
+// the framework's reports are kept out of the journals.
 #include <gtest/gtest.h>
 
 #include <cstdio>

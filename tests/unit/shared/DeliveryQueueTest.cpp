@@ -60,7 +60,7 @@ TEST(DeliveryQueue, KeepsTheOrderOfValuesAndActions) {
   EXPECT_EQ(order, "vav");
 }
 
-// The longest value that there is fits, also where it is the last of many.
+// A value of kLargestValue fits, also when it is the last of many.
 TEST(DeliveryQueue, TakesTheLongestValueAndNoLonger) {
   Target target;
   DeliveryQueue queue;
@@ -101,7 +101,7 @@ TEST(DeliveryQueue, TakesMoreWhileItDelivers) {
   EXPECT_EQ(target.values.size(), 3002U);
 }
 
-TEST(DeliveryQueue, HoldsATargetUntilItsValueIsTold) {
+TEST(DeliveryQueue, HoldsATargetUntilItsValueIsDelivered) {
   Target target;
   DeliveryQueue queue;
   int held = 0;
@@ -112,7 +112,7 @@ TEST(DeliveryQueue, HoldsATargetUntilItsValueIsTold) {
   EXPECT_EQ(target.retained, 0);
 }
 
-// As a played end of the bridge does.
+// Tests that play the end of the process throw from a callback.
 TEST(DeliveryQueue, LetsGoOfATargetWhoseCallbackThrows) {
   Target target;
   DeliveryQueue queue;

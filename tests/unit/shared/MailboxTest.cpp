@@ -30,7 +30,7 @@ TEST(Mailbox, KeepsTheOrderOfPosting) {
   EXPECT_EQ(order, "abc");
 }
 
-TEST(Mailbox, WakesOnceForAllThatWaits) {
+TEST(Mailbox, WakesOnceForAllActionsThatWait) {
   int wakes = 0;
   Mailbox box([&] { ++wakes; });
   box.post([] {});
@@ -53,7 +53,7 @@ TEST(Mailbox, KeepsWhatAnActionPostsForTheNextTime) {
   EXPECT_EQ(runs, 1);
 }
 
-// The reader of a wake-up that is a flag takes it back before it serves, as the contract says.
+// As the contract requires, the reading thread resets the wake-up before it serves the mailbox.
 TEST(Mailbox, LosesNoneOfManyThreadsAndKeepsTheOrderOfEach) {
   constexpr int kThreads = 4;
   constexpr int kEach = 20'000;

@@ -1,5 +1,5 @@
-// The ground of every test of the bridge as a whole: its central on a recording platform, and an
-// empty journal.
+// The fixture of the tests of the whole core: a ComBLE on a recording platform, and an empty
+// journal.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -30,14 +30,14 @@ class BridgeTest : public testing::Test {
 
   void connect(const Device& device) { comBLE.centralManagerDidConnect(central(), device); }
 
-  // A device with this name is found; its label is its name.
+  // Lets a device with this name, and the same label, be discovered.
   Device found(const std::string& name) {
     Device device = deviceNamed(name, name);
     discover(device);
     return device;
   }
 
-  // Acts, and gives what it wrote and called.
+  // Runs act and returns the journal's entries of it.
   Entries of(const std::function<void()>& act) {
     journal.clear();
     act();

@@ -1,4 +1,4 @@
-// What cases of a parametrised test have in common: a name, which tells the instance.
+// Names of the instances of parametrised tests, taken from the case's field name.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -22,7 +22,7 @@ inline constexpr auto caseName = [](const auto& instance) -> std::string {
   return instance.param.name;
 };
 
-// The same where the case is an identifier.
+// The same for a case that is a GATT identifier.
 inline constexpr auto identifierName = [](const auto& instance) -> std::string {
   std::string name = instance.param.description();
   std::erase(name, '-');

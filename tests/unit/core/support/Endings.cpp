@@ -19,9 +19,9 @@ const pid_t testProcess = getpid();
 
 }  // namespace
 
-// Stands in the place of the C library's _Exit(), under the name that the linker knows that by:
-// what it may throw is declared differently by different systems. A deliberate end has status 0: in
-// the test program itself, and not in a child of it, it would pass for success.
+// Replaces the C library's _Exit(). A deliberate end has status 0: if it happened in the test
+// program itself instead of a child, the run would count as a success. The replacement is defined
+// by its linker name, since systems declare _Exit with different exception specifications.
 extern "C" void exitOfTests(int status) asm(VALUE_OF(__USER_LABEL_PREFIX__) "_Exit");
 
 extern "C" void exitOfTests(int status) {

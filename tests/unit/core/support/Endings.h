@@ -1,5 +1,5 @@
-// Tests of how the process ends. What is acted out runs in a child process; the entries are
-// everything that it may write and call before its end.
+// Tests of how the process ends. act runs in a child process; before are the journal entries of all
+// that it has to write and call before its end.
 #pragma once
 
 #include <functional>
@@ -10,7 +10,7 @@
 
 namespace unit {
 
-// Where a test stands; clang 14 has no std::source_location.
+// The test's place in the source, for failure messages; clang 14 has no std::source_location.
 struct Place {
   const char* file;
   int line;
@@ -28,7 +28,7 @@ void expectAbort(Journal& journal, const std::function<void()>& act, const Entri
 void expectEnd(Journal& journal, const std::function<void()>& act, const Entries& before,
                Place where = Place::current());
 
-// Makes the bytes the standard input of this process. For use in a child.
+// Gives this process, which is to be a child, a standard input that contains the bytes.
 void replaceStandardInput(const std::string& bytes);
 
 }  // namespace unit

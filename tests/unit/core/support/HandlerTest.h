@@ -1,5 +1,4 @@
-// The ground of every test of a device handler: a handler that has just been made for a device, and
-// an empty journal.
+// The fixture of the tests of a device handler: a new handler for a device, and an empty journal.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -13,7 +12,7 @@
 
 namespace unit {
 
-// An error as a stack reports it, and how it is printed.
+// An error as a stack reports it, and its printed form.
 inline const platform::Error someError{"CBATTErrorDomain", 14, "Unlikely error."};
 inline const std::string someErrorPrinted =
     "Error Domain=CBATTErrorDomain Code=14 \"Unlikely error.\"";
@@ -26,10 +25,10 @@ class HandlerTest : public testing::Test {
     journal.clear();
   }
 
-  // A call on the handler's device, as the journal has it.
+  // The journal's entry for a call on the handler's device.
   static std::string on(const std::string& call) { return "device." + call; }
 
-  // Acts, and gives what it wrote and called.
+  // Runs act and returns the journal's entries of it.
   Entries of(const std::function<void()>& act) {
     journal.clear();
     act();

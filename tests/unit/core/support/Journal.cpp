@@ -14,7 +14,7 @@ namespace unit {
 
 namespace {
 
-int journalFile = -1;  // of the journal that lives
+int journalFile = -1;  // of the current journal
 int realOutput = -1;
 
 int checked(int result, const char* what) {

@@ -1,9 +1,9 @@
-// What the code under test does, in the order in which it does it: every line that it writes to
-// standard output, and every call that it makes on the recording platform.
+// Records what the code under test does, in order: every line that it writes to standard output,
+// and every call that it makes on the recording platform.
 //
-// While a journal lives, standard output goes into it, byte for byte. Lines and calls share one
-// file without a name, which also keeps what a child process did before it ended: a death test can
-// look at it afterwards. One journal at a time; any thread may write to it.
+// While a journal exists, standard output goes into it, byte for byte. Lines and calls go into one
+// unnamed file, which a child process shares: a death test can look afterwards at what the child
+// did. One journal at a time; any thread may write to it.
 #pragma once
 
 #include <string>
@@ -22,14 +22,14 @@ class Journal {
   // Records one call.
   void add(std::string_view call);
 
-  // Everything so far, as it was written.
+  // The whole content, byte for byte.
   std::string bytes() const;
 
-  // Everything so far, line by line. The time stamp of a log line, if it is well formed, reads
-  // "time": "<@time : Stop Scan>".
+  // The whole content, line by line. A well-formed time stamp is replaced by "time":
+  // "<@time : Stop Scan>".
   std::vector<std::string> entries() const;
 
-  // The entries so far, which are then forgotten.
+  // Returns the entries and clears the journal.
   std::vector<std::string> take();
 
   void clear();
@@ -38,8 +38,8 @@ class Journal {
   int file_;
 };
 
-// The test framework reports on standard output too. Between these two calls its reports go where
-// they belong; without a journal they do nothing.
+// The test framework also reports on standard output. Between these two calls its reports go to the
+// real one. Without a journal the calls do nothing.
 void suspendJournal();
 void resumeJournal();
 

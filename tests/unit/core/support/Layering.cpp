@@ -13,8 +13,8 @@ namespace unit {
 
 namespace {
 
-// The core from bottom to top. A file includes those of layers below its own, and of its own layer
-// only its own header; the helpers, at the bottom, include one another.
+// The layers of the core, the lowest first. A file may include files of lower layers, and of its
+// own layer only its own header; the helpers in the lowest layer may include one another.
 const std::vector<std::vector<std::string>> kLayers = {
     {"Bytes", "Decimal", "EndProcess", "FenwixStreams", "GattIdentifiers", "HandlerSlot", "Help",
      "HexDigits", "Output", "Payload", "Precondition", "StandardDescriptors", "Text", "TextBuffer",
@@ -28,13 +28,13 @@ const std::vector<std::vector<std::string>> kLayers = {
     {"vornix"},
 };
 
-// A file that continues another one's class.
+// The name that decides a file's layer; ComFenwixCommand.cpp is a part of ComFenwix.
 std::string stemOf(const fs::path& file) {
   const std::string stem = file.stem().string();
   return stem == "ComFenwixCommand" ? "ComFenwix" : stem;
 }
 
-// Counted from the bottom; nothing for a file that has no place.
+// The index of the file's layer, the lowest being 0; nothing for a file that has none.
 std::optional<std::size_t> layerOf(const fs::path& file) {
   const std::string stem = stemOf(file);
   const bool isHandler = stem.starts_with("Com") && stem != "ComBLE";
@@ -44,8 +44,8 @@ std::optional<std::size_t> layerOf(const fs::path& file) {
   return std::nullopt;
 }
 
-// "core", "platform", "platform/bluez", "lab", "lab/simulated", "tests", ... of a path in the tree;
-// "" where no sources belong.
+// The part of the tree that a path belongs to: "core", "platform", "platform/bluez", "lab",
+// "lab/simulated", "tests", ...; "" where no sources belong.
 std::string areaOf(const fs::path& file) {
   const std::vector<std::string> parts(file.begin(), file.end());
   if (parts[0] == "src" && parts.size() == 2) return "core";
@@ -94,9 +94,8 @@ std::string textOf(const fs::path& file) {
   return withoutComments({std::istreambuf_iterator<char>(stream), {}});
 }
 
-// The file of the tree that an include names, as seen from the including file's folder and from the
-// folders that the compiler looks in. A name in a folder of the tree counts even if the file is not
-// there.
+// The file of the tree that an include names, looked for in the including file's folder and in the
+// include folders. A name that begins with a folder of the tree counts even if no such file exists.
 std::optional<fs::path> targetOf(const fs::path& root, const fs::path& file,
                                  const std::string& name) {
   for (const fs::path& folder :
@@ -123,7 +122,7 @@ void read(const fs::path& root, const fs::path& file, Layering& layering) {
   const bool isProgram = std::regex_search(text, mainFunction);
   ++layering.files;
   if (!hasPlace(file)) return layering.violations.push_back(file.string() + " has no place");
-  if (areaOf(file) == "bench" || areaOf(file) == "tests") return;  // they include what they want
+  if (areaOf(file) == "bench" || areaOf(file) == "tests") return;  // these may include anything
   for (std::sregex_iterator match(text.begin(), text.end(), include), end; match != end; ++match) {
     const std::string name = (*match)[2];
     const auto target = targetOf(root, file, name);

@@ -10,10 +10,10 @@ namespace unit {
 
 using Entries = std::vector<std::string>;
 
-// A log line, its text given as it stands in the line (escaped).
+// A log line with this text, which is given already escaped.
 std::string log(std::string_view text);
 
-// A host message, framed and checksummed.
+// A host message with this payload, with frame and checksum.
 std::string message(std::string_view payload);
 
 // CRC-16/CCITT-FALSE bit by bit, straight from its definition.

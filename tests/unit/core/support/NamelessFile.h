@@ -1,4 +1,4 @@
-// An open file that has no name, and is gone when it is closed.
+// A temporary file without a name, which is gone when it is closed.
 #pragma once
 
 #include <fcntl.h>
@@ -8,7 +8,7 @@
 
 namespace unit {
 
-// Its descriptor, closed on exec and none of the standard ones; -1 where there is none.
+// The descriptor of a new one, close-on-exec and above the standard ones; -1 on failure.
 inline int openNamelessFile() {
   std::FILE* const file = std::tmpfile();
   if (file == nullptr) return -1;

@@ -1,5 +1,5 @@
-// A platform that does nothing by itself. It writes every call into a journal, as readable text;
-// what a stack would answer is delivered by hand; its time is what the test makes it.
+// A platform that only records: it writes every call into a journal, as readable text. The test
+// delivers what a Bluetooth stack would answer, and sets the time.
 #pragma once
 
 #include <chrono>
@@ -18,7 +18,7 @@ namespace unit {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// A characteristic, with a label where a test has several of the same identifier.
+// A characteristic. The label tells several with the same identifier apart.
 class HandMadeCharacteristic final : public platform::CBCharacteristic {
  public:
   explicit HandMadeCharacteristic(const platform::CBUUID& uuid, std::string label = "");
@@ -34,13 +34,13 @@ class HandMadeService final : public platform::CBService {
  public:
   explicit HandMadeService(const platform::CBUUID& uuid) : CBService(uuid) {}
 
-  // What characteristics() tells from now on; null: nothing.
+  // Sets the result of characteristics(); nothing makes it null.
   void setCharacteristics(std::optional<std::vector<platform::CBCharacteristic*>> characteristics) {
     characteristics_ = std::move(characteristics);
   }
 };
 
-// Calls read "device.readValue 2A19", "device" being the label and 2A19 the identifier.
+// Its calls are recorded as "device.readValue 2A19": label, operation, identifier.
 class RecordingPeripheral final : public platform::CBPeripheral {
  public:
   explicit RecordingPeripheral(Journal& journal, std::optional<std::string> name,
@@ -68,14 +68,14 @@ class RecordingPeripheral final : public platform::CBPeripheral {
                   const platform::Error* error = nullptr);
   // services() is null.
   void discoveredNoList(const platform::Error* error);
-  // A service with these characteristics, in this order.
+  // Discovery found these characteristics of a service, in this order.
   void discoveredIn(std::initializer_list<platform::CBCharacteristic*> characteristics,
                     const platform::Error* error = nullptr);
   // The service's characteristics() is null.
   void discoveredNoListIn(const platform::CBUUID& service, const platform::Error* error = nullptr);
   void confirmed(platform::CBCharacteristic& characteristic,
                  const platform::Error* error = nullptr);
-  // Bytes beyond the value's end belong to nobody, so that a sanitizer sees a read past it.
+  // The value is allocated on its own, so that a sanitizer sees a read past its end.
   void deliver(HandMadeCharacteristic& characteristic, const Bytes& value,
                const platform::Error* error = nullptr);
   void deliver(const platform::CBUUID& characteristic, const Bytes& value,
@@ -123,7 +123,8 @@ class RecordingPlatform final : public platform::Platform {
 
   void setNow(double date) { now_ = date; }
 
-  // Happens within runUntil, before the time goes on to its date, if it is not past that by then.
+  // Sets what happens within runUntil, before the time advances to runUntil's date (unless the
+  // event has advanced it further).
   void setEvent(std::function<void()> event) { event_ = std::move(event); }
 
  private:
@@ -132,7 +133,7 @@ class RecordingPlatform final : public platform::Platform {
   std::function<void()> event_;
 };
 
-// How a call with these arguments reads, less the label of the peripheral.
+// The entries of calls with these arguments, without the peripheral's label.
 std::string discoverServices(std::initializer_list<platform::CBUUID> services);
 std::string discoverCharacteristics(std::initializer_list<platform::CBUUID> characteristics,
                                     const platform::CBUUID& service);

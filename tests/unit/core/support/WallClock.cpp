@@ -23,8 +23,7 @@ void useZone(const char* zone) {
 
 }  // namespace
 
-// Stands in the place of the standard library's function for everything that this program consists
-// of.
+// Replaces the standard library's function in the whole program.
 system_clock::time_point system_clock::now() noexcept {
   timespec time = instant;
   if (!driven) clock_gettime(CLOCK_REALTIME, &time);

@@ -1,5 +1,5 @@
-// The wall clock of this process, as a test sets it. What is driven is std::chrono::system_clock,
-// from which the code under test takes the time of day.
+// Lets a test set the wall clock of this process: std::chrono::system_clock, from which the code
+// under test takes the time of day.
 #pragma once
 
 #include <cstdint>
@@ -7,8 +7,8 @@
 
 namespace unit {
 
-// While one lives, the wall clock stands at the given instant, and the local time zone is the given
-// one (as the variable TZ has it). Other clocks go on.
+// While a WallClock exists, the wall clock stands at its instant and the local time zone is its
+// zone (in the form of the variable TZ). Other clocks go on.
 class WallClock {
  public:
   WallClock(const std::string& zone, std::int64_t seconds, std::int64_t nanoseconds);

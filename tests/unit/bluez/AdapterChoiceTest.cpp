@@ -49,7 +49,7 @@ INSTANTIATE_TEST_SUITE_P(ByName, BluezAdapterChosen, ::testing::Values("hci1", "
 INSTANTIATE_TEST_SUITE_P(ByAddress, BluezAdapterChosen,
                          ::testing::Values("00:AA:01:01:00:25", "00:aa:01:01:00:25"));
 
-TEST_F(BluezAdapterChoice, OfNothingIsAsNone) {
+TEST_F(BluezAdapterChoice, OfAnEmptyNameIsNoChoice) {
   choose("");
   start();
   expectState(CBManagerState::poweredOn);
@@ -63,7 +63,7 @@ TEST_F(BluezAdapterChoice, OfAnUnpoweredOneIsPoweredOff) {
   expectState(CBManagerState::poweredOff);
 }
 
-// Neither a part of a name nor of an address names an adapter.
+// The beginning of a name or of an address does not name an adapter.
 TEST_F(BluezAdapterChoice, OfOneThatDoesNotExistIsUnsupported) {
   for (const char* name : {"hci", "hci10", "00:AA:01:01:00", "1", "/org/bluez/hci1"}) {
     choose(name);
@@ -84,7 +84,7 @@ TEST_F(BluezAdapterChoice, OfOneThatAppearsIsPoweredOn) {
   expectScanOn("/org/bluez/hci2");
 }
 
-TEST_F(BluezAdapterChoice, IsLostThoughAnotherIsThere) {
+TEST_F(BluezAdapterChoice, IsNotReplacedByAnotherAdapterWhenItGoes) {
   choose("hci1");
   start();
   expectState(CBManagerState::poweredOn);
@@ -92,7 +92,7 @@ TEST_F(BluezAdapterChoice, IsLostThoughAnotherIsThere) {
   expectState(CBManagerState::unsupported, 2);
 }
 
-// An address is the adapter's own, whatever number it gets; there is none to wait for.
+// An adapter keeps its address whatever name it gets, so once it is there the state is known.
 TEST_F(BluezAdapterChoice, ByAddressIsUsedAtOnceWhenItComesBackUnderAnotherName) {
   choose(kSecondAddress);
   start();

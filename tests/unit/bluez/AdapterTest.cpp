@@ -6,7 +6,7 @@ namespace {
 using platform::CBManagerState;
 using namespace std::chrono_literals;
 
-// Adapters that come, go and come back, and what is taken from one to the next.
+// Adapters that come, go and come back, and which of them is used.
 class BluezAdapter : public BluezTest {
  protected:
   static constexpr char kOtherAdapter[] = "/org/bluez/hci1";
@@ -30,7 +30,7 @@ class BluezAdapter : public BluezTest {
   }
 };
 
-TEST_F(BluezAdapter, ThatLosesItsPowerIsNotWaitedForLongerForWhatElseHappens) {
+TEST_F(BluezAdapter, ThatLosesItsPowerIsReportedInTimeAlsoWhenAnotherAppears) {
   startPoweredOn();
   setPower(kAdapter, false);
   pass(250ms);
@@ -70,13 +70,13 @@ TEST_F(BluezAdapter, IsNotScannedWithBeforeItIsPoweredOn) {
   EXPECT_EQ(bluez->count(kAdapter, "StartDiscovery"), 0U);
 }
 
-TEST_F(BluezAdapter, ThatDoesNotSayThatItIsPoweredIsPoweredOff) {
+TEST_F(BluezAdapter, WithoutThePropertyPoweredIsPoweredOff) {
   bluez->objects[kAdapter] = {{kAdapterInterface, {{"Address", std::string("00:00")}}}};
   start();
   EXPECT_TRUE(isNow(CBManagerState::poweredOff));
 }
 
-TEST_F(BluezAdapter, IsGoneWhenASnapshotLacksIt) {
+TEST_F(BluezAdapter, IsGoneWhenTheListOfObjectsLacksIt) {
   startPoweredOn();
   scanAndExpectDiscoveryOn(kAdapter);
   settle();

@@ -45,7 +45,8 @@ bool BluezTest::waitUntil(const std::function<bool()>& condition) {
   return condition();
 }
 
-// A message takes four ways at most: asked, answered, and what follows from the answer.
+// What one message sets off is over after a few exchanges: a call, its reply, and the calls that
+// follow from the reply.
 void BluezTest::settle() {
   for (int i = 0; i < 25; ++i) {
     platform->runUntil(platform->now() + 0.004);

@@ -1,4 +1,5 @@
-// The BlueZ implementation against a bluetoothd that is played by the test, on a bus of its own.
+// The fixture of the tests of the BlueZ platform: the test plays bluetoothd (FakeBluez) on a
+// simulated message bus.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -30,7 +31,7 @@ inline constexpr platform::CBUUID kOther = platform::CBUUID::UUIDWithString("FE0
 inline constexpr platform::CBUUID kBatteryService = platform::CBUUID::UUIDWithString("180F");
 inline constexpr platform::CBUUID kBatteryLevel = platform::CBUUID::UUIDWithString("2A19");
 
-// The printed form of a 16-bit identifier as BlueZ has it.
+// A 16-bit identifier as BlueZ writes it: 36 characters.
 std::string longForm(const platform::CBUUID& uuid);
 
 class BluezTest : public ::testing::Test,
@@ -46,21 +47,21 @@ class BluezTest : public ::testing::Test,
   BluezTest();
   ~BluezTest() override;
 
-  // Makes a platform in place of the one there is, to which the bus does not answer.
+  // Replaces the platform by a new one, whose connection the bus has not accepted.
   void startPlatform();
 
-  // Serves both sides until this holds; false when it takes too long.
+  // Serves both sides until the condition holds; false when it does not within 20 s.
   bool waitUntil(const std::function<bool()>& condition);
-  // Serves both sides until what has been sent so far has had its effect.
+  // Serves both sides until everything sent so far has had its effect.
   void settle();
 
-  // Lets what has been sent have its effect, and then so much time pass.
+  // settle(), and then leap().
   void pass(lab::Microseconds time);
-  // So much time passes at once.
+  // Advances the time at once; timers ring when the platform is served next.
   void leap(lab::Microseconds time);
 
-  // Another program on the bus says something straight to the bridge; the contents by sd-bus's
-  // letters for types.
+  // Sends the platform a signal from a program that is not bluetoothd. types, contents: as for
+  // sd_bus_message_append.
   template <typename... Contents>
   void signalFromAnother(const char* path, const char* interface, const char* member,
                          const char* types, Contents... contents) {
@@ -78,8 +79,9 @@ class BluezTest : public ::testing::Test,
   void start();
   void startPoweredOn();
   void discover();
-  // Links the device up, with this service: FE01 at 0x000a with FE02 at 0x000b and FE03 at 0x000d.
   void connect();
+  // The device has a service FE01 at handle 0x000a with the characteristics FE02 at 0x000b and FE03
+  // at 0x000d.
   void connectAndDiscover();
   void dropLink();
 
@@ -101,7 +103,7 @@ class BluezTest : public ::testing::Test,
                                                platform::CBCharacteristic& which,
                                                const platform::Error* error) override;
 
-  // Everything that was told, in short words and in order, for tests of order.
+  // The callbacks that a peripheral made, in order, one word each.
   std::vector<std::string> told;
   std::vector<platform::CBManagerState> states;
   std::vector<std::shared_ptr<platform::CBPeripheral>> reports;
@@ -111,7 +113,7 @@ class BluezTest : public ::testing::Test,
   std::vector<ValueEvent> valueEvents;
   std::vector<Bytes> values() const;
 
-  lab::Agenda agenda;  // nothing is on it: time passes when both sides have nothing to do
+  lab::Agenda agenda;  // only for its time: it stays empty
   lab::MessageBus bus;
   std::unique_ptr<FakeBluez> bluez = std::make_unique<FakeBluez>(bus);
   std::unique_ptr<platform::bluez::BluezPlatform> platform;

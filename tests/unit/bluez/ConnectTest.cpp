@@ -26,7 +26,7 @@ TEST_F(BluezConnect, BelievesThePropertyAndNotTheReply) {
   EXPECT_TRUE(waitUntil([&] { return connections == 1; }));
 }
 
-TEST_F(BluezConnect, FindsALinkThatBluezHasNotToldOf) {
+TEST_F(BluezConnect, FindsALinkThatBluezDidNotSignal) {
   discover();
   bluez->on(kDevice, "Connect", [&](OwnedMessage call) {
     bluez->objects[kDevice][kDeviceInterface]["Connected"] = true;

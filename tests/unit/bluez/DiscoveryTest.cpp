@@ -6,7 +6,7 @@ namespace {
 using platform::CBManagerState;
 using namespace std::chrono_literals;
 
-// What bluetoothd is asked for while it is still busy with what it was asked for before.
+// Discovery that is started or stopped while bluetoothd has not answered the call before.
 class BluezDiscovery : public BluezTest {
  protected:
   void SetUp() override { startPoweredOn(); }
@@ -83,7 +83,7 @@ TEST_F(BluezDiscovery, ThatCannotStartIsTriedAgainAfterAPause) {
   EXPECT_TRUE(waitFor("StartDiscovery", 2));
 }
 
-TEST_F(BluezDiscovery, IsSetUpOnceWhileItIsBeingSetUp) {
+TEST_F(BluezDiscovery, IsSetUpOnlyOnceHoweverOftenAScanIsAskedFor) {
   hold("SetDiscoveryFilter");
   scan();
   scan();
@@ -136,8 +136,8 @@ TEST_F(BluezDiscovery, IsNotStoppedWithAManagerThatHasNotStartedIt) {
   EXPECT_EQ(asked("StopDiscovery"), 0U);
 }
 
-// BlueZ ends it with the power, and answers what it was asked before.
-TEST_F(BluezDiscovery, ThatWasStartedBeforeThePowerWasLostIsNotTakenForOn) {
+// BlueZ ends discovery with the power, and still answers the calls made before.
+TEST_F(BluezDiscovery, WhoseStartIsAnsweredAfterThePowerWasLostCountsAsOff) {
   hold("StartDiscovery");
   scan();
   losePowerForAMoment();

@@ -25,7 +25,7 @@ void append(sd_bus_message* message, const Property& property) {
     int operator()(std::int16_t value) const {
       return sd_bus_message_append(message, "v", "n", value);
     }
-    // sd-bus takes less from a caller than BlueZ sends: noncharacters.
+    // sd-bus refuses to write noncharacters, which BlueZ sends, so they are written over its text.
     int operator()(const std::string& value) const {
       char* place = nullptr;
       check(sd_bus_message_open_container(message, 'v', "s"));
@@ -176,7 +176,7 @@ void FakeBluez::handleCall(OwnedMessage call) {
 void FakeBluez::replyObjects(const OwnedMessage& call) {
   OwnedMessage reply = lab::MessageBus::newReply(call);
   check(sd_bus_message_open_container(reply.get(), 'a', "{oa{sa{sv}}}"));
-  // The real one has them in this order.
+  // The real bluetoothd lists them in descending order of their paths.
   for (auto object = objects.rbegin(); object != objects.rend(); ++object) {
     check(sd_bus_message_open_container(reply.get(), 'e', "oa{sa{sv}}"));
     check(sd_bus_message_append(reply.get(), "o", object->first.c_str()));

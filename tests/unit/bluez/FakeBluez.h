@@ -1,5 +1,5 @@
-// Something that looks like bluetoothd on the played bus, and does what a test tells it: also what
-// the real one does only at moments that cannot be provoked. It acts in serve().
+// Plays bluetoothd on the simulated bus as the test prescribes, also what the real one does only at
+// moments that a test cannot bring about. It answers in serve().
 #pragma once
 
 #include <cstdint>
@@ -21,12 +21,12 @@ using Interfaces = std::map<std::string, Properties>;
 
 using OwnedMessage = lab::BusMessage;
 
-// Throws what sd-bus refuses.
+// Throws when sd-bus reports an error.
 void check(int result);
 
 class FakeBluez {
  public:
-  // Owns org.bluez for as long as it lives. Its objects are the caller's to fill in.
+  // Owns org.bluez for as long as it exists. The test fills in its objects.
   explicit FakeBluez(lab::MessageBus& bus);
   FakeBluez(const FakeBluez&) = delete;
   FakeBluez& operator=(const FakeBluez&) = delete;
@@ -34,20 +34,20 @@ class FakeBluez {
 
   std::map<std::string, Interfaces> objects;
 
-  // Answers what has been asked. Not asked for by a handler: a method of a device or characteristic
-  // gets an empty reply.
+  // Answers the calls that came in. A method without a handler is answered by default: for a device
+  // or a characteristic with an empty reply.
   void serve();
 
-  // Decides about one method, by "path Member". It replies by the functions below, now or later, or
+  // Sets the handler of one method of one object. It replies by the functions below, now, later or
   // never.
   using Handler = std::function<void(OwnedMessage call)>;
   void on(const std::string& path, const std::string& member, Handler handler);
 
-  // How often a method was called, by "path Member", and all in order.
+  // How often a method of an object was called; and all calls in order, as "path Member".
   std::size_t count(const std::string& path, const std::string& member) const;
   const std::vector<std::string>& calls() const { return calls_; }
 
-  // The contents by sd-bus's letters for types.
+  // types, contents: as for sd_bus_message_append.
   template <typename... Contents>
   void reply(const OwnedMessage& call, const char* types, Contents... contents) {
     OwnedMessage reply = lab::MessageBus::newReply(call);
@@ -55,14 +55,14 @@ class FakeBluez {
     bus_.sendReply(std::move(reply));
   }
   void reply(const OwnedMessage& call) { reply(call, ""); }
-  // All objects as they are now, which answers GetManagedObjects.
+  // Answers GetManagedObjects with all objects as they are now.
   void replyObjects(const OwnedMessage& call);
   void replyValue(const OwnedMessage& call, const Bytes& value);
-  // Gives the characteristic's socket away; returns the end into which values are written.
+  // Answers AcquireNotify with a socket; returns the end into which values are to be written.
   int replySocket(const OwnedMessage& call);
   void refuse(const OwnedMessage& call, const std::string& name, const std::string& message);
 
-  // Signals, with the change made in objects first.
+  // Each changes objects and signals the change.
   void change(const std::string& path, const std::string& interface, const Properties& changed);
   void signalChange(const std::string& path, const std::string& interface,
                     const Properties& changed);

@@ -1,4 +1,4 @@
-// A pipe that accepts nothing, as that of a host that does not read.
+// A pipe that can be filled until it accepts nothing, as with a host that does not read.
 #pragma once
 
 #include <fcntl.h>

@@ -6,8 +6,7 @@ namespace {
 using platform::CBManagerState;
 using namespace std::chrono_literals;
 
-// What becomes of a device, and of the link that was asked for, while BlueZ and the adapters
-// change.
+// Devices, and requests for their links, while BlueZ and the adapters come and go.
 class BluezKnownDevice : public BluezTest {
  protected:
   static constexpr char kOtherAdapter[] = "/org/bluez/hci1";
@@ -46,7 +45,8 @@ TEST_F(BluezKnownDevice, IsReportedAgainInANewScanThoughItDoesNotAdvertise) {
   EXPECT_EQ(reports.size(), 2U);
 }
 
-// As a bridge that has ended while it connected leaves it: nobody will hear it advertise.
+// As after a bridge that ended while it was connecting: the device is connected and does not
+// advertise any more.
 TEST_F(BluezKnownDevice, IsReportedWhenAnotherProgramHasConnectedToIt) {
   bluez->objects[kDevice] = device("Tramsel-1");
   startPoweredOn();
@@ -61,7 +61,7 @@ TEST_F(BluezKnownDevice, IsReportedWhenAnotherProgramHasConnectedToIt) {
   EXPECT_EQ(reports.size(), 1U);
 }
 
-TEST_F(BluezKnownDevice, IsDiscoveredAfterTheScanForTheSakeOfItsLink) {
+TEST_F(BluezKnownDevice, WithoutAnObjectIsDiscoveredForItsLinkAfterTheScan) {
   discover();
   manager->stopScan();
   ASSERT_TRUE(waitUntil([&] { return bluez->count(kAdapter, "StopDiscovery") == 1; }));
@@ -91,7 +91,7 @@ TEST_F(BluezKnownDevice, ThatNobodyHoldsIsLinkedWhenItIsBackInAnotherScan) {
   EXPECT_TRUE(waitUntil([&] { return pending.size() == 2; }));
 }
 
-TEST_F(BluezKnownDevice, IsLinkedWithTheStackThatComesBackBeforeAnythingIsDiscovered) {
+TEST_F(BluezKnownDevice, IsLinkedWhenBluezComesBackBeforeDiscoveryStarts) {
   askForLink();
   bluez.reset();
   ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
@@ -102,7 +102,7 @@ TEST_F(BluezKnownDevice, IsLinkedWithTheStackThatComesBackBeforeAnythingIsDiscov
   EXPECT_TRUE(waitUntil([&] { return bluez->count(kDevice, "Connect") == 1; }));
 }
 
-TEST_F(BluezKnownDevice, IsLinkedThroughAnotherAdapterBeforeAnythingIsDiscovered) {
+TEST_F(BluezKnownDevice, IsLinkedThroughAnotherAdapterBeforeDiscoveryStarts) {
   askForLink();
   bluez->objects[kSameDeviceElsewhere] = device("Tramsel-1");
   holdDiscovery(kOtherAdapter);

@@ -5,7 +5,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// The attempts at a link: one at a time, with a pause after each that failed.
+// Attempts to connect: one at a time, with a pause after each that failed.
 class BluezLink : public BluezTest {
  protected:
   void SetUp() override { discover(); }
@@ -42,7 +42,7 @@ TEST_F(BluezLink, IsTriedAgainAfterAPauseAndNotBefore) {
   EXPECT_TRUE(waitForAttempts(2));
 }
 
-TEST_F(BluezLink, IsNotThereBecauseNobodyKnowsWhetherItIs) {
+TEST_F(BluezLink, CountsAsDownWhenBluezCannotSayWhetherItIsUp) {
   refuse("Get");
   manager->connect(peripheral);
   settle();
@@ -51,7 +51,7 @@ TEST_F(BluezLink, IsNotThereBecauseNobodyKnowsWhetherItIs) {
   EXPECT_TRUE(waitForAttempts(2));
 }
 
-TEST_F(BluezLink, ToADeviceThatIsNotThereIsTriedWhenItIs) {
+TEST_F(BluezLink, ToADeviceWithoutAnObjectIsTriedWhenItHasOne) {
   bluez->remove(kDevice);
   settle();
   manager->connect(peripheral);
@@ -61,7 +61,7 @@ TEST_F(BluezLink, ToADeviceThatIsNotThereIsTriedWhenItIs) {
   EXPECT_TRUE(waitForAttempts(1));
 }
 
-TEST_F(BluezLink, IsTriedAtOnceWithADeviceThatWentWhileItWasAskedAfter) {
+TEST_F(BluezLink, IsTriedAtOnceWithADeviceThatWentDuringTheQuestionWhetherItIsUp) {
   hold("Get");
   manager->connect(peripheral);
   ASSERT_TRUE(waitUntil([&] { return held.size() == 1; }));
@@ -117,7 +117,7 @@ TEST_F(BluezLink, CanBeAskedForAtOnceWhenItWasUpBeforeTheQuestionWasAnswered) {
   EXPECT_EQ(attempts(), 2U);
 }
 
-TEST_F(BluezLink, ThatIsDownAgainIsToldOfOnceForEachTimeThatItIsAskedFor) {
+TEST_F(BluezLink, IsReportedOncePerRequestThoughItGoesDownAndComesUpAgain) {
   manager->connect(peripheral);
   setConnected(true);
   ASSERT_TRUE(waitUntil([&] { return connections == 1; }));

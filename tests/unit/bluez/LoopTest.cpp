@@ -1,4 +1,4 @@
-// The loop by itself, in a time that goes on only when nothing else happens.
+// The loop on its own, with a clock that jumps when there is nothing to do.
 #include "platform/bluez/Loop.h"
 
 #include <gtest/gtest.h>
@@ -44,7 +44,7 @@ class Target final : public platform::shared::ValueTarget {
   std::vector<std::vector<std::uint8_t>> values;
 };
 
-// A subscription's socket and the end that BlueZ has.
+// Both ends of a subscription's socket: the loop's own and BlueZ's.
 struct Connection {
   Connection(Loop& loop, Target& target) {
     std::array<int, 2> ends{};
@@ -187,7 +187,7 @@ TEST_F(LoopTest, DeliversAllThatWaitsBeforeItRests) {
   EXPECT_EQ(times, std::vector<Clock::Duration>(100, 0s));
 }
 
-// A socket holds some 270 values, and the bridge's own requests are not to wait either.
+// A socket holds only some 270 values, and the bridge's own requests must not wait either.
 TEST_F(LoopTest, ReceivesWhileMuchIsToBeDelivered) {
   int delivered = 0;
   int deliveredBefore = -1;
@@ -200,7 +200,7 @@ TEST_F(LoopTest, ReceivesWhileMuchIsToBeDelivered) {
   EXPECT_LT(deliveredBefore, 200);
 }
 
-TEST_F(LoopTest, CarriesOutBeforeItRestsWhatIsPostedByWhatWasPosted) {
+TEST_F(LoopTest, CarriesOutWhatAPostedActionPostsBeforeItRests) {
   Clock::Duration time = -1s;
   loop->mailbox().post([&] { loop->mailbox().post([&] { time = clock->now() - start; }); });
   run(1h);
@@ -263,7 +263,7 @@ TEST_F(LoopTest, FollowsAnotherOutputThatHoldsBackFromThenOn) {
   EXPECT_EQ(time, before);
 }
 
-TEST_F(LoopTest, ReceivesNothingWhileItHoldsAllThatItMay) {
+TEST_F(LoopTest, ReceivesNothingWhileItsQueueIsFull) {
   Connection connection(*loop, target);
   fill();
   shut();
@@ -284,14 +284,14 @@ TEST_F(LoopTest, ForgetsASocketThatIsGone) {
   connection.reset();
   fill();
   shut();
-  run(1s);  // all sockets are looked after
+  run(1s);
   output.drain();
   run(1s);
   EXPECT_EQ(target.values.front(), std::vector<std::uint8_t>{1});
   EXPECT_EQ(target.held, 0);
 }
 
-TEST_F(LoopTest, TellsASocketNothingThatAnotherHasTakenAway) {
+TEST_F(LoopTest, CallsNoSocketThatAnotherHasJustRemoved) {
   Connection first(*loop, target);
   Connection second(*loop, target);
   first.onEnd = [&] { second.own.reset(); };
@@ -312,7 +312,7 @@ TEST_F(LoopTest, ForgetsWhatWaitsOnceItIsClosed) {
   run(1s);
 }
 
-// With a bus, which is another process: what comes from there is waited for.
+// With a bus daemon, which is another process: the clock waits for its answers.
 class LoopOnABus : public LoopTest {
  protected:
   LoopOnABus() { makeLoop(); }
@@ -325,10 +325,10 @@ class LoopOnABus : public LoopTest {
         0);
     return platform::bluez::Message(message);
   }
-  // The daemon answers this.
+  // Makes a call that the daemon answers.
   void ask(Call::OnReply onReply) { call.start(loop->useBus(), question(), std::move(onReply)); }
 
-  // Until all is there that has been asked for: so many answers of that size.
+  // Waits until this many bytes of answers can be read.
   void waitForAnswers(int bytes) {
     sd_bus_flush(loop->useBus().get());
     const int descriptor = sd_bus_get_fd(loop->useBus().get());
@@ -371,7 +371,7 @@ TEST_F(LoopOnABus, RestsWhileNobodyAnswers) {
   EXPECT_LE(clock->polls(), 5);
 }
 
-TEST_F(LoopOnABus, ServesNothingWhileItHoldsAllThatItMay) {
+TEST_F(LoopOnABus, ServesNothingWhileItsQueueIsFull) {
   noteAnswer();
   run(1s);
   fill();
@@ -393,8 +393,8 @@ TEST_F(LoopOnABus, ServesNothingWhileItHoldsAllThatItMay) {
   EXPECT_TRUE(answered);
 }
 
-// A device may take longer over an answer than the library's 25 s.
-TEST_F(LoopOnABus, LeavesNoAnswerToTheLibrarysPatience) {
+// A device may take longer over an answer than the 25 s that sd-bus allows by itself.
+TEST_F(LoopOnABus, MakesCallsWithoutTheLibrarysTimeLimit) {
   noteAnswer();
   run(1s);
   ask([](sd_bus_message* /*reply*/) {});
@@ -403,7 +403,7 @@ TEST_F(LoopOnABus, LeavesNoAnswerToTheLibrarysPatience) {
   EXPECT_EQ(time, std::numeric_limits<std::uint64_t>::max());
 }
 
-TEST_F(LoopOnABus, RestsThoughAMessageComesAsSoonAsItHoldsAllThatItMay) {
+TEST_F(LoopOnABus, RestsThoughAMessageComesJustAsItsQueueIsFull) {
   noteAnswer();
   run(1s);
   clock->setIsAwaiting([] { return false; });
@@ -423,7 +423,7 @@ TEST_F(LoopOnABus, RestsThoughAMessageComesAsSoonAsItHoldsAllThatItMay) {
   EXPECT_LE(clock->polls() - before, 10);
 }
 
-TEST_F(LoopOnABus, TellsOnceThatItIsLost) {
+TEST_F(LoopOnABus, ReportsItsLossOnce) {
   int losses = 0;
   loop->setOnBusLost([&] { ++losses; });
   noteAnswer();
@@ -436,7 +436,7 @@ TEST_F(LoopOnABus, TellsOnceThatItIsLost) {
   EXPECT_LE(clock->polls(), 100);
 }
 
-TEST_F(LoopOnABus, TellsThatItIsLostWhenThatWasFoundOutBySending) {
+TEST_F(LoopOnABus, ReportsALossThatShowedWhenSending) {
   std::optional<Clock::TimePoint> loss;
   loop->setOnBusLost([&] { loss = clock->now(); });
   noteAnswer();

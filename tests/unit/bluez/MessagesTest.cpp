@@ -7,7 +7,7 @@ namespace {
 
 using platform::CBManagerState;
 
-// Messages at the edge of what makes sense.
+// Messages with unusual or malformed contents.
 class BluezMessages : public BluezTest {
  protected:
   std::optional<std::string> nameOf(const std::string& name) {
@@ -17,7 +17,7 @@ class BluezMessages : public BluezTest {
     settle();
     return reports.empty() ? std::nullopt : reports[0]->name();
   }
-  // What a read gives when BlueZ answers it with these contents.
+  // Reads the characteristic; BlueZ answers with these contents.
   template <typename... Contents>
   void read(const char* types, Contents... contents) {
     const std::string stream = std::string(kDevice) + "/service000a/char000b";
@@ -49,7 +49,7 @@ TEST_F(BluezMessages, AServiceWithoutThePropertyIsPrimary) {
   EXPECT_EQ(peripheral->services()->size(), 1U);
 }
 
-TEST_F(BluezMessages, AServiceWhosePathEndsInNoHandleIsNone) {
+TEST_F(BluezMessages, AServiceWhosePathDoesNotEndInAHandleIsIgnored) {
   connect();
   for (const char* name : {"/service000ax", "/service", "/characteristic000a"}) {
     bluez->objects[kDevice + std::string(name)] = service(kService);
@@ -87,12 +87,12 @@ TEST_F(BluezMessages, AValueOfTheLargestSizeIsRead) {
   EXPECT_EQ(values(), std::vector<Bytes>{largest});
 }
 
-TEST_F(BluezMessages, AnAnswerWithMoreThanAValueIsNone) {
+TEST_F(BluezMessages, AnAnswerWithMoreThanAValueIsAFailedRead) {
   read("ayu", 1, 7, 0U);
   EXPECT_EQ(told, std::vector<std::string>{"read failed"});
 }
 
-// The text is inside a list, where it is not looked for.
+// Noncharacters are replaced in texts, but not in lists of texts.
 TEST_F(BluezMessages, ObjectsThatCannotBeReadToTheEndAreNotUsed) {
   bluez->on("/", "GetManagedObjects", [this](OwnedMessage call) {
     const std::string noncharacter = "\uFFFF";

@@ -57,7 +57,7 @@ class PollerTest : public ::testing::Test {
   Watched second{poller};
 };
 
-TEST_F(PollerTest, TellsThoseThatAreReadyAndNoOthers) {
+TEST_F(PollerTest, CallsTheSourcesThatAreReadyAndNoOthers) {
   first.watch(POLLIN);
   second.watch(POLLIN);
   second.send();
@@ -67,7 +67,7 @@ TEST_F(PollerTest, TellsThoseThatAreReadyAndNoOthers) {
   EXPECT_EQ(second.last, POLLIN);
 }
 
-TEST_F(PollerTest, TellsOnlyOfTheEventsThatAreWatchedFor) {
+TEST_F(PollerTest, ReportsOnlyTheEventsThatAreWatchedFor) {
   first.send();
   first.watch(POLLOUT);
   poller.look(in(1h));
@@ -80,14 +80,14 @@ TEST_F(PollerTest, TellsOnlyOfTheEventsThatAreWatchedFor) {
   EXPECT_EQ(first.times, 2);
 }
 
-TEST_F(PollerTest, TellsOfAHangUp) {
+TEST_F(PollerTest, ReportsAHangUp) {
   first.watch(POLLIN);
   first.hangUp();
   EXPECT_FALSE(poller.waitUntil(in(1h)));
   EXPECT_NE(first.last & POLLHUP, 0);
 }
 
-TEST_F(PollerTest, TellsASourceNoMoreThatAnotherHasLetGo) {
+TEST_F(PollerTest, DoesNotCallASourceThatAnotherHasJustRemoved) {
   for (Watched* each : {&first, &second}) {
     each->watch(POLLIN);
     each->send();

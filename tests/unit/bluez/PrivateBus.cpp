@@ -40,7 +40,7 @@ std::string makeFolder() {
   return pattern;
 }
 
-// The daemon prints its address when it listens.
+// The daemon prints its address once it listens.
 void waitForAddress(int output) {
   std::array<char, 256> text{};
   pollfd entry{output, POLLIN, 0};
@@ -62,7 +62,7 @@ PrivateBus::PrivateBus() : folder_(makeFolder()) {
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
-  // It complains of limits that it may not raise.
+  // It complains on standard error about limits that it may not raise.
   posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
   std::string option = "--config-file=" + folder_ + "/bus.conf";
   std::array<std::string, 4> words{"dbus-daemon", option, "--nofork", "--print-address"};

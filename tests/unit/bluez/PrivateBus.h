@@ -1,4 +1,4 @@
-// A D-Bus daemon of the test's own, which takes the system bus's place while it lives.
+// A D-Bus daemon of the test's own, which takes the place of the system bus for this process.
 #pragma once
 
 #include <sys/types.h>
@@ -14,7 +14,7 @@ class PrivateBus {
   PrivateBus& operator=(const PrivateBus&) = delete;
   ~PrivateBus();
 
-  // The daemon does nothing any more.
+  // Suspends the daemon for good: it keeps its connections and answers nothing.
   void stop();
 
   // Ends the daemon at once.

@@ -9,8 +9,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// What becomes of requests when the link, the services or BlueZ's answers are not as they should
-// be.
+// Requests when the link or the services are lost, or when BlueZ answers wrongly.
 class BluezRequestFaults : public BluezTest {
  protected:
   void SetUp() override { connectAndDiscover(); }
@@ -35,7 +34,7 @@ class BluezRequestFaults : public BluezTest {
   std::vector<OwnedMessage> held;
 };
 
-TEST_F(BluezRequestFaults, NothingIsAskedOfADeviceWithoutALink) {
+TEST_F(BluezRequestFaults, NoRequestIsMadeWithoutALink) {
   dropLink();
   settle();
   peripheral->readValue(at(kStream));
@@ -44,7 +43,7 @@ TEST_F(BluezRequestFaults, NothingIsAskedOfADeviceWithoutALink) {
   EXPECT_EQ(bluez->count(stream, "ReadValue"), 0U);
 }
 
-TEST_F(BluezRequestFaults, WhatWaitedIsForgottenWithTheLinkAndDoesNotHoldUpTheNext) {
+TEST_F(BluezRequestFaults, RequestsThatWaitEndWithTheLinkAndDoNotHoldUpLaterOnes) {
   hold(stream, "ReadValue");
   peripheral->readValue(at(kStream));
   peripheral->readValue(at(kStream));
@@ -99,7 +98,7 @@ TEST_F(BluezRequestFaults, ACharacteristicThatGoesDoesNotDisturbAReadOfAnother) 
   EXPECT_EQ(told, std::vector<std::string>{"value"});
 }
 
-TEST_F(BluezRequestFaults, ACharacteristicThatGoesWhileNothingIsAskedOfItIsNotTold) {
+TEST_F(BluezRequestFaults, ACharacteristicThatGoesWithoutARequestIsNotReported) {
   bluez->remove(stream);
   settle();
   EXPECT_TRUE(told.empty());
@@ -135,7 +134,7 @@ TEST_F(BluezRequestFaults, ASubscriptionGoesOnWhenAnotherCharacteristicGoes) {
   close(socket);
 }
 
-TEST_F(BluezRequestFaults, WhatIsAnsweredWithoutTheDeviceDoesNotHoldUpTheNext) {
+TEST_F(BluezRequestFaults, ARequestThatNeedsNoAnswerOfTheDeviceDoesNotHoldUpTheNext) {
   hold(stream, "ReadValue");
   answerReadsOf(other, {2});
   peripheral->readValue(at(kStream));
@@ -150,7 +149,7 @@ TEST_F(BluezRequestFaults, WhatIsAnsweredWithoutTheDeviceDoesNotHoldUpTheNext) {
   EXPECT_EQ(told, (std::vector<std::string>{"value", "confirmed", "characteristics", "value"}));
 }
 
-TEST_F(BluezRequestFaults, EachIsFollowedByTheNext) {
+TEST_F(BluezRequestFaults, AFailedRequestIsFollowedByTheNext) {
   answerReadsOf(other, {2});
   for (const char* member : {"ReadValue", "AcquireNotify"}) {
     bluez->on(stream, member, [this](OwnedMessage call) {
@@ -185,8 +184,8 @@ TEST_F(BluezRequestFaults, ServicesThatAreFoundAgainAreFollowedByTheNextRequest)
   EXPECT_TRUE(waitUntil([&] { return told == std::vector<std::string>{"services", "value"}; }));
 }
 
-// The library that speaks to the bus has a time limit of its own.
-TEST_F(BluezRequestFaults, NoneIsGivenUpBecauseItTakesLong) {
+// sd-bus has a time limit of its own for calls.
+TEST_F(BluezRequestFaults, NoRequestIsGivenUpBecauseItTakesLong) {
   setenv("SYSTEMD_BUS_TIMEOUT", "1ms", 1);
   hold(stream, "ReadValue");
   peripheral->readValue(at(kStream));
@@ -217,7 +216,7 @@ TEST_F(BluezRequestFaults, ARefusedStartNotifyIsRefusedAndDeliversNothing) {
   EXPECT_EQ(confirmations[0]->code, 5);
   EXPECT_EQ(told, std::vector<std::string>{"refused"});
 
-  // Nor does it count as subscribed: the next one is asked for.
+  // It does not count as subscribed either: the next subscription is made anew.
   peripheral->setNotifyValue(true, at(kStream));
   EXPECT_TRUE(waitUntil([&] { return bluez->count(stream, "AcquireNotify") == 2; }));
 }

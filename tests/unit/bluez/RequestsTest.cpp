@@ -47,7 +47,7 @@ TEST_F(BluezRequests, ReadGivesTheErrorOfTheDevice) {
   EXPECT_EQ(valueEvents[0].error->message, "Operation failed with ATT error: 0x80");
 }
 
-// The error comes first, then the news that the link is down.
+// BlueZ reports the error first, and only then that the link is down.
 TEST_F(BluezRequests, FailSilentlyWhenTheLinkGoesDownWithThem) {
   bluez->on(stream, "ReadValue", [&](OwnedMessage call) {
     bluez->refuse(call, "org.bluez.Error.Failed", "Operation failed with ATT error: 0x0e");
@@ -117,7 +117,7 @@ TEST_F(BluezRequests, MayBeMadeOnAnotherThreadWhileTheLoopTurns) {
   thread.join();
 }
 
-TEST_F(BluezRequests, ReadThatGivesNonsenseFails) {
+TEST_F(BluezRequests, ReadWithAMalformedAnswerFails) {
   bluez->on(stream, "ReadValue", [&](OwnedMessage call) { bluez->reply(call); });
   bluez->on(other, "ReadValue", [&](OwnedMessage call) { bluez->replyValue(call, Bytes(515, 1)); });
   peripheral->readValue(at(kStream));

@@ -28,7 +28,7 @@ TEST_F(BluezScan, ReportsADeviceThatIsSeen) {
   EXPECT_EQ(reports[0]->name(), "Tramsel-1");
 }
 
-TEST_F(BluezScan, DoesNotReportADeviceThatIsOnlyRemembered) {
+TEST_F(BluezScan, DoesNotReportADeviceThatBluezOnlyRemembers) {
   bluez->objects[kDevice] = device("Tramsel-1");
   startPoweredOn();
   scan();
@@ -44,8 +44,8 @@ TEST_F(BluezScan, ReportsADeviceThatIsConnectedAlready) {
   EXPECT_EQ(reports.size(), 1U);
 }
 
-// UTF-8 allows noncharacters, and so do BlueZ and the daemon; sd-bus does not read them.
-TEST_F(BluezScan, IsNotBlindedByANameWithNoncharacters) {
+// UTF-8, BlueZ and the bus daemon allow noncharacters, but sd-bus refuses to read them.
+TEST_F(BluezScan, ReportsADeviceWhoseNameHasNoncharacters) {
   bluez->objects[kDevice] = device("Ilo \uFDD0\uFFFF\U0001FFFE", true);
   bluez->objects[kDevice][kDeviceInterface]["Alias"] = std::string("\uFFFE");
   startPoweredOn();
@@ -55,8 +55,8 @@ TEST_F(BluezScan, IsNotBlindedByANameWithNoncharacters) {
   EXPECT_EQ(manager->state(), platform::CBManagerState::poweredOn);
 }
 
-// A change of a device that has not been told of leaves out what has not changed: its name.
-TEST_F(BluezScan, ReportsADeviceWithItsNameWhoseChangeIsTheFirstThatIsHeardOfIt) {
+// The signal of a change leaves out what did not change, here the name.
+TEST_F(BluezScan, ReportsADeviceWithItsNameWhenAChangeIsTheFirstSignalAboutIt) {
   startPoweredOn();
   scan();
   bluez->objects[kDevice] = device("Tramsel-1");
@@ -72,7 +72,7 @@ TEST_F(BluezScan, ReportsADeviceOnce) {
   EXPECT_EQ(reports.size(), 1U);
 }
 
-TEST_F(BluezScan, TakesANewDeviceAsItIsToldOfWithoutAskingForAll) {
+TEST_F(BluezScan, TakesANewDeviceFromItsSignalWithoutListingAllObjects) {
   startPoweredOn();
   scan();
   const std::size_t before = bluez->count("/", "GetManagedObjects");
@@ -82,7 +82,7 @@ TEST_F(BluezScan, TakesANewDeviceAsItIsToldOfWithoutAskingForAll) {
   EXPECT_EQ(bluez->count("/", "GetManagedObjects"), before);
 }
 
-// Where it cannot run, each call would start it for the bus, and wait.
+// Where BlueZ cannot run, the bus would otherwise try to start it for each call, and let it wait.
 TEST_F(BluezScan, AsksBluezWithoutStartingIt) {
   startPoweredOn();
   bool mayStart = true;
@@ -166,8 +166,8 @@ TEST_F(BluezScan, GivesTheSameObjectForADeviceThatWasForgottenWhileItIsHeld) {
   EXPECT_EQ(reports[1], peripheral);
 }
 
-// Between the two, BlueZ may have made another of it.
-TEST_F(BluezScan, TakesAllThatADeviceIsWhenItIsFirstHeardOfAgainByAChange) {
+// BlueZ may have removed the object and made a new one in between.
+TEST_F(BluezScan, ReadsTheWholeDeviceWhenAChangeIsTheFirstSignalAboutItAgain) {
   discover();
   bluez->remove(kDevice);
   settle();

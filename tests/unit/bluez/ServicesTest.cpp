@@ -42,7 +42,7 @@ TEST_F(BluezServices, WaitUntilTheyAreResolved) {
   EXPECT_EQ(found(), std::vector{kService});
 }
 
-TEST_F(BluezServices, AreAskedForOnceThoughTheyAreToldTwiceToBeResolved) {
+TEST_F(BluezServices, AreListedOnceThoughTheyAreSignalledTwiceAsResolved) {
   connect();
   peripheral->discoverServices(std::vector{kService});
   settle();
@@ -59,7 +59,7 @@ TEST_F(BluezServices, AreAskedForOnceThoughTheyAreToldTwiceToBeResolved) {
 }
 
 // The order of ServicesResolved and of the objects' own signals is not guaranteed.
-TEST_F(BluezServices, AreTakenFromTheObjectsAndNotFromTheirSignals) {
+TEST_F(BluezServices, AreTakenFromTheListOfObjectsAndNotFromSignals) {
   connect();
   resolve();
   settle();
@@ -68,7 +68,7 @@ TEST_F(BluezServices, AreTakenFromTheObjectsAndNotFromTheirSignals) {
   EXPECT_EQ(found(), std::vector{kService});
 }
 
-// BlueZ has begun anew, so what it answers may be half of them.
+// BlueZ has begun to resolve them anew, so its answer may lack some of them.
 TEST_F(BluezServices, AreNotTakenFromAnAnswerThatComesAfterTheyHaveChanged) {
   connect();
   resolve();
@@ -169,7 +169,7 @@ TEST_F(BluezServices, FailWhenBluezGoesBeforeTheyAreKnown) {
 
 class BluezBattery : public BluezServices {
  protected:
-  // As BlueZ 5.48 to 5.54 show a device with a battery.
+  // As BlueZ 5.48 to 5.54 presents a device with a battery service: as a property of the device.
   void connectWithLevel(std::uint8_t level) {
     connect();
     bluez->objects[path("/service000a")] = service(kService);
@@ -234,7 +234,7 @@ TEST_F(BluezBattery, IsFollowedWhileSubscribed) {
   bluez->change(kDevice, kBatteryInterface, {{"Percentage", std::uint8_t{89}}});
   settle();
   EXPECT_EQ(valueEvents.size(), 1U);
-  EXPECT_EQ(bluez->count(kDevice, "StopNotify"), 0U);  // it was none of BlueZ's subscriptions
+  EXPECT_EQ(bluez->count(kDevice, "StopNotify"), 0U);  // BlueZ has no subscription to end
 }
 
 }  // namespace

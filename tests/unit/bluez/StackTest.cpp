@@ -39,7 +39,7 @@ TEST_F(BluezStack, IsNotGivenObjectsByOthers) {
   EXPECT_TRUE(reports.empty());
 }
 
-TEST_F(BluezStack, ThatGoesWithoutHavingToldItsObjectsIsGoneAndNotUnusable) {
+TEST_F(BluezStack, ThatGoesBeforeItHasListedItsObjectsIsResetting) {
   std::vector<OwnedMessage> held;
   bluez->on("/", "GetManagedObjects", [&](OwnedMessage call) { held.push_back(std::move(call)); });
   start();
@@ -51,15 +51,14 @@ TEST_F(BluezStack, ThatGoesWithoutHavingToldItsObjectsIsGoneAndNotUnusable) {
   EXPECT_EQ(states, std::vector{CBManagerState::resetting});
 }
 
-TEST_F(BluezStack, ThatGivesNonsenseForItsObjectsIsUnusable) {
+TEST_F(BluezStack, WithAMalformedListOfObjectsIsUnusable) {
   bluez->on("/", "GetManagedObjects", [&](OwnedMessage call) { bluez->reply(call); });
   start();
   ASSERT_TRUE(waitUntil([&] { return !states.empty(); }));
   EXPECT_EQ(states, std::vector{CBManagerState::unsupported});
 }
 
-// BlueZ is not there when the bridge asks for it: what becomes of the start that it requests. The
-// time that it has for that is 10 s.
+// BlueZ does not run, and the bridge asks the bus to start it; the start may take 10 s.
 class BluezStart : public BluezTest {
  protected:
   void SetUp() override {
@@ -71,7 +70,7 @@ class BluezStart : public BluezTest {
     };
   }
 
-  // This call to the bus is answered by deny(), or never.
+  // Leaves this call to the bus without an answer until deny().
   void hold(const std::string& member) {
     wanted_ = member;
     start();
@@ -102,7 +101,7 @@ TEST_F(BluezStart, ThatIsNeverAnsweredIsGivenUp) {
   EXPECT_EQ(states, std::vector{CBManagerState::unsupported});
 }
 
-TEST_F(BluezStart, ThatWasGivenUpIsNotHeardOfAgain) {
+TEST_F(BluezStart, ThatWasGivenUpIsNotReportedAgain) {
   hold("StartServiceByName");
   letPass(11s);
   deny();
@@ -123,7 +122,7 @@ TEST_F(BluezStart, IsNotAskedForWhereNobodyMayAskForBluez) {
   EXPECT_EQ(states, std::vector{CBManagerState::unauthorized});
 }
 
-TEST_F(BluezStart, IsOverWhenBluezIsThereThoughItGoesAgain) {
+TEST_F(BluezStart, IsOverOnceBluezWasThereEvenIfItGoesAgain) {
   hold("StartServiceByName");
   bluez = std::make_unique<FakeBluez>(bus);
   settle();

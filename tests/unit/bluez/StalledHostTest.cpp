@@ -7,7 +7,7 @@ namespace {
 
 using platform::CBManagerState;
 
-// What waits to be told while the host does not read, and is out of date by the time it does.
+// Callbacks that are held back because the host does not read, and are out of date when it does.
 class BluezStalledHost : public BluezTest {
  protected:
   void stall() {
@@ -27,7 +27,7 @@ class BluezStalledHost : public BluezTest {
   support::PipeOutput asOutput{output.input()};
 };
 
-TEST_F(BluezStalledHost, IsToldNothingOnceTheManagerIsGone) {
+TEST_F(BluezStalledHost, GetsNothingOnceTheManagerIsGone) {
   bluez->objects[kAdapter] = adapter(true);
   stall();
   start();
@@ -37,7 +37,7 @@ TEST_F(BluezStalledHost, IsToldNothingOnceTheManagerIsGone) {
   EXPECT_TRUE(states.empty());
 }
 
-TEST_F(BluezStalledHost, SeesTheStateThatItWasToldLast) {
+TEST_F(BluezStalledHost, LeavesTheStateAsLastReportedUntilItReads) {
   bluez->objects[kAdapter] = adapter(true);
   stall();
   start();
@@ -47,7 +47,7 @@ TEST_F(BluezStalledHost, SeesTheStateThatItWasToldLast) {
   EXPECT_EQ(manager->state(), CBManagerState::poweredOn);
 }
 
-TEST_F(BluezStalledHost, IsToldOfNoDeviceOnceTheScanHasEnded) {
+TEST_F(BluezStalledHost, GetsNoDeviceOnceTheScanHasEnded) {
   bluez->objects[kDevice] = device("Tramsel-1");
   startPoweredOn();
   stall();
@@ -59,7 +59,7 @@ TEST_F(BluezStalledHost, IsToldOfNoDeviceOnceTheScanHasEnded) {
   EXPECT_TRUE(reports.empty());
 }
 
-TEST_F(BluezStalledHost, IsToldOfADeviceOnceInANewScan) {
+TEST_F(BluezStalledHost, GetsADeviceOnceInANewScan) {
   bluez->objects[kDevice] = device("Tramsel-1");
   startPoweredOn();
   stall();
@@ -73,7 +73,7 @@ TEST_F(BluezStalledHost, IsToldOfADeviceOnceInANewScan) {
   EXPECT_EQ(reports.size(), 1U);
 }
 
-TEST_F(BluezStalledHost, SeesTheServicesThatItWasToldLast) {
+TEST_F(BluezStalledHost, LeavesTheServicesAsLastReportedUntilItReads) {
   connect();
   const std::string path = std::string(kDevice) + "/service000a";
   bluez->objects[path] = service(kService);

@@ -17,7 +17,7 @@ class BluezState : public BluezTest {
     EXPECT_EQ(states, std::vector{state});
   }
 
-  // What BlueZ does after it has been asked for its objects and before it answers.
+  // Sets what happens between the call of GetManagedObjects and its answer.
   void beforeTheAnswer(std::function<void()> act) {
     bluez->on("/", "GetManagedObjects", [this, act = std::move(act)](OwnedMessage call) {
       act();
@@ -80,8 +80,8 @@ TEST_F(BluezState, IsThatOfTheFirstPoweredAdapterInPathOrder) {
   EXPECT_TRUE(waitUntil([&] { return bluez->count("/org/bluez/hci2", "StartDiscovery") == 1; }));
 }
 
-// BlueZ signals this when the last program that discovered goes away: a host that ends the bridge
-// and starts it anew at once has it between the new bridge's first question and the answer.
+// BlueZ signals this when the last program that discovered is gone. If a host ends the bridge and
+// starts it again at once, the signal comes between the new bridge's first call and its answer.
 TEST_F(BluezState, IsNotConcludedFromAChangeBeforeTheFirstAnswer) {
   bluez->objects[kAdapter] = adapter(true);
   beforeTheAnswer([&] { bluez->change(kAdapter, kAdapterInterface, {{"Discovering", false}}); });
@@ -101,7 +101,7 @@ TEST_F(BluezState, IsNotConcludedFromAnAdapterThatComesBeforeTheFirstAnswer) {
   expectFirst(CBManagerState::poweredOn);
 }
 
-TEST_F(BluezState, UsesTheFirstAdapterAlsoWhenAnotherIsHeardOfBeforeTheFirstAnswer) {
+TEST_F(BluezState, IsOfTheFirstAdapterAlsoWhenAnotherIsSignalledBeforeTheFirstAnswer) {
   bluez->objects[kAdapter] = adapter(true);
   beforeTheAnswer([&] { bluez->add("/org/bluez/hci1", adapter(true)); });
   expectFirst(CBManagerState::poweredOn);
@@ -109,8 +109,8 @@ TEST_F(BluezState, UsesTheFirstAdapterAlsoWhenAnotherIsHeardOfBeforeTheFirstAnsw
   EXPECT_TRUE(waitUntil([&] { return bluez->count(kAdapter, "StartDiscovery") == 1; }));
 }
 
-// What a change before the answer says is in the answer.
-TEST_F(BluezState, IsTheLastOneOfAPowerThatChangesBeforeTheFirstAnswer) {
+// The answer already contains a change that was signalled before it.
+TEST_F(BluezState, IsThatOfTheAnswerWhenThePowerChangesBeforeIt) {
   bluez->objects[kAdapter] = adapter(true);
   beforeTheAnswer([&] {
     bluez->change(kAdapter, kAdapterInterface, {{"Powered", false}});
@@ -141,7 +141,7 @@ TEST_F(BluezState, IsNotConcludedFromAChangeOfAnAdapterThatIsNotKnown) {
   EXPECT_EQ(states.back(), CBManagerState::poweredOn);
 }
 
-// Each would take the place of the one before, and none would be answered.
+// If each change repeated the call, none would ever be answered while changes go on.
 TEST_F(BluezState, IsAskedForOnceWhateverChangesMeanwhile) {
   expectFirst(CBManagerState::unsupported);
   OwnedMessage held;
@@ -165,7 +165,7 @@ TEST_F(BluezState, FollowsThePowerOfTheAdapterInUse) {
   EXPECT_EQ(states.back(), CBManagerState::poweredOff);
 }
 
-// As it is when a dongle is pulled out.
+// So it is when a dongle is pulled out.
 TEST_F(BluezState, IsUnsupportedWhenTheAdapterLosesItsPowerAndThenGoesAway) {
   startPoweredOn();
   bluez->change(kAdapter, kAdapterInterface, {{"Powered", false}});
@@ -175,8 +175,8 @@ TEST_F(BluezState, IsUnsupportedWhenTheAdapterLosesItsPowerAndThenGoesAway) {
   EXPECT_EQ(states.back(), CBManagerState::unsupported);
 }
 
-// Scan and links are gone then, however short it was.
-TEST_F(BluezState, TellsOfAPowerThatIsBackAtOnce) {
+// Scan and links have ended, however short the loss was.
+TEST_F(BluezState, IsReportedAgainAfterALossOfPowerHoweverShort) {
   startPoweredOn();
   bluez->change(kAdapter, kAdapterInterface, {{"Powered", false}});
   bluez->change(kAdapter, kAdapterInterface, {{"Powered", true}});
@@ -235,7 +235,7 @@ TEST_F(BluezState, IsPoweredOffWhenBluezComesBackAndStaysUnpowered) {
   EXPECT_EQ(states.back(), CBManagerState::poweredOff);
 }
 
-TEST_F(BluezState, IsNotConcludedFromABluezThatWasBackAndIsAwayAgain) {
+TEST_F(BluezState, StaysResettingWhenBluezComesBackAndGoesAgain) {
   startPoweredOn();
   bluez.reset();
   ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
@@ -250,7 +250,7 @@ TEST_F(BluezState, IsNotConcludedFromABluezThatWasBackAndIsAwayAgain) {
   EXPECT_EQ(states.size(), 2U);
 }
 
-TEST_F(BluezState, TellsOfALossOfPowerInTimeHoweverOftenItIsTold) {
+TEST_F(BluezState, IsReportedInTimeAfterALossOfPowerHoweverOftenThatIsSignalled) {
   startPoweredOn();
   for (int i = 0; i < 20; ++i) {
     bluez->change(kAdapter, kAdapterInterface, {{"Powered", false}});
@@ -288,7 +288,7 @@ TEST_F(BluezState, IsUnsupportedForGoodWhenTheBusIsLost) {
   EXPECT_EQ(states.size(), reported);
 }
 
-TEST_F(BluezState, IsNotImpressedByOthersThatSignal) {
+TEST_F(BluezState, IgnoresSignalsOfOtherPrograms) {
   startPoweredOn();
   signalFromAnother(kAdapter, "org.freedesktop.DBus.Properties", "PropertiesChanged", "sa{sv}as",
                     kAdapterInterface, 1, "Powered", "b", 0, 0);

@@ -22,7 +22,7 @@ class BluezSubscribe : public BluezTest {
   const std::string stream = std::string(kDevice) + "/service000a/char000b";
   const std::string other = std::string(kDevice) + "/service000a/char000d";
 
-  // Subscribes with a socket, whose other end is the test's.
+  // Subscribes with a socket; the test has its other end.
   void acquire() {
     bluez->on(stream, "AcquireNotify",
               [this](OwnedMessage call) { socket = bluez->replySocket(call); });
@@ -59,7 +59,8 @@ class BluezSubscribe : public BluezTest {
   int socket = -1;
 };
 
-// The device has not answered the subscription of kStream for so long that others have gone on.
+// The device has left the subscription to kStream unanswered for 5 s, so that later requests are
+// carried out before it.
 class BluezLateSubscription : public BluezSubscribe {
  protected:
   void SetUp() override {
@@ -99,7 +100,7 @@ TEST_F(BluezSubscribe, DeliversTheLastValuesOfASocketThatEnds) {
   EXPECT_EQ(values(), sent);
 }
 
-TEST_F(BluezSubscribe, DropsWhatIsTooLongToBeAValue) {
+TEST_F(BluezSubscribe, DropsAPacketThatIsTooLongForAValue) {
   acquire();
   send(Bytes(515, 1));
   send({2});
@@ -116,7 +117,7 @@ TEST_F(BluezSubscribe, AllocatesNothingForAValue) {
       platform->runUntil(0);
     }
   };
-  peripheral->setDelegate(nullptr);  // the test's own delegate keeps the values
+  peripheral->setDelegate(nullptr);  // the test's own delegate would allocate to keep the values
   sendSome(10);
   Bytes value(18);
   const std::size_t before = allocationCount();
@@ -127,8 +128,8 @@ TEST_F(BluezSubscribe, AllocatesNothingForAValue) {
   EXPECT_EQ(allocationCount(), before);
 }
 
-// bluetoothd writes the value before it sends the signal.
-TEST_F(BluezSubscribe, DeliversWhatANewSocketHoldsBeforeWhatTheBusTellsNext) {
+// bluetoothd has written the socket's value before it sends the signal.
+TEST_F(BluezSubscribe, DeliversTheValuesOfANewSocketBeforeALaterSignal) {
   bluez->on(other, "AcquireNotify", [this](OwnedMessage call) {
     bluez->refuse(call, "org.bluez.Error.NotSupported", "Operation is not supported");
   });
@@ -165,16 +166,16 @@ TEST_F(BluezLateSubscription, IsConfirmedForAsLongAsTheLinkCanAnswer) {
   EXPECT_EQ(told.back(), "confirmed");
 }
 
-TEST_F(BluezLateSubscription, IsRefusedWhenTheLinkCanAnswerNoMore) {
+TEST_F(BluezLateSubscription, IsRefusedWhenTheLinkCanNoLongerAnswer) {
   pass(30s);
   ASSERT_TRUE(waitUntil([&] { return told.size() == 2; }));
   EXPECT_EQ(told, (std::vector<std::string>{"value", "refused"}));
-  peripheral->setNotifyValue(true, at(kStream));  // it may be tried again
+  peripheral->setNotifyValue(true, at(kStream));  // a new attempt is made
   EXPECT_TRUE(waitUntil([&] { return bluez->count(stream, "AcquireNotify") == 2; }));
 }
 
 // The device answers one request after the other.
-TEST_F(BluezLateSubscription, HasItsTimeFromWhenTheOneBeforeItIsDecided) {
+TEST_F(BluezLateSubscription, HasItsWholeTimeOnceTheOneBeforeItIsDecided) {
   OwnedMessage next;
   bluez->on(other, "AcquireNotify", [&](OwnedMessage call) { next = std::move(call); });
   peripheral->setNotifyValue(true, at(kOther));
@@ -190,8 +191,8 @@ TEST_F(BluezLateSubscription, HasItsTimeFromWhenTheOneBeforeItIsDecided) {
   EXPECT_EQ(told.back(), "confirmed");
 }
 
-// The device's answer has waited in a BlueZ that stood still.
-TEST_F(BluezLateSubscription, IsNotRefusedBeforeBluezHasHadTheChanceToPassOnTheAnswer) {
+// BlueZ may have hung while the device's answer waited in it.
+TEST_F(BluezLateSubscription, IsNotRefusedBeforeBluezCouldPassOnTheAnswer) {
   bluez->on(stream, "Get", [&](OwnedMessage question) {
     bluez->refuse(question, SD_BUS_ERROR_FAILED, "of no interest");
     if (socket < 0) socket = bluez->replySocket(held);
@@ -250,8 +251,8 @@ TEST_F(BluezLateSubscription, IsRefusedWhenTheCharacteristicIsTakenAway) {
   EXPECT_EQ(told, (std::vector<std::string>{"value", "refused"}));
 }
 
-// As above, with values by signals, of which a read has its own.
-TEST_F(BluezLateSubscription, DeliversAReadThatItLetPassOnceAndNotItsEchoToo) {
+// BlueZ signals the value of a read as well, as it does notified values.
+TEST_F(BluezLateSubscription, DeliversAReadMadeMeanwhileOnceAndNotItsEchoToo) {
   OwnedMessage start;
   bluez->on(stream, "StartNotify", [&](OwnedMessage call) { start = std::move(call); });
   bluez->refuse(held, "org.bluez.Error.NotSupported", "Operation is not supported");
@@ -270,8 +271,8 @@ TEST_F(BluezLateSubscription, DeliversAReadThatItLetPassOnceAndNotItsEchoToo) {
   EXPECT_EQ(values(), (std::vector<Bytes>{{2}, {42}, {1}}));
 }
 
-// bluetoothd that is held up does not make a device's answer a late one.
-TEST_F(BluezSubscribe, WaitsForABluezThatDoesNotAnswerAnything) {
+// While bluetoothd hangs, a missing answer says nothing about the device.
+TEST_F(BluezSubscribe, IsNotLateWhileBluezAnswersNothing) {
   OwnedMessage held;
   bluez->on(stream, "AcquireNotify", [&](OwnedMessage call) { held = std::move(call); });
   std::vector<OwnedMessage> questions;
@@ -397,7 +398,7 @@ TEST_F(BluezSubscribe, EndsWithTheLinkAndItsLastValuesAreDelivered) {
   EXPECT_NE(entry.revents & POLLHUP, 0);
 }
 
-// More values than a socket holds, while the bridge's output is in the middle of a long line.
+// More values than a socket holds come while a long line is only partly written.
 TEST_F(BluezSubscribe, GoesOnReceivingWhileALongLineWaitsForItsReader) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
@@ -448,7 +449,7 @@ TEST_F(BluezSubscribe, HoldsValuesWhileTheOutputAcceptsNothing) {
     platform->runUntil(0);
   }
   settle();
-  // What an earlier answer of the pipe allowed may have gone through.
+  // Some may have been delivered on the strength of an earlier poll of the pipe.
   EXPECT_LE(valueEvents.size(), 3U);
   Bytes room(block.size());
   while (read(ends[0], room.data(), room.size()) == 4096 && valueEvents.size() < sent.size()) {

@@ -10,7 +10,7 @@
 namespace bluez_tests {
 namespace {
 
-// What a subscription leaves behind, and what it keeps alive.
+// How subscriptions end, and what they keep alive.
 class BluezSubscriptionLife : public BluezTest {
  protected:
   void SetUp() override { connectAndDiscover(); }
@@ -47,7 +47,7 @@ class BluezSubscriptionLife : public BluezTest {
     platform->deliverInto(asOutput);
     output.fill();
   }
-  // Nobody but what waits to be told holds the device after this.
+  // Drops all references to the device but those of values that wait to be delivered.
   std::weak_ptr<platform::CBPeripheral> letGo() {
     const std::weak_ptr<platform::CBPeripheral> device = peripheral;
     peripheral.reset();
@@ -71,7 +71,7 @@ class BluezSubscriptionLife : public BluezTest {
   int socket = -1;
 };
 
-TEST_F(BluezSubscriptionLife, KeepsItsDeviceUntilItsValuesAreTold) {
+TEST_F(BluezSubscriptionLife, KeepsItsDeviceUntilItsValuesAreDelivered) {
   acquire();
   stall();
   for (std::uint8_t i = 1; i <= 20; ++i) send({i});
@@ -134,7 +134,7 @@ TEST_F(BluezSubscriptionLife, EndsWithTheCharacteristicAlsoWhereValuesAreSignall
   EXPECT_EQ(bluez->count(stream, "StartNotify"), 2U);
 }
 
-// It has only indications, another program is subscribed, BlueZ is too old.
+// The characteristic has only indications, another program is subscribed, or BlueZ is too old.
 TEST_F(BluezSubscriptionLife, FallsBackToSignalsWhereverBluezGivesNoSocket) {
   std::size_t times = 0;
   for (const char* name : {"org.bluez.Error.NotSupported", "org.bluez.Error.NotPermitted",
@@ -147,8 +147,9 @@ TEST_F(BluezSubscriptionLife, FallsBackToSignalsWhereverBluezGivesNoSocket) {
   }
 }
 
-// All of it is there at the same moment: BlueZ has sent the values before it told of the link.
-TEST_F(BluezSubscriptionLife, EndsWithTheLinkAndWithEachOfTheValuesThatCameBefore) {
+// BlueZ writes the values before it signals the loss of the link; here the platform sees both at
+// once.
+TEST_F(BluezSubscriptionLife, DeliversAllValuesThatCameBeforeTheLossOfTheLink) {
   acquire();
   dropLink();
   const std::vector<Bytes> sent{{1}, {}, {2}, {}, {}, {3}};
@@ -157,13 +158,13 @@ TEST_F(BluezSubscriptionLife, EndsWithTheLinkAndWithEachOfTheValuesThatCameBefor
   EXPECT_EQ(values(), sent);
 }
 
-TEST_F(BluezSubscriptionLife, LeavesNothingThatWaitsBehindWhenThePlatformEnds) {
+TEST_F(BluezSubscriptionLife, LeavesNoWaitingCallbackBehindWhenThePlatformEnds) {
   acquire();
   const std::weak_ptr<platform::CBPeripheral> device = peripheral;
   stall();
   manager.reset();
   const std::size_t before = serviceAnswers.size();
-  peripheral->discoverServices(std::vector{kService});  // fails, which waits to be told
+  peripheral->discoverServices(std::vector{kService});  // fails; the callback is held back
   settle();
   EXPECT_EQ(serviceAnswers.size(), before);
   peripheral.reset();
@@ -193,7 +194,7 @@ TEST_F(BluezSubscriptionLife, IsConfirmedBeforeItsFirstValueTheSecondTimeToo) {
   EXPECT_EQ(told, (std::vector<std::string>{"confirmed", "value"}));
 }
 
-TEST_F(BluezSubscriptionLife, IsConfirmedBeforeItsFirstValueAlsoBehindARefusedOne) {
+TEST_F(BluezSubscriptionLife, IsConfirmedBeforeItsFirstValueAlsoAfterARefusedOne) {
   bluez->on(stream, "AcquireNotify", [this](OwnedMessage call) {
     bluez->refuse(call, "org.bluez.Error.Failed", "Operation failed with ATT error: 0x05");
   });
@@ -215,14 +216,14 @@ TEST_F(BluezSubscriptionLife, IsMadeOnceAndConfirmedAsOftenAsItIsAskedFor) {
   EXPECT_EQ(bluez->count(stream, "AcquireNotify"), 1U);
 }
 
-TEST_F(BluezSubscriptionLife, IsEndedOnlyWhereThereIsOne) {
+TEST_F(BluezSubscriptionLife, IsNotEndedWhenItWasNeverMade) {
   setNotify(false);
   EXPECT_EQ(bluez->count(stream, "StopNotify"), 0U);
   EXPECT_EQ(bluez->count(stream, "Get"), 0U);
 }
 
-// That BlueZ answers the question shows that it has seen the end.
-TEST_F(BluezSubscriptionLife, EndsBeforeBluezIsAskedWhetherItHasSeenIt) {
+// The answer to the question shows that BlueZ has seen the end of the socket, which came before it.
+TEST_F(BluezSubscriptionLife, ClosesItsSocketBeforeBluezIsAskedWhetherItHasSeenThat) {
   acquire();
   OwnedMessage question;
   bluez->on(stream, "Get", [&](OwnedMessage call) { question = std::move(call); });
@@ -234,7 +235,7 @@ TEST_F(BluezSubscriptionLife, EndsBeforeBluezIsAskedWhetherItHasSeenIt) {
   EXPECT_EQ(bluez->count(stream, "StopNotify"), 0U);
 }
 
-TEST_F(BluezSubscriptionLife, TakesValuesOfNobodyButBluez) {
+TEST_F(BluezSubscriptionLife, TakesValuesFromBluezAlone) {
   listen();
   signalFromAnother(stream.c_str(), "org.freedesktop.DBus.Properties", "PropertiesChanged",
                     "sa{sv}as", kCharacteristicInterface, 1, "Value", "ay", 1, 9, 0);
@@ -297,7 +298,7 @@ TEST_F(BluezSubscriptionLife, PassesNoDescriptorOnToOtherPrograms) {
   }
 }
 
-TEST_F(BluezSubscriptionLife, FailsQuietlyWhenNobodyListens) {
+TEST_F(BluezSubscriptionLife, FailsQuietlyWithoutADelegate) {
   bluez->on(stream, "ReadValue",
             [&](OwnedMessage call) { bluez->refuse(call, "org.bluez.Error.Failed", "Failed"); });
   peripheral->setDelegate(nullptr);
@@ -308,7 +309,7 @@ TEST_F(BluezSubscriptionLife, FailsQuietlyWhenNobodyListens) {
   EXPECT_TRUE(told.empty());
 }
 
-TEST_F(BluezSubscriptionLife, ReceivesNoMoreThanMayBeHeldAndGoesOnAfterwards) {
+TEST_F(BluezSubscriptionLife, ReceivesNothingWhileTheQueueIsFullAndGoesOnAfterwards) {
   acquire();
   stall();
   const Bytes value(514, 1);
@@ -334,7 +335,7 @@ TEST_F(BluezSubscriptionLife, ReceivesNoMoreThanMayBeHeldAndGoesOnAfterwards) {
       waitUntil([&] { return !valueEvents.empty() && valueEvents.back().value == Bytes{2}; }));
 }
 
-// Services that BlueZ shows otherwise than before.
+// Services that BlueZ presents differently than before.
 class BluezOtherServices : public BluezTest {
  protected:
   void SetUp() override { connectAndDiscover(); }
@@ -350,7 +351,7 @@ class BluezOtherServices : public BluezTest {
   const std::string path = std::string(kDevice) + "/service000a";
 };
 
-TEST_F(BluezOtherServices, AtAPathThatIsTakenAgainAreOthers) {
+TEST_F(BluezOtherServices, AreNewObjectsEvenAtTheSamePath) {
   platform::CBService* first = peripheral->services()->front();
   bluez->objects[path] = service(kBatteryService);
   bluez->objects[path + "/char000b"] = characteristic(kBatteryLevel);
@@ -381,7 +382,7 @@ TEST_F(BluezOtherServices, AreNotTheBatteryOfAnotherDevice) {
   EXPECT_EQ(lookFor(kBatteryService), nullptr);
 }
 
-TEST_F(BluezOtherServices, AreWaitedForOnEachLinkThoughBluezDoesNotTellTheirEnd) {
+TEST_F(BluezOtherServices, AreWaitedForOnEachLinkThoughBluezDoesNotSignalTheirEnd) {
   bluez->change(kDevice, kDeviceInterface, {{"Connected", false}});
   settle();
   bluez->change(kDevice, kDeviceInterface, {{"Connected", true}});

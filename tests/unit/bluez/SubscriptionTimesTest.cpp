@@ -8,9 +8,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// How long a subscription may take, whatever else happens meanwhile. The device decides when the
-// test says so, and BlueZ answers the question whether it has read the call. That other requests go
-// on shows that it is late.
+// The time limits of a subscription. The test decides when the device answers it, and when BlueZ
+// answers the question by which the platform learns that BlueZ has read the call. A subscription is
+// late when requests made after it are carried out.
 class BluezSubscriptionTimes : public BluezTest {
  protected:
   void SetUp() override {
@@ -33,7 +33,7 @@ class BluezSubscriptionTimes : public BluezTest {
     for (const int socket : sockets) close(socket);
   }
 
-  // In steps, so that each timer rings in its time. Settling takes some of it.
+  // In steps, so that each timer rings in time. settle() takes some of the time itself.
   void letPass(std::chrono::seconds time) {
     const double end = platform->now() + static_cast<double>(time.count());
     while (platform->now() < end) {
@@ -42,7 +42,7 @@ class BluezSubscriptionTimes : public BluezTest {
     }
   }
 
-  // That they are answered is all that counts.
+  // Any answer will do, so an error as well.
   void answerQuestions() {
     for (const OwnedMessage& each : questions) {
       bluez->refuse(each, SD_BUS_ERROR_FAILED, "of no interest");
@@ -58,7 +58,7 @@ class BluezSubscriptionTimes : public BluezTest {
     ASSERT_NE(startNotify, nullptr);
   }
 
-  // Late after 5 s, and refused 30 s after that.
+  // A subscription is late after 5 s, and counts as refused 30 s after that.
   void makeLate() {
     subscribe(kStream);
     letPass(6s);
@@ -66,7 +66,7 @@ class BluezSubscriptionTimes : public BluezTest {
     told.clear();
   }
 
-  // Whether a request that comes now is carried out.
+  // Whether a request that is made now is carried out.
   bool goesOn() {
     const std::size_t before = bluez->count(other, "ReadValue");
     peripheral->readValue(at(kOther));
@@ -114,7 +114,7 @@ TEST_F(BluezSubscriptionTimes, OfALateOneAreLongWithTheOtherWayToo) {
   EXPECT_EQ(told, std::vector<std::string>{"confirmed"});
 }
 
-TEST_F(BluezSubscriptionTimes, DoNotBeginByWhatTheDeviceDecidesBeforeBluezHasReadTheCall) {
+TEST_F(BluezSubscriptionTimes, DoNotBeginWithAnAnswerThatComesBeforeBluezHasReadTheCall) {
   makeLate();
   subscribe(kOther);
   settle();
@@ -136,7 +136,7 @@ TEST_F(BluezSubscriptionTimes, AreShortForOneThatIsNotLateThoughALateOneIsDecide
   EXPECT_TRUE(goesOn());
 }
 
-// The device answers one request after the other: its answer to the late one was not due before.
+// The device answers one request after the other: it could not answer the late one before.
 TEST_F(BluezSubscriptionTimes, BeginAnewForALateOneWhenAnotherIsDecided) {
   makeLate();
   subscribe(kOther);
@@ -148,21 +148,21 @@ TEST_F(BluezSubscriptionTimes, BeginAnewForALateOneWhenAnotherIsDecided) {
   EXPECT_EQ(told, (std::vector<std::string>{"confirmed", "refused"}));
 }
 
-TEST_F(BluezSubscriptionTimes, OfALateOneAreNoReasonToHoldAnotherBack) {
+TEST_F(BluezSubscriptionTimes, OfALateOneDoNotHoldAnotherUp) {
   makeLate();
   subscribe(kOther);
   settle();
   EXPECT_NE(acquireOther, nullptr);
 }
 
-TEST_F(BluezSubscriptionTimes, EndWithTheRefusalThatTheLateAnswerDoesNotChange) {
+TEST_F(BluezSubscriptionTimes, EndWithARefusalThatAnEvenLaterAnswerDoesNotChange) {
   makeLate();
   const std::size_t asked = bluez->count(kDevice, "Get");
   letPass(26s);
   holdsQuestions = true;
   letPass(6s);
   ASSERT_TRUE(told.empty());
-  // Two whether BlueZ has an answer, and then whether the link holds.
+  // Two questions to answer: whether BlueZ has an answer after all, and whether the link is up.
   for (int i = 0; i < 2; ++i) {
     answerQuestions();
     settle();
@@ -175,7 +175,7 @@ TEST_F(BluezSubscriptionTimes, EndWithTheRefusalThatTheLateAnswerDoesNotChange) 
   EXPECT_EQ(told, std::vector<std::string>{"refused"});
 }
 
-TEST_F(BluezSubscriptionTimes, EndWithTheRefusalAlsoWhileTheLinkIsInQuestion) {
+TEST_F(BluezSubscriptionTimes, EndWithTheRefusalOnceTheLinkIsKnownToBeUp) {
   subscribe(kStream);
   letPass(4s);
   holdsQuestions = true;
@@ -188,7 +188,7 @@ TEST_F(BluezSubscriptionTimes, EndWithTheRefusalAlsoWhileTheLinkIsInQuestion) {
   EXPECT_EQ(bluez->count(other, "ReadValue"), 1U);
 }
 
-// It is the device's own: no read has asked for it.
+// The read failed, so a value signalled meanwhile is a notification and not the read's.
 TEST_F(BluezSubscriptionTimes, DoNotCostAValueThatCameDuringARefusedRead) {
   makeLate();
   refuseSocket();

@@ -1,6 +1,6 @@
-// The bench of the BlueZ implementation, for the virtual machine: hci0 is the machine's radio, and
-// devices on controllers of their own are what it hears. Every test has a bluetoothd that has just
-// started and remembers nothing.
+// The bench of the BlueZ implementation with the real bluetoothd, in the virtual machine: hci0 is
+// the machine's radio, the devices have controllers of their own. For every test a new bluetoothd
+// is started, which remembers nothing.
 #include <gtest/gtest.h>
 
 #include "contract/Bench.h"
@@ -17,7 +17,7 @@ constexpr int kControllers = 3;
 // bluetoothd answers StopDiscovery within some milliseconds.
 constexpr std::chrono::seconds kStopLimit{5};
 
-// For as long as the program runs.
+// The controllers and devices, which stay for as long as the program runs.
 LabAir& air() {
   static struct Controllers {
     Controllers() { stack.startControllers(kControllers); }
@@ -35,8 +35,8 @@ class BluezBench final : public Bench {
     platform_ = platform::makePlatform();
   }
 
-  // bluetoothd goes before the devices do: Linux 6.1 was seen to fail (in hci_chan_del) where it
-  // lets go of a link that is already down.
+  // bluetoothd ends before the devices do: Linux 6.1 was seen to crash (in hci_chan_del) when
+  // bluetoothd releases a link that is already down.
   ~BluezBench() override {
     endPlatform();
     EXPECT_TRUE(stack_.bluez().isRunning()) << "bluetoothd has ended in the course of the test";
@@ -65,9 +65,9 @@ class BluezBench final : public Bench {
   double settlingTime() const override { return 1; }
 
  private:
-  // The manager stopped its discovery when it went. bluetoothd 5.66 crashes when the one who asked
-  // for that leaves the bus before the answer; and one that is killed while the kernel discovers
-  // leaves it so for 10 s, in which the next one hears nothing.
+  // The manager has called StopDiscovery when it was destroyed. bluetoothd 5.66 crashes when the
+  // caller leaves the bus before the answer. And when bluetoothd is killed while the kernel
+  // discovers, the kernel goes on for 10 s, in which the next bluetoothd hears nothing.
   void endPlatform() {
     waitForDiscoveryEnd();
     platform_.reset();

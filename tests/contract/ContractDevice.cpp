@@ -26,8 +26,8 @@ lab::Service service(const char* identifier, CharacteristicIndex first, Characte
   return made;
 }
 
-// Between two values. Real stacks lose values of a device that sends faster than its receiver is
-// given the processor: bluetoothd holds some 270 for it.
+// The pause between two values. A real stack loses values when the device sends faster than their
+// receiver gets to run: bluetoothd holds only some 270.
 constexpr lab::Microseconds kPause{2000};
 
 }  // namespace

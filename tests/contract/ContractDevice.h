@@ -1,6 +1,6 @@
-// The device that the contract tests put on the air: a GATT tree with one characteristic for each
-// kind of behaviour, a record of what the central did to it, and orders that a test gives it.
-// Everything here belongs to the devices' thread: see Bench::onDevices.
+// The device of the contract tests: a GATT tree with one characteristic for each kind of behaviour,
+// a record of the central's requests, and functions by which a test makes it act. Everything here
+// belongs to the devices' thread: see Bench::onDevices.
 #pragma once
 
 #include <deque>
@@ -56,11 +56,11 @@ class ContractDevice final : public lab::DeviceModel {
   void setName(std::string deviceName) { deviceName_ = std::move(deviceName); }
   void setValue(lab::CharacteristicIndex which, Bytes value) { values_[which] = std::move(value); }
 
-  // Sends these values, one notification each, some hundred in a second.
+  // Sends these values, one notification each, about 500 a second.
   void send(lab::CharacteristicIndex which, const std::vector<Bytes>& values);
-  // Sends this value first whenever a central subscribes.
+  // Sends this value as the first one whenever a central subscribes.
   void greetSubscribers(Bytes value) { greeting_ = std::move(value); }
-  // Ends the link, now or when the next read comes.
+  // Ends the link: now, or at the next read.
   void drop();
   void dropAtNextRead() { dropsAtRead_ = true; }
 

@@ -10,10 +10,11 @@ namespace {
 constexpr double kPatience = 60;  // seconds, of the platform's time
 constexpr double kTurn = 0.02;
 
-// Driven time goes by in no time: another thread may not even have started by then.
+// In real time. Driven time passes at once: another thread may not even have started when kPatience
+// is over.
 constexpr auto kLeastPatience = std::chrono::seconds(2);
 
-// A step that fails ends the test: GoogleTest reports the exception.
+// Ends the test when a step has failed: GoogleTest reports the exception.
 void need(bool condition, const char* otherwise) {
   if (!condition) throw std::runtime_error(otherwise);
 }

@@ -1,5 +1,5 @@
-// The fixture of all contract tests: a bench, one device on its air, and the steps that lead to
-// what a test is about. A step that does not succeed within its bound fails the test.
+// The fixture of all contract tests: a bench, one device, and the steps that lead up to what a test
+// is about. A step that does not succeed within a minute fails the test.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -31,24 +31,24 @@ class ContractTest : public testing::Test {
   // Turns the run loop until the condition holds; false when it does not within a minute.
   bool waitUntil(const std::function<bool()>& condition);
   bool waitFor(What what, std::size_t times = 1);
-  // Turns it for a while, in which what must not happen would.
+  // Turns the run loop for the bench's settlingTime().
   void settle();
   void runFor(double seconds);
 
-  // The way to a device, step by step; each one includes those before it where they are missing.
-  void start();     // the manager, its state known
-  void discover();  // scans until the device was reported
+  // The steps to a device; each one makes those before it where they are missing.
+  void start();     // makes the manager and waits for its state
+  void discover();  // scans until the device is reported
   void connect();   // also stops the scan
-  void find();      // services and characteristics
-  void dropLink();  // the device does, and it has been noticed there
+  void find();      // discovers services and characteristics
+  void dropLink();  // the device ends the link
   void waitForLinkDown();
-  void restart();  // the bridge goes and another one comes
+  void restart();  // see Bench::restartPlatform
 
   // After find().
   CBCharacteristic& at(lab::CharacteristicIndex characteristic);
   void subscribe(lab::CharacteristicIndex characteristic);
 
-  // What the device saw, and orders to it.
+  // What the central did to the device; order() makes the device act.
   std::vector<Done> done();
   bool waitUntilDone(const Done& expected);
   void order(const std::function<void(ContractDevice&)>& action);
@@ -70,11 +70,11 @@ CBUUID uuid(const std::string& text);
 std::vector<CBUUID> serviceIdentifiers();
 std::vector<CBUUID> characteristicIdentifiers();
 
-// Success when they are equal; tells the first difference, and not thousands of values, otherwise.
+// Like EXPECT_EQ, but prints only the first difference instead of thousands of values.
 testing::AssertionResult areEqual(const std::vector<Bytes>& values,
                                   const std::vector<Bytes>& expected);
 
-// Different values, each with its number in it.
+// Values that contain their numbers, so that all differ.
 std::vector<Bytes> numberedValues(std::size_t count);
 
 }  // namespace contract

@@ -1,4 +1,4 @@
-// Delivery only while the output holds nothing back.
+// Callbacks are made only while the output holds nothing back.
 #include <unistd.h>
 
 #include <array>
@@ -10,8 +10,8 @@
 
 namespace contract {
 
-// A pipe stands for the bridge's standard output. As in the bridge, what fills it are the
-// callbacks: each writes one line, which never has to wait.
+// A pipe takes the place of the bridge's standard output. As in the bridge, the callbacks fill it:
+// each writes one line, without ever blocking.
 class Gate : public ContractTest {
  protected:
   void SetUp() override {
@@ -42,11 +42,11 @@ class Gate : public ContractTest {
     });
   }
 
-  // Streams into a pipe that nobody reads, so that nothing more is delivered.
+  // Lets the device stream while nobody reads the pipe, until nothing more is delivered.
   void stall() {
     readAll();
     order([](ContractDevice& model) { model.send(kStream, numberedValues(500)); });
-    runFor(3);  // in which all of them are sent
+    runFor(3);  // long enough for the device to send all of them
     ASSERT_LT(recorder.count(What::value), 100U);
   }
 
@@ -55,7 +55,7 @@ class Gate : public ContractTest {
   std::size_t blocked = 0;  // callbacks whose line did not fit
 };
 
-TEST_F(Gate, ThatIsOpenChangesNothing) {
+TEST_F(Gate, ThatStaysOpenHoldsNothingBack) {
   find();
   subscribe(kStream);
   readAll();
@@ -69,7 +69,7 @@ TEST_F(Gate, HoldsValuesBackAndDeliversAllInOrderAfterwards) {
   readAll();
   const std::vector<Bytes> values = numberedValues(3000);
   order([&](ContractDevice& model) { model.send(kStream, values); });
-  runFor(8);  // in which all of them are sent
+  runFor(8);  // long enough for the device to send all of them
   EXPECT_LT(recorder.count(What::value), 100U);
   readUntil(What::value, values.size());
   settle();

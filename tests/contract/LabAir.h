@@ -1,6 +1,6 @@
-// Two controllers of this machine, hci1 and hci2, with a device each, for as long as the program
-// runs: taking a controller from bluetoothd and giving it back takes seconds, and tests are many.
-// A test lends them its models.
+// Two devices on controllers of this machine, hci1 and hci2. They exist for as long as the program
+// runs, since taking a controller from bluetoothd and giving it back takes seconds; each test lends
+// them its models.
 #pragma once
 
 #include <array>
@@ -16,7 +16,7 @@
 
 namespace contract {
 
-// Stands on a controller all the time and passes everything on to the model of the test.
+// The model that stays on a controller and passes everything on to the current test's model.
 class BorrowedModel final : public lab::DeviceModel {
  public:
   void setModel(ContractDevice* model) { model_ = model; }
@@ -39,13 +39,13 @@ class BorrowedModel final : public lab::DeviceModel {
 
 class LabAir {
  public:
-  // Throws when the controllers cannot be had.
+  // Throws when a controller cannot be opened.
   LabAir();
   LabAir(const LabAir&) = delete;
   LabAir& operator=(const LabAir&) = delete;
   ~LabAir();
 
-  // All from the test's thread; done, and taken effect, when they return.
+  // To be called on the test's thread. They have taken effect when they return.
   void lend(ContractDevice& model);
   void control(ContractDevice& model, const char* line);
   void takeBackAll();

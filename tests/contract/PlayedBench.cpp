@@ -1,6 +1,6 @@
-// The bench of the BlueZ implementation over the played bluetoothd: one thread, and its own time.
-// What holds here holds of the model, and beside the same tests over the real bluetoothd tells how
-// true it is. VORNIX_OLD_BLUETOOTHD: with all the habits that older ones have.
+// The bench of the BlueZ implementation with the lab's model of bluetoothd: one thread, simulated
+// time. The same tests also run with the real bluetoothd, which shows how true the model is. With
+// VORNIX_OLD_BLUETOOTHD set, the model behaves as older versions do.
 #include <cstdlib>
 #include <memory>
 #include <stdexcept>

@@ -7,7 +7,7 @@ class Read : public ContractTest {
  protected:
   void SetUp() override { find(); }
 
-  // The answer is the so many-th from now on.
+  // Reads, and expects the value in callback number place from now on.
   void expectRead(const Bytes& value, std::size_t place = 1) {
     order([&](ContractDevice& model) { model.setValue(kReadable, value); });
     const std::size_t before = recorder.count(What::value);

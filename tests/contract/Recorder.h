@@ -1,5 +1,5 @@
-// Both delegates of a contract test: keeps what it was told, and checks what holds for every
-// callback.
+// Both delegates of a contract test: records the callbacks, and checks what has to hold for each of
+// them.
 #pragma once
 
 #include <cstdint>
@@ -31,9 +31,9 @@ class Recorder final : public platform::CBCentralManagerDelegate,
 
   const std::vector<Event>& events() const { return events_; }
   std::size_t count(What what) const;
-  // The latest of its kind; it must have come.
+  // The latest of this kind; there has to be one.
   const Event& last(What what) const;
-  // All values of one characteristic that came without an error.
+  // The values of one characteristic that came without an error.
   std::vector<std::vector<std::uint8_t>> values(const platform::CBCharacteristic& of) const;
   void forget() { events_.clear(); }
 

@@ -1,4 +1,4 @@
-// Requests to one peripheral: their order, and what becomes of them when the link goes.
+// Requests to one peripheral: their order, and their end when the link is lost.
 #include <thread>
 
 #include "contract/ContractTest.h"
@@ -61,17 +61,17 @@ TEST_F(Requests, AreAnsweredInOrder) {
   EXPECT_EQ(answers, expected);
 }
 
-TEST_F(Requests, ThatWaitWhenTheLinkGoesGiveNoCallback) {
+TEST_F(Requests, ThatWaitWhenTheLinkIsLostGiveNoCallback) {
   order([](ContractDevice& model) { model.dropAtNextRead(); });
   recorder.forget();
   for (int i = 0; i < 20; ++i) peripheral->readValue(at(kReadable));
   peripheral->setNotifyValue(true, at(kStream));
   waitForLinkDown();
-  EXPECT_LE(recorder.events().size(), 1U);  // the first answer may still have come through
+  EXPECT_LE(recorder.events().size(), 1U);  // the first answer may have come before the loss
   for (const Recorder::Event& event : recorder.events()) EXPECT_FALSE(event.error);
 }
 
-TEST_F(Requests, ThatWaitWhenTheLinkGoesAreNotCarriedOutOnTheNext) {
+TEST_F(Requests, ThatWaitWhenTheLinkIsLostAreNotCarriedOutOnTheNext) {
   order([](ContractDevice& model) { model.dropAtNextRead(); });
   for (int i = 0; i < 5; ++i) peripheral->readValue(at(kReadable));
   write({1});

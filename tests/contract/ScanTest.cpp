@@ -1,4 +1,4 @@
-// Scanning: who is reported, and when.
+// Scanning: which devices are reported, and when.
 #include "contract/ContractTest.h"
 
 namespace contract {

@@ -1,5 +1,5 @@
-// The bench of the simulated platform: everything on one thread, in driven time, or in real time
-// where the environment says so.
+// The bench of the simulated platform: one thread, driven time (or real time, where the environment
+// says so).
 #include <cstdlib>
 #include <map>
 
@@ -14,7 +14,7 @@ class SimulatedBench final : public Bench {
  public:
   platform::Platform& platform() override { return platform_; }
 
-  // The radio is in the platform: another bridge is another manager on it.
+  // The radio is a part of the platform, so the platform stays: a new bridge makes a new manager.
   void restartPlatform() override {}
 
   void putOnAir(ContractDevice& model) override {

@@ -97,7 +97,8 @@ TEST_F(Subscribe, ThatIsRefusedDoesNotHoldUpWhatFollows) {
   peripheral->setNotifyValue(true, at(kStream));
   peripheral->readValue(at(kReadable));
   ASSERT_TRUE(waitFor(What::value));
-  // A platform may not learn of the refusal before the link is too late for an answer.
+  // Only the last one counts: some versions of BlueZ do not report the refusal, so that it comes
+  // only when the time for an answer is over.
   ASSERT_GE(recorder.count(What::notificationState), 1U);
   EXPECT_FALSE(recorder.last(What::notificationState).error);
   EXPECT_EQ(recorder.last(What::notificationState).characteristic, &at(kStream));
@@ -129,7 +130,7 @@ TEST_F(Subscribe, WorksAgainOnALaterLink) {
   sendAndExpect(kStream, numberedValues(5));
 }
 
-TEST_F(Subscribe, TakenBackIsConfirmed) {
+TEST_F(Subscribe, EndedByTheBridgeIsConfirmed) {
   subscribe(kStream);
   peripheral->setNotifyValue(false, at(kStream));
   ASSERT_TRUE(waitFor(What::notificationState, 2));
@@ -137,7 +138,7 @@ TEST_F(Subscribe, TakenBackIsConfirmed) {
   EXPECT_TRUE(waitUntilDone({Act::unsubscribe, kStream, {}}));
 }
 
-TEST_F(Subscribe, TakenBackDeliversNothingMore) {
+TEST_F(Subscribe, EndedByTheBridgeDeliversNothingMore) {
   subscribe(kStream);
   order([](ContractDevice& model) { model.send(kStream, numberedValues(500)); });
   ASSERT_TRUE(waitFor(What::value, 1));
@@ -147,7 +148,7 @@ TEST_F(Subscribe, TakenBackDeliversNothingMore) {
   EXPECT_EQ(recorder.events().back().what, What::notificationState);
 }
 
-TEST_F(Subscribe, TakenBackAndAskedForAgainDelivers) {
+TEST_F(Subscribe, EndedAndMadeAgainDelivers) {
   subscribe(kStream);
   peripheral->setNotifyValue(false, at(kStream));
   ASSERT_TRUE(waitFor(What::notificationState, 2));

@@ -5,7 +5,7 @@ namespace {
 
 class AttServerDiscovery : public AttServerFixture {};
 
-TEST_F(AttServerDiscovery, TellsServicesOfOneSizeAndTheOtherSizeInTheNextAnswer) {
+TEST_F(AttServerDiscovery, ListsServicesOfOneIdentifierSizePerAnswer) {
   EXPECT_EQ(ask("100100FFFF0028"),
             "1106"
             "010005000018"
@@ -14,7 +14,7 @@ TEST_F(AttServerDiscovery, TellsServicesOfOneSizeAndTheOtherSizeInTheNextAnswer)
   EXPECT_EQ(ask("100D00FFFF0028"), "11140D0010004857E0A9E7C933A9464F0496F78A5385");
 }
 
-TEST_F(AttServerDiscovery, SaysThatThereIsNothingBehindTheLastService) {
+TEST_F(AttServerDiscovery, EndsTheListAfterTheLastService) {
   EXPECT_EQ(ask("101100FFFF0028"), "011011000A");
 }
 
@@ -28,19 +28,19 @@ TEST_F(AttServerDiscovery, FindsAServiceByItsIdentifier) {
   EXPECT_EQ(ask("060100FFFF0028FFFF"), "010601000A");
 }
 
-TEST_F(AttServerDiscovery, TellsCharacteristicsWithPropertiesAndValueHandle) {
+TEST_F(AttServerDiscovery, ListsCharacteristicsWithPropertiesAndValueHandle) {
   EXPECT_EQ(ask("0807000C000328"), "090708001A090041AA0B00020C00242A");
   EXPECT_EQ(ask("080D0010000328"), "09150E00200F00D86A436EAB07B9926D44AC0050DDBC23");
 }
 
-TEST_F(AttServerDiscovery, TellsDescriptors) {
+TEST_F(AttServerDiscovery, ListsDescriptors) {
   EXPECT_EQ(ask("040A000A00"), "05010A000229");
   EXPECT_EQ(ask("040F000F00"), "05020F00D86A436EAB07B9926D44AC0050DDBC23");
   EXPECT_EQ(ask("041100FFFF"), "010411000A");
 }
 
 TEST_F(AttServerDiscovery, FillsAnAnswerNoFurtherThanThePacketSize) {
-  // 23 bytes have room for five handles with their 16-bit types.
+  // In 23 bytes there is room for five handles with 16-bit types.
   EXPECT_EQ(ask("0401000600").size(), 2 * (2 + 5 * 4));
 }
 
@@ -74,7 +74,7 @@ TEST_F(AttServerDiscovery, RefusesRequestsThatAreTooShort) {
   EXPECT_EQ(ask("10"), "0110000004");
 }
 
-TEST_F(AttServerDiscovery, LeavesAloneWhatIsNoRequest) {
+TEST_F(AttServerDiscovery, DoesNotAnswerWhatIsNoRequest) {
   EXPECT_EQ(ask(""), "");
   EXPECT_EQ(ask("030502"), "");
   EXPECT_EQ(ask("1E"), "");
@@ -96,7 +96,7 @@ TEST_F(AttServerDiscovery, KnowsNothingOfAWithdrawnService) {
   EXPECT_EQ(server_.withdraw(Uuid(0xAA40)), std::nullopt);
 }
 
-TEST_F(AttServerDiscovery, NamesTheStepThatARequestIs) {
+TEST_F(AttServerDiscovery, NamesTheStepOfARequest) {
   EXPECT_EQ(step("020502"), "mtu");
   EXPECT_EQ(step("100100FFFF0028"), "services");
   EXPECT_EQ(step("080100FFFF0328"), "characteristics");

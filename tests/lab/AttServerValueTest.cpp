@@ -28,7 +28,7 @@ TEST_F(AttServerValue, DoesNotReadWhatHasNoReadProperty) {
   EXPECT_EQ(model_.reads_, 0);
 }
 
-TEST_F(AttServerValue, RefusesHandlesThatAreNot) {
+TEST_F(AttServerValue, RefusesHandlesThatDoNotExist) {
   EXPECT_EQ(ask("0A0000"), "010A000001");
   EXPECT_EQ(ask("0A1100"), "010A110001");
   EXPECT_EQ(ask("12110001"), "0112110001");
@@ -37,7 +37,7 @@ TEST_F(AttServerValue, RefusesHandlesThatAreNot) {
 TEST_F(AttServerValue, ReadsALongValueInPartsOfOneRead) {
   model_.values_[0] = Bytes(30, 0xAB);
   EXPECT_EQ(ask("0A0900").size(), 2 * 23U);
-  model_.values_[0] = Bytes(30, 0xCD);  // what comes meanwhile does not mix with it
+  model_.values_[0] = Bytes(30, 0xCD);  // a new value does not mix with the one being read
   EXPECT_EQ(ask("0C09001600"), "0DABABABABABABABAB");
   EXPECT_EQ(ask("0C09001E00"), "0D");
   EXPECT_EQ(ask("0C09001F00"), "010C090007");
@@ -66,7 +66,7 @@ TEST_F(AttServerValue, TakesACommandWithoutAnswer) {
   EXPECT_EQ(observer_.events_, Events{"wrote AA41 07"});
 }
 
-TEST_F(AttServerValue, PutsALongWriteTogether) {
+TEST_F(AttServerValue, AssemblesALongWrite) {
   EXPECT_EQ(ask("16090000000102"), "17090000000102");
   EXPECT_EQ(ask("160900020003"), "170900020003");
   EXPECT_EQ(ask("1801"), "19");

@@ -48,7 +48,7 @@ TEST_F(BenchDeviceTest, OffersAgainWhatTheLinkHadNoRoomFor) {
   EXPECT_EQ(sentBy(milliseconds(260)), (Values{"01EE", "02EE"}));
 }
 
-TEST_F(BenchDeviceTest, TellsSubscribersOfANewLevel) {
+TEST_F(BenchDeviceTest, NotifiesSubscribersOfANewLevel) {
   EXPECT_EQ(read("2A19"), "32");
   EXPECT_TRUE(model_.control("battery 42"));
   EXPECT_EQ(sentBy(seconds(0)), Values{});
@@ -89,7 +89,7 @@ TEST_F(BenchDeviceTest, ObeysRateAndCount) {
   EXPECT_FALSE(model_.control("rate fast"));
 }
 
-TEST_F(BenchDeviceTest, StreamsCanBeSwitched) {
+TEST_F(BenchDeviceTest, StreamsCanBeSwitchedOffAndOn) {
   subscribe("AA41");
   EXPECT_TRUE(model_.control("stream off"));
   EXPECT_EQ(sentBy(seconds(0)), Values{});
@@ -97,7 +97,7 @@ TEST_F(BenchDeviceTest, StreamsCanBeSwitched) {
   EXPECT_EQ(sentBy(seconds(1)), Values{"00EE"});
 }
 
-TEST_F(BenchDeviceTest, SendsWhatItIsTold) {
+TEST_F(BenchDeviceTest, SendsTheValuesOfControlLines) {
   subscribe("2A19");
   EXPECT_TRUE(model_.control("send 2A19 0102"));
   EXPECT_TRUE(model_.control("send 2A19 "));

@@ -18,7 +18,7 @@ constexpr const char* kContractions = "5D63AFC1-16D0-4C47-BDB8-39DE23DAF30A";
 
 class CorveltaModelTest : public testing::Test, public Bench<CorveltaModel> {};
 
-TEST_F(CorveltaModelTest, TellsFirmwareMainsAndBattery) {
+TEST_F(CorveltaModelTest, LetsFirmwareMainsAndBatteryBeRead) {
   EXPECT_EQ(read(kFirmware), "322E312E34");
   EXPECT_EQ(read(kMains), "00");
   EXPECT_EQ(read("2A19"), "57");
@@ -88,7 +88,7 @@ TEST_F(CorveltaModelTest, ReportsCalibrationsOnDemand) {
   EXPECT_EQ(sentBy(seconds(0)), (Values{"C8", "04"}));
 }
 
-TEST_F(CorveltaModelTest, RefusesOrdersThatAreNone) {
+TEST_F(CorveltaModelTest, RefusesInvalidOrders) {
   EXPECT_EQ(write(kCalibration, ""), AttError::invalidValueLength);
   EXPECT_EQ(write(kAcquisition, "0100"), AttError::invalidValueLength);
   EXPECT_EQ(write(kAcquisition, "02"), AttError::unlikely);

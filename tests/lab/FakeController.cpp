@@ -43,7 +43,7 @@ void FakeController::serve() {
 void FakeController::linkUp() {
   Bytes event{0x04, 0x3E, 19, 0x01, 0x00};
   append16(event, kHandle);
-  event.push_back(0x01);  // the host is the peripheral
+  event.push_back(0x01);  // the role: peripheral
   event.resize(3 + 19);
   host_->send(event);
 }

@@ -1,5 +1,5 @@
-// A controller at the other end of a socket pair: it obeys, takes one data packet at a time, and
-// plays the central that the test wants.
+// A controller at the other end of a socket pair: it obeys commands, has room for one data packet
+// at a time, and plays the central as the test prescribes.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@ class FakeController {
  public:
   FakeController();
 
-  // The descriptor for the host; to be taken once.
+  // The descriptor for the host, who then owns it; to be used once.
   int hostEnd() const { return hostEnd_; }
 
   // Reads what the host has sent: answers commands, collects data.
@@ -31,12 +31,12 @@ class FakeController {
   void remove() { host_.reset(); }
 
   bool hasSeen(std::uint16_t opcode) const;
-  // Payloads of the L2CAP packets that came whole, "CHANNEL:HEX"; emptied by the call.
+  // The complete L2CAP packets since the last call, as "CHANNEL:HEX" of the payload.
   std::vector<std::string> toCentral();
 
   bool answers_ = true;           // whether commands are answered at all
-  bool completesPackets_ = true;  // whether data packets are done with at once
-  std::vector<Bytes> commands_;   // opcode and parameters, as they came
+  bool completesPackets_ = true;  // whether data packets are reported as completed at once
+  std::vector<Bytes> commands_;   // opcode and parameters, as received
   std::size_t dataPackets_ = 0;
   std::size_t longestDataPacket_ = 0;
 

@@ -1,4 +1,4 @@
-// A device whose values the test sets, and an observer that keeps what it is told.
+// A device whose values the test sets, and an observer that records its calls.
 #pragma once
 
 #include <map>

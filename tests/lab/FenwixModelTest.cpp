@@ -11,7 +11,7 @@ using std::chrono::seconds;
 
 class FenwixModelTest : public testing::Test, public Bench<FenwixModel> {
  protected:
-  // The whole reply, whatever it was cut into.
+  // The whole reply, put together from its notifications.
   std::string reply(std::string_view command) {
     EXPECT_EQ(write("3A93", command), AttError::none);
     const Values parts = sentBy(seconds(0));
@@ -51,7 +51,7 @@ TEST_F(FenwixModelTest, StreamsEachSignalWhileItIsSubscribed) {
   EXPECT_EQ(link_.indices_.front(), at("3A90"));
 }
 
-TEST_F(FenwixModelTest, RmsValuesNumberThemselves) {
+TEST_F(FenwixModelTest, RmsValuesContainTheirNumber) {
   EXPECT_EQ(toHex(FenwixModel::rms(1)), "00008037");       // 1 / 65536
   EXPECT_EQ(toHex(FenwixModel::rms(0x8000)), "0000003F");  // 0.5
 }
@@ -98,11 +98,11 @@ TEST_F(FenwixModelTest, RefusesACommandOfTheWrongLength) {
   EXPECT_EQ(write("3A93", "13010000FF"), AttError::invalidValueLength);
 }
 
-TEST_F(FenwixModelTest, AnswersNobodyWhoDoesNotListen) {
+TEST_F(FenwixModelTest, DoesNotReplyWithoutASubscription) {
   EXPECT_EQ(reply("130000"), "");
 }
 
-TEST_F(FenwixModelTest, AnswersWithWhateverBytes) {
+TEST_F(FenwixModelTest, AnswersWithGivenBytesOnDemand) {
   subscribe("3A93");
   EXPECT_TRUE(model_.control("fault reply=AA13"));
   EXPECT_EQ(reply("130000"), "AA13");
@@ -112,7 +112,7 @@ TEST_F(FenwixModelTest, AnswersWithWhateverBytes) {
   EXPECT_EQ(reply("050000"), "AA050000");
 }
 
-TEST_F(FenwixModelTest, BreaksOffAReply) {
+TEST_F(FenwixModelTest, BreaksOffAReplyOnDemand) {
   subscribe("3A93");
   model_.control("json 10");
   EXPECT_TRUE(model_.control("fault reply-cut=7"));
@@ -127,7 +127,7 @@ TEST_F(FenwixModelTest, CutsAReplyIntoPartsOfOneSize) {
   EXPECT_EQ(sentBy(seconds(0)), (Values{"AA130500", "31313131", "31"}));
 }
 
-TEST_F(FenwixModelTest, SpoilsTheDocumentsText) {
+TEST_F(FenwixModelTest, MakesTheDocumentInvalidUtf8OnDemand) {
   subscribe("3A93");
   model_.control("json 4");
   EXPECT_TRUE(model_.control("fault invalid-utf8"));
@@ -139,7 +139,7 @@ TEST_F(FenwixModelTest, ReportsASerialNumberOfZeroOnDemand) {
   EXPECT_EQ(read("2A25"), "00000000");
 }
 
-TEST_F(FenwixModelTest, RefusesSettingsThatAreNone) {
+TEST_F(FenwixModelTest, RefusesInvalidSettings) {
   for (const char* line : {"json 65536", "json", "health 256", "fault reply=A",
                            "fault reply-part=0", "fault reply-cut=x", "fault invalid-utf8=1"}) {
     EXPECT_FALSE(model_.control(line)) << line;

@@ -65,7 +65,7 @@ TEST(LinkFaults, RefusesWhatItDoesNotKnow) {
   EXPECT_FALSE(faults.set("hide", "180F"));
 }
 
-TEST(LinkFaults, ForgetsThemAll) {
+TEST(LinkFaults, CanAllBeCleared) {
   LinkFaults faults;
   faults.set("refuse-connections", "2");
   faults.set("drop-at", "mtu");

@@ -37,7 +37,7 @@ class RecordingObserver final : public PeripheralObserver {
   }
   void didRefuse(const std::string& step) override { add("refused " + step); }
 
-  // What happened since the last call.
+  // The events since the last call.
   Events take() { return std::exchange(events_, {}); }
 
  private:
@@ -46,10 +46,10 @@ class RecordingObserver final : public PeripheralObserver {
   Events events_;
 };
 
-// The value of AA41 is at handle 0009, its configuration at 000A.
+// The value of AA41 is at handle 0009, its client configuration at 000A.
 class PeripheralTest : public testing::Test {
  protected:
-  // So that the peripheral does not wait for the end of its link, which nobody would serve.
+  // The peripheral's destructor would otherwise wait for the end of its link, in vain.
   void TearDown() override { controller_.remove(); }
 
   // Lets both sides react to each other until nothing moves any more.
@@ -116,7 +116,7 @@ TEST_F(PeripheralTest, ServesAttOverTheLink) {
   EXPECT_EQ(observer_.take(), Events{"read AA41"});
 }
 
-TEST_F(PeripheralTest, CutsAndPutsTogetherWhatTheControllerCannotTakeWhole) {
+TEST_F(PeripheralTest, FragmentsAndReassemblesPacketsLargerThanTheControllersBuffers) {
   connect();
   controller_.fromCentral(4, "020502");
   const std::string value(200, '7');
@@ -193,7 +193,7 @@ TEST_F(PeripheralTest, EndsTheLinkOnDemand) {
   EXPECT_EQ(observer_.take(), (Events{"disconnected 22", "advertising"}));
 }
 
-TEST_F(PeripheralTest, VanishesUntilItIsToAdvertiseAgain) {
+TEST_F(PeripheralTest, VanishesUntilItIsSwitchedOnAgain) {
   connect();
   EXPECT_TRUE(peripheral_.control("vanish"));
   settle();
@@ -272,10 +272,10 @@ TEST_F(PeripheralTest, LosesTheLinkAfterAValueOnDemand) {
             (Events{"sent AA41 01", "sent AA41 02", "disconnected 22", "advertising"}));
 }
 
-TEST_F(PeripheralTest, RejectsWhatItDoesNotSpeak) {
+TEST_F(PeripheralTest, RejectsProtocolsThatItDoesNotSupport) {
   connect();
-  controller_.fromCentral(5, "120308001800280000002A00");  // new connection parameters
-  controller_.fromCentral(5, "14040A0080004000400040000100");
+  controller_.fromCentral(5, "120308001800280000002A00");      // new connection parameters
+  controller_.fromCentral(5, "14040A0080004000400040000100");  // a credit based channel
   controller_.fromCentral(6, "01030001100707");  // pairing
   settle();
   EXPECT_EQ(controller_.toCentral(),
@@ -302,7 +302,7 @@ TEST(PeripheralEnd, EndsItsLink) {
     controller.linkUp();
     peripheral.serve();
     EXPECT_TRUE(peripheral.isConnected());
-    controller.linkDown(0x16);  // answers what the end is going to ask for
+    controller.linkDown(0x16);  // the event that the destructor waits for
   }
   controller.serve();
   EXPECT_TRUE(controller.hasSeen(kDisconnect));

@@ -1,4 +1,4 @@
-// A link that keeps what a model sends, and a bench around a model.
+// A link that records what a model sends, and a bench that makes the calls to a model.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -31,7 +31,7 @@ class RecordingLink final : public Link {
   std::vector<Bytes> values_;
 };
 
-// Names a model's characteristics by their identifiers, as a central does.
+// Addresses a model's characteristics by their identifiers.
 template <typename Model>
 class Bench {
  public:
@@ -67,7 +67,7 @@ class Bench {
   AttError subscribe(std::string_view uuid, bool enabled = true) {
     return model_.subscribe(at(uuid), enabled);
   }
-  // What one call of advance at that time sends.
+  // The values that one call of advance at that time sends.
   std::vector<std::string> sentBy(Microseconds now) {
     link_.values_.clear();
     link_.indices_.clear();
@@ -83,7 +83,7 @@ class Bench {
 
   RecordingLink link_;
   Model model_;
-  std::optional<Microseconds> next_;  // what the last advance told
+  std::optional<Microseconds> next_;  // the result of the last advance
 };
 
 using Values = std::vector<std::string>;

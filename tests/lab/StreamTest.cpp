@@ -22,7 +22,7 @@ TEST(Stream, BeginsAtOnceAndKeepsItsPace) {
   stream.sent();
   EXPECT_EQ(stream.dueAt(), milliseconds(5100));
   stream.sent();
-  // What was late does not shift what follows.
+  // A late value does not delay the next ones.
   stream.advance(seconds(9));
   EXPECT_EQ(stream.dueAt(), milliseconds(5200));
 }

@@ -1,4 +1,4 @@
-// Tramsel, Ilo and Tenoval: their values byte by byte, as their users' documents have them.
+// Tramsel, Ilo and Tenoval: their values byte by byte, as in docs/device-values.md.
 #include "RecordingLink.h"
 #include "lab/models/Models.h"
 #include "lab/models/ProbeModels.h"
@@ -9,7 +9,7 @@ namespace {
 
 using std::chrono::seconds;
 
-TEST(TramselModel, SendsNineValuesThatNumberThemselves) {
+TEST(TramselModel, SendsNineValuesThatContainTheirNumber) {
   Bench<TramselModel> bench;
   bench.subscribe("EF680408-9B35-4933-9B10-52FFA9740042");
   const Values sent = bench.sentBy(seconds(0));

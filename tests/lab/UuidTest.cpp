@@ -14,7 +14,7 @@ TEST(Uuid, IsPrintedInItsShortestFormInUpperCase) {
             "23BCDD50-00AC-446D-92B9-07AB6E436AD8");
 }
 
-TEST(Uuid, GoesOverTheAirLeastSignificantByteFirst) {
+TEST(Uuid, IsSentLeastSignificantByteFirst) {
   EXPECT_EQ(toHex(Uuid(0x2A19).wire()), "192A");
   const Uuid uuid = *Uuid::parse("EF680408-9B35-4933-9B10-52FFA9740042");
   EXPECT_EQ(toHex(uuid.wire()), "420074A9FF52109B3349359B080468EF");

@@ -1,5 +1,5 @@
-// A small bridge on a simulated air: connects to the one device there is, looks for everything it
-// has, and writes down what it is told, one short word per callback.
+// A small bridge on the simulated platform: connects to the one device, discovers all that it has,
+// and records the callbacks as short texts.
 #pragma once
 
 #include <functional>
@@ -46,9 +46,9 @@ class Bridge final : public platform::CBCentralManagerDelegate,
   bool connects = true;
   std::vector<CBUUID> services;
   std::vector<CBUUID> characteristics;
-  // What it asks of each characteristic, when it has found it.
+  // Called for each characteristic when it has been discovered.
   std::function<void(CBPeripheral&, CBCharacteristic&)> onFound;
-  // Before it writes down a value.
+  // Called before a value is recorded.
   std::function<void(CBCharacteristic&)> onValue;
 
   std::unique_ptr<platform::CBCentralManager> manager;

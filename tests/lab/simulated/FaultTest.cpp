@@ -1,4 +1,4 @@
-// Misbehaviour of the device's answers.
+// Faults of the device's answers.
 #include <algorithm>
 #include <numeric>
 
@@ -159,8 +159,7 @@ TEST_F(Fault, ValuesThatComeWithARefusalGoNowhere) {
   EXPECT_EQ(answers(), Words{"subscribed error"});
 }
 
-// The steps of a session, each with the words that the bridge has heard when the link is lost
-// there.
+// Loses the link at each kind of request: the bridge has recorded the callbacks up to there.
 class LinkLost : public SimulatedTest, public testing::WithParamInterface<RequestKind> {};
 
 TEST_P(LinkLost, AtARequestEndsTheSessionThere) {
@@ -209,8 +208,8 @@ INSTANTIATE_TEST_SUITE_P(EachKind, LinkLost,
                                          RequestKind::write, RequestKind::subscribe,
                                          RequestKind::unsubscribe));
 
-// A device is identified by five values read and one subscription confirmed. With two services of
-// the values, one on each side of the subscription's, they come in any order that is wanted.
+// A Fenwix is identified by five reads and one confirmed subscription. With the values in two
+// services, one before and one after the service of the subscription, all orders can be tested.
 TEST(Order, OfFiveReadsAndASubscriptionMayBeAny) {
   constexpr CBUUID kValues = CBUUID::UUIDWithString("180A");
   constexpr CBUUID kCommand = CBUUID::UUIDWithString("2B00");

@@ -1,4 +1,4 @@
-// The lab's devices on the simulated air.
+// The lab's device models on the simulated platform.
 #include "lab/models/Models.h"
 #include "lab/simulated/SimulatedDevice.h"
 #include "tests/lab/simulated/SimulatedTest.h"
@@ -125,7 +125,7 @@ TEST_F(Lab, LinksMayBeTurnedAway) {
   EXPECT_EQ(count("connected"), 1U);
 }
 
-TEST_F(Lab, WhatIsNoFaultOfTheLinkIsNotUnderstood) {
+TEST_F(Lab, AnUnknownFaultIsRefused) {
   EXPECT_FALSE(host.setFault("bogus", "1"));
   EXPECT_FALSE(host.setFault("drop-at", "read:xyz"));
 }

@@ -1,4 +1,4 @@
-// Memory: what a value costs, and what a reader that stalls may cost.
+// The memory that a value takes, and the most that a host that stalls may cost.
 #include <unistd.h>
 
 #include <array>
@@ -58,7 +58,7 @@ TEST_F(Memory, ASteadyStreamAllocatesNothing) {
   EXPECT_EQ(delivered - deliveredBefore, 10000U);
 }
 
-TEST_F(Memory, IsBoundedWhileTheReaderStallsAndTheDeviceIsTold) {
+TEST_F(Memory, IsBoundedWhileTheReaderStallsAndTheDeviceIsRefusedMore) {
   subscribeFirst();
   std::size_t delivered = 0;
   bridge.onValue = [&](CBCharacteristic& characteristic) {

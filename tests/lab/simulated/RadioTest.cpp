@@ -30,7 +30,7 @@ TEST_F(Radio, MayNeverBeKnown) {
   EXPECT_TRUE(bridge.words.empty());
 }
 
-TEST_F(Radio, ThatIsSwitchedOffTakesTheLinksAlong) {
+TEST_F(Radio, ThatIsSwitchedOffEndsTheLinks) {
   run();
   ASSERT_TRUE(device.isConnected());
   air.after(1s, [&] { air.setState(CBManagerState::poweredOff); });
@@ -39,7 +39,7 @@ TEST_F(Radio, ThatIsSwitchedOffTakesTheLinksAlong) {
   EXPECT_FALSE(device.isConnected());
 }
 
-TEST_F(Radio, ResetMakesAStandingConnectionRequestGoOn) {
+TEST_F(Radio, ResetLetsAPendingConnectionRequestGoOn) {
   device.connectDelay = 3s;
   air.at(1s, [&] { air.setState(CBManagerState::resetting); });
   air.at(2s, [&] { air.setState(CBManagerState::poweredOn); });
@@ -95,7 +95,7 @@ TEST_F(Radio, LeavesAConnectionPendingThatIsNotAccepted) {
   EXPECT_EQ(bridge.words[2], "connected");
 }
 
-TEST_F(Radio, TriesAgainWhereTheFirstLinksComeToNothing) {
+TEST_F(Radio, TriesAgainAfterFailedAttemptsToConnect) {
   int refused = 0;
   device.refusesLink = [&] { return ++refused <= 3; };
   run(2999ms);
@@ -115,7 +115,7 @@ TEST_F(Radio, DropsAnAttemptToADeviceThatVanishes) {
   EXPECT_TRUE(device.isConnected());
 }
 
-TEST_F(Radio, TellsNothingToAManagerThatIsGone) {
+TEST_F(Radio, ReportsNothingToAManagerThatIsGone) {
   device.connectDelay = 1s;
   run();
   bridge.manager.reset();

@@ -1,4 +1,4 @@
-// One device with one service and two characteristics, in driven time.
+// A fixture: one simulated device with one service and two characteristics, in driven time.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -18,7 +18,7 @@ class SimulatedTest : public testing::Test {
     device.appear();
   }
 
-  // Everything that can follow, up to the requests of onFound and their answers.
+  // Starts the bridge and lets everything happen, up to the answers to onFound's requests.
   void run(std::chrono::milliseconds time = 1ms) {
     if (!bridge.manager) bridge.start();
     bridge.run(time);
@@ -35,7 +35,7 @@ class SimulatedTest : public testing::Test {
     };
   }
 
-  // What has come since the characteristics were found.
+  // The callbacks since the characteristics were discovered.
   Words answers() const {
     for (auto word = bridge.words.rbegin(); word != bridge.words.rend(); ++word) {
       if (word->starts_with("characteristics")) return {word.base(), bridge.words.end()};

@@ -1,4 +1,4 @@
-// Driven time, and what only real time shows.
+// Driven time, and what shows only in real time.
 #include <unistd.h>
 
 #include <array>
@@ -79,7 +79,7 @@ TEST_F(DrivenTime, IsTheSameInEveryRun) {
   EXPECT_EQ(transcript(), words);
 }
 
-// What ends a wait that would otherwise last for a minute.
+// Thrown to end a run loop that would otherwise wait for a minute.
 struct Woken {};
 
 class RealTime : public testing::Test {

@@ -1,4 +1,4 @@
-// Messages of BlueZ, right and wrong, through the parser that the bridge reads them with.
+// The parser of BlueZ's messages, on well-formed and malformed ones.
 #include <algorithm>
 #include <span>
 
@@ -44,7 +44,7 @@ void rewind(sd_bus_message* message) {
   fuzz::expect(sd_bus_message_rewind(message, 1) >= 0, "no way back");
 }
 
-// The bytes as they are in the message, if they are no more than a value may have.
+// Expects the message's bytes as the value, unless they are too many for a value.
 void expectValue(sd_bus_message* message, const std::optional<platform::Value>& value,
                  bool hasSignature) {
   const void* bytes = nullptr;
@@ -59,7 +59,7 @@ void expectValue(sd_bus_message* message, const std::optional<platform::Value>& 
   fuzz::expect(std::ranges::equal(*value, expected), "other bytes");
 }
 
-// The one byte of a variant that holds one.
+// Expects the byte of a variant that contains a byte, and nothing of any other.
 void expectPercentage(sd_bus_message* message, const std::optional<std::uint8_t>& percentage,
                       bool hasSignature) {
   std::uint8_t level = 0;
@@ -73,7 +73,7 @@ void expectPercentage(sd_bus_message* message, const std::optional<std::uint8_t>
   if (percentage) fuzz::expect(*percentage == level, "another level");
 }
 
-// What is well formed and has the right signature is read, and nothing else.
+// A message is read if it is well formed and has the right signature, and only then.
 void parse(sd_bus_message* message, const std::string& signature, std::size_t parser) {
   if (parser == 0) {
     const auto objects = parseManagedObjects(message);

@@ -1,5 +1,5 @@
-// The whole of the Linux platform against a BlueZ that answers late, wrongly or not at all, signals
-// what it likes, and goes away. What the platform promises in Platform.h is checked on the way.
+// The whole Linux platform with a BlueZ that answers late, wrongly or not at all, signals anything,
+// and disappears. Meanwhile the promises of Platform.h are checked.
 #include <map>
 #include <set>
 
@@ -27,7 +27,7 @@ std::vector<CBUUID> parsed(std::span<const std::string_view> texts) {
   return identifiers;
 }
 
-// Asks for everything, as often as it is told of something.
+// Makes requests in every callback.
 class Asker final : public platform::CBCentralManagerDelegate,
                     public platform::CBPeripheralDelegate {
  public:
@@ -36,7 +36,7 @@ class Asker final : public platform::CBCentralManagerDelegate,
     for (const auto& peripheral : peripherals_) peripheral->setDelegate(nullptr);
   }
 
-  bool isInCall = false;  // of ours into the platform: no callback may come
+  bool isInCall = false;  // during a call into the platform, when no callback may come
 
   void centralManagerDidUpdateState(CBCentralManager& central) override {
     called();
@@ -97,7 +97,7 @@ class Asker final : public platform::CBCentralManagerDelegate,
     if (choices_.below(4) == 1) request(peripheral, characteristic);
   }
 
-  // Anything, of any characteristic that was ever found.
+  // Makes any request, for any characteristic that was ever discovered.
   void requestSomething() {
     if (known_.empty()) return;
     auto place = known_.begin();
@@ -105,7 +105,7 @@ class Asker final : public platform::CBCentralManagerDelegate,
     request(*place->second, *place->first);
   }
 
-  // Looks at what is there of the devices.
+  // Checks what can be read of the devices.
   void look() {
     for (const auto& peripheral : peripherals_) {
       const auto name = peripheral->name();

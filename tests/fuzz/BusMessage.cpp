@@ -57,7 +57,7 @@ std::string textOf(Choices& choices) {
   return text;
 }
 
-// Where the complete type at the place ends.
+// The end of the complete type that begins at the place.
 std::size_t endOfType(std::string_view type, std::size_t place) {
   if (type[place] == 'a') return endOfType(type, place + 1);
   if (type[place] != '(' && type[place] != '{') return place + 1;
@@ -69,7 +69,7 @@ class Writer {
  public:
   Writer(sd_bus_message* message, Choices& choices) : message_(message), choices_(choices) {}
 
-  // A sequence of complete types.
+  // Writes a value for each type of a sequence of complete types.
   void put(const std::string& sequence) {
     for (std::size_t place = 0; place < sequence.size();) {
       const std::size_t end = endOfType(sequence, place);
@@ -122,7 +122,7 @@ class Writer {
     });
   }
 
-  // Nothing nested far down: D-Bus allows 64 levels.
+  // Limits the nesting: D-Bus allows 64 levels.
   const char* anyType() { return types[choices_.below(depth_ < 8 ? types.size() : 7)]; }
 
   void putVariant(const std::string& type) {
@@ -132,8 +132,8 @@ class Writer {
     level_ -= levels;
   }
 
-  // The text of a property may have noncharacters, which BlueZ lets through and which sd-bus does
-  // not take from a caller in the usual way. BlueZ has no such text further down.
+  // The text of a property may have noncharacters: BlueZ passes them on, and sd-bus refuses to
+  // write them in the usual way. Texts nested deeper never have them in BlueZ.
   void putText(const std::string& text) {
     if (level_ == 1) {
       char* place = nullptr;
@@ -165,7 +165,7 @@ class Writer {
   sd_bus_message* message_;
   Choices& choices_;
   int depth_ = 0;
-  int level_ = 0;  // 1: the text of a property; more: further down
+  int level_ = 0;  // 1: the text of a property; more: nested deeper
 };
 
 }  // namespace

@@ -1,5 +1,5 @@
-// Well-formed D-Bus messages made from bytes: mostly what BlueZ sends, also what it would never.
-// They are made on a bus that is connected to nothing.
+// Makes well-formed D-Bus messages from bytes: mostly such as BlueZ sends, but also others. They
+// belong to a bus that is not connected.
 #pragma once
 
 #include <systemd/sd-bus.h>
@@ -16,16 +16,16 @@ struct Unref {
 };
 using Message = std::unique_ptr<sd_bus_message, Unref>;
 
-// Appends a body of that signature.
+// Appends a body with this signature.
 void append(sd_bus_message* message, const std::string& signature, subject::Choices& choices);
 
-// A message whose body has that signature, ready to be read.
+// A message whose body has this signature, ready to be read.
 Message makeMessage(subject::Choices& choices, const std::string& signature);
 
 // An object path such as BlueZ has, or nearly.
 std::string makePath(subject::Choices& choices);
 
-// One of the signatures that the parser is called with, or another.
+// Mostly a signature that the parser expects.
 std::string makeSignature(subject::Choices& choices);
 
 }  // namespace fuzz

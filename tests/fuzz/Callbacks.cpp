@@ -1,4 +1,4 @@
-// Whatever the platform can report, and the host can say, in any order.
+// All callbacks of the platform and all commands of the host, in any order.
 #include "tests/fuzz/Fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {

@@ -20,7 +20,7 @@ using subject::Choices;
 constexpr const char* stackName = ":1.5";
 constexpr const char* daemonName = "org.freedesktop.DBus";
 
-// Listens for the whole life of the program.
+// The listening socket, kept for the whole life of the program.
 int listener() {
   static const int socket = [] {
     const std::string name = "vornix-fuzz-" + std::to_string(getpid());
@@ -42,7 +42,7 @@ bool isCall(sd_bus_message* message, const char* member) {
   return sd_bus_message_is_method_call(message, nullptr, member) > 0;
 }
 
-// Devices, their services and characteristics under one adapter, as the bits of a byte have it.
+// One of three devices, two of them on the same adapter.
 std::string devicePath(Choices& choices) {
   constexpr std::array paths = {"/org/bluez/hci0/dev_01", "/org/bluez/hci0/dev_02",
                                 "/org/bluez/hci1/dev_01"};
@@ -190,7 +190,7 @@ void FakeStack::acquire(sd_bus_message* reply) {
     return;
   }
   sd_bus_message_append(reply, "hq", ends[0], 64);
-  close(ends[0]);  // the message has its own
+  close(ends[0]);  // the message has a duplicate
   sockets_.push_back(ends[1]);
 }
 

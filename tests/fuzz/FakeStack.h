@@ -1,5 +1,5 @@
-// The far end of the bridge's D-Bus connection: a message bus and BlueZ in one, in this process and
-// on this thread. Nothing waits: the bridge's turn, then this one's, until neither has more to do.
+// The other end of the bridge's D-Bus connection: message bus and BlueZ in one, on the bridge's own
+// thread. Nothing waits: bridge and stack are served in turns until neither has more to do.
 #pragma once
 
 #include <systemd/sd-bus.h>
@@ -15,22 +15,22 @@ namespace fuzz {
 
 class FakeStack {
  public:
-  // From now on the system bus is here. One at a time.
+  // Takes the place of the system bus for this process. One at a time.
   FakeStack();
   FakeStack(const FakeStack&) = delete;
   FakeStack& operator=(const FakeStack&) = delete;
   ~FakeStack();
 
-  // Takes the connection that the bridge has asked for.
+  // Accepts the connection that the bridge has asked for.
   void accept();
 
-  // Receives and answers what a message bus answers by itself; calls to BlueZ are kept. False when
+  // Receives calls and answers those to the bus; calls to BlueZ wait to be answered. False when
   // there was nothing to do.
   bool serve();
 
   std::size_t callCount() const { return calls_.size(); }
 
-  // Answers one of the calls that wait: as BlueZ would, with an error, or with anything.
+  // Answer one of the waiting calls: as BlueZ would, with an error, or with anything.
   void answerRightly(std::size_t call, subject::Choices& choices);
   void answerWithError(std::size_t call, subject::Choices& choices);
   void answerWithAnything(std::size_t call, subject::Choices& choices);
@@ -40,7 +40,7 @@ class FakeStack {
   void signalRemoved(subject::Choices& choices);
   void signalChanged(subject::Choices& choices);
 
-  // A packet through a subscription's socket, or the socket's end.
+  // Sends a packet through a subscription's socket; closes one.
   void notify(subject::Choices& choices);
   void endSocket(subject::Choices& choices);
 

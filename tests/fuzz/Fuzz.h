@@ -1,5 +1,5 @@
-// What every fuzzer has in common: a difference between the core and the oracle, or a broken
-// promise, is a finding. A required hard stop is none: the play ends there.
+// What all fuzzers share. A finding is a difference between core and oracle, or a broken promise. A
+// required hard stop is none; it only ends the play.
 #pragma once
 
 #include <cstdint>

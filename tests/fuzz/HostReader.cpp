@@ -1,4 +1,5 @@
-// The host's reader of the bridge's output: good lines, damaged ones, any bytes, cut anywhere.
+// The reader of the bridge's output in the package for hosts: good lines, damaged ones and any
+// bytes, fed in pieces of any size.
 #include <string>
 #include <vector>
 
@@ -10,7 +11,7 @@ namespace {
 
 using vornix_host::LineKind;
 
-// What is kept of a line: its views end with the next feed.
+// A copy of a line, whose views are valid only until the next feed.
 struct KeptLine {
   LineKind kind;
   std::string bytes;
@@ -19,7 +20,8 @@ struct KeptLine {
   bool operator==(const KeptLine&) const = default;
 };
 
-// A stream of good lines and of any bytes. Good ones are noted, as long as nothing else came.
+// Makes a stream of good lines and arbitrary bytes. Adds the lines to good; isGood is false once
+// the stream has anything else.
 std::string stream(subject::Choices& choices, std::vector<KeptLine>& good, bool& isGood) {
   std::string all;
   while (!choices.atEnd() && all.size() < 300000) {

@@ -1,4 +1,4 @@
-// Names of devices: lower case, prefixes, and what they put into log lines.
+// Names of devices: lower case, prefixes, and the log lines that contain them.
 #include "tests/fuzz/Fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {

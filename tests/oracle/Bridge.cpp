@@ -73,7 +73,8 @@ void Bridge::command(const std::string& line) {
   handler->notify(command->uuid, command->act == Command::Act::subscribe);
 }
 
-// A line ends at a line feed, and loses a carriage return before it too; the last one may lack it.
+// A line ends with a line feed, and a carriage return before it is removed; the last line may end
+// without one.
 void Bridge::standardInput(const std::string& bytes) {
   std::string rest = bytes;
   while (!rest.empty()) {

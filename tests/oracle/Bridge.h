@@ -12,7 +12,8 @@ class Bridge {
  public:
   explicit Bridge(Expected& expected) : expected_(expected) {}
 
-  // The state's platform value. Its name in the log line is the bridge's own affair: "state".
+  // state: its number on the platform. The log line has "state" in place of the state's name, which
+  // is not compared.
   void stateUpdated(int state);
   void discovered(const Device& device, double now);
   void connected(const Device& device);
@@ -21,7 +22,7 @@ class Bridge {
   void command(const std::string& line);
   [[noreturn]] void standardInput(const std::string& bytes);
 
-  // Who hears from the device with this label: the last handler made for it (a device that changes
+  // The delegate of the device with this label: the last handler made for it (a device that changes
   // its name can have several). Null when there is none.
   Handler* delegateOf(const std::string& label);
 

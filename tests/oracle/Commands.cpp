@@ -18,8 +18,8 @@ std::vector<std::string> fieldsOf(const std::string& line) {
   return fields;
 }
 
-// As a person would read it: sign, digits, and the digits compared as text with the greatest
-// number.
+// Reads a number as a person would: a sign and digits, which are compared as text with those of the
+// greatest number.
 std::optional<std::uint32_t> number(std::string text, const std::string& greatest) {
   bool negative = false;
   if (!text.empty() && (text[0] == '+' || text[0] == '-')) {

@@ -1,5 +1,5 @@
-// The host's commands, as the oracle has them: the one table that its bridge and the world's judge
-// read. Nothing of it comes from the core.
+// The oracle's table of the host's commands, for its bridge and for the judge in tests/world.
+// Nothing of it comes from the core.
 #pragma once
 
 #include <optional>
@@ -17,18 +17,18 @@ struct Command {
   std::string_view text;
   std::string_view log;
   Act act;
-  const Family* family = nullptr;  // whose device it goes to
-  std::string_view uuid = {};      // by which characteristic
-  Bytes bytes = {};                // what is written
-  std::size_t argumentBytes = 0;   // or, if not 0, the two numbers behind the text: a code, a value
+  const Family* family = nullptr;  // the family of the device that it goes to
+  std::string_view uuid = {};      // the characteristic that it uses
+  Bytes bytes = {};                // the bytes written, for a command without arguments
+  std::size_t argumentBytes = 0;   // with arguments (a code and a value): the value's size; else 0
 };
 
 const std::vector<Command>& commands();
 
-// The command that a line is; null: none. With arguments it only has to begin with the text.
+// The command in a line, or null. A line with arguments only has to begin with the command's text.
 const Command* commandOf(const std::string& line);
 
-// What is written for a line; nothing when its arguments are not as they have to be.
+// The bytes written for a line; nothing when its arguments are not valid.
 std::optional<Bytes> bytesOf(const Command& command, const std::string& line);
 
 }  // namespace oracle

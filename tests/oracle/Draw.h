@@ -1,4 +1,4 @@
-// Random values, drawn so that what lies at an edge comes often.
+// Random values, with edge cases drawn often.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 
 namespace oracle {
 
-// What the command line asked for.
+// The settings of the command line.
 struct Run {
   std::uint64_t values = 20000;
   std::uint64_t seed = 0;
@@ -22,18 +22,18 @@ class Draw {
   bool oneIn(std::uint64_t count) { return below(count) == 0; }
   std::uint8_t byte();
 
-  // Around the length that a decoder needs, or any other that fits on the air.
+  // Mostly the length that a decoder needs, or one near it; else any up to 512.
   std::size_t length(std::size_t needed);
 
   std::vector<std::uint8_t> bytes(std::size_t count);
 
-  // A binary32 as four bytes, near a bound as often as not, and what may follow it.
+  // A little-endian binary32, often near a bound, and sometimes cut or followed by more bytes.
   std::vector<std::uint8_t> level();
 
   // UTF-8 with mistakes in it.
   std::vector<std::uint8_t> text(std::size_t count);
 
-  // One reply of the Fenwix command channel with a JSON text, most often whole.
+  // One reply of the Fenwix command channel with a JSON text, mostly whole.
   std::vector<std::uint8_t> reply();
 
  private:

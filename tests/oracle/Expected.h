@@ -1,5 +1,5 @@
-// What the bridge has to do, in order: the lines that it writes, the calls that it makes on the
-// platform, and its end.
+// Records what the bridge has to do, in order: the lines that it writes, the calls that it makes on
+// the platform, and its end.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,7 @@ using Bytes = std::vector<std::uint8_t>;
 inline constexpr const char* hardStopEntry = "hard stop";
 inline constexpr const char* exitEntry = "exit 0";
 
-// Thrown by a model whose program has ended; the entry for it has been made.
+// Thrown by the model when the process has to end, after the entry for that.
 struct Ended {};
 
 class Expected {
@@ -34,8 +34,8 @@ class Expected {
   Entries entries_;
 };
 
-// A device, its services and its characteristics as the models see them. Labels name objects in
-// calls.
+// A device, its services and its characteristics as the model sees them. A label names the object
+// in the entries for calls.
 struct Device {
   std::string label;
   std::optional<std::string> name;
@@ -58,7 +58,7 @@ struct Failure {
   std::string message;
 };
 
-// What a discovery of services found.
+// The result of a service discovery.
 struct Discovery {
   std::optional<std::vector<Service>> services;
   std::optional<Failure> failure;
@@ -66,10 +66,10 @@ struct Discovery {
 
 std::string printed(const Failure& failure);
 
-// The value's byte; a hard stop when there is none.
+// One byte of the value; a hard stop when it does not exist.
 int byteAt(Expected& expected, const std::optional<Bytes>& value, std::size_t index);
 
-// Calls on a device.
+// The entries for calls on a device.
 std::string reading(const Device& device, const Characteristic& characteristic);
 std::string notifying(const Device& device, bool enabled, const Characteristic& characteristic);
 std::string writing(const Device& device, const Bytes& value, const Characteristic& characteristic);

@@ -33,7 +33,7 @@ class Fenwix final : public Handler {
   Number serial_, modele_, firmware_, hardware_, systid_;
   std::size_t confirmations_ = 0;
 
-  // The reply in progress: how many bytes of it are still missing, and those received.
+  // The reply being received: the number of bytes still missing, and those that have come.
   int missing_ = 0;
   int code_ = 0;
   std::string received_;
@@ -98,8 +98,8 @@ void Fenwix::identification(Number& target, const Bytes& value, bool isSerial) {
   identificationEvent();
 }
 
-// After each number that is kept, and after each answer to the subscription, a refusal too: as
-// often as the numbers known and the confirmations make six together.
+// Follows each number that is stored and each answer to the subscription, refusals included. The
+// identification is sent whenever known numbers and confirmations are six in all.
 void Fenwix::identificationEvent() {
   std::string text = "C;5;0;";
   std::size_t known = 0;

@@ -1,5 +1,5 @@
-// A device's handler as a model: what is done with what the device reports. Whatever it does is
-// entered in the given Expected. The handlers of the families differ in what they make of values.
+// The model of a device's handler. What it does goes into the given Expected. The handlers of the
+// families differ in what they do with values.
 #pragma once
 
 #include <map>
@@ -24,7 +24,7 @@ class Handler {
   void servicesDiscovered(const Discovery& discovery);
   void characteristicsDiscovered(const Service& service);
 
-  // What the host's commands do with a characteristic, which has to have been discovered.
+  // What the host's commands do with a characteristic: a hard stop unless it was discovered.
   void write(std::string_view uuid, const Bytes& bytes);
   void notify(std::string_view uuid, bool enabled);
 
@@ -47,7 +47,7 @@ class Handler {
   std::map<std::string_view, Characteristic> found_;  // the latest of each
 };
 
-// What a family's table has as its way to make a handler.
+// For Family::make.
 template <class OneFamilys>
 std::unique_ptr<Handler> make(Expected& expected, const Device& device) {
   return std::make_unique<OneFamilys>(expected, device);

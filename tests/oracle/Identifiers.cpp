@@ -9,8 +9,8 @@ namespace oracle {
 
 namespace {
 
-// What fuzzers have found is kept as places in these lists: their order stays, and a family that is
-// not in them comes behind.
+// The fuzzers' corpora refer to places in these lists, so their order has to stay. Identifiers of a
+// new family are appended.
 constexpr std::string_view kServices[] = {serviceIlo,
                                           serviceTenoval,
                                           serviceTramsel,

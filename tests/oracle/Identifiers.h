@@ -41,11 +41,12 @@ inline constexpr std::string_view characHardware = "00002a27-0000-1000-8000-0080
 inline constexpr std::string_view characSerial = "00002a25-0000-1000-8000-00805f9b34fb";
 inline constexpr std::string_view characSystid = "00002a23-0000-1000-8000-00805f9b34fb";
 
-// Every one that is known, and two of each that are not: one near to a known one, one of zeros.
+// All known identifiers, and two unknown ones: one that differs little from a known one, and one of
+// zeros.
 const std::vector<std::string_view>& everyService();
 const std::vector<std::string_view>& everyCharacteristic();
 
-// As a log line prints it: upper case, and the four digits alone in the Bluetooth base range.
+// As log lines have it: upper case, and four digits alone if built on the Bluetooth base UUID.
 std::string printed(std::string_view uuid);
 
 }  // namespace oracle

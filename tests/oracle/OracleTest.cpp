@@ -1,4 +1,4 @@
-// The oracle itself, on values worked out by hand.
+// Tests of the oracle itself, on values worked out by hand.
 #include <gtest/gtest.h>
 
 #include "tests/oracle/Handlers.h"

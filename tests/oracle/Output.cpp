@@ -6,7 +6,7 @@ namespace oracle {
 
 namespace {
 
-// What the checksum is made of: one number per character, "\r\n" being one character.
+// The numbers that the checksum is made of: one per character, with "\r\n" as one character.
 std::optional<std::vector<int>> characters(const std::string& payload) {
   std::vector<int> numbers;
   for (std::size_t i = 0; i < payload.size(); ++i) {

@@ -6,7 +6,7 @@
 
 namespace oracle {
 
-// CRC-16/CCITT-FALSE one bit at a time, as a shift register. Nothing when the text is not ASCII.
+// CRC-16/CCITT-FALSE, bit by bit. Nothing when the text is not ASCII.
 std::optional<unsigned> checksum(const std::string& payload);
 
 // With its line feed; nothing when the payload is not ASCII.

@@ -1,4 +1,4 @@
-// Longer plays from random bytes: replies over many notifications, the host's input, names, and
+// Longer plays from random bytes: replies in many notifications, the host's input, names, and
 // callbacks in any order.
 #include <gtest/gtest.h>
 
@@ -42,7 +42,7 @@ std::string_view textOf(Draw& draw, bool hasArguments) {
   return texts[draw.below(texts.size())];
 }
 
-// What a host writes, with mistakes.
+// Input of a host, with mistakes.
 Bytes input(Draw& draw) {
   static const std::vector<std::string> numbers = {
       "0",  "255", "256",   "4294967295", "4294967296", "+7",
@@ -89,8 +89,7 @@ TEST(Plays, OfCallbacksInAnyOrder) {
   play(subject::playCallbacks, any);
 }
 
-// The five numbers and the confirmations of the command channel's subscription, in any order: the
-// identification is sent when the count is right, and only then.
+// The five numbers and the confirmations of the command channel's subscription, in any order.
 void playIdentification(subject::Choices& choices) {
   static constexpr std::string_view numbers[] = {characSerial, characModele, characFirmware,
                                                  characHardware, characSystid};
@@ -109,7 +108,7 @@ void playIdentification(subject::Choices& choices) {
   }
 }
 
-// Devices and seconds, so that the end of the scan falls near its bound and on it.
+// Discovered devices and pauses, such that slices end near and exactly at the limit of the scan.
 void playScan(subject::Choices& choices) {
   static constexpr double pauses[] = {0, 0.25, 57.75, 58.75, 59, 59.25};
   subject::Twin twin;
@@ -138,7 +137,7 @@ TEST(Plays, OfTheScansEnd) {
   });
 }
 
-// One after the other, so that a second device of the family comes as well.
+// The names of a family one after the other, so that a second device of it comes as well.
 TEST(Plays, EveryFamilyIsKnownByEachOfItsNames) {
   for (const Family* family : kFamilies) {
     for (const std::string_view beginning : family->beginnings) {
@@ -153,7 +152,7 @@ TEST(Plays, EveryFamilyIsKnownByEachOfItsNames) {
   }
 }
 
-TEST(Plays, TheCoreHasNoFamilyMore) {
+TEST(Plays, TheOracleHasAllFamiliesOfTheCore) {
   EXPECT_EQ(std::tuple_size_v<decltype(std::declval<ComBLE&>().slots())>, std::size(kFamilies));
 }
 

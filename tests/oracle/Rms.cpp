@@ -10,8 +10,8 @@ struct Binary {
   int exponent;
 };
 
-// Rounded to 24 binary digits, to the nearest, a tie to the even one. Below the normal range fewer
-// digits are kept, but what lies there is truncated to 0 in any case.
+// Rounded to 24 binary digits, to the nearest, ties to even. Subnormal numbers would keep fewer
+// digits, but they are truncated to 0 in any case.
 Binary roundedToSingle(Binary number) {
   std::int64_t unit = 1;
   while (number.fraction / unit >= (1 << 24)) {
@@ -40,13 +40,13 @@ std::optional<std::int64_t> rms(const std::vector<std::uint8_t>& bytes) {
   for (int i = product.exponent; i < 0; ++i) whole /= 2;
   for (int i = product.exponent; i > 0; --i) {
     if (whole > INT64_MAX / 2) {
-      // One number of this size fits: the least of 64 bits.
+      // One number of this size fits, the least 64-bit one.
       const bool least = negative && i == 1 && whole == INT64_MAX / 2 + 1;
       return least ? std::optional(INT64_MIN) : std::nullopt;
     }
     whole *= 2;
   }
-  // A round bound, a little below what 64 bits hold.
+  // A bound a little below 2^63, with no binary32 in between.
   if (!negative && whole >= 9223372000000000000) return std::nullopt;
   return negative ? -whole : whole;
 }

@@ -7,9 +7,9 @@
 
 namespace oracle {
 
-// Four bytes of an IEEE-754 binary32, least significant first, times ten million in single
-// precision, truncated; in whole numbers all through. Nothing when the product is not finite or
-// does not fit into 64 bits.
+// The value of a little-endian IEEE-754 binary32 times ten million, rounded to binary32 and then
+// truncated, computed with integers alone. Nothing when the product is not finite or does not fit
+// into 64 bits.
 std::optional<std::int64_t> rms(const std::vector<std::uint8_t>& bytes);
 
 }  // namespace oracle

@@ -13,7 +13,8 @@ bool within(std::uint32_t number, std::uint32_t low, std::uint32_t high) {
   return number >= low && number <= high;
 }
 
-// How many bytes a sequence with this first byte has by its leading ones; 0: it cannot be first.
+// The length that the first byte of a sequence announces by its leading one bits; 0 when it cannot
+// be a first byte.
 std::size_t lengthBy(unsigned first) {
   if (first < 0x80) return 1;
   if (first >= 0xC0 && first < 0xE0) return 2;
@@ -22,7 +23,7 @@ std::size_t lengthBy(unsigned first) {
   return 0;
 }
 
-// All numbers that a sequence with this beginning could stand for, were every number allowed.
+// The range of numbers that sequences with this beginning would encode if all numbers were allowed.
 std::optional<Range> numbersWith(const std::string& beginning) {
   const unsigned first = static_cast<unsigned char>(beginning[0]);
   const std::size_t length = lengthBy(first);
@@ -43,7 +44,7 @@ std::optional<Range> numbersWith(const std::string& beginning) {
   return Range{low, high};
 }
 
-// Whether some scalar whose shortest form has that length lies in the range.
+// Whether the range contains a scalar whose shortest encoding has this length.
 bool holdsScalar(const Range& range, std::size_t length) {
   constexpr std::uint32_t starts[] = {0, 0, 0x80, 0x800, 0x10000};
   constexpr std::uint32_t ends[] = {0, 0x7F, 0x7FF, 0xFFFF, 0x10FFFF};
@@ -60,7 +61,7 @@ bool canBegin(const std::string& beginning) {
   return range && holdsScalar(*range, lengthBy(static_cast<unsigned char>(beginning[0])));
 }
 
-// The longest part at the place with which a well-formed sequence can begin; empty when none can.
+// The longest part at the place with which a well-formed sequence can begin; may be empty.
 std::string longestPart(const std::string& text, std::size_t place) {
   std::string part;
   while (part.size() < 4 && place + part.size() < text.size()) {
@@ -93,7 +94,7 @@ bool isLetterWithCase(std::uint32_t scalar) {
   return scalar == 0x130 || within(scalar, 0x391, 0x3C9) || within(scalar, 0x400, 0x45F);
 }
 
-// What may stand within a word without being a letter of it.
+// Scalars that may stand within a word without being letters of it.
 bool isPassedOver(std::uint32_t scalar) {
   static const Scalars signs = {'.', ':', '^', '`', 0xA8, 0xAD, 0xAF, 0xB4, 0xB7, 0xB8};
   return isCombining(scalar) || std::find(signs.begin(), signs.end(), scalar) != signs.end();
@@ -158,7 +159,7 @@ std::string repaired(const std::string& text) {
   return result;
 }
 
-// libunistring 1.0 takes an apostrophe for the end of a word, as Unicode did before version 6.3.
+// Without the apostrophe: libunistring 1.0 ends a word there, as Unicode did before version 6.3.
 bool isKnown(std::uint32_t scalar) {
   return (scalar < 0x100 && scalar != '\'') || scalar == 0x130 ||
          (within(scalar, 0x300, 0x36F) && scalar != 0x345) ||

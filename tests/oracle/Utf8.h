@@ -1,4 +1,4 @@
-// UTF-8, derived from what a sequence means and not from a table of the bytes allowed in it.
+// UTF-8, derived from the meaning of a sequence and not from a table of allowed bytes.
 #pragma once
 
 #include <cstdint>
@@ -13,18 +13,18 @@ std::optional<std::vector<std::uint32_t>> scalars(const std::string& text);
 
 std::string encoded(std::uint32_t scalar);
 
-// U+FFFD in place of each maximal part of an ill-formed sequence.
+// The text with U+FFFD in place of each maximal subpart of an ill-formed sequence.
 std::string repaired(const std::string& text);
 
 // Whether lowered() and beginsWith() know the scalar.
 bool isKnown(std::uint32_t scalar);
 
-// Lower case of a text that is well formed, for ASCII, Latin-1, a dotted capital I, Greek with its
-// two small sigmas, Cyrillic, and scripts without case.
+// The lower case of a well-formed text in ASCII, Latin-1, dotted capital I, Greek (with both small
+// sigmas), Cyrillic, and scripts without case.
 std::string lowered(const std::string& text);
 
-// Whether the text begins with those ASCII letters, and none of them carries more: a letter and
-// what combines with it are one character.
+// Whether the text begins with these ASCII letters as whole characters: a letter and what combines
+// with it are one character.
 bool beginsWith(const std::string& text, const std::string& beginning);
 
 }  // namespace oracle

@@ -1,4 +1,4 @@
-// Every characteristic of every family: random values through the core and the oracle.
+// Random values of every characteristic of every family, through the core and the oracle.
 #include <gtest/gtest.h>
 #include <malloc.h>
 
@@ -9,7 +9,7 @@
 #include "tests/oracle/subject/Plays.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-// In the sanitizers' library; GCC 12 comes without the header.
+// Declared here since GCC 12 lacks the sanitizers' header.
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #endif
 
@@ -18,14 +18,14 @@ namespace {
 
 struct Stream {
   std::string name;
-  std::size_t model;  // its place among subject::models()
+  std::size_t model;  // the index in subject::models()
   std::string_view uuid;
-  std::size_t needed;  // bytes that the decoder reads
+  std::size_t needed;  // the number of bytes that the decoder reads
 };
 
 constexpr std::string_view unknown = "00000000-0000-0000-0000-000000000000";
 
-// What each kind of device sends, and a value that no device has.
+// The characteristics of each kind of device, and one that no device has.
 std::vector<Stream> everyStream() {
   std::vector<Stream> streams;
   for (const subject::PlayedModel& played : subject::models()) {
@@ -49,15 +49,15 @@ std::vector<std::uint8_t> drawValue(Draw& draw, const Stream& stream) {
   return draw.bytes(draw.length(stream.needed));
 }
 
-// A value that another characteristic of the device has received before: battery levels and the
-// other identification numbers decide what is sent.
+// Delivers a value of another characteristic first, since battery levels and identification numbers
+// have an effect on later messages.
 void deliverAnother(subject::Twin& twin, Draw& draw, const Stream& stream) {
   const auto place = draw.below(everyCharacteristic().size());
   const std::size_t length = place == subject::placeOf(characIlo) ? 13 : 4 + draw.below(20);
   twin.valueUpdated(stream.model, {place, 0}, draw.bytes(length));
 }
 
-// What is allocated and not freed; it is the same after each twin when the bridge keeps nothing.
+// The memory in use. It is the same after each twin if the bridge keeps nothing.
 std::size_t allocatedBytes() {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   return __sanitizer_get_current_allocated_bytes();

@@ -1,6 +1,6 @@
 // Compares the core with the oracle on random values.
-//   --values=N   how many per characteristic, and a tenth as many longer plays; default 20000
-//   --seed=N     draws the same ones again; the default is a new one each time
+//   --values=N   N values per characteristic and N/10 of each of the longer plays; default 20000
+//   --seed=N     repeats a run; the default is a new seed each time
 #include <gtest/gtest.h>
 
 #include <cstdlib>

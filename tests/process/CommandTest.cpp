@@ -1,4 +1,4 @@
-// Commands of the host, from its line to the device and back.
+// Commands of the host, from the line to the device and back.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -12,7 +12,7 @@ void send(Bridge& bridge, const std::string& command) {
   ASSERT_TRUE(bridge.writeLine(command));
 }
 
-// Sends the command and expects what the bridge logs, then what comes back from the device.
+// Sends the command and expects its log line, then the message that the device's answer leads to.
 void expectAnswer(Bridge& bridge, const std::string& command, const std::string& log,
                   const std::string& answer) {
   send(bridge, command);
@@ -68,7 +68,7 @@ TEST(CorveltaCommands, ReachTheDevice) {
   expectAnswer(bridge, "CV_finAcquisition", "cde : stop CV acquistion", "K;EC;0;");
 }
 
-// The device tells by its battery level whether the stream is on.
+// The device shows by its battery level whether its stream is subscribed: 1 or 0.
 TEST(FenwixRawCommands, SwitchTheFirstStream) {
   Bridge bridge(with(fenwix(), id::raw, {"tell=2A19", "send=01A0FF"}));
   expectLine(bridge, "<C;5;0;120034;2;260;3;7;");

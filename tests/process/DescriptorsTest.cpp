@@ -18,14 +18,13 @@ namespace {
 using support::BridgeProcess;
 using support::ProcessEnd;
 
-// Where the system does not tell, what the programs do without a descriptor is all that is looked
-// at.
+// Elsewhere only the programs' behaviour without a descriptor is tested.
 bool isToldWhatIsOpen() {
   return std::filesystem::exists("/proc/self/fd");
 }
 
-// Waits until the program has this file open under this number, as it may be that of a library for
-// as long as the program is being loaded.
+// Waits until the program has this file open under this number; while the program is being loaded,
+// the number may be that of a library's file.
 bool opens(const BridgeProcess& program, int descriptor, std::string_view file) {
   const auto link = "/proc/" + std::to_string(program.id()) + "/fd/" + std::to_string(descriptor);
   const auto deadline = std::chrono::steady_clock::now() + support::patience;
@@ -48,7 +47,8 @@ class StartedWithout : public testing::TestWithParam<int> {
     return options;
   }
 
-  // No input is an input at its end: the banner alone, if anybody can read it.
+  // Without an input, which counts as one at its end, the bridge writes its banner alone, if
+  // anybody can read it.
   void expectLifeOf(BridgeProcess& bridge) {
     if (isClosed(0)) {
       expectQuietEnd(bridge);
@@ -84,7 +84,7 @@ TEST_P(StartedWithout, TheDemoLivesAsWithDevNull) {
 }
 
 #ifdef VORNIX_PROGRAM
-// Without a system bus; a radio that is unusable would be told a second before the end.
+// There is no system bus here. The input ends before the bridge can report its radio as unusable.
 TEST_P(StartedWithout, TheBridgeOverBluezEndsWithItsInput) {
   auto started = options();
   started.input = support::ProcessOptions::Input::ended;
@@ -96,8 +96,8 @@ TEST_P(StartedWithout, TheBridgeOverBluezEndsWithItsInput) {
 #endif
 
 #ifdef VORNIX_LAB
-// No such controller: the journal tells it on standard output.
-TEST_P(StartedWithout, TheLabTellsThatItHasNoController) {
+// The journal, on standard output, reports that there is no such controller.
+TEST_P(StartedWithout, TheLabReportsThatItHasNoController) {
   auto started = options();
   started.arguments = {"--controller", "hci9999", "--device", "ilo"};
   BridgeProcess lab(VORNIX_LAB, started);
@@ -119,7 +119,7 @@ std::string missing(const testing::TestParamInfo<int>& info) {
 INSTANTIATE_TEST_SUITE_P(, StartedWithout, testing::Range(0, 8), missing);
 
 #ifdef VORNIX_OPENS_AT_START
-// A library of the program's that opens a file before main, and keeps it.
+// A library that opens a file before main and keeps it open gets the free descriptor numbers.
 TEST(StartedWithoutOutput, ALibraryCannotTakeItsPlace) {
   support::ProcessOptions options;
   options.closed = {0, 1, 2};
@@ -129,7 +129,7 @@ TEST(StartedWithoutOutput, ALibraryCannotTakeItsPlace) {
   expectQuietEnd(demo);
   const std::filesystem::path taken(VORNIX_OPENED_AT_START);
   EXPECT_TRUE(std::filesystem::exists(taken));
-  EXPECT_EQ(std::filesystem::file_size(taken), 0U);  // no line of the bridge has come there
+  EXPECT_EQ(std::filesystem::file_size(taken), 0U);  // the bridge has written nothing to it
   std::filesystem::remove(taken);
 }
 #endif

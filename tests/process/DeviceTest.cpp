@@ -1,4 +1,4 @@
-// Devices, from what they send to the lines that the host reads.
+// Devices, from the values that they send to the lines that the host reads.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -12,7 +12,7 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-// What the bridge says after its banner and the radio's state, until the line given.
+// The lines that the bridge writes after its banner and the radio's state, up to the given one.
 Lines saidUntil(Bridge& bridge, const std::string& last) {
   expectLine(bridge, last);
   bridge.closeInput();
@@ -112,7 +112,7 @@ TEST(Json, WithAngleBracketsSemicolonsAndLineBreaksIsPassedOnAsItIs) {
 TEST(Json, OfTheGreatestLengthIsPassedOn) {
   Words air = with(fenwix(), id::command, {"send=AA13FFFF"});
   const std::string piece = "send=" + std::string(1000, '3');  // 500 times "3"
-  std::vector<std::string> pieces(132, piece);                 // 66,000: the last is cut
+  std::vector<std::string> pieces(132, piece);  // 66,000 in all, so that the surplus is cut off
   Bridge bridge(with(air, id::command, pieces));
   expectLine(bridge, "<PJSON;" + std::string(65535, '3') + ";");
 }
@@ -143,7 +143,7 @@ TEST(AllFamilies, ServedAtOnceEndTheScan) {
 TEST(FirstConnection, EndsTheScanSixtySecondsLaterAndOnlyOnce) {
   Bridge bridge(Words{"driven"} + fenwix());
   expectLine(bridge, "@Stop Scan");
-  // Time runs on by minutes while the reader answers.
+  // Driven time runs on by minutes while the reader answers.
   for (int i = 0; i < 100; ++i) {
     ASSERT_TRUE(bridge.writeLine("on"));
     expectLine(bridge, "@commande recue non traitee : on");

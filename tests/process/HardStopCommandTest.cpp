@@ -1,5 +1,5 @@
-// A command of the host stops the bridge at once when it finds nothing to act on: the command's log
-// line is the last.
+// A command that finds no device or characteristic stops the bridge at once; its log line is the
+// last line.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -27,8 +27,8 @@ const std::vector<Command> channelCommands{{"FX_getJson", "cde : get json"},
                                            {"FX_cmdWriteInt 12 100000", writeInt},
                                            {"FX_cmdWriteByte 7 1", writeByte}};
 
-// Starts a bridge, waits for the line, sends the command (which another follows) and expects the
-// hard stop.
+// Starts a bridge, waits for the line, sends the command, followed by another, and expects the hard
+// stop.
 void expectHardStopAt(const Words& air, const std::string& ready, const Command& command) {
   SCOPED_TRACE(command.first);
   Bridge bridge(air);
@@ -102,7 +102,7 @@ TEST(HardStopByCommand, WithArgumentsThatAreNoNumbersOfTheirType) {
   }
 }
 
-// What streams on the other thread is cut at a line's end.
+// The main thread writes values at the same time; its last line is whole.
 TEST(HardStopByCommand, WhileDevicesStreamLeavesWholeLines) {
   const Words air = with(tramsel(), id::motion, {"stream=0100FFFF3412F4FF0000E8037FFF0080FF7F"});
   for (int run = 0; run < 100; ++run) {

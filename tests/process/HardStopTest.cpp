@@ -1,5 +1,5 @@
-// What the bridge needs and does not find stops it at once: an end by a signal, nothing after the
-// last whole line, a standard error that stays empty.
+// A precondition that does not hold stops the bridge at once: it ends by a signal, with a whole
+// last line and nothing on standard error.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -17,7 +17,7 @@ struct BadValue {
   Words device;
   std::string_view characteristic;
   Words words;
-  std::string lastLine;  // that the bridge writes
+  std::string lastLine;  // the last line that the bridge writes
 
   friend void PrintTo(const BadValue& value, std::ostream* out) { *out << value.name; }
 };
@@ -140,8 +140,8 @@ INSTANTIATE_TEST_SUITE_P(
                     {"send=AA1303005B315D", "send=AA130200C3A9"}, "<PJSON;[1];")),
     nameOf);
 
-// Two command channels confirm twice: six events, although the system identifier never came.
-TEST(HardStop, OfAFenwixThatIsCompleteWithoutAllItsNumbers) {
+// Two command channels give two confirmations: six events, although one number never came.
+TEST(HardStop, OfAFenwixWithSixEventsThatLacksANumber) {
   Words device = fenwix();
   const auto missing =
       std::find(device.begin(), device.end(), "characteristic=" + std::string(id::systemId));

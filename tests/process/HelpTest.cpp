@@ -1,4 +1,4 @@
-// What the programs tell a person who asks them.
+// The answers of the programs to --help and --version.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -25,7 +25,7 @@ void PrintTo(const Program& program, std::ostream* out) {
 
 class AskedProgram : public testing::TestWithParam<Program> {
  protected:
-  // Its input stays open: it has to end by itself.
+  // Its input stays open, so it has to end by itself.
   std::string answerTo(std::vector<std::string> arguments) {
     BridgeProcess program(GetParam().file, {.arguments = std::move(arguments)});
     EXPECT_EQ(program.waitForEnd(), ProcessEnd::status(0));
@@ -34,7 +34,7 @@ class AskedProgram : public testing::TestWithParam<Program> {
   }
 };
 
-TEST_P(AskedProgram, TellsWhatItIsAndWhereTheProtocolIsDescribed) {
+TEST_P(AskedProgram, SaysWhatItIsAndWhereTheProtocolIsDescribed) {
   const std::string help = answerTo({"--help"});
   EXPECT_TRUE(help.starts_with(GetParam().name + ": ")) << help;
   for (const char* word : {"host", "host-protocol.md", "--version", "input"}) {
@@ -48,7 +48,7 @@ TEST_P(AskedProgram, TellsWhatItIsAndWhereTheProtocolIsDescribed) {
   }
 }
 
-TEST_P(AskedProgram, TellsTheVersionOfTheProject) {
+TEST_P(AskedProgram, PrintsTheVersionOfTheProject) {
   EXPECT_EQ(answerTo({"--version"}), GetParam().name + " " + VORNIX_VERSION + "\n");
 }
 

@@ -1,4 +1,4 @@
-// How the bridge starts, and every way in which it ends by itself.
+// How the bridge starts, and the ways in which it ends by itself.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -15,15 +15,16 @@ using support::ProcessOptions;
 using Input = ProcessOptions::Input;
 using Lines = std::vector<std::string>;
 
-// For an end that fails once in hundreds of times. A sanitizer sees what goes wrong unseen as well,
-// so that it needs fewer runs, each of which takes it twenty times as long.
+// To find an end that goes wrong once in hundreds of times. A sanitizer needs fewer runs, since it
+// also sees mistakes that have no effect; each run takes it twenty times as long.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr int manyRuns = 50;
 #else
 constexpr int manyRuns = 1000;
 #endif
 
-// Sends the bytes as all that the host ever sends, and returns what the bridge says until its end.
+// Runs a bridge with these bytes as its whole input, and returns the lines that it answers them
+// with.
 Lines saidTo(const std::string& input) {
   Bridge bridge({"state=resetting"});
   expectLine(bridge, "@manager state update : resetting");
@@ -60,7 +61,7 @@ TEST(EndOfInput, EndsTheBridgeWithoutAWord) {
 }
 
 TEST(NoDevice, LetsTheBridgeScanUntilItsInputEnds) {
-  // The radio's own states tell that more than the 60 seconds of a scan have gone by.
+  // The radio's next states come after 70 s, when the 60 s of a scan are over.
   Bridge bridge({"driven", "pause=70000", "state=poweredOn,resetting,poweredOn,resetting"});
   const Lines expected{banner,
                        poweredOn,
@@ -76,7 +77,7 @@ TEST(NoDevice, LetsTheBridgeScanUntilItsInputEnds) {
   EXPECT_EQ(transcript(bridge), expected);
 }
 
-// As in a minimal image: the folder of the locales is hidden from the bridge alone.
+// As in a minimal container image. The folder of the locales is hidden from the bridge alone.
 TEST(NoLocale, IsNeededToReadNames) {
   const std::string hide = "mount -t tmpfs none /usr/lib/locale";
   if (std::system(("unshare -rm " + hide + " 2>/dev/null").c_str()) != 0) {

@@ -1,4 +1,4 @@
-// The time of log lines: the user's own.
+// Log lines have the user's local time.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -18,8 +18,8 @@ milliseconds timeOfDay(const vornix_host::LogTime& time) {
          milliseconds(time.millisecond);
 }
 
-// Runs a bridge in a zone so far east of Greenwich, and expects the banner's time to lie between
-// those read here before and after.
+// Runs a bridge in a zone this far east of UTC, and expects the banner's time to lie between the
+// times read before and after.
 void expectLocalTime(const std::string& zone, minutes east) {
   const TimePoint before = floor<milliseconds>(system_clock::now()) + east;
   Bridge bridge({}, {.environment = {{"TZ", zone}}});
@@ -29,7 +29,7 @@ void expectLocalTime(const std::string& zone, minutes east) {
 
   const auto midnight = floor<days>(before);
   milliseconds time = timeOfDay(line->time);
-  if (time < before - midnight) time += days(1);  // the bridge was started before midnight
+  if (time < before - midnight) time += days(1);  // midnight passed in between
   EXPECT_GE(time, before - midnight);
   EXPECT_LE(time, after - midnight);
 }
@@ -47,7 +47,7 @@ INSTANTIATE_TEST_SUITE_P(Zone, LogTime,
                          [](const auto& test) { return test.param.first.substr(0, 3); });
 
 TEST(LogTimeHour, IsZeroFromMidnightOn) {
-  // The zone in which the day has just begun.
+  // The zone in which it is just past midnight.
   const auto sinceMidnight = floor<hours>(system_clock::now() - floor<days>(system_clock::now()));
   expectLocalTime("ZONE" + std::to_string(sinceMidnight.count()), -sinceMidnight);
 }

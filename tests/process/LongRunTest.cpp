@@ -1,4 +1,4 @@
-// A long run of the bridge. Its lines are looked at as they come and not kept.
+// A long run of the bridge. Lines are checked as they come and are not kept.
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/wait.h>
@@ -16,13 +16,13 @@
 namespace process_test {
 namespace {
 
-// How many values: VORNIX_VALUES, or what takes a second or two.
+// The number of values: VORNIX_VALUES, or as many as take a second or two.
 std::uint32_t howMany() {
   const char* text = std::getenv("VORNIX_VALUES");
   return text != nullptr ? static_cast<std::uint32_t>(std::stoul(text)) : 200000;
 }
 
-// Reads what has come of the output; false when nothing does.
+// Feeds the reader with the output that has come; false when none comes.
 bool readSome(const support::Child& bridge, vornix_host::LineReader& reader) {
   std::array<char, 65536> bytes;
   pollfd output{bridge.output.number(), POLLIN, 0};
@@ -32,7 +32,7 @@ bool readSome(const support::Child& bridge, vornix_host::LineReader& reader) {
   return count > 0;
 }
 
-TEST(LongRun, TellsEveryValueOnceAndInOrder) {
+TEST(LongRun, SendsEveryValueOnceAndInOrder) {
   const std::uint32_t total = howMany();
   support::ProcessOptions options;
   options.arguments = with(tramsel(), id::motion, {"count=18," + std::to_string(total)});

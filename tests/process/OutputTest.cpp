@@ -1,4 +1,4 @@
-// The lines as they leave the bridge.
+// How lines leave the bridge: in whole writes, also when the host stalls or is gone.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
@@ -55,7 +55,7 @@ TEST_F(Writes, AreOneForALongLineToo) {
             bridge.lines().back().bytes);
 }
 
-// Numbers of the counted motion values among the lines, in their order.
+// The numbers of the counted motion values (Script.h, count) among the lines, in order.
 std::vector<std::uint32_t> counted(const support::BridgeProcess& bridge) {
   std::vector<std::uint32_t> numbers;
   for (const OutputLine& line : bridge.lines()) {
@@ -68,10 +68,10 @@ std::vector<std::uint32_t> counted(const support::BridgeProcess& bridge) {
   return numbers;
 }
 
-// Lets the bridge wait for its reader for this long.
+// Does not read the bridge's output for this long.
 void stall(Bridge& bridge, milliseconds duration) {
   bridge.stall();
-  while (bridge.next(milliseconds(0))) continue;  // what had been read before
+  while (bridge.next(milliseconds(0))) continue;  // lines that were read before
   EXPECT_FALSE(bridge.next(duration));
   bridge.resume();
 }
@@ -115,7 +115,7 @@ TEST(StalledHost, GetsTheAnswersToCommandsSentMeanwhile) {
   expectQuietEnd(bridge);
 }
 
-// A device that is on the air only when the scan has to be over by then is not found.
+// A device that is switched on only after the scan should have ended is not found.
 TEST(StalledHost, DoesNotKeepTheScanGoing) {
   Bridge bridge(with(tramsel(), id::motion, {"count=18,20000"}) + ilo() + corvelta() +
                 withOwn(fenwix(), {"late=2500"}));
@@ -129,7 +129,7 @@ TEST(StalledHost, DoesNotKeepTheScanGoing) {
   for (const std::string& line : lines) EXPECT_EQ(line.find("Nomsuel"), std::string::npos) << line;
 }
 
-TEST(StalledHost, IsNoReasonToLiveOnAfterKill) {
+TEST(StalledHost, DoesNotKeepTheBridgeFromEndingOnKill) {
   Bridge bridge(with(tramsel(), id::motion, {"stream=0100FFFF3412F4FF0000E8037FFF0080FF7F"}));
   expectLine(bridge, "@Connexion a Tramsel-12");
   stall(bridge, milliseconds(300));
@@ -138,7 +138,7 @@ TEST(StalledHost, IsNoReasonToLiveOnAfterKill) {
   EXPECT_TRUE(endsUnread(bridge));
 }
 
-// What the reader of commands answers at length waits for the host, whole, among the values.
+// A long line from the reader thread waits for the host as well, and stays whole among the values.
 TEST(StalledHost, GetsALongAnswerAndEveryValue) {
   constexpr std::uint32_t total = 20000;
   Bridge bridge(with(tramsel(), id::motion, {"count=18," + std::to_string(total)}));
@@ -158,7 +158,7 @@ TEST(StalledHost, GetsALongAnswerAndEveryValue) {
   for (std::uint32_t i = 0; i < total; ++i) ASSERT_EQ(numbers[i], i);
 }
 
-// Two lines that do not fit into the pipe together, and much after them.
+// Two lines that together do not fit into the pipe, and many more after them.
 TEST(StalledHost, WhosePipesDoNotBlockGetsWholeLines) {
   Bridge bridge(with(tramsel(), id::motion, {"count=18,20000"}),
                 {.areEndsNonBlocking = true, .outputRoom = 4096});
@@ -172,7 +172,7 @@ TEST(StalledHost, WhosePipesDoNotBlockGetsWholeLines) {
   expectQuietEnd(bridge);
 }
 
-// More commands than any buffer between the two holds: when the last is taken, most are handled.
+// More commands than all buffers in between hold: when the last is accepted, most are handled.
 void sendMuch(Bridge& bridge) {
   const std::string line(1000, 'x');
   for (int i = 0; i < 1000; ++i) ASSERT_TRUE(bridge.writeLine(line));

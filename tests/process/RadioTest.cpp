@@ -1,4 +1,4 @@
-// What the bridge makes of the radio's state.
+// The radio's states.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -19,7 +19,7 @@ struct UnusableRadio {
 
 class Unusable : public testing::TestWithParam<UnusableRadio> {};
 
-TEST_P(Unusable, IsToldToTheHostThatThenHasASecondToReadIt) {
+TEST_P(Unusable, IsReportedASecondBeforeTheEnd) {
   const auto start = std::chrono::steady_clock::now();
   Bridge bridge({"state=" + GetParam().state});
   expectQuietEnd(bridge);
@@ -45,7 +45,8 @@ TEST(Radio, PoweredOffWhileDevicesStreamEndsTheBridge) {
             (Lines{"@manager state update : poweredOff", "<Z;2;"}));
 }
 
-// On a busy machine the second may be over before the reader gets to the lines: then once more.
+// On a busy machine the second may be over before the reader thread gets to the lines; the test
+// then tries again.
 TEST(Radio, KillIsObeyedInTheSecondBeforeTheEnd) {
   const Lines beginning{banner, "@manager state update : poweredOff", "<Z;2;"};
   Lines said;
@@ -61,7 +62,7 @@ TEST(Radio, KillIsObeyedInTheSecondBeforeTheEnd) {
   EXPECT_EQ(said, Lines{"@cde : kill"});
 }
 
-TEST(Reset, GivesOnlyTheStateAndAScanFollowsOncePoweredOn) {
+TEST(Reset, IsLoggedAndAScanFollowsOncePoweredOn) {
   Bridge bridge(Words{"state=resetting,poweredOn"} + tramsel());
   expectLine(bridge, "@Connexion a Tramsel-12");
   bridge.closeInput();

@@ -1,5 +1,5 @@
-// What the process tests have in common: devices written in the words of Script.h, and a bridge
-// that runs among them.
+// What the process tests share: devices written in the words of Script.h, and a bridge that runs
+// with them.
 #pragma once
 
 #include <string>
@@ -14,7 +14,7 @@ using Words = std::vector<std::string>;
 
 Words operator+(Words first, const Words& second);
 
-// Identifiers as the devices have them.
+// GATT identifiers of the devices.
 namespace id {
 inline constexpr std::string_view battery = "2A19";
 inline constexpr std::string_view batteryHealth = "2BEB";
@@ -40,14 +40,14 @@ inline constexpr std::string_view firmware = "2A28";
 inline constexpr std::string_view systemId = "2A23";
 }  // namespace id
 
-// A device of each family, complete, that streams nothing by itself.
+// One complete device per kind; none streams by itself.
 Words tramsel();
 Words ilo();
 Words tenoval();
-Words corvelta();  // tells what is written to it by its calibration value and its error code
-Words fenwix();    // tells what is written to it by its raw stream 1
+Words corvelta();  // echoes writes as calibration values and calibration errors
+Words fenwix();    // echoes writes on its raw stream 1
 
-// The device with more words about one of its characteristics, which it has, or about itself.
+// The device with more words about one of its characteristics, which has to exist, or about itself.
 Words with(Words device, std::string_view characteristic, const Words& more);
 Words withOwn(Words device, const Words& more);
 
@@ -56,20 +56,20 @@ class Bridge : public support::BridgeProcess {
   explicit Bridge(const Words& air, support::ProcessOptions options = {});
 };
 
-// The lines as they are compared: "@" and the text of a log line, "<" and the payload of a host
-// message, "!" and the bytes of a damaged one.
+// The lines in the form in which they are compared: "@" and the text of a log line, "<" and the
+// payload of a host message, "!" and the bytes of a damaged line.
 std::vector<std::string> transcript(const support::BridgeProcess& bridge);
 
 inline const std::string banner = "@Demarrage de Vornix 1.04";
 inline const std::string poweredOn = "@manager state update : poweredOn";
 
-// Waits for the line (as it stands in a transcript); a failure names what came in its place.
+// Waits for the line (in the form of transcript()); a failure lists the lines that came instead.
 void expectLine(support::BridgeProcess& bridge, const std::string& line);
 
-// Waits for the end and expects status 0 and a standard error that is empty, no line damaged.
+// Waits for the end; expects status 0, nothing on standard error, and no damaged line.
 void expectQuietEnd(support::BridgeProcess& bridge);
 
-// The same with SIGABRT in place of the status.
+// The same with SIGABRT in place of status 0.
 void expectHardStop(support::BridgeProcess& bridge);
 
 }  // namespace process_test

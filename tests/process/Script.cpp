@@ -58,14 +58,14 @@ CBManagerState state(std::string_view name) {
   return states.at(name);
 }
 
-// Divides at the first separator; the second part is empty where there is none.
+// The parts before and after the first separator; without one the second part is empty.
 std::pair<std::string_view, std::string_view> divide(std::string_view text, char separator) {
   const std::size_t place = text.find(separator);
   if (place == std::string_view::npos) return {text, {}};
   return {text.substr(0, place), text.substr(place + 1)};
 }
 
-// Beginning with its place, least significant byte first.
+// A value that begins with its number, least significant byte first.
 Bytes numbered(std::size_t place, std::size_t size) {
   Bytes value(size);
   for (std::size_t i = 0; i < 4; ++i) value.at(i) = static_cast<std::uint8_t>(place >> (8 * i));
@@ -83,7 +83,7 @@ struct Source {
 struct Repetition {
   void operator()() {
     if (place == total || !source.characteristic->isSubscribed()) return;
-    const bool taken = source.notify(value(place));  // one that is not taken is offered again
+    const bool taken = source.notify(value(place));  // otherwise it is sent again later
     if (taken) ++place;
     air.after(Time{0}, *this);
   }
@@ -199,7 +199,7 @@ class Script {
     });
   }
 
-  // Adds to what a change of the characteristic's subscription does.
+  // Adds an action to those that follow a change of the characteristic's subscription.
   void whenSubscriptionChanges(std::function<void(Source, bool)> action) {
     characteristic_->onSubscribe = [action = std::move(action),
                                     before = characteristic_->onSubscribe,

@@ -1,25 +1,24 @@
-// The air around a bridge under test, written as a list of words: which state the radio is in,
-// which devices are there and what they do.
+// The radio and the devices around a bridge under test, written as a list of words.
 //
-//   driven               time goes as fast as the bridge can follow (comes first)
-//   pause=MS             milliseconds between the radio's states (comes before them; 100 otherwise)
-//   state=S[,S...]       the radio's first state, and those that follow it after a pause each
+//   driven               time is driven, as fast as the bridge can follow (has to come first)
+//   pause=MS             milliseconds between the radio's states (comes before them; else 100)
+//   state=S[,S...]       the radio's first state, and further ones after a pause each
 //   device=NAME          a device; the words up to the next device= are about it
-//   late=MS              it is on the air only after so many milliseconds
+//   late=MS              it is switched on only after this many milliseconds
 //   refuse-services      its service discovery fails
-//   forget-name          it has no name any more once its services are asked for
-//   service=UUID         a service of it
+//   forget-name          it loses its name when its services are asked for
+//   service=UUID         one of its services
 //   characteristic=UUID  a characteristic of that service
-//   value=HEX            what a read of it gives
+//   value=HEX            the value that a read of it returns
 //   refuse-read          reading the characteristic fails
 //   refuse-subscription  subscribing to it fails
-//   send=HEX             subscribing to it brings this value (may be repeated: in this order)
-//   stream=HEX           subscribing to it brings this value again and again, without a pause
-//   count=SIZE,N         subscribing to it brings N values of SIZE bytes without a pause, each
+//   send=HEX             sends this value to a new subscriber (several are sent in this order)
+//   stream=HEX           sends this value to a subscriber again and again, without a pause
+//   count=SIZE,N         sends a new subscriber N values of SIZE bytes without a pause, each
 //                        beginning with its number, from 0, in four bytes, least significant first
-//   echo=UUID            what is written to it comes back as a value of that characteristic
-//   tell=UUID            a change of its subscription comes as a value of that characteristic: 01
-//                        when it is subscribed, 00 when it no longer is
+//   echo=UUID            sends what is written to it as a value of that characteristic
+//   tell=UUID            sends a value of that characteristic when its subscription changes: 01
+//                        when it begins, 00 when it ends
 #pragma once
 
 #include <memory>
@@ -30,7 +29,7 @@
 
 namespace process_test {
 
-// Throws std::invalid_argument when it does not understand a word.
+// Throws std::invalid_argument for a word that it does not understand.
 std::unique_ptr<platform::simulated::Platform> makeAir(std::span<const char* const> words);
 
 }  // namespace process_test

@@ -1,5 +1,5 @@
-// A library that opens a file when it is loaded, and keeps it open. All three of the lowest numbers
-// are taken by it where they are free.
+// A library that opens a file when it is loaded, and keeps it open under each of the three lowest
+// descriptor numbers that is free.
 #include <fcntl.h>
 
 namespace {

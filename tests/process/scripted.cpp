@@ -1,5 +1,5 @@
-// The bridge in an air that its command line describes (Script.h), with standard input and output
-// as they are given to it.
+// The bridge on the simulated platform, with the radio and devices that its command line describes
+// (Script.h).
 #include <exception>
 #include <iostream>
 

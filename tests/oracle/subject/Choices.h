@@ -1,5 +1,5 @@
-// Decisions taken from bytes, of a fuzzer or of a generator of random numbers. When the bytes are
-// used up every decision is the first.
+// Makes choices by bytes that come from a fuzzer or a random generator. When the bytes are used up,
+// every choice is the first one.
 #pragma once
 
 #include <algorithm>
@@ -27,7 +27,7 @@ class Choices {
   std::size_t below(std::size_t bound) { return byte() % bound; }
   bool flag() { return byte() % 2 != 0; }
 
-  // As many bytes, or those that there are.
+  // The next count bytes, or as many as are left.
   std::vector<std::uint8_t> bytes(std::size_t count) {
     const auto taken = rest_.first(std::min(count, rest_.size()));
     rest_ = rest_.subspan(taken.size());

@@ -1,5 +1,5 @@
-// The two ends of the process, intercepted: a program that links this library has its own
-// preconditionFailure() and endProcess(), which throw.
+// Replaces the two ends of the process: in a program that links this library, preconditionFailure()
+// and endProcess() throw.
 #pragma once
 
 namespace subject {

@@ -22,7 +22,7 @@ std::optional<oracle::Bytes> value(Choices& choices) {
   if (length == 255) return std::nullopt;
   if (length < 250) return choices.bytes(length);
   oracle::Bytes repeated = choices.bytes(16);
-  repeated.resize(262 + length);  // 512 and a little less
+  repeated.resize(262 + length);  // 512 to 516 bytes, around the longest value
   return repeated;
 }
 
@@ -37,7 +37,7 @@ CharacteristicId characteristic(Choices& choices) {
   return {number % count, number / count % Twin::copyCount};
 }
 
-// The oracle knows some scripts only; the rest is looked at by its properties.
+// The oracle knows only some scripts; of other names, only some properties are checked.
 std::string ofKnownScripts(const std::string& name) {
   const auto scalars = oracle::scalars(name);
   if (!scalars) return name;

@@ -1,5 +1,6 @@
-// What can happen to a bridge, played out from bytes, on the core and the oracle at once. Each
-// throws a Difference when they disagree. The fuzzers find the bytes; the oracle test draws them.
+// Plays: sessions of a bridge, decided by bytes and run on the core and the oracle at once. Each
+// play throws a Difference when the two disagree. The bytes come from fuzzers or from the oracle's
+// tests.
 #pragma once
 
 #include <optional>
@@ -13,7 +14,7 @@
 
 namespace subject {
 
-// The kinds of device, of all families of the oracle. A device's number is its model's place.
+// The kinds of device of all the oracle's families. A device's number is the index of its model.
 struct PlayedModel {
   const oracle::Family* family;
   const oracle::Model* model;
@@ -21,22 +22,22 @@ struct PlayedModel {
 const std::vector<PlayedModel>& models();
 std::size_t modelOfKind(std::string_view kind);
 
-// Makes a handler of the model.
+// Lets a device of the model be discovered.
 void discover(Twin& twin, std::size_t model);
 
-// The place of an identifier in the oracle's list.
+// The index of an identifier in oracle::everyCharacteristic().
 std::size_t placeOf(std::string_view characteristic);
 
 // First byte: the model. Then values: characteristic, length (255: absent), bytes.
 void playValues(Choices& choices);
 
-// Notifications of the Fenwix command characteristic: as they are, with a header, or long ones.
+// Notifications of the Fenwix command characteristic: any bytes, with a header, or long ones.
 void playReplies(Choices& choices);
 
-// First byte: which devices and characteristics are there. Then the host's input, to its end.
+// First byte: which devices and characteristics exist. Then the host's whole input.
 void playCommands(Choices& choices);
 
-// Devices being discovered, by their names.
+// Names of discovered devices.
 void playNames(Choices& choices);
 
 // Everything that the platform and the host can do, in any order.

@@ -1,5 +1,5 @@
-// A platform without a stack: every call is entered in a list, as the oracle words it; what a stack
-// would report is delivered by hand. Time is what the test makes it.
+// A platform without a stack: every call is recorded in the oracle's wording; the test delivers
+// what a stack would report, and sets the time.
 #pragma once
 
 #include <memory>

@@ -16,7 +16,7 @@ ssize_t capture(void*, const char* bytes, std::size_t size) {
   return static_cast<ssize_t>(size);
 }
 
-// Made once, never closed: making a stream costs more than most of what is tested.
+// Made once and never closed, since making a stream takes longer than most plays.
 FILE* capturingStream() {
   static FILE* const stream = [] {
     cookie_io_functions_t functions{};
@@ -39,11 +39,11 @@ ssize_t give(void* cookie, char* bytes, std::size_t size) {
 
 FILE* realOutput = nullptr;
 FILE* realInput = nullptr;
-char* lineBuffer = nullptr;  // of the last line read
+char* lineBuffer = nullptr;  // the reader's
 
 }  // namespace
 
-// Take note of the line buffer, whichever of its names the C library's header gives the function.
+// These note the line buffer. The C library's header may use either name for the function.
 extern "C" {
 ssize_t __real_getline(char** line, std::size_t* size, FILE* stream);
 ssize_t __wrap_getline(char** line, std::size_t* size, FILE* stream);

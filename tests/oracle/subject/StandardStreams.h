@@ -1,5 +1,5 @@
-// The standard streams, held in memory. What changes hands is the C library's own `stdout` and
-// `stdin`: the code under test writes and reads as it always does.
+// The standard streams in memory. The C library's `stdout` and `stdin` are replaced, so the code
+// under test writes and reads as always.
 #pragma once
 
 #include <string>
@@ -8,8 +8,8 @@
 
 namespace subject {
 
-// While one lives, standard output goes into the given list: one entry per write that would have
-// reached the operating system. One at a time.
+// While one exists, standard output goes into the given list: one entry per write to the operating
+// system. One at a time.
 class CapturedOutput {
  public:
   explicit CapturedOutput(std::vector<std::string>& writes);
@@ -18,8 +18,8 @@ class CapturedOutput {
   ~CapturedOutput();
 };
 
-// While one lives, standard input has these bytes and then ends. The bytes outlive it. One at a
-// time. The line buffers that the code under test leaves behind when its process "ends" go with it.
+// While one exists, standard input has these bytes and then ends. The bytes outlive it. One at a
+// time. Its destructor frees the line buffer of the code under test, whose "process" has ended.
 class GivenInput {
  public:
   explicit GivenInput(std::string_view bytes);

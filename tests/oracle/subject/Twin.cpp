@@ -12,7 +12,8 @@ namespace subject {
 
 namespace {
 
-// "<@hh:mm:ss.mmm : " becomes "<@time : "; a stamp that is not one stays and makes a difference.
+// Replaces a valid time stamp, "<@hh:mm:ss.mmm : ", by "<@time : "; anything else stays and will
+// differ from the oracle's.
 std::string withoutTime(const std::string& entry) {
   const std::string pattern = "<@29:59:59.999 : ";  // the greatest digit at each place
   if (entry.size() < pattern.size()) return entry;
@@ -24,7 +25,7 @@ std::string withoutTime(const std::string& entry) {
   return "<@time : " + entry.substr(pattern.size());
 }
 
-// How the state is worded is the bridge's own affair.
+// The state's name is not compared.
 std::string withoutStateName(const std::string& entry) {
   const std::string start = "<@time : manager state update : ";
   return entry.compare(0, start.size(), start) == 0 ? start + "state>\n" : entry;
@@ -59,7 +60,7 @@ const platform::Error* pointer(const std::optional<platform::Error>& error) {
 Twin::Twin() : platform_(entries_), peers_(deviceCount), bridge_(platform_), model_(expected_) {}
 
 Twin::Peer& Twin::peer(std::size_t device) {
-  // Parsed and printed once: a twin is made for every play.
+  // Computed once, since a twin is made for every play.
   static const auto services = identifiersOf(oracle::everyService());
   static const auto characteristics = identifiersOf(oracle::everyCharacteristic());
 
@@ -206,7 +207,7 @@ void Twin::valueUpdated(std::size_t device, CharacteristicId id,
                         const std::optional<oracle::Bytes>& value,
                         const std::optional<oracle::Failure>& failure) {
   RecordedCharacteristic& characteristic = characteristicOf(peer(device), id);
-  // In a block of its own size, so that a byte read beyond its end is seen.
+  // The value has a block of exactly its size, so that a sanitizer sees a read past its end.
   characteristic.setValue(value ? std::optional<platform::Value>(*value) : std::nullopt);
   const auto error = errorOf(failure);
   toHandler(

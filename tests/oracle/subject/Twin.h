@@ -1,5 +1,5 @@
-// The bridge's core and the oracle side by side: whatever happens, happens to both, and what they
-// do about it is compared, line by line and call by call. A difference is thrown.
+// The bridge's core and the oracle side by side: both get the same events, and what they do is
+// compared line by line and call by call. A difference is thrown.
 #pragma once
 
 #include <atomic>
@@ -20,8 +20,8 @@ struct Difference : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Objects are told by numbers: a service or a characteristic by its place in the oracle's lists
-// (everyService, everyCharacteristic), one of several objects of the same identifier by `copy`.
+// Objects are named by numbers: a service or a characteristic by its index in the oracle's lists
+// (everyService, everyCharacteristic), and several with the same identifier by `copy`.
 struct CharacteristicId {
   std::size_t place;
   std::size_t copy;
@@ -34,7 +34,7 @@ class Twin {
 
   Twin();
 
-  // True once the process would have ended; nothing may happen to it any more.
+  // True once the process would have ended; nothing else may be called then.
   bool ended() const { return ended_; }
 
   void stateUpdated(int state);
@@ -42,7 +42,7 @@ class Twin {
   void connected(std::size_t device);
   void secondPassed(double more);
 
-  // To the device's handler; nothing where it has none.
+  // Callbacks to the device's handler, if it has one.
   void servicesDiscovered(std::size_t device, const std::optional<std::vector<std::size_t>>& places,
                           const std::optional<oracle::Failure>& failure);
   void characteristicsDiscovered(std::size_t device, std::size_t service,
@@ -58,7 +58,7 @@ class Twin {
   void standardInput(const std::string& bytes, bool isRunning);  // ends the process
 
  private:
-  // One device with every service and characteristic there is.
+  // A device that has every service and characteristic.
   struct Peer {
     std::shared_ptr<RecordedPeripheral> peripheral;
     std::vector<std::unique_ptr<RecordedService>> services;

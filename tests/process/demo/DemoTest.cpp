@@ -1,4 +1,4 @@
-// The demo as a host's child process: the bridge's place taken, its manners kept.
+// The demo as a host's child process: it has to behave as the bridge does.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -105,7 +105,7 @@ TEST(Demo, LosesNothingWhileTheHostStalls) {
   demo.stall();
   std::this_thread::sleep_for(std::chrono::seconds(3));
   demo.resume();
-  // The first of a motion's values counts the motions, from 0 on.
+  // The first of a motion's values is its number, counted from 0.
   std::uint32_t next = 0;
   bool isInOrder = true;
   const auto isLast = [&](const OutputLine& line) {
@@ -203,7 +203,7 @@ TEST(DemoHelp, IsOnStandardOutput) {
   EXPECT_EQ(demo.standardError(), "");
 }
 
-// Nobody has to look anything up in another program, which this build may not have.
+// The help may not refer to vornix-lab, which a build may lack.
 TEST(DemoHelp, ListsEveryControlAndFaultItself) {
   BridgeProcess demo = start({"--help"});
   EXPECT_EQ(demo.waitForEnd(), ProcessEnd::status(0));

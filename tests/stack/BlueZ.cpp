@@ -42,7 +42,7 @@ std::string pathOf(const std::string& adapter) {
   return "/org/bluez/" + adapter;
 }
 
-// Calls handle with every key of an array of dictionary entries, the message at its value.
+// Calls handle with each key of an array of dictionary entries; the message is then at the value.
 template <typename Handle>
 void forEachEntry(sd_bus_message* message, char keyType, const char* entry, Handle handle) {
   const std::string contents = std::string("{") + entry + "}";
@@ -63,8 +63,8 @@ T readVariant(sd_bus_message* message, const char* type) {
   return value;
 }
 
-// Calls handle with every interface of every object, the message at its properties, which handle
-// takes or not.
+// Calls handle with each interface of each object; the message is then at the properties, which
+// handle may read.
 template <typename Handle>
 void forEachInterface(sd_bus* bus, Handle handle) {
   sd_bus_message* reply = nullptr;
@@ -106,7 +106,7 @@ bool readIsAcquired(sd_bus_message* message, const std::string& uuid) {
   return isAsked && isAcquired;
 }
 
-// As BlueZ writes it.
+// An identifier as BlueZ writes it: 36 characters, lower case.
 std::string longForm(std::string uuid) {
   std::ranges::transform(uuid, uuid.begin(),
                          [](unsigned char digit) { return std::tolower(digit); });

@@ -1,4 +1,4 @@
-// What a test sees and changes of bluetoothd, over a connection to the system bus of its own.
+// Lets a test observe and change bluetoothd, over its own connection to the system bus.
 #pragma once
 
 #include <sys/types.h>
@@ -30,37 +30,39 @@ class BlueZ {
  public:
   BlueZ();  // throws std::system_error without a system bus
 
-  // True as soon as the condition is; it is asked again after every signal of BlueZ and of the bus.
+  // Waits until the condition holds; false at the limit. It is checked after every signal of BlueZ
+  // and of the bus.
   bool waitUntil(const std::function<bool()>& condition, Limit limit = patience);
 
   bool isRunning() const;
 
-  // Of the adapter "hci0" and so on; nothing when there is no such adapter.
+  // adapter: "hci0" and so on. Nothing when there is no such adapter.
   std::optional<bool> isPowered(const std::string& adapter) const;
   std::optional<bool> isDiscovering(const std::string& adapter) const;
   std::string address(const std::string& adapter) const;  // empty: no such adapter
   void setPowered(const std::string& adapter, bool powered) const;
 
-  // As the first controller knows them.
+  // The devices that BlueZ knows on the first adapter.
   std::vector<Device> devices() const;
 
-  // A client has AcquireNotify's socket of this characteristic (4 digits, or 36 characters).
-  // bluetoothd's own subscription to a battery level is not of that kind.
+  // Whether a client has the socket of AcquireNotify for this characteristic (4 digits, or 36
+  // characters). bluetoothd's own subscription to a battery level has no socket.
   bool isAcquired(const std::string& uuid) const;
 
-  // Finds the one device in range and connects to it, as another program would; its path.
+  // Discovers the one device in range and connects to it, as another program would; returns its
+  // path.
   std::string connectDevice();
 
-  // Tells BlueZ the battery level of a device, as a program does that knows it by other means than
-  // the device's GATT services. BlueZ (5.66, experimental) takes it for a device that has been
-  // connected. Lasts as long as this object; a later call changes the level.
+  // Gives BlueZ the battery level of a device, as a program does that does not know it from the
+  // device's GATT services. BlueZ (5.66, experimental) accepts it for a device that has been
+  // connected. The level lasts as long as this object; a later call changes it.
   void provideBattery(const std::string& devicePath, std::uint8_t level);
   std::optional<std::uint8_t> batteryOf(const std::string& devicePath) const;
 
-  // Of the bus's daemon.
+  // The process of the bus daemon.
   pid_t busProcess() const;
 
-  // Makes the bus read its configuration anew.
+  // Makes the bus daemon read its configuration again.
   void reloadBusConfiguration() const;
 
  private:
@@ -70,7 +72,7 @@ class BlueZ {
 
   std::optional<bool> adapterFlag(const std::string& adapter, const char* property) const;
 
-  Battery battery_;  // outlives the connection that shows it
+  Battery battery_;  // declared first, since the connection refers to it
   std::unique_ptr<sd_bus, Close> bus_;
 };
 

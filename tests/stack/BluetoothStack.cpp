@@ -22,7 +22,7 @@ void require(bool condition, const std::string& what) {
 
 BluetoothStack::BluetoothStack(fs::path folder) : folder_(std::move(folder)) {
   if (!fs::exists(busSocket)) {
-    // Its first process ends when the bus can be used.
+    // dbus-daemon forks; the first process ends when the bus can be used.
     Program bus({"/usr/bin/dbus-daemon", "--system", "--fork", "--nopidfile"}, folder_ / "bus.log");
     require(bus.waitForEnd() && fs::exists(busSocket), "no system bus");
   }
@@ -39,7 +39,7 @@ BluetoothStack::~BluetoothStack() {
 void BluetoothStack::start(int controllers, const std::vector<std::string>& bluetoothdOptions) {
   startControllers(controllers);
   startBluetoothd(bluetoothdOptions);
-  // A device that takes its controller before bluetoothd has powered it on would lose it again.
+  // A device that opened its controller before bluetoothd has powered it on would lose it again.
   for (int index = 1; index < controllers; ++index) waitForAdapter(index);
 }
 

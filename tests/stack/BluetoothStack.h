@@ -1,5 +1,5 @@
-// The real stack, piece by piece: the system bus, controllers that hear one another, bluetoothd.
-// Each piece goes down with the object, the last one started first.
+// The real stack, piece by piece: the system bus, emulated controllers that hear one another,
+// bluetoothd. The destructor ends the pieces in reverse order.
 #pragma once
 
 #include <filesystem>
@@ -14,29 +14,31 @@ namespace stack {
 
 class BluetoothStack {
  public:
-  // Logs of the daemons go to this folder. Starts the system bus where none runs yet, which then
-  // stays for the whole life of the machine; bluetoothd remembers nothing.
+  // folder: for the logs of the daemons. Starts the system bus if none runs; it then stays for the
+  // whole life of the machine. Deletes what bluetoothd has stored.
   explicit BluetoothStack(std::filesystem::path folder);
   ~BluetoothStack();
 
-  // All three, and ready: hci0 for the bridge, one more for each device.
+  // Starts all three and waits until they are ready. controllers: hci0 for the bridge, and one for
+  // each device.
   void start(int controllers, const std::vector<std::string>& bluetoothdOptions = {});
 
   void startControllers(int count);
   void removeControllers() { controllers_.reset(); }
 
-  // Ready when it has powered on hci0, if there are controllers.
+  // Waits until bluetoothd has powered on hci0, if there are controllers.
   void startBluetoothd(const std::vector<std::string>& options = {});
   void killBluetoothd() { bluetoothd_.reset(); }
   void signalBluetoothd(int number) { bluetoothd_->sendSignal(number); }
 
-  // bluez() is of no use from then on. The next stack starts another bus.
+  // bluez() cannot be used afterwards. The next stack starts another bus.
   void killBus();
 
-  // By software, as a key for flight mode does it. False where the kernel has no such thing.
+  // Blocks the adapter by software (rfkill), as flight mode does. False where the kernel lacks
+  // that.
   bool block(const std::string& adapter);
 
-  // From now on nobody may call methods of BlueZ.
+  // Configures the bus so that nobody may call methods of BlueZ any more.
   void denyAccess();
 
   BlueZ& bluez() { return *bluez_; }

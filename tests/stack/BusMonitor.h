@@ -1,5 +1,5 @@
-// Sees what others ask of BlueZ and what it refuses them, which no ordinary client of the system
-// bus does.
+// Monitors the system bus: sees the calls of other programs to BlueZ and its errors, which an
+// ordinary client does not.
 #pragma once
 
 #include <systemd/sd-bus.h>
@@ -14,10 +14,10 @@ class BusMonitor {
  public:
   BusMonitor();  // throws std::system_error without a system bus
 
-  // True when BlueZ answers anybody's call with an error.
+  // Waits until BlueZ answers a call with an error; false at the limit.
   bool waitForError(Limit limit = patience);
 
-  // True when anybody asks BlueZ for a link to a device.
+  // Waits until a program asks BlueZ for a link to a device; false at the limit.
   bool waitForConnect(Limit limit = patience);
 
  private:

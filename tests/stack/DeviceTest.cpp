@@ -1,4 +1,4 @@
-// Devices that do not make it easy.
+// Difficult devices: slow, refusing, or gone at the wrong moment.
 #include <strings.h>
 
 #include <algorithm>
@@ -19,8 +19,9 @@ using namespace std::chrono_literals;
 
 using DeviceTest = StackTest;
 
-// Whether the kernel has made bluetoothd's channel to the device: a line of its list begins with
-// the two addresses and their types, the channel's state (1: connected), its PSM and its number.
+// Whether the kernel has connected bluetoothd's ATT channel to the device: a line of its list
+// begins with the two addresses and their types, the channel's state (1: connected), its PSM and
+// its number.
 bool isAttConnected(const std::string& address) {
   std::ifstream list("/sys/kernel/debug/bluetooth/l2cap");
   std::string source, sourceType, destination, destinationType, state, psm, number, rest;
@@ -32,7 +33,7 @@ bool isAttConnected(const std::string& address) {
   return false;
 }
 
-// The kernel tells nobody but bluetoothd: the list is looked at until it is so.
+// The kernel reports this to bluetoothd alone, so this polls.
 bool waitForAttChannel(const std::string& address) {
   const auto end = std::chrono::steady_clock::now() + support::patience;
   while (!isAttConnected(address)) {
@@ -42,8 +43,8 @@ bool waitForAttChannel(const std::string& address) {
   return true;
 }
 
-// bluetoothd 5.66 never answers a subscription that the device refuses: the bridge goes on without
-// an answer after a while of its own.
+// bluetoothd 5.66 never answers a subscription that the device refuses; the bridge goes on without
+// an answer after a while.
 TEST_F(DeviceTest, RefusedSubscriptionHoldsNothingUp) {
   stack_.start(2);
   const auto tramsel =
@@ -51,7 +52,7 @@ TEST_F(DeviceTest, RefusedSubscriptionHoldsNothingUp) {
   auto& bridge = startBridge();
   EXPECT_TRUE(bridge.waitForMessage("C;3;0;"));
   EXPECT_TRUE(tramsel->waitFor(std::string("refused subscribe:") + motionUuid));
-  // bluetoothd has read the level and subscribed to it for itself before.
+  // One read and one subscription more than bluetoothd's own, which came before.
   const std::string read = std::string("read ") + batteryUuid;
   EXPECT_TRUE(tramsel->waitFor(read, tramsel->count(read) + 1));
   EXPECT_TRUE(stack_.bluez().waitUntil([this] { return stack_.bluez().isAcquired(batteryUuid); }));
@@ -68,7 +69,7 @@ TEST_F(DeviceTest, RefusedSubscriptionIsReported) {
   EXPECT_TRUE(bridge.waitFor(isReport, 120s));
 }
 
-// Its link is slow, or a person has to confirm a pairing.
+// As with a slow link, or when a person has to confirm a pairing.
 class SlowDeviceTest : public StackTest, public ::testing::WithParamInterface<const char*> {};
 
 TEST_P(SlowDeviceTest, BecomesReady) {
@@ -108,7 +109,8 @@ TEST_F(DeviceTest, NameInTheScanResponse) {
   EXPECT_TRUE(waitForMotions(bridge, 20));
 }
 
-// It advertises, but takes no link at first. BlueZ gives up after 40 s, the bridge does not.
+// The device advertises, but accepts no link at first. BlueZ gives up after 40 s, the bridge does
+// not.
 TEST_F(DeviceTest, FirstConnectionsRefused) {
   stack_.start(2);
   BusMonitor monitor;
@@ -121,15 +123,15 @@ TEST_F(DeviceTest, FirstConnectionsRefused) {
   EXPECT_TRUE(waitForMotions(bridge, 20, 120s));
 }
 
-// bluetoothd 5.66 finds the socket and the link ready at the same time then, and never tells that
+// bluetoothd 5.66 then finds the socket and the link ready at the same time, and never signals that
 // Connected has changed.
-TEST_F(DeviceTest, ConnectedWhileBluetoothdStoodStill) {
+TEST_F(DeviceTest, ConnectedWhileBluetoothdHung) {
   stack_.start(2);
   BusMonitor monitor;
   const auto tramsel = startTramsel({"--control", "connectable off", "--rate", "200"});
   auto& bridge = startBridge();
   EXPECT_TRUE(monitor.waitForConnect());
-  stack_.bluez().devices();  // once this is answered, the attempt is under way
+  stack_.bluez().devices();  // when this is answered, the attempt has begun
   stack_.signalBluetoothd(SIGSTOP);
   tramsel->control("connectable on");
   EXPECT_TRUE(tramsel->waitFor("connected"));
@@ -138,7 +140,7 @@ TEST_F(DeviceTest, ConnectedWhileBluetoothdStoodStill) {
   EXPECT_TRUE(waitForMotions(bridge, 20, 120s));
 }
 
-// Reported by the scan, and gone when the bridge asks for the link.
+// The scan reports the device, but it is gone when the bridge asks for the link.
 TEST_F(DeviceTest, GoneBetweenDiscoveryAndConnection) {
   stack_.start(2);
   auto& bridge = startBridge();
@@ -154,8 +156,8 @@ TEST_F(DeviceTest, GoneBetweenDiscoveryAndConnection) {
   EXPECT_TRUE(waitForMotions(bridge, 20, 120s));
 }
 
-// bluetoothd forgets a device that it has not seen for 30 s: the link is asked for when the device
-// is not known any more, and it is found again.
+// bluetoothd removes a device that it has not heard for 30 s. The bridge asks for the link when the
+// device is not known any more; then it is heard again.
 TEST_F(DeviceTest, ForgottenBetweenDiscoveryAndConnection) {
   stack_.start(2);
   auto& bridge = startBridge();

@@ -12,7 +12,7 @@
 namespace stack {
 namespace {
 
-// A kind of value: how its message begins, and a value that the lab's streams do not have.
+// A kind of value: the beginning of its message, and a value that the lab's streams do not have.
 struct Kind {
   std::string_view uuid;
   std::string_view start;
@@ -54,7 +54,7 @@ std::string rmsFields(const std::string& hex) {
   return std::to_string(static_cast<long long>(scaled)) + ";";
 }
 
-// Without the battery, which is told of when it has come.
+// The message without the battery level, which depends on when that has come.
 std::string withoutBattery(const std::string& payload) {
   return "B;" + payload.substr(payload.find(';', 2) + 1);
 }
@@ -94,7 +94,7 @@ bool waitForLast(support::BridgeProcess& bridge, const LabDevice& device, std::s
     if (!line.text.starts_with(kindOf(uuid).start)) return false;
     return (uuid == motionUuid ? withoutBattery(line.text) : line.text) == payload;
   };
-  // It may have come while another device's last value was waited for.
+  // It may have come while the last value of another device was waited for.
   return std::ranges::any_of(bridge.lines(), isLast) || bridge.waitFor(isLast, limit).has_value();
 }
 

@@ -1,5 +1,5 @@
-// What the bridge has to tell of values that the lab's devices sent, worked out from the values'
-// bytes as the journals have them.
+// The messages that the bridge has to send for the values of the lab's devices, worked out from the
+// values' bytes in the journals.
 #pragma once
 
 #include <string>
@@ -19,17 +19,17 @@ inline constexpr char rawUuid[] = "3A87";
 inline constexpr char raw2Uuid[] = "3A88";
 inline constexpr char commandUuid[] = "3A93";
 
-// The payload that a value gives (a motion value: without the battery).
+// The payload for a value (for a motion value: without the battery level).
 std::string payloadOf(std::string_view uuid, const std::string& hex);
 
-// The payloads that the bridge has told so far and that such values give, in order.
+// The payloads of this kind of value that the bridge has sent so far, in order.
 std::vector<std::string> told(const support::BridgeProcess& bridge, std::string_view uuid);
 
-// Sends one value that no stream contains, and takes lines until it has come.
+// Lets the device send a value that no stream contains, and reads lines until its message has come.
 bool waitForLast(support::BridgeProcess& bridge, const LabDevice& device, std::string_view uuid,
                  Limit limit = support::patience);
 
-// The bridge told exactly the values that the device sent of that characteristic, in order.
+// Expects that the bridge has sent messages for exactly the values that the device sent, in order.
 void expectAllTold(const support::BridgeProcess& bridge, LabDevice& device, std::string_view uuid);
 
 }  // namespace stack

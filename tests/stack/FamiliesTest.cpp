@@ -22,7 +22,7 @@ class FamiliesTest : public StackTest {
     return std::make_unique<LabDevice>(folder_, "hci" + std::to_string(controller), kind, options);
   }
 
-  // That many devices, which advertise from startAll on, in this order.
+  // Adds a device on the next controller. It advertises once startAll switches that on.
   std::unique_ptr<LabDevice> add(const std::string& kind, std::vector<std::string> options) {
     const std::size_t earlier = devices_.size();
     options.insert(options.end(), {"--control", "spare-links " + std::to_string(earlier)});
@@ -36,7 +36,7 @@ class FamiliesTest : public StackTest {
     return added;
   }
 
-  // Four devices, found, connected and identified, and the bridge.
+  // Starts four devices and the bridge, and waits until all are connected and subscribed to.
   void startAll(const std::vector<std::string>& options = {}) {
     stack_.start(8);
     fenwix_ = add("fenwix", options);
@@ -57,8 +57,8 @@ class FamiliesTest : public StackTest {
 
   void command(const std::string& line) const { ASSERT_TRUE(bridge_->writeLine(line)); }
 
-  // Whether the bridge tells a value that the Fenwix sends after so many others. Each value is sent
-  // once, and what is left of an earlier time does not count.
+  // Waits for the message of a value that the Fenwix sent after this many earlier ones, so that
+  // values left over from before do not count.
   bool waitForValueAfter(std::string_view uuid, std::size_t earlier) {
     return bridge_
         ->waitFor([&](const support::OutputLine& line) {
@@ -86,13 +86,13 @@ class FamiliesTest : public StackTest {
   support::BridgeProcess* bridge_ = nullptr;
 };
 
-// A number that the environment may change.
+// A number from the environment, or else the usual one.
 unsigned long setting(const char* name, unsigned long usual) {
   const char* text = std::getenv(name);
   return text != nullptr ? std::stoul(text) : usual;
 }
 
-// VORNIX_STREAM_SECONDS: for how long; VORNIX_STREAM_RATE: values per second of each device.
+// VORNIX_STREAM_SECONDS: the duration; VORNIX_STREAM_RATE: values per second of each device.
 TEST_F(FamiliesTest, FourDevicesStreamTogetherWithoutLoss) {
   const auto duration = setting("VORNIX_STREAM_SECONDS", 10);
   const auto rate = setting("VORNIX_STREAM_RATE", 250);
@@ -193,8 +193,8 @@ TEST_F(FamiliesTest, JsonDocumentOfSixtyThousandBytes) {
   EXPECT_EQ(reply->text, "PJSON;" + expected.substr(4) + ";");
 }
 
-// The device tells of its calibrations and of mains power as they happen.
-TEST_F(FamiliesTest, CorveltaTellsCalibrationMainsFirmwareAndBattery) {
+// Calibrations and mains power are notified as they happen.
+TEST_F(FamiliesTest, CorveltaReportsCalibrationMainsFirmwareAndBattery) {
   startAll();
   const auto has = [this](const std::string& text) {
     return std::ranges::any_of(bridge_->lines(),
@@ -231,7 +231,7 @@ TEST_F(FamiliesTest, SecondDeviceOfAServedFamilyIsIgnored) {
             1);
 }
 
-// A Fenwix does not count among those whose being found ends the scan.
+// Finding a Fenwix does not count for the end of the scan.
 TEST_F(FamiliesTest, ScanEndsWhenTramselProbeAndCorveltaAreFound) {
   stack_.start(8);
   fenwix_ = add("fenwix", {});
@@ -244,7 +244,7 @@ TEST_F(FamiliesTest, ScanEndsWhenTramselProbeAndCorveltaAreFound) {
     ASSERT_TRUE(device->waitFor("connected", 1, 60s));
   }
   ASSERT_TRUE(bridge_->waitForMessage(kIdentification, 60s));
-  // Three seconds' worth of values: three looks at the rule.
+  // Three seconds of values, so that the rule is applied three times.
   std::size_t motions = 0;
   EXPECT_TRUE(bridge_->waitFor([&](const support::OutputLine& line) {
     return line.text.starts_with("B;") && ++motions == 30;
@@ -255,7 +255,7 @@ TEST_F(FamiliesTest, ScanEndsWhenTramselProbeAndCorveltaAreFound) {
   EXPECT_TRUE(bridge_->waitForLog("Stop Scan"));
 }
 
-// The reader's thread asks for writes and subscriptions as fast as it can, while all stream.
+// The reader thread makes writes and subscriptions as fast as it can while all devices stream.
 TEST_F(FamiliesTest, CommandsWithoutPauseWhileAllStream) {
   startAll({"--control", "rate 100"});
   constexpr int kRounds = 50;
@@ -276,8 +276,8 @@ TEST_F(FamiliesTest, CommandsWithoutPauseWhileAllStream) {
   EXPECT_EQ(bridge_->standardError(), "");
 }
 
-// The numbers that identify a Fenwix, and its command channel: each of the six may be the last to
-// be known.
+// The five numbers that identify a Fenwix and the subscription of its command channel: each of
+// these six events may be the last.
 struct LastEvent {
   const char* name;
   const char* service;
@@ -287,7 +287,7 @@ struct LastEvent {
 class IdentificationFamiliesTest : public StackTest,
                                    public ::testing::WithParamInterface<LastEvent> {};
 
-TEST_P(IdentificationFamiliesTest, IsToldOnceWhicheverComesLast) {
+TEST_P(IdentificationFamiliesTest, IsSentOnceWhicheverComesLast) {
   const std::string entry = GetParam().entry;
   stack_.start(2);
   LabDevice fenwix(folder_, "hci1", "fenwix",
@@ -322,7 +322,7 @@ INSTANTIATE_TEST_SUITE_P(Events, IdentificationFamiliesTest,
                                            LastEvent{"Command", "98AC", "subscribed 3A93"}),
                          [](const auto& chosen) { return chosen.param.name; });
 
-// One device that misbehaves, and how the bridge ends.
+// A device that misbehaves, and how the bridge ends.
 struct Misbehaviour {
   const char* name;
   const char* device;

@@ -1,5 +1,5 @@
-// The faults, and for each what must come of it at each stage: the daemons', the radio's and the
-// device's, the host's.
+// Faults of the daemons, of the radio and the device, and of the host, with the required end of
+// each at each stage.
 #include <algorithm>
 
 #include "Faults.h"
@@ -39,14 +39,14 @@ const std::vector<Fault> kDaemonFaults = {
      {"resetting", "poweredOn"},
      "",
      true},
-    // A device that does not answer for 30 s has no services then, says bluetoothd, which is no
-    // error.
+    // Discovering: a device that does not answer for 30 s counts for bluetoothd as one without
+    // services, which is no error.
     {"BluetoothdStopped", &FaultTest::stopBluetoothd, {streams, streams, idles, streams}},
     {"BusKilled", &FaultTest::killBus, {quits, quits, quits, quits}, {"unsupported"}, "Z;3;"},
 };
 
 const std::vector<Fault> kRadioFaults = {
-    // While it makes a link, bluetoothd 5.66 may end when its adapter goes.
+    // Connecting: bluetoothd 5.66 may crash when the adapter goes while it makes a link.
     {"PoweredOff",
      &FaultTest::powerOff,
      {quits, quitsOrIdles, quits, quits},
@@ -63,7 +63,7 @@ const std::vector<Fault> kRadioFaults = {
      {"poweredOff"},
      "Z;2;"},
     {"LinkLost", &FaultTest::loseLink, {none, none, idles, idles}, {}, "", true},
-    // Nobody listens for withdrawn services before all are discovered.
+    // Only once all services are discovered does anybody listen for their withdrawal.
     {"MotionWithdrawn", &FaultTest::withdrawMotion, {none, none, none, idles}},
     {"BatteryWithdrawn", &FaultTest::withdrawBattery, {none, none, none, streams}},
 };
@@ -82,14 +82,14 @@ INSTANTIATE_TEST_SUITE_P(Fault, RadioFaultTest, ::testing::ValuesIn(cellsOf(kRad
                          cellName);
 INSTANTIATE_TEST_SUITE_P(Fault, HostFaultTest, ::testing::ValuesIn(cellsOf(kHostFaults)), cellName);
 
-// The device is gone in the middle of a request: the request has no outcome, and what depends on
-// it is never told.
+// The device disappears in the middle of a request, which then has no result: no message that
+// depends on it may come.
 struct Interruption {
   const char* name;
   const char* device;
   const char* fault;
-  const char* command;  // of the host, once the device is identified; none: empty
-  const char* untold;   // how the messages begin that depend on the request
+  const char* command;  // sent by the host once the device is identified; empty: none
+  const char* untold;   // the beginning of the messages that depend on the request
 };
 
 class RequestFaultTest : public FaultBench, public ::testing::WithParamInterface<Interruption> {};
@@ -117,7 +117,7 @@ TEST_P(RequestFaultTest, GoneInTheMiddle) {
   }
 }
 
-// Nothing at all depends on the end of a stream, so that nothing may be told but what was sent.
+// No message depends on an unsubscription, so here only the messages of sent values may come.
 using UnsubscriptionFaultTest = FaultBench;
 
 TEST_F(UnsubscriptionFaultTest, GoneInTheMiddle) {
@@ -148,7 +148,7 @@ TEST_F(UnsubscriptionFaultTest, GoneInTheMiddle) {
             (std::vector<std::string>{"commande recue non traitee : still there", "cde : kill"}));
 }
 
-// The device carries out far fewer writes than the host asks for: those that wait take some 200
+// The host asks for far more writes than the device can carry out; those that wait take some 200
 // bytes each.
 using ManyRequestFaultTest = FaultBench;
 

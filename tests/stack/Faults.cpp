@@ -34,7 +34,7 @@ std::vector<std::string> optionsFor(Stage stage) {
   return options;
 }
 
-// The rest of each log line that begins so.
+// The rest of each log line with this beginning.
 std::vector<std::string> logged(const support::BridgeProcess& bridge, const std::string& start) {
   std::vector<std::string> texts;
   for (const OutputLine& line : bridge.lines()) {
@@ -167,7 +167,7 @@ void FaultTest::sendManyCommands() {
   EXPECT_TRUE(logged(*bridge_, kEcho + std::string("line ")) == numbers);
 }
 
-// Longer than the host's reader takes for whole, so it is looked for in the bytes.
+// The line is longer than the host's reader accepts, so its echo is looked for in the bytes.
 void FaultTest::sendLongLine() {
   const std::string part(1'000'000, 'x');
   for (std::size_t sent = 0; sent < kLongLine; sent += part.size()) {
@@ -182,7 +182,7 @@ void FaultTest::sendLongLine() {
   EXPECT_EQ(output.substr(end, 3), ">\n<");
   oversizedBytes_ = std::string("<@hh:mm:ss.mmm : ").size() + std::string(kEcho).size() +
                     kLongLine + std::string(">\n").size();
-  // The command itself, and its echo for as long as the host has not read it.
+  // Room for the line itself, and for its echo until the host has read it.
   memoryBound_ += kLongLine * 23 / 10;
 }
 
@@ -213,7 +213,7 @@ void FaultTest::enter(Stage stage) {
     return;
   }
   EXPECT_TRUE(bridge_->waitForLog("Connexion a Tramsel-7"));
-  stack_.bluez().devices();  // once this is answered, the link has been asked for
+  stack_.bluez().devices();  // when this is answered, the link has been asked for
   if (stage == Stage::connecting) return;
   EXPECT_TRUE(stack_.bluez().waitUntil([this] {
     const auto devices = stack_.bluez().devices();
@@ -222,7 +222,7 @@ void FaultTest::enter(Stage stage) {
   EXPECT_TRUE(stage != Stage::streaming || waitForMotions(*bridge_, 5));
 }
 
-// Takes away what keeps the device from streaming.
+// Ends the condition that held the device at this stage, so that it can stream.
 void FaultTest::proceed(Stage stage) {
   if (stage == Stage::scanning) device_->control("advertise on");
   if (stage == Stage::connecting) device_->control("connectable on");
@@ -298,7 +298,7 @@ void FaultTest::expectUnread(Stage stage) {
   EXPECT_EQ(bridge_->standardError(), "");
 }
 
-// What was told in all, when the bridge has ended.
+// Checks the whole output of a bridge that has ended.
 void FaultTest::expectTold(const Fault& fault, Stage stage) {
   std::vector<std::string> states{"poweredOn"};
   std::ranges::copy(fault.states, std::back_inserter(states));
@@ -316,7 +316,7 @@ void FaultTest::expectTold(const Fault& fault, Stage stage) {
 
 void FaultTest::waitForStates(const Fault& fault) {
   while (logged(*bridge_, stateLine("")).size() <= fault.states.size()) {
-    ASSERT_TRUE(bridge_->waitFor(isState)) << "a state is not told";
+    ASSERT_TRUE(bridge_->waitFor(isState)) << "a state is not logged";
   }
 }
 

@@ -1,4 +1,4 @@
-// What may befall a running bridge, at each stage that it may be in, and what must come of it.
+// Faults that may happen to a running bridge at each of its stages, and their required ends.
 #pragma once
 
 #include <array>
@@ -10,41 +10,41 @@
 
 namespace stack {
 
-// A bridge and its device, and what holds for a bridge that has survived a fault.
+// A bridge and its device, and checks for a bridge that has survived a fault.
 class FaultBench : public StackTest {
  protected:
-  // It answers, it does not turn in circles, it has not grown.
+  // It answers, is idle when nothing happens, and has not grown.
   void expectUseful();
 
-  // "kill" ends it; no line is damaged, and nothing is on its standard error.
+  // "kill" ends it; no line is damaged and standard error is empty.
   void expectOrderlyEnd();
 
-  // A line that is no command is logged as it is.
+  // It logs a line that is no command.
   void expectEcho(const std::string& line);
 
-  // While nothing comes, it needs next to no processor time.
+  // It needs next to no processor time for this long, while nothing happens.
   void expectLittleWork(Limit period);
 
   std::unique_ptr<LabDevice> device_;
   support::BridgeProcess* bridge_ = nullptr;
-  std::size_t memoryBound_ = std::size_t{12} << 20;  // seen: half of that
-  std::size_t oversizedBytes_ = 0;  // of lines longer than the host's reader takes for whole
+  std::size_t memoryBound_ = std::size_t{12} << 20;  // in bytes; measured: half of that
+  std::size_t oversizedBytes_ = 0;  // in lines that are longer than the host's reader accepts
 };
 
 enum class Stage {
   scanning,     // no device in range
-  connecting,   // the device is found, and takes no link
-  discovering,  // the link is up, and the device does not tell its characteristics
+  connecting,   // the device is discovered, but accepts no link
+  discovering,  // the link is up, but the device does not answer characteristic discovery
   streaming,
 };
 
 enum class End {
   none,          // cannot happen at this stage
-  quits,         // the message is told, then the process ends with status 0
-  quitsOrIdles,  // bluetoothd 5.66 may not survive it: where it has not, the bridge idles
-  idles,         // it goes on without the device: one that is lost is not sought again
-  streams,       // it goes on, and tells every value of the device
-  isUnread,      // it goes on, heard by nobody, until its input ends
+  quits,         // the bridge sends the message and ends with status 0
+  quitsOrIdles,  // bluetoothd 5.66 may crash by the fault; then the bridge idles
+  idles,         // the bridge goes on without the device, which is not sought again
+  streams,       // the bridge goes on and sends every value of the device
+  isUnread,      // nobody reads the output; the bridge goes on until its input ends
 };
 
 class FaultTest;
@@ -54,9 +54,9 @@ struct Fault {
   void (FaultTest::*strike)();
   std::array<End, 4> ends;  // by stage
 
-  std::vector<std::string> states{};  // of the radio, told one after the other
-  const char* message = "";           // of a bridge that quits
-  bool failsDiscovery = false;        // of services, where that is under way: one line tells it
+  std::vector<std::string> states{};  // the radio's states that are logged, in order
+  const char* message = "";           // the last message of a bridge that quits
+  bool failsDiscovery = false;        // a service discovery under way fails, with one log line
 };
 
 struct Cell {
@@ -64,13 +64,13 @@ struct Cell {
   Stage stage;
 };
 
-// Those that can happen, and their names for the tests.
+// All cells whose end is not `none`, and their names for the tests.
 std::vector<Cell> cellsOf(const std::vector<Fault>& faults);
 std::string cellName(const ::testing::TestParamInfo<Cell>& cell);
 
 class FaultTest : public FaultBench, public ::testing::WithParamInterface<Cell> {
  public:
-  // Each strikes and returns when it has struck.
+  // The faults. Each has happened when the function returns.
   void killBluetoothd();
   void restartBluetoothd();
   void stopBluetoothd();
@@ -88,7 +88,7 @@ class FaultTest : public FaultBench, public ::testing::WithParamInterface<Cell> 
   void sendZeroBytes();
 
  protected:
-  // Brings a bridge to the stage, strikes, and checks what comes of it.
+  // Brings a bridge to the stage, lets the fault happen, and checks the end.
   void checkCell();
 
  private:

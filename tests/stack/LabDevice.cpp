@@ -94,7 +94,7 @@ std::vector<std::string> LabDevice::sent(std::string_view uuid) {
   return values;
 }
 
-// Takes the whole lines that are new.
+// Reads the new complete lines.
 void LabDevice::readJournal() {
   std::ifstream file(journalPath_);
   file.seekg(read_);

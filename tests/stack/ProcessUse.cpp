@@ -22,7 +22,7 @@ void require(const std::ifstream& file) {
 
 std::chrono::milliseconds processorTime(pid_t process) {
   std::ifstream file = open(process, "stat");
-  // Behind the name stand the state, ten numbers, then the times in user and in kernel mode.
+  // After the name: the state, ten numbers, then the times in user and in kernel mode.
   file.ignore(std::numeric_limits<std::streamsize>::max(), ')');
   std::string passedOver;
   for (int field = 0; field < 11; ++field) file >> passedOver;

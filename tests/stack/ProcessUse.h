@@ -1,4 +1,4 @@
-// What a running process uses, as the system counts it.
+// The resources that a running process has used, as the system counts them.
 #pragma once
 
 #include <sys/types.h>
@@ -8,10 +8,10 @@
 
 namespace stack {
 
-// Processor time of all its threads so far. Throws std::runtime_error when it does not run.
+// The processor time of all its threads so far. Throws std::runtime_error when it does not run.
 std::chrono::milliseconds processorTime(pid_t process);
 
-// The most memory that it has had resident at any time, in bytes. Throws likewise.
+// Its peak resident memory in bytes. Throws likewise.
 std::size_t largestMemory(pid_t process);
 
 }  // namespace stack

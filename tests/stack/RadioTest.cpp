@@ -41,7 +41,7 @@ TEST_F(RadioTest, DeniedAccessIsUnauthorized) {
   expectUnusable(bridge, "unauthorized", "Z;4;");
 }
 
-// The first of two radios is off: the other one serves.
+// The first of two radios is off, so the other one is used.
 TEST_F(RadioTest, AnyPoweredRadioServes) {
   stack_.start(2);
   stack_.bluez().setPowered("hci0", false);
@@ -78,7 +78,7 @@ TEST_F(RadioTest, ChosenRadioThatIsMissingIsUnsupported) {
 
 TEST_F(RadioTest, OrdinaryUserMayScan) {
   stack_.start(1);
-  // Where the bridge was built may be closed to others.
+  // Other users may have no access to the build folder.
   const std::filesystem::path bridgeCopy = folder_ / "bridge";
   std::filesystem::copy_file(VORNIX_BRIDGE, bridgeCopy);
   auto& bridge = startBridge(

@@ -1,5 +1,5 @@
-// The bridge started again and again, each time at once after the one before has ended, while
-// another program changes the adapter's properties all the while. VORNIX_RESTARTS is how often.
+// The bridge is started again and again, each time at once after it has ended, while another
+// program keeps changing the adapter's properties. VORNIX_RESTARTS: how often.
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -24,7 +24,7 @@ int restarts() {
   return text != nullptr ? std::atoi(text) : kFewRestarts;
 }
 
-// Changes properties of hci0 every 20 ms for as long as it lives, over a connection of its own.
+// Changes properties of hci0 every 20 ms, over a connection of its own, until it is destroyed.
 class Meddler {
  public:
   Meddler() : thread_([this](const std::stop_token& stop) { run(stop); }) {}
@@ -60,14 +60,14 @@ class Meddler {
   std::jthread thread_;
 };
 
-// The ways in which a bridge comes to its end, in turn.
+// Ends the bridge, in a different way each turn.
 void end(BridgeProcess& bridge, int turn) {
   switch (turn % 4) {
     case 0:
       bridge.sendSignal(SIGKILL);
       EXPECT_EQ(bridge.waitForEnd(), ProcessEnd::signal(SIGKILL));
       break;
-    case 1:  // for a Fenwix, and there is none
+    case 1:  // a command for a Fenwix, and there is none
       EXPECT_TRUE(bridge.writeLine("FX_getJson"));
       EXPECT_EQ(bridge.waitForEnd(), ProcessEnd::signal(SIGABRT));
       break;

@@ -13,7 +13,7 @@ using namespace std::chrono_literals;
 
 using SessionTest = StackTest;
 
-// The batteries told, each run of equal ones as one.
+// The battery levels in the messages, each run of equal ones once.
 std::vector<std::string> batteryHistory(const support::BridgeProcess& bridge) {
   std::vector<std::string> levels = motionsOf(bridge).batteries;
   levels.erase(std::unique(levels.begin(), levels.end()), levels.end());
@@ -114,7 +114,7 @@ TEST_F(SessionTest, KillEndsItInTheMiddleOfAStream) {
   }
 }
 
-// A device without the Battery Service whose level BlueZ has from elsewhere.
+// A device without the battery service whose level BlueZ has from elsewhere.
 TEST_F(SessionTest, BatteryThatOnlyBlueZKnows) {
   stack_.start(2, {"--experimental"});
   const auto tramsel = startTramsel({"--rate", "200", "--fault", "hide=180F"});
@@ -127,13 +127,13 @@ TEST_F(SessionTest, BatteryThatOnlyBlueZKnows) {
   bluez.provideBattery(device, 12);
   EXPECT_TRUE(bluez.waitUntil([&] { return bluez.batteryOf(device) == 12; }));
   EXPECT_TRUE(waitForBattery(bridge, "12"));
-  // A level that is at hand may come before the first motion.
+  // The level may be known before the first motion value.
   std::vector<std::string> history = batteryHistory(bridge);
   if (!history.empty() && history.front() == "-1") history.erase(history.begin());
   EXPECT_EQ(history, (std::vector<std::string>{"77", "12"}));
 }
 
-// A host that reads nothing for ten seconds' worth of values.
+// The host reads nothing while ten seconds of values come.
 TEST_F(SessionTest, StalledHostLosesNothing) {
   stack_.start(2);
   const auto tramsel = startTramsel({"--rate", "1000"});
@@ -149,14 +149,14 @@ TEST_F(SessionTest, StalledHostLosesNothing) {
   expectAllMotions(bridge, *tramsel);
 }
 
-// A bridge that gets no processor time while a second's worth of values comes. What bluetoothd's
-// socket cannot hold meanwhile is lost to it as to any program; how much that is, the kernel's
-// setting decides which bluetoothd started with.
+// The bridge gets no processor time while a second of values comes. Any program would lose the
+// values that bluetoothd's socket cannot hold meanwhile; how many that is depends on the kernel's
+// setting when bluetoothd was started.
 class StoppedSessionTest : public StackTest {
  protected:
   static constexpr std::size_t kValues = 1000;
 
-  // How many of the values that were sent are not told, when all the others are, in order.
+  // The number of values that were lost; expects messages for all others, in order.
   std::size_t lostWhileStopped() {
     stack_.start(2);
     const auto tramsel = startTramsel({"--rate", "1000"});

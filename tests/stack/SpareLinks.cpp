@@ -21,9 +21,9 @@ constexpr std::uint8_t eventPacket = 0x04;
 constexpr std::uint8_t commandComplete = 0x0E;
 constexpr std::uint8_t lowEnergy = 0x3E;
 constexpr std::uint8_t linkComplete = 0x01;
-constexpr std::uint8_t oneCommand = 0x01;  // that many may follow, in a completion
+constexpr std::uint8_t oneCommand = 0x01;  // a completion's first byte: one command may follow
 
-// "00:AA:01:02:00:02", as it goes over HCI: least significant byte first.
+// The bytes of "00:AA:01:02:00:02" as HCI carries them: least significant first.
 lab::Bytes addressBytes(const std::string& text) {
   lab::Bytes bytes;
   for (std::size_t at = text.size() + 1; at >= 3; at -= 3) {
@@ -37,7 +37,7 @@ lab::Bytes addressBytes(const std::string& text) {
 }  // namespace
 
 SpareLinks::SpareLinks(int index) {
-  // A controller is busy for a while after it was plugged in; no event tells when that is over.
+  // A controller is busy for a while after it was plugged in, and no event tells when that is over.
   int error = 0;
   for (const auto end = Clock::now() + patience; !channel_ && Clock::now() < end;) {
     if (auto channel = lab::HciChannel::openUserChannel(index, error)) {
@@ -62,7 +62,7 @@ void SpareLinks::linkTo(const std::string& address) {
   for (const int byte : {0x00, 0x18, 0x00, 0x28, 0x00, 0x00, 0x00, 0x2A, 0x00, 0, 0, 0, 0}) {
     parameters.push_back(static_cast<std::uint8_t>(byte));
   }
-  // The link fails where the device does not advertise at that very moment.
+  // The attempt fails when the device does not advertise at that very moment.
   constexpr std::uint8_t success = 0;
   for (const auto end = Clock::now() + patience; Clock::now() < end;) {
     command(0x200D, parameters);  // LE Create Connection

@@ -1,9 +1,10 @@
 // A controller whose links to devices only use up connection handles there.
 //
-// btvirt gives each side of a link the lowest handle from 42 that is free on that side, but
-// delivers packets under the sender's. With several devices on one central the numbers part, and
-// packets go astray. So the second device gets one link from here before the bridge's, the third
-// two, and so on: then the bridge's links, made in that order, have the same handle on both sides.
+// btvirt gives each side of a link the lowest free handle from 42 on, but delivers packets under
+// the sender's handle. When a central has several devices, the handles of the two sides differ, and
+// packets go to the wrong link. So the second device gets one link from here before the bridge's,
+// the third two, and so on: the bridge's links, made in that order, then have the same handle on
+// both sides.
 #pragma once
 
 #include <optional>
@@ -15,11 +16,11 @@ namespace stack {
 
 class SpareLinks {
  public:
-  // Takes the controller hci<index>. Throws std::runtime_error when it cannot be had.
+  // Opens the controller hci<index>. Throws std::runtime_error on failure.
   explicit SpareLinks(int index);
 
-  // Makes one link to a device that advertises: its address as the journal has it. Throws
-  // std::runtime_error when it does not come up.
+  // Makes one link to an advertising device. address: as in the device's journal. Throws
+  // std::runtime_error when the link does not come up.
   void linkTo(const std::string& address);
 
  private:

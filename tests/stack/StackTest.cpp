@@ -12,7 +12,7 @@ namespace fs = std::filesystem;
 using support::BridgeProcess;
 using support::OutputLine;
 
-// Values that count from 0 do not come to this.
+// Numbered values do not get as far as this one.
 constexpr char markerHex[] = "5A5A5A5A5A5A5A5A5A5A5A5A5A5A5A5A5A5A";
 
 std::string testName() {
@@ -22,7 +22,7 @@ std::string testName() {
   return name;
 }
 
-// Where the logs of a test that fails are kept.
+// Where the logs of a failed test are kept.
 fs::path keptFolder() {
   return fs::path(std::getenv("VORNIX_SHARE")) / testName();
 }
@@ -38,7 +38,7 @@ bool isMotion(const OutputLine& line) {
   return line.kind == vornix_host::LineKind::message && line.text.starts_with("B;");
 }
 
-// For a failure message: the positions in sent of what told lacks, the first few runs of them.
+// For a failure message: the first few ranges of positions in sent that told lacks.
 std::string missing(const std::vector<std::string>& sent, const std::vector<std::string>& told) {
   std::string runs;
   auto next = told.begin();
@@ -126,7 +126,7 @@ void expectAllMotions(const BridgeProcess& bridge, LabDevice& tramsel) {
   std::ranges::transform(sent, sent.begin(), motionFields);
   if (told == sent) return;
   ADD_FAILURE() << sent.size() << " values sent, " << told.size()
-                << " told; not told: " << missing(sent, told);
+                << " reported by the bridge; missing: " << missing(sent, told);
 }
 
 std::string stateLine(const std::string& state) {
@@ -142,7 +142,7 @@ void expectLastWords(BridgeProcess& bridge, const std::string& message) {
   const auto last = bridge.next();
   EXPECT_TRUE(last && last->isMessage(message)) << (last ? last->bytes : "no line");
   EXPECT_EQ(bridge.waitForEnd(), support::ProcessEnd::status(0));
-  EXPECT_FALSE(bridge.next()) << "something after the message";
+  EXPECT_FALSE(bridge.next()) << "a line after the last message";
   EXPECT_EQ(bridge.standardError(), "");
 }
 

@@ -1,4 +1,4 @@
-// What every test here has: a stack of its own, a folder for logs, and the bridge's devices.
+// The fixture of all tests here: a stack of its own, a folder for logs, bridges and devices.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -17,7 +17,7 @@
 
 namespace stack {
 
-// As the lab's journal and control lines name them.
+// Identifiers in the form of the lab's journals and control lines.
 inline constexpr char motionUuid[] = "EF680408-9B35-4933-9B10-52FFA9740042";
 inline constexpr char batteryUuid[] = "2A19";
 
@@ -26,11 +26,11 @@ class StackTest : public ::testing::Test {
   StackTest();
   ~StackTest() override;
 
-  // Memory only; what lies in it outlives the machine when the test fails.
+  // In memory; when the test fails, it is copied to the host.
   std::filesystem::path folder_;
   BluetoothStack stack_;
 
-  // They live as long as the test.
+  // The bridge lives until the end of the test.
   support::BridgeProcess& startBridge(const support::ProcessOptions& options = {},
                                       const std::string& program = VORNIX_BRIDGE);
 
@@ -43,35 +43,35 @@ class StackTest : public ::testing::Test {
   std::vector<std::unique_ptr<support::BridgeProcess>> bridges_;
 };
 
-// The text of the nine values, each closed by ";", that stands for a motion value of these bytes.
+// The nine fields, each closed by ";", of the message for a motion value of these bytes.
 std::string motionFields(const std::string& hex);
 
-// What the bridge told of a Tramsel so far.
+// The messages of a Tramsel's motion so far.
 struct Motions {
   std::vector<std::string> batteries;  // of each message, "-1" while unknown
   std::vector<std::string> fields;     // of each message, as motionFields gives them
 };
 Motions motionsOf(const support::BridgeProcess& bridge);
 
-// Waits for that many motion messages from now on. False when fewer come.
+// Waits for this many more motion messages. False when fewer come.
 bool waitForMotions(support::BridgeProcess& bridge, std::size_t count,
                     Limit limit = support::patience);
 
-// Sends one value that no stream contains, and takes lines until it has come, so that every value
-// before it would have come as well.
+// Lets the device send a value that no stream contains, and reads lines until its message has come;
+// those of all earlier values have come by then.
 bool waitForMarker(support::BridgeProcess& bridge, const LabDevice& tramsel,
                    Limit limit = support::patience);
 
-// The bridge told exactly the values that the device sent, in order.
+// Expects messages for exactly the values that the device sent, in order.
 void expectAllMotions(const support::BridgeProcess& bridge, LabDevice& tramsel);
 
 // The text of the bridge's state line.
 std::string stateLine(const std::string& state);
 
-// The bridge tells this message next, and ends with status 0 and an empty standard error.
+// Expects this message next, then an end with status 0 and nothing on standard error.
 void expectLastWords(support::BridgeProcess& bridge, const std::string& message);
 
-// The bridge tells this state and this message, and ends with status 0 and an empty standard error.
+// Expects this state's log line, and then as expectLastWords.
 void expectUnusable(support::BridgeProcess& bridge, const std::string& state,
                     const std::string& message);
 

@@ -5,7 +5,7 @@
 
 int main(int argc, char** argv) {
   ::testing::InitGoogleTest(&argc, argv);
-  // These tests take Bluetooth controllers and the system bus as they please.
+  // These tests take over Bluetooth controllers and the system bus.
   if (std::getenv("VORNIX_SHARE") == nullptr) {
     std::cerr << "runs only in the virtual machine: see tests/stack/vm --help\n";
     return 2;

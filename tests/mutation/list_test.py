@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""That a list of mutations is read as it is meant, and cannot silently go stale."""
+"""Tests that lists of mutations are read correctly, and that an outdated one is an error."""
 
 import pathlib
 import tempfile

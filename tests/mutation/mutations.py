@@ -1,7 +1,7 @@
-"""The list of mutations: small changes of the sources, each of which some test has to notice.
+"""The lists of mutations: small changes of the sources, each of which some test has to detect.
 
-A list is text. `file` names the source that the mutations after it change; each mutation is a name
-and, indented, what it does:
+A list is a text. `file` names the source that the mutations after it change; each mutation is a
+name and, indented, its change:
 
     file src/platform/bluez/Link.cpp
 
@@ -10,12 +10,13 @@ and, indented, what it does:
       - pause_.start(kPause);
       + pause_.start(0s);
 
-`in` is where the function (or whatever ends with a brace at the start of a line) begins, for a text
-that the file has more than once. `-` is the text before, `+` the text after; both may have several
-lines, and a mutation without `+` takes the text away (of a statement the semicolon stays). Blanks and line breaks do not count, so that a
-mutation survives being formatted. `=` says why no test can notice it: it is equivalent.
+`in` is the beginning of the function (or of anything that ends with a brace at the start of a
+line), needed if the file has the text more than once. `-` is the text before, `+` the text after;
+both may have several lines, and without `+` the text is removed (of a statement the semicolon
+stays). Blanks and line breaks do not count, so that a mutation survives formatting. `=` gives the
+reason why a mutation is equivalent, so that no test can detect it.
 
-Everything has to be found exactly once: a mutation that no longer fits is an error, not a skip.
+Everything has to be found exactly once: a mutation that no longer fits is an error.
 """
 
 import dataclasses
@@ -29,13 +30,13 @@ class ListError(Exception):
 
 @dataclasses.dataclass(eq=False)
 class Mutation:
-    area: str  # the list that it stands in
+    area: str  # the list that it is in
     file: str
     label: str
     place: str = ""
     before: str = ""
     after: str = ""
-    reason: str = ""  # why it is equivalent; empty where it is not
+    reason: str = ""  # why it is equivalent; empty if it is not
 
     @property
     def name(self):
@@ -43,7 +44,7 @@ class Mutation:
         return f"{path.relative_to('src')}.{self.label}"
 
     def apply(self, text):
-        """The file's text with the mutation in it."""
+        """The file's text with the mutation applied."""
         begin, end = 0, len(text)
         if self.place:
             begin = self._only(text, self.place, 0, end, "place").start()
@@ -62,7 +63,7 @@ class Mutation:
 
 
 def pattern_of(text):
-    """Matches the text however it is broken into lines."""
+    """A pattern that matches the text with any blanks and line breaks."""
     tokens = re.findall(r"\w+|[^\w\s]", text)
     pattern = ""
     for before, token in zip([""] + tokens, tokens):
@@ -122,7 +123,7 @@ def read_all(folder):
 
 
 def problems(mutations, root):
-    """Of each mutation that does not fit the sources, why."""
+    """The reason for each mutation that does not fit the sources."""
     found = []
     for mutation in mutations:
         path = pathlib.Path(root) / mutation.file

@@ -1,4 +1,4 @@
-"""What became of the mutations that were tried, in a file: a long run can be made in parts."""
+"""The results of the mutations, kept in a file so that a long run can be made in parts."""
 
 import dataclasses
 import hashlib

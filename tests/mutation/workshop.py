@@ -1,4 +1,4 @@
-"""A copy of the sources, a build of it, and the test programs run on what was built."""
+"""Copies the sources, builds the copy, and runs the test programs of the build."""
 
 import concurrent.futures
 import dataclasses
@@ -20,14 +20,14 @@ OPTIONS = [
     "-G", "Ninja",
     "-DCMAKE_BUILD_TYPE=Debug",
     "-DCMAKE_CXX_FLAGS_DEBUG=",  # neither optimized nor with debug information
-    # The library looks whether what is taken out of a container is there.
+    # The library checks that an element that is accessed exists.
     "-DCMAKE_CXX_FLAGS=-w -O0 -D_GLIBCXX_ASSERTIONS",
 ]  # fmt: skip
 
 
 @dataclasses.dataclass(frozen=True)
 class Program:
-    """A test program, run in so many parts at the same time: most tests wait more than they work."""
+    """A test program, run in this many parts at once, since most tests wait more than they work."""
 
     target: str
     folder: str
@@ -35,7 +35,7 @@ class Program:
     arguments: tuple = ()
 
     def command(self, only="", skip=()):
-        """For all tests, for one, or without some."""
+        """The arguments for all tests, for one test, or for all without some."""
         words = [*self.arguments, "--gtest_color=no"]
         if only:
             words.append(f"--gtest_filter={only}")
@@ -45,15 +45,15 @@ class Program:
 
     @staticmethod
     def failed_test(output):
-        """Its name; nothing if it is not known."""
+        """The name of the test that failed; empty if it is not known."""
         failed = re.search(r"^\[  FAILED  \] (\S+?),? .*\(\d+ ms\)", output, re.MULTILINE)
         return failed.group(1) if failed else last_test(output)
 
 
 @dataclasses.dataclass(frozen=True)
 class Sessions(Program):
-    """tests/world: what fails is a session, by the seed that it is played from. The same seed plays
-    the same session, however busy the machine is, so that none is left out."""
+    """tests/world: here a session fails, named by its seed. A seed always gives the same session,
+    however busy the machine is, so no session has to be skipped."""
 
     def command(self, only="", skip=()):
         del skip
@@ -73,8 +73,8 @@ SHARED = Program("shared_tests", "tests/unit/shared")
 PROCESS = Program("process_tests", "tests/process", parts=4)
 WORLD = Sessions("world", "tests/world", arguments=("--count", "200"))
 
-# What a file's mutations are tried by, first and, if they survive that, then: whatever comes first
-# that begins like the file's path.
+# The programs that try a file's mutations: the fast ones, and the slow ones for survivors. The
+# first entry with which the file's path begins counts.
 TRIED_BY = [
     ("src/platform/bluez/", [BLUEZ, CONTRACT], [WORLD]),
     ("src/platform/shared/", [SHARED, BLUEZ, CONTRACT], [WORLD]),
@@ -82,7 +82,7 @@ TRIED_BY = [
     ("src/", [UNIT, ORACLE], [PROCESS, WORLD]),
 ]
 
-MEMORY_LIMIT = 8 << 30  # bytes of address space, for a mutation that allocates for ever
+MEMORY_LIMIT = 8 << 30  # bytes of address space, in case a mutation allocates without end
 
 
 def programs_for(file):
@@ -90,15 +90,15 @@ def programs_for(file):
 
 
 def compiler_for(file):
-    """Clang takes a third of the time, once its headers are precompiled. But clang 14 does not know
-    std::source_location, which the unit tests use."""
+    """Clang takes a third of the time, once its headers are precompiled. Mutations that unit_tests
+    tries are built with GCC."""
     quick = UNIT not in programs_for(file)[0] and shutil.which("clang++")
     return "clang++" if quick else "g++"
 
 
 class Running:
-    """The programs that run, each the first of a group of its own with whatever it starts, and the
-    folders that are made for them. Nothing of it is left behind, also when this is told to end."""
+    """The running programs, each the leader of a process group of its own, and the folders made for
+    them. None of these is left behind, not even when this program gets a signal to end."""
 
     def __init__(self):
         self._lock = threading.Lock()
@@ -112,7 +112,7 @@ class Running:
         return process
 
     def end(self, process):
-        """With what it has started: a test that crashes leaves its programs behind."""
+        """Ends its whole group, since a test that crashes leaves its child processes behind."""
         with self._lock:
             self._groups.discard(process.pid)
             kill_group(process.pid)
@@ -133,8 +133,8 @@ class Running:
             signal.signal(each, self._end_all)
 
     def _end_all(self, number, _frame):
-        # Whoever holds the lock may be interrupted just now, and nothing is to be started any more.
-        # Kept until the end of the process.
+        # This signal handler may have interrupted the holder of the lock, hence the timeout. The
+        # lock is never released, so that nothing more is started.
         self._lock.acquire(timeout=5)
         for group in self._groups:
             kill_group(group)
@@ -155,7 +155,7 @@ running = Running()
 
 
 class Tree:
-    """The copy. Only what differs is written, so that little is built anew."""
+    """A copy of the sources. Only files that differ are written, so that little is rebuilt."""
 
     def __init__(self, source, folder):
         self.path = folder
@@ -193,7 +193,7 @@ class Build:
         subprocess.run(command, check=True, stdout=subprocess.DEVNULL)
 
     def make(self, programs):
-        """What the compiler complains of; nothing when all is built."""
+        """Builds the programs. Returns the compiler's output if that fails, else an empty text."""
         targets = [program.target for program in programs]
         command = ["cmake", "--build", str(self.folder), "-j", "1", "--target", *targets]
         process = running.start(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
@@ -203,7 +203,7 @@ class Build:
         return "" if process.returncode == 0 else output
 
     def take(self, program, folder):
-        """Copies the built program away from where the next build puts its own."""
+        """Copies the built program to the folder, since the next build will overwrite it."""
         built = self.folder / program.folder / program.target
         taken = pathlib.Path(folder) / program.target
         shutil.copy2(built, taken)
@@ -211,11 +211,11 @@ class Build:
 
 
 class Trial:
-    """The test programs of one build, run until one of them fails. Once this is made, the next may
-    be built; but not while the process tests run, which start a program where it was built.
+    """Runs the test programs of one build until one fails. The next build may begin once the trial
+    is constructed, except for the process tests, which start a program in the build folder.
 
-    What goes on for ever is ended by its time on the processor, which does not depend on what else
-    the machine does, and what waits for ever by the clock."""
+    An endless loop is ended by a limit of processor time, which does not depend on the load of the
+    machine; an endless wait by a limit of clock time."""
 
     def __init__(self, build, programs, limits):
         self._programs = programs
@@ -249,7 +249,7 @@ class Trial:
             if status in (None, -signal.SIGXCPU):
                 return self._decide(Verdict("timed out", last_test(output) or program.target))
             failed = program.failed_test(output)
-            # A machine that is busy can make a test fail: it has to fail twice.
+            # A busy machine can make a test fail, so it has to fail twice.
             if failed and self._run_program(program, {}, only=failed)[0] == 0:
                 passed_anew.append(failed)
                 continue
@@ -301,15 +301,15 @@ def last_test(output):
 
 @dataclasses.dataclass(frozen=True)
 class Limit:
-    """Of a part of a program, in seconds."""
+    """The limits for a part of a program, in seconds."""
 
     clock: int = 600
     processor: int = 600
 
 
 def measure(build, programs):
-    """What each program may take: some times what it takes unchanged. It has to pass: whatever fails
-    would kill all."""
+    """Sets the limits of each program to several times what it takes with the unchanged sources. It
+    has to pass with these, or it would kill every mutation."""
     limits = {}
     for program in programs:
         start = time.monotonic()
@@ -323,6 +323,6 @@ def measure(build, programs):
 
 
 def processor_time():
-    """Of all that has been started and has ended."""
+    """The processor time, in seconds, of all child processes that have ended."""
     ended = resource.getrusage(resource.RUSAGE_CHILDREN)
     return ended.ru_utime + ended.ru_stime

@@ -1,4 +1,4 @@
-// The Bridge over the demo, and over a bridge that does what a test tells it
+// Tests of the C++ package's Bridge, with the demo and with a bridge that follows a test's script
 // (tests/hosts/python/fake.py).
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -17,7 +17,7 @@ using namespace vornix_host;
 
 using Words = std::vector<std::string>;
 
-constexpr auto kPatience = 60s;  // a test that passes never waits it out
+constexpr auto kPatience = 60s;  // only a failing test waits this long
 
 Words demo(Words arguments) {
   arguments.insert(arguments.begin(), VORNIX_DEMO);
@@ -55,7 +55,7 @@ std::vector<Kind> rest(Bridge& bridge) {
   return found;
 }
 
-// Which of the bridge's own events come, until it is over.
+// The events about the bridge itself until it is over, one word each.
 std::string story(Bridge& bridge) {
   std::string words;
   while (const auto event = bridge.nextWithin(kPatience)) {
@@ -74,7 +74,7 @@ std::string newName() {
   return std::string(folder) + "/mark";
 }
 
-TEST(BridgeOverTheDemo, GivesMotionsWithTheTimeOfTheirComing) {
+TEST(BridgeOverTheDemo, GivesMotionsWithTheTimeOfTheirArrival) {
   const auto begin = std::chrono::steady_clock::now();
   Bridge bridge({.command = demo({"--devices", "tramsel"})});
   first<TramselFound>(bridge);
@@ -91,7 +91,7 @@ TEST(BridgeOverTheDemo, GivesMotionsWithTheTimeOfTheirComing) {
   EXPECT_LE(last, std::chrono::steady_clock::now());
 }
 
-TEST(BridgeOverTheDemo, CarriesOutWhatWasAskedBeforeTheDeviceWasThere) {
+TEST(BridgeOverTheDemo, CarriesOutCommandsThatWereSentBeforeTheDeviceWasReady) {
   Bridge bridge({.command = demo({"--devices", "corvelta,fenwix", "--control", "json 60"})});
   bridge.send("FX_getJson");
   bridge.send("FX_startRaw2");
@@ -106,7 +106,7 @@ TEST(BridgeOverTheDemo, CarriesOutWhatWasAskedBeforeTheDeviceWasThere) {
   }
 }
 
-TEST(BridgeOverTheDemo, TellsTheRadioInWords) {
+TEST(BridgeOverTheDemo, ReportsTheRadiosStateAsAWord) {
   for (const std::string word : {"off", "unauthorized", "unsupported"}) {
     Bridge bridge({.command = demo({"--fault", "radio=" + word})});
     EXPECT_EQ(first<RadioChanged>(bridge).state, word);
@@ -115,7 +115,7 @@ TEST(BridgeOverTheDemo, TellsTheRadioInWords) {
   }
 }
 
-TEST(BridgeOverTheDemo, TellsOfAStreamThatHasStopped) {
+TEST(BridgeOverTheDemo, ReportsAStreamThatHasStopped) {
   Bridge::Options options;
   options.command = demo({"--devices", "tramsel", "--fault", "lost=1"});
   options.silence = 500ms;
@@ -134,10 +134,10 @@ TEST(BridgeOverTheDemo, StartsAgainWhenAskedToAfterALoss) {
   first<TramselMotion>(bridge);
 }
 
-TEST(BridgeOverTheDemo, TellsOfADeviceThatWasLostBeforeItsServicesWereKnown) {
+TEST(BridgeOverTheDemo, ReportsADeviceThatWasLostBeforeItsServicesWereKnown) {
   Bridge bridge({.command = demo({"--devices", "corvelta", "--fault", "drop-at=services"})});
   EXPECT_EQ(first<DeviceLost>(bridge).name, "Tarvix-1");
-  bridge.send("CV_debutCalib");  // waits: it would end the bridge
+  bridge.send("CV_debutCalib");  // is held back, since it would end the bridge
   bridge.send("bonjour");
   EXPECT_EQ(first<LogEntry>(bridge).text, "commande recue non traitee : bonjour");
   bridge.close();
@@ -153,7 +153,7 @@ TEST(BridgeOverTheDemo, IsStartedAgainWhenAskedToAfterADeviceFailed) {
   EXPECT_EQ(first<Started>(bridge).start, 2);
 }
 
-TEST(BridgeOverTheDemo, LearnsThatACommandIsBeyondADevice) {
+TEST(BridgeOverTheDemo, LearnsThatADeviceCannotCarryOutACommand) {
   Bridge bridge(quick(
       demo({"--devices", "corvelta", "--fault", "hide=0860AC22-B172-468E-9755-03A53F3C7E40"})));
   for (int i = 0; i < 2; ++i) {
@@ -166,7 +166,7 @@ TEST(BridgeOverTheDemo, LearnsThatACommandIsBeyondADevice) {
   first<CorveltaContraction>(bridge);
 }
 
-TEST(BridgeOverTheDemo, EndsWithinAFullStreamWithoutLosingAValueThatItWasGiven) {
+TEST(BridgeOverTheDemo, EndsDuringAFastStreamWithoutLosingAValue) {
   Bridge bridge({.command = demo({"--devices", "tramsel", "--control", "rate 1000"})});
   first<TramselMotion>(bridge);
   bridge.close();
@@ -177,7 +177,7 @@ TEST(BridgeOverTheDemo, EndsWithinAFullStreamWithoutLosingAValueThatItWasGiven) 
   }
 }
 
-TEST(BridgeOverAPlayedOne, GivesWhatStandsBetweenDamage) {
+TEST(BridgeOverAPlayedOne, GivesTheLinesBetweenDamage) {
   // "stray", a line feed, a message that is cut off
   Bridge bridge({.command = fake({"bytes=73747261790a3c433b313b", "message=V;", "exit=0"})});
   EXPECT_EQ(first<DamagedLine>(bridge).bytes, "stray\n");
@@ -185,7 +185,7 @@ TEST(BridgeOverAPlayedOne, GivesWhatStandsBetweenDamage) {
   first<CorveltaOnMains>(bridge);
 }
 
-TEST(BridgeOverAPlayedOne, PausesAndStartsAgainUntilTheRecipeEnds) {
+TEST(BridgeOverAPlayedOne, PausesAndStartsAgainUntilTheRecipeGivesUp) {
   Bridge bridge(quick(fake({"log=begin", "abort"})));
   EXPECT_EQ(story(bridge), "started ended restarting started ended given up ");
 }
@@ -197,7 +197,7 @@ TEST(BridgeOverAPlayedOne, IsNotStartedAgainWhereTheHostDoesNotWantIt) {
   EXPECT_EQ(story(bridge), "started ended given up ");
 }
 
-TEST(BridgeOverAPlayedOne, ForgetsAfterAStartWhoWasReady) {
+TEST(BridgeOverAPlayedOne, ForgetsAtAStartWhichDevicesWereReady) {
   Bridge bridge(
       quick(fake({"once=" + newName(), "message=C;5;0;1;2;3;4;5;", "wait=FX_startRaw", "abort",
                   "end", "wait=go", "log=gone", "message=C;5;0;9;2;3;4;5;", "echo"})));
@@ -210,7 +210,7 @@ TEST(BridgeOverAPlayedOne, ForgetsAfterAStartWhoWasReady) {
   EXPECT_EQ(first<LogEntry>(bridge).text, "FX_stopRaw");
 }
 
-TEST(BridgeOverAPlayedOne, RefusesWhatWouldEndIt) {
+TEST(BridgeOverAPlayedOne, RefusesCommandsThatWouldEndIt) {
   Bridge bridge({.command = fake({"message=C;5;0;1;2;3;4;5;", "echo"})});
   EXPECT_THROW(bridge.send("FX_cmdWriteByte 3 256"), CommandError);
   EXPECT_THROW(bridge.send("FX_cmdWriteInt 3"), CommandError);
@@ -218,7 +218,7 @@ TEST(BridgeOverAPlayedOne, RefusesWhatWouldEndIt) {
   EXPECT_EQ(first<LogEntry>(bridge).text, "FX_cmdWriteByte 3 255");
 }
 
-TEST(BridgeOverAPlayedOne, GetsNothingForTheChannelOfADocumentThatIsAwaited) {
+TEST(BridgeOverAPlayedOne, GetsNoOtherChannelCommandWhileADocumentIsAwaited) {
   Bridge bridge(
       {.command = fake({"message=C;5;0;1;2;3;4;5;", "wait=go", "message=PJSON;;", "echo"})});
   first<FenwixIdentity>(bridge);
@@ -257,13 +257,13 @@ TEST(BridgeOverAPlayedOne, IsStartedAgainWhenAskedToAfterAResetOfTheRadio) {
   first<CorveltaBattery>(bridge);
   bridge.send("go");
   EXPECT_EQ(first<RadioChanged>(bridge).state, "resetting");
-  bridge.send("CV_debutCalib");  // waits: the device is lost
+  bridge.send("CV_debutCalib");  // is held back, since the device is lost
   bridge.send("on");
   EXPECT_EQ(first<Ended>(bridge).status, 0);
   EXPECT_EQ(first<Started>(bridge).start, 2);
 }
 
-TEST(BridgeOverAPlayedOne, IsToldAtTheEndToStopWhatItHasStarted) {
+TEST(BridgeOverAPlayedOne, GetsTheStopCommandsForWhatItStartedBeforeItsEnd) {
   Bridge bridge({.command = fake({"message=C;4;0;9;0;", "message=C;5;0;1;2;3;4;5;", "echo"})});
   for (const char* line : {"CV_debutAcquisition", "FX_startRaw", "FX_startRaw2", "FX_stopRaw"}) {
     bridge.send(line);
@@ -279,14 +279,15 @@ TEST(BridgeOverAPlayedOne, IsToldAtTheEndToStopWhatItHasStarted) {
 
 TEST(BridgeOverAPlayedOne, IsReadToItsEndBeforeItIsEnded) {
   Bridge::Options options = quick(fake({"values=300", "echo"}));
-  options.drained = 1s;  // a busy machine pauses for longer than the usual time
+  options.drained = 1s;  // on a busy machine the output may pause for longer than usual
   Bridge bridge(options);
   first<FenwixRms>(bridge);
   bridge.close();
   EXPECT_EQ(rest<FenwixRms>(bridge).size(), 299U);
 }
 
-// It answers each line before it reads the next: who only wrote would wait for ever.
+// The bridge answers each line before it reads the next, so a host that did not read while it
+// writes would block for ever.
 TEST(BridgeOverAPlayedOne, GetsCommandsThatAreMoreThanAPipeHolds) {
   Bridge bridge({.command = fake({"echo"})});
   for (int i = 0; i < 1000; ++i) bridge.send(std::string(1000, 'x'));
@@ -297,7 +298,7 @@ TEST(BridgeOverAPlayedOne, GetsCommandsThatAreMoreThanAPipeHolds) {
 }
 
 TEST(BridgeOverAPlayedOne, MayCloseItsInputBeforeAllIsWritten) {
-  ::signal(SIGPIPE, SIG_DFL);  // the signal would end this test
+  ::signal(SIGPIPE, SIG_DFL);  // so that an unhandled SIGPIPE would end this test
   Bridge::Options options = quick(fake({"deaf", "exit=3"}));
   options.restart = false;
   Bridge bridge(options);
@@ -306,7 +307,7 @@ TEST(BridgeOverAPlayedOne, MayCloseItsInputBeforeAllIsWritten) {
   EXPECT_EQ(rest<FenwixRms>(bridge).size(), 500U);
 }
 
-// A step of the played bridge that writes this as it is.
+// A step of the played bridge that writes this text unframed.
 std::string plain(std::string_view text) {
   std::string step = "bytes=";
   for (const char character : text) {
@@ -315,8 +316,8 @@ std::string plain(std::string_view text) {
   return step;
 }
 
-// The kinds of all that comes of one life, from what made it distrusted: one that asks for a
-// document, and whose device's text goes on with what looks like messages.
+// The kinds of the events from the loss of trust on, in one life of a bridge. The host asks for a
+// document; after the damage, the bridge writes lines that may be the document's text.
 std::string behind(Words damage) {
   Words steps{"log=" + std::string(70000, 'x'), plain("stray\n"), "message=C;5;0;1;2;3;4;5;",
               "wait=FX_cmdWriteInt 19 0"};
@@ -340,7 +341,7 @@ std::string behind(Words damage) {
   return words;
 }
 
-TEST(BridgeWithADocument, IsBelievedInNothingBehindWhatMayBeItsText) {
+TEST(BridgeWithADocument, IsTrustedInNothingAfterDamageThatMayBeItsText) {
   const std::string damaged = "damaged output may be the text of a document";
   const std::string isNoJson = "a document is no JSON";
   const std::string isTwice = "a device is told of twice, as only the text of a document does";
@@ -362,7 +363,7 @@ TEST(BridgeWithADocument, IsBelievedInNothingBehindWhatMayBeItsText) {
   }
 }
 
-TEST(BridgeWithADocument, IsBelievedBehindAWholeOne) {
+TEST(BridgeWithADocument, IsTrustedAfterAWholeDocument) {
   for (const char* text : {"", "[1]", " {\"a\" : [-0.5e+7, \"<>\"]} "}) {
     const Words steps{"message=PJSON;" + std::string(text) + ";", "log=" + std::string(65530, 'x'),
                       plain("y\n"), "message=V;"};
@@ -370,7 +371,7 @@ TEST(BridgeWithADocument, IsBelievedBehindAWholeOne) {
   }
 }
 
-TEST(BridgeWithADocument, DoesNotGiveOneThatNobodyAskedFor) {
+TEST(BridgeWithADocument, GivesADocumentThatNobodyAskedForAsUnknown) {
   Bridge bridge({.command = fake({"message=PJSON;[1];", "message=V;", "exit=0"})});
   EXPECT_EQ(first<UnknownMessage>(bridge).payload, "PJSON;[1];");
   first<CorveltaOnMains>(bridge);
@@ -380,7 +381,7 @@ TEST(BridgeWithADocument, DoesNotGiveOneThatNobodyAskedFor) {
   EXPECT_EQ(story(other), "started trust lost ended given up ");
 }
 
-TEST(BridgeWithADocument, IsStartedAgainAndAskedForNoneWhileTheHostRuns) {
+TEST(BridgeWithADocument, IsStartedAgainAndNeverAskedForOneAgain) {
   Bridge bridge(quick(
       fake({"once=" + newName(), "message=C;5;0;1;2;3;4;5;", "wait=FX_getJson", plain("<PJSON;{\n"),
             "message=C;4;0;9;0;", "echo", "end", "message=C;5;0;1;2;3;4;5;", "echo"})));
@@ -395,13 +396,13 @@ TEST(BridgeWithADocument, IsStartedAgainAndAskedForNoneWhileTheHostRuns) {
   EXPECT_THROW(bridge.send("FX_cmdWriteByte +19 0"), CommandError);
 }
 
-TEST(BridgeWithADocument, IsGivenUpWhereItGoesOnBeingDamaged) {
+TEST(BridgeWithADocument, IsGivenUpWhenTheDamageRepeats) {
   Bridge bridge(quick(fake({"log=begin", plain("<PJSON;{\n"), "message=V;", "abort"})));
   const std::string again = "started trust lost ended restarting ";
   EXPECT_EQ(story(bridge), again + again + again + again + "started trust lost ended given up ");
 }
 
-TEST(BridgeThatIsNotThere, IsToldAtOnce) {
+TEST(BridgeThatIsNotThere, IsReportedAtOnce) {
   EXPECT_THROW(Bridge({.command = {"/nowhere/vornix"}}), std::system_error);
   EXPECT_THROW(Bridge({.command = {}}), std::system_error);
 }

@@ -26,7 +26,7 @@ TEST(Checksum, AgreesWithTheBitwiseDefinitionForEveryByteAndLength) {
   }
 }
 
-TEST(Checksum, TakesACarriageReturnAndLineFeedForALineFeed) {
+TEST(Checksum, CountsACarriageReturnAndLineFeedAsALineFeed) {
   EXPECT_EQ(checksum("a\r\nb"), bitwiseChecksum("a\nb"));
   EXPECT_EQ(checksum("\r\n\r\n"), bitwiseChecksum("\n\n"));
   EXPECT_EQ(checksum("\r\r\n"), bitwiseChecksum("\r\n"));

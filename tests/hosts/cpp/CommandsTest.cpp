@@ -23,8 +23,8 @@ bool isGood(const std::string& line) {
   }
 }
 
-// "good corvelta NOT_DURING STOP WORD<TAB>LOG<TAB>LINE" or "bad ...", by docs/messages.json
-// (cases.py).
+// The cases are lines "good corvelta NOT_DURING STOP WORD<TAB>LOG<TAB>LINE" or "bad ...", made from
+// docs/messages.json by cases.py.
 TEST(Commands, AreThoseOfTheTable) {
   std::ifstream cases(VORNIX_COMMANDS);
   std::set<std::string> words;

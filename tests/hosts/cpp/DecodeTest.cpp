@@ -13,7 +13,7 @@ namespace {
 
 using namespace vornix_host;
 
-// The message of a payload that has to be of this kind.
+// The message in a payload, which has to be of this kind.
 template <class Kind>
 Kind decoded(std::string_view payload) {
   const Message message = decodePayload(payload);
@@ -77,7 +77,7 @@ TEST(Decode, ReadsTheMotionOfATramsel) {
             (std::array<std::int16_t, 9>{1, -1, 4660, -12, 0, 1000, -129, -32768, 32767}));
 }
 
-TEST(Decode, KnowsThatABatteryIsNotKnownYet) {
+TEST(Decode, GivesNoBatteryLevelWhileItIsUnknown) {
   EXPECT_FALSE(decoded<TramselMotion>("B;-1;0;0;0;0;0;0;0;0;0;").battery);
   EXPECT_FALSE(decoded<ProbeMeasurement>("S;-1;4660;10;").battery);
 }
@@ -100,13 +100,13 @@ TEST(Decode, ReadsTheMeasurementOfAProbe) {
   EXPECT_EQ(measurement.second, 10);
 }
 
-TEST(Decode, HandsOnWhatItDoesNotKnow) {
+TEST(Decode, GivesAnyOtherPayloadAsUnknown) {
   for (const char* payload : {"", ";", "X;1;", "Z;2", "PJSON;", "p1;5;", "CC;1;"}) {
     EXPECT_EQ(decoded<UnknownMessage>(payload).payload, payload);
   }
 }
 
-TEST(Decode, TakesNothingForKnownThatIsNotExactlySo) {
+TEST(Decode, GivesAKnownMessageWithAnyMistakeAsUnknown) {
   for (const char* payload : {"Z;1;",
                               "Z;5;",
                               "Z;2;0;",

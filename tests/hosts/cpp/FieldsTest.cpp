@@ -10,7 +10,7 @@ namespace {
 
 using vornix_host::Fields;
 
-TEST(Fields, AreWhatStandsBeforeEachSemicolon) {
+TEST(Fields, AreTheTextsBeforeEachSemicolon) {
   const Fields fields("C;3;;0;");
   ASSERT_EQ(fields.size(), 4U);
   EXPECT_EQ(fields[0], "C");
@@ -19,12 +19,12 @@ TEST(Fields, AreWhatStandsBeforeEachSemicolon) {
   EXPECT_EQ(fields[3], "0");
 }
 
-TEST(Fields, OfAPayloadThatIsNotClosedAreNone) {
+TEST(Fields, OfAPayloadWithoutALastSemicolonAreNone) {
   EXPECT_EQ(Fields("C;3;0").size(), 0U);
   EXPECT_EQ(Fields("").size(), 0U);
 }
 
-TEST(Fields, BeyondTheirNumberAreEmptyAndNoNumbers) {
+TEST(Fields, AfterTheLastOneAreEmptyAndNoNumbers) {
   const Fields fields("V;");
   EXPECT_EQ(fields[1], "");
   EXPECT_FALSE(fields.number<int>(1));
@@ -49,7 +49,7 @@ TEST(FieldNumber, IsReadOverTheWholeRangeOfItsType) {
   EXPECT_EQ(fields.number<std::int64_t>(6), std::numeric_limits<std::int64_t>::min());
 }
 
-TEST(FieldNumber, OutsideItsTypeIsNone) {
+TEST(FieldNumber, OutsideItsTypesRangeIsNone) {
   EXPECT_FALSE(Fields("256;").number<std::uint8_t>(0));
   EXPECT_FALSE(Fields("-1;").number<std::uint8_t>(0));
   EXPECT_FALSE(Fields("32768;").number<std::int16_t>(0));

@@ -8,7 +8,7 @@ namespace {
 
 using vornix_host::detail::Json;
 
-TEST(Json, IsAnyValueInItsForm) {
+TEST(Json, IsAnyWellFormedValue) {
   for (const char* text :
        {"0", "-1", "10.25", "1e9", "-0.5E-07", "true", "false", "null", "\"\"",
         R"("\"\\\/\b\u00eF<>")", "[]", "{}", "[1]", "[[],{}]", R"({"a":1})",
@@ -63,7 +63,7 @@ TEST(Json, IsNothingElse) {
   }
 }
 
-TEST(Json, IsNoJsonWhereItIsCutOff) {
+TEST(Json, ThatIsCutOffIsNoJson) {
   const std::string whole = R"({"a":[1.5e3,"\u0041",true,{"b":null}],"c":{}})";
   for (std::size_t size = 0; size < whole.size(); ++size) {
     EXPECT_FALSE(Json::is(whole.substr(0, size))) << size;

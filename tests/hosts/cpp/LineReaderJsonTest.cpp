@@ -15,7 +15,7 @@ using Lines = std::vector<ReadLine>;
 
 const std::string found = "<C;3;0;4A3D>\n";
 
-TEST(JsonLine, HoldsWhateverTheTextHolds) {
+TEST(JsonLine, KeepsAnyTextAsItIs) {
   for (const std::string text :
        {"", "[1]", "a;b", "{\n  \"a\": [1, 2]\n}", "<b>", ">", "\n<", "0000>", ";FFFF>", "\r",
         "x\ry", "> \n", "<V;3E2E>", "<@00:00:00.000 : x>", "PJSON;", "<PJSON;;"}) {
@@ -30,8 +30,9 @@ TEST(JsonLine, CountsCarriageReturnAndLineFeedAsOneCharacter) {
   EXPECT_EQ(readSoFar(output), Lines{message("PJSON;{\r\n}\r\n;")});
 }
 
-// JSON never has them together: what follows is the device's text, and looks like lines.
-TEST(JsonLine, IsDamagedWhereItsTextHoldsTheEndOfALine) {
+// JSON never contains ">" and a line feed together, so the reader takes them for a line's end; the
+// rest of the device's text may look like lines.
+TEST(JsonLine, IsDamagedWhereItsTextContainsTheEndOfALine) {
   const std::string whole = framed("PJSON;x>\n" + found + "y;");
   const Lines lines = readSoFar(whole);
   ASSERT_EQ(lines.size(), 3U);
@@ -40,8 +41,8 @@ TEST(JsonLine, IsDamagedWhereItsTextHoldsTheEndOfALine) {
   EXPECT_EQ(lines[2].kind, LineKind::damaged);
 }
 
-// The one ambiguity that the rule leaves: a text that holds its own right end.
-TEST(JsonLine, EndsEarlyWhenItsTextHoldsARightEnd) {
+// The one ambiguity that remains: a text that contains a valid checksum and the end of a line.
+TEST(JsonLine, EndsEarlyWhenItsTextContainsAValidEnd) {
   const std::string early = framed("PJSON;a;");
   const std::string whole = framed("PJSON;" + early.substr(7) + "b;");
   const Lines lines = readAll(whole);
@@ -63,7 +64,7 @@ TEST(JsonLine, ThatIsTooLongIsDamagedAndTheNextLineIsRead) {
   EXPECT_EQ(lines.back(), message("C;3;0;"));
 }
 
-TEST(JsonLine, ThatIsDamagedHoldsNothingBack) {
+TEST(JsonLine, ThatIsDamagedDoesNotDelayTheNextLine) {
   const std::string broken = "<PJSON;{\"a\":1};0000>\n";
   EXPECT_EQ(readSoFar(broken + found), (Lines{damaged(broken), message("C;3;0;")}));
 }
@@ -73,7 +74,7 @@ TEST(JsonLine, ThatWasCutOffTakesNoOtherLineWithIt) {
             (Lines{damaged("<PJSON;{\"a\""), message("C;3;0;")}));
 }
 
-// The end of a line that follows is no end of the document, even where its digits fit both.
+// The end of a later line is not the end of the document, even if its checksum fits both.
 TEST(JsonLine, ThatWasCutOffDoesNotEndWithALaterLine) {
   for (int i = 0; i < 1000000; ++i) {
     const std::string cut = "<PJSON;" + std::to_string(i);
@@ -82,7 +83,7 @@ TEST(JsonLine, ThatWasCutOffDoesNotEndWithALaterLine) {
               (Lines{damaged(cut), message("C;3;0;"), message("C;3;0;")}));
     return;
   }
-  FAIL() << "no document whose checksum is that of the line";
+  FAIL() << "found no document with the checksum of the line";
 }
 
 TEST(JsonLine, ThatIsNotAsciiIsDamaged) {
@@ -95,7 +96,7 @@ TEST(JsonLine, ThatWasCutOffIsDamaged) {
   EXPECT_EQ(readAll("<PJSON;{}\n" + found), (Lines{damaged("<PJSON;{}\n"), message("C;3;0;")}));
 }
 
-// Of each damaged line, whether it may be a document's text.
+// For each damaged line, whether it may be a document's text.
 std::vector<bool> marks(const std::string& output) {
   LineReader reader;
   std::vector<bool> marked;

@@ -16,7 +16,7 @@ using Lines = std::vector<ReadLine>;
 
 const std::string banner = "<@14:03:07.045 : Demarrage de Vornix 1.04>\n";
 
-TEST(LineReader, TellsLogLinesFromHostMessages) {
+TEST(LineReader, DistinguishesLogLinesFromHostMessages) {
   EXPECT_EQ(readSoFar(banner + "<C;3;0;4A3D>\n"),
             (Lines{log("Demarrage de Vornix 1.04"), message("C;3;0;")}));
 }
@@ -31,7 +31,7 @@ TEST(LineReader, GivesTheTimeAndAllBytesOfALogLine) {
   EXPECT_EQ(line->bytes, "<@23:59:58.999 : >\n");
 }
 
-TEST(LineReader, TakesAPayloadThatIsNotAsciiForDamage) {
+TEST(LineReader, ReportsAPayloadThatIsNotAsciiAsDamage) {
   const std::string output = framed("V\xC3\xA9;");
   EXPECT_EQ(readAll(output), Lines{damaged(output)});
 }
@@ -126,7 +126,7 @@ TEST(LineReaderDamage, IsALineBreakInAPayload) {
             (Lines{damaged("<C;3;\n"), damaged("0;4A3D>\n"), message("C;3;0;")}));
 }
 
-TEST(LineReaderDamage, IsWhatStandsOutsideOfAFrame) {
+TEST(LineReaderDamage, IsAnyTextOutsideOfAFrame) {
   EXPECT_EQ(readSoFar("stray\n\n<C;3;0;4A3D>\n"),
             (Lines{damaged("stray\n"), damaged("\n"), message("C;3;0;")}));
   EXPECT_EQ(readSoFar("half<C;3;0;4A3D>\n"), (Lines{damaged("half"), message("C;3;0;")}));

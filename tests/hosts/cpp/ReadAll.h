@@ -1,4 +1,4 @@
-// What a reader makes of some output, and output with right checksums to give it.
+// For tests of the reader: reads some output, and makes output with valid checksums.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -16,7 +16,7 @@ namespace host_test {
 
 struct ReadLine {
   vornix_host::LineKind kind;
-  std::string text;  // of a damaged line: its bytes
+  std::string text;  // for a damaged line its bytes
 
   bool operator==(const ReadLine&) const = default;
 
@@ -43,7 +43,7 @@ inline void takeAll(vornix_host::LineReader& reader, std::vector<ReadLine>& line
   }
 }
 
-// Before the end of the output is known.
+// The lines that are read while more output may come.
 inline std::vector<ReadLine> readSoFar(std::string_view output) {
   vornix_host::LineReader reader;
   std::vector<ReadLine> lines;
@@ -64,7 +64,7 @@ inline std::vector<ReadLine> readAll(std::string_view output, std::size_t pieceS
   return lines;
 }
 
-// The checksum by its definition, one bit at a time.
+// The checksum computed by its definition, one bit at a time.
 inline unsigned bitwiseChecksum(std::string_view characters) {
   unsigned crc = 0xFFFF;
   for (const char character : characters) {
@@ -77,8 +77,7 @@ inline unsigned bitwiseChecksum(std::string_view characters) {
   return crc;
 }
 
-// The payload in its frame. `summed` is what the checksum is taken over where it is not the
-// payload itself.
+// The payload in its frame, with the checksum of `summed`.
 inline std::string framed(const std::string& payload, std::string_view summed) {
   char sum[5];
   std::snprintf(sum, sizeof sum, "%04X", bitwiseChecksum(summed));

@@ -1,4 +1,4 @@
-// The reader's promise that a line costs no memory of its own.
+// Tests the reader's promise to allocate no memory for a line.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -11,7 +11,7 @@ namespace {
 int allocations = 0;
 }  // namespace
 
-// Counted for the whole program; each test looks at the difference over a few lines of its own.
+// Counts for the whole program; each test takes the difference over its own lines.
 void* operator new(std::size_t size) {
   ++allocations;
   if (void* memory = std::malloc(size)) return memory;
@@ -39,7 +39,7 @@ int readCounting(const std::string& output, bool decoding) {
       ++lines;
     }
   };
-  readOnce();  // the buffer gets its size
+  readOnce();  // lets the buffer grow to its size
   const int before = allocations;
   for (int i = 0; i < 100; ++i) readOnce();
   EXPECT_GE(lines, 101);

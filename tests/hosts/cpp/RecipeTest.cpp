@@ -18,7 +18,7 @@ RunEnd aborted(std::string log, std::chrono::milliseconds lived = 3s) {
   return {-SIGABRT, lived, std::move(log), "", false};
 }
 
-// The pauses of the next runs in seconds, -1 where there is no start any more.
+// The pauses after the next runs in seconds; -1 when the bridge is not started again.
 Pauses pausesAfter(Recipe& recipe, int count, std::chrono::milliseconds lived = 3s) {
   static int number = 0;
   Pauses pauses;
@@ -46,7 +46,7 @@ TEST(Recipe, GoesOnForEverWithLongLives) {
   for (int i = 0; i < 1000; ++i) EXPECT_EQ(recipe.after(aborted("Stop Scan", 1h)).pause, 1s);
 }
 
-TEST(Recipe, TakesTheSameLastLineForAFaultyDevice) {
+TEST(Recipe, BlamesADeviceWhenTheLastLineIsTheSameAgain) {
   Recipe recipe;
   EXPECT_EQ(recipe.after(aborted("Connexion a ILO-1")).pause, 1s);
   const auto verdict = recipe.after(aborted("Connexion a ILO-1"));
@@ -84,25 +84,25 @@ TEST(Recipe, GetsPastAnyNumberOfCommandsThatEndIt) {
   }
 }
 
-TEST(Recipe, DoesNotTakeASignalThatWasSentForAFaultyDevice) {
+TEST(Recipe, DoesNotBlameADeviceForASignalThatWasSent) {
   Recipe recipe;
   for (const int status : {-SIGTERM, -SIGKILL, 128 + SIGKILL, -SIGTERM}) {
     EXPECT_TRUE(recipe.after({status, 3s, "Connexion a ILO-1", "", false}).pause) << status;
   }
 }
 
-TEST(Recipe, SeesAFaultyDeviceBehindASignalThatWasSent) {
+TEST(Recipe, BlamesADeviceAlsoWithASentSignalInBetween) {
   Recipe recipe;
   recipe.after(aborted("Connexion a ILO-1"));
   recipe.after({-SIGTERM, 3s, "Stop Scan", "", false});
   EXPECT_FALSE(recipe.after(aborted("Connexion a ILO-1")).pause);
 }
 
-TEST(Recipe, LeavesAnEndThatIsNoneOfTheBridgesToTheUser) {
+TEST(Recipe, LeavesAnEndThatItCannotExplainToTheUser) {
   for (const int status : {0, 2, 127}) {
     EXPECT_FALSE(Recipe().after({status, 2s, "", "", false}).pause) << status;
   }
-  EXPECT_EQ(Recipe().after({134, 2s, "", "", false}).pause, 1s) << "SIGABRT behind a shell";
+  EXPECT_EQ(Recipe().after({134, 2s, "", "", false}).pause, 1s) << "SIGABRT as a shell reports it";
 }
 
 TEST(Recipe, LeavesTheRadioAndAFenwixWithoutNumberToTheUser) {
@@ -120,7 +120,7 @@ TEST(Recipe, StartsAgainAfterALoss) {
   EXPECT_EQ(recipe.after({0, 99s, "Stop Scan", "", true}).pause, 1s);
 }
 
-TEST(Recipe, TakesAResetOfTheRadioForALossOnlyOnceADeviceWasFound) {
+TEST(Recipe, CountsAResetOfTheRadioAsALossOnlyOnceADeviceWasFound) {
   vornix_host::detail::Life life;
   const auto log = [&life](const char* text) { life.note(vornix_host::LogEntry{{}, text}, {}); };
   const auto reset = [&log] {

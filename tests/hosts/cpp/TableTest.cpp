@@ -1,6 +1,6 @@
-// The decoder against docs/messages.json. cases.py has written down what each of many payloads is
-// by that table: "name payload field=value ...", payload and values in hexadecimal, the name "-"
-// where it is no message.
+// Compares the decoder with docs/messages.json. cases.py writes what many payloads mean by that
+// table, as "name payload field=value ...": payload and values in hexadecimal, the name "-" for a
+// payload that is no message.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -28,7 +28,7 @@ std::string hexadecimal(const Bytes& bytes, std::string_view all) {
   return text;
 }
 
-// Writes down the fields that a message's form shows, as cases.py does.
+// Collects the fields of a message in the form that cases.py writes.
 class Told {
  public:
   std::string fields;
@@ -94,7 +94,7 @@ TEST(Table, HasWhatTheDecoderReads) {
     ++seen[name];
   }
   EXPECT_GT(seen["-"], 1000);
-  EXPECT_EQ(seen.size(), std::variant_size_v<AnyOf<>> + 1) << "messages of the table, and none";
+  EXPECT_EQ(seen.size(), std::variant_size_v<AnyOf<>> + 1) << "all messages, and payloads of none";
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""What docs/messages.json says of many payloads and lines, for TableTest.cpp and CommandsTest.cpp:
+"""Writes what many payloads and command lines mean by docs/messages.json, for TableTest.cpp and
+CommandsTest.cpp:
 
   cases.py TABLE PAYLOADS COMMANDS
 """

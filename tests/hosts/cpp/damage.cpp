@@ -1,12 +1,12 @@
-// Damaged lines between whole ones, through the reader and the decoder:
+// Reads and decodes damaged lines between whole ones:
 //
 //   host_damage COUNT [SEED]     e.g. host_damage 10000000
 //
-// No message with fields may come that was not written, and none that was written whole may stay
-// away. (A "<" that comes up inside a line begins a frame; that its digits fit happens, and gives a
-// message of no kind.) The
-// damage is what the checksum finds for certain: one to three changed bits, a changed run of up to
-// 16 bits, a line without its beginning or its end, bytes in between.
+// No known message may come that was not written, and none that was written whole may be missing.
+// (Damage may put a "<" into a line, which begins a frame; by chance its checksum may fit, which
+// gives an unknown message.) The damage is of the kinds that the checksum always detects: one to
+// three changed bits, a changed run of up to 16 bits, a line without its beginning or its end,
+// inserted bytes.
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -70,8 +70,8 @@ void flip(std::string& line, std::size_t bit) {
   line[bit / 8] = static_cast<char>(line[bit / 8] ^ (1 << (7 - bit % 8)));
 }
 
-// Changes bits of the payload alone, or of what stands behind it: where both are changed, the
-// digits may by chance be those of the changed payload.
+// Changes bits of the payload alone, or of the bytes after it: if both were changed, the checksum
+// could by chance be that of the changed payload.
 std::string changed(Chance& chance, std::string line, bool isRun) {
   const std::size_t behind = line.size() - 6;  // four digits, ">", line feed
   const bool isPayload = chance.below(2) == 0;
@@ -105,8 +105,8 @@ std::string damaged(Chance& chance, std::string line) {
   }
 }
 
-// One damaged line between two whole ones. Two damages in what a document may be long are another
-// matter: where its end is lost and a later line is damaged as well, one in 65,536 ends fits both.
+// One damaged line between two whole ones. Two damaged lines near a document would be a different
+// matter: if its end is lost and a later line is damaged too, one in 65,536 ends fits both.
 bool isReadWell(Chance& chance, long& ofNoKind) {
   const std::string before = payload(chance);
   const std::string hurt = payload(chance);
@@ -133,7 +133,7 @@ bool isReadWell(Chance& chance, long& ofNoKind) {
   reader.finish();
   take();
 
-  // The damaged line is read as it was where the damage lay beside it.
+  // The damaged line may be read as well, if bytes were only inserted beside it.
   using Payloads = std::vector<std::string>;
   const bool isGood = found == Payloads{before, behind} || found == Payloads{before, hurt, behind};
   if (!isGood) std::printf("read wrongly: %s", output.c_str());

@@ -1,4 +1,5 @@
-// A host in Node.js gives its child sockets in place of pipes: node.js BRIDGE. Prints what it saw.
+// A host in Node.js, which gives its child sockets in place of pipes: node.js BRIDGE. Prints what
+// it has read.
 "use strict";
 const { spawn } = require("node:child_process");
 const fs = require("node:fs");

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The package's Bridge over the demo, and over a bridge that plays what a test tells it."""
+"""Tests of the package's Bridge, with the demo and with a bridge that follows a test's script."""
 
 import asyncio
 import os
@@ -14,7 +14,7 @@ import vornix_host as v
 from vornix_host import recipe
 
 ABORT = -signal.SIGABRT
-LIMIT = 60  # seconds; a test that passes never waits it out
+LIMIT = 60  # seconds; only a failing test waits this long
 SHORT = mock.patch.object(recipe, "PAUSES", (0.01, 0.02, 0.03, 0.04, 0.05, 0.06))
 
 
@@ -46,7 +46,7 @@ async def everything(bridge):
 
 
 def plain(text):
-    """A step that writes this as it is."""
+    """A step that writes this text unframed."""
     return "bytes=" + text.encode().hex()
 
 
@@ -68,7 +68,7 @@ class Limited(unittest.IsolatedAsyncioTestCase):
 
 
 class OverTheDemo(Limited):
-    async def test_gives_motions_with_the_time_of_their_coming(self):
+    async def test_gives_motions_with_the_time_of_their_arrival(self):
         begin, begin_wall = time.monotonic(), time.time()
         async with demo("--devices", "tramsel") as bridge:
             self.assertEqual(await bridge.tramsel(), v.TramselFound())
@@ -91,7 +91,7 @@ class OverTheDemo(Limited):
                 self.assertEqual((await bridge.probe()).model, kind)
                 self.assertEqual((await measurements.__anext__()).model, kind)
 
-    async def test_carries_out_what_was_asked_before_the_device_was_there(self):
+    async def test_carries_out_commands_that_were_sent_before_the_device_was_ready(self):
         async with demo("--devices", "corvelta,fenwix", "--control", "json 60") as bridge:
             raw, contractions = bridge.raw(2), bridge.contractions()
             calibrations = bridge.messages()
@@ -134,7 +134,7 @@ class OverTheDemo(Limited):
                 await bridge.send("FX_startRaw\nFX_cmdWriteInt")
             self.assertEqual(len((await bridge.get_json()).text), 600)
 
-    async def test_tells_the_radio_in_words(self):
+    async def test_reports_the_radios_state_as_a_word(self):
         for fault, word in (("off", "off"), ("unauthorized", "unauthorized"),
                             ("unsupported", "unsupported"), ("unknown", "unsupported")):  # fmt: skip
             bridge = demo("--fault", f"radio={fault}")
@@ -143,30 +143,30 @@ class OverTheDemo(Limited):
             self.assertEqual(bridge.radio, word)
             self.assertIn(f"Bluetooth is {word}", str(came[-1]))
 
-    async def test_tells_of_a_reset_radio(self):
+    async def test_reports_a_reset_of_the_radio(self):
         async with demo("--devices", "tramsel", "--fault", "radio=reset@1") as bridge:
             events = bridge.events()
             states = [await first(events, v.RadioChanged) for _ in range(3)]
             self.assertEqual([one.state for one in states], ["on", "resetting", "on"])
 
-    async def test_tells_of_a_stream_that_has_stopped(self):
+    async def test_reports_a_stream_that_has_stopped(self):
         async with demo("--devices", "tramsel", "--fault", "lost=1", silence=0.5) as bridge:
             lost = await first(bridge.events(), v.StreamLost)
             self.assertEqual(lost.stream, "motion")
 
-    async def test_tells_of_a_device_that_was_lost_before_its_services_were_known(self):
+    async def test_reports_a_device_that_was_lost_before_its_services_were_known(self):
         arguments = ["--devices", "corvelta", "--fault", "drop-at=services"]
         async with demo(*arguments, silence=0.5) as bridge:
             events = bridge.events()
             self.assertEqual((await first(events, v.DeviceLost)).name, "Tarvix-1")
             waiting = asyncio.ensure_future(bridge.start_calibration())
-            await bridge.send("bonjour")  # the bridge goes on, and the command waits
+            await bridge.send("bonjour")  # the bridge goes on, while the command is held back
             while (await first(events, v.LogEntry)).text != "commande recue non traitee : bonjour":
                 pass
             self.assertFalse(waiting.done())
             waiting.cancel()
 
-    async def test_does_not_take_a_device_for_found_that_was_lost(self):
+    async def test_does_not_give_a_lost_device_as_found(self):
         for kind, wait in (("tramsel", v.Bridge.tramsel), ("tenoval", v.Bridge.probe)):
             async with demo("--devices", kind, "--fault", "refuse-services") as bridge:
                 events = bridge.events()
@@ -215,7 +215,7 @@ class OverTheDemo(Limited):
                     self.assertEqual(await first(events, v.Started), v.Started(start))
                     await bridge.tramsel()
 
-    async def test_ends_within_a_full_stream_without_losing_a_value_that_it_was_given(self):
+    async def test_ends_during_a_fast_stream_without_losing_a_value(self):
         bridge = demo("--devices", "tramsel", "--control", "rate 1000")
         motions = bridge.motions()
         async with bridge:
@@ -224,7 +224,7 @@ class OverTheDemo(Limited):
         self.assertEqual(rest, list(range(1, len(rest) + 1)))
         self.assertGreater(len(rest), 1)
 
-    async def test_learns_that_a_command_is_beyond_a_device(self):
+    async def test_learns_that_a_device_cannot_carry_out_a_command(self):
         arguments = ["--devices", "corvelta", "--fault",
                      "hide=0860AC22-B172-468E-9755-03A53F3C7E40"]  # fmt: skip
         with SHORT:
@@ -241,7 +241,7 @@ class OverTheDemo(Limited):
 
 
 class OverAPlayedBridge(Limited):
-    async def test_gives_what_stands_between_damage(self):
+    async def test_gives_the_lines_between_damage(self):
         bridge = fake(
             "bytes=" + b"stray\n<V;0000>\n<C;1;".hex(), "message=V;",
             "bytes=" + b"<@25:00:00.000 : x>\n<PJ".hex(), "message=K;NC;7;", "exit=0",
@@ -264,7 +264,7 @@ class OverAPlayedBridge(Limited):
         lost = [one.name for one in came if isinstance(one, v.DeviceLost)]
         self.assertEqual(lost, ["Tramsel de Paul", "Paul", "Ilo-7"])
 
-    async def test_does_not_take_a_device_for_found_whose_loss_was_told_before(self):
+    async def test_does_not_give_a_device_as_found_after_the_report_of_its_loss(self):
         steps = ["log=Connexion a Dorvane", "log=erreur de lecture des services x de Dorvane",
                  "message=C;3;0;", "message=C;1;", "echo"]  # fmt: skip
         async with fake(*steps) as bridge:
@@ -273,12 +273,12 @@ class OverAPlayedBridge(Limited):
         with self.assertRaises(v.BridgeOver):
             await lost
 
-    async def test_gives_what_it_does_not_know(self):
+    async def test_gives_unknown_messages(self):
         came = await everything(fake("message=Q;1;", "message=S;1;65536;0;", "exit=0"))
         unknown = [one.payload for one in came if isinstance(one, v.UnknownMessage)]
         self.assertEqual(unknown, ["Q;1;", "S;1;65536;0;"])
 
-    async def test_pauses_and_starts_again_until_the_recipe_ends(self):
+    async def test_pauses_and_starts_again_until_the_recipe_gives_up(self):
         with SHORT:
             came = await everything(fake("log=begin", "message=V;", "abort"))
         again = ["Started", "LogEntry", "CorveltaOnMains", "Ended"]
@@ -291,7 +291,7 @@ class OverAPlayedBridge(Limited):
         came = await everything(fake("abort", restart=False))
         self.assertEqual(kinds(came), ["Started", "Ended", "GivenUp", "BridgeOver"])
 
-    async def test_forgets_after_a_start_who_was_ready(self):
+    async def test_forgets_at_a_start_which_devices_were_ready(self):
         bridge = fake("once=" + self.mark, "message=C;5;0;1;2;3;4;5;", "wait=FX_startRaw", "abort",
                       "end", "wait=go", "message=C;5;0;9;2;3;4;5;", "echo")  # fmt: skip
         with SHORT:
@@ -320,7 +320,7 @@ class OverAPlayedBridge(Limited):
             with self.assertRaises(asyncio.TimeoutError):
                 await bridge.get_json(timeout=0.01)
 
-    async def test_writes_nothing_to_the_channel_of_a_document_that_is_awaited(self):
+    async def test_writes_no_other_channel_command_while_a_document_is_awaited(self):
         bridge = fake("message=C;5;0;1;2;3;4;5;", "wait=go", "message=PJSON;;", "echo")
         events = bridge.events()
         async with bridge:
@@ -382,7 +382,7 @@ class OverAPlayedBridge(Limited):
     async def test_reads_what_waits_before_it_ends_the_bridge(self):
         bridge = fake("values=300", "echo")
         values = bridge.rms()
-        with mock.patch.object(v.bridge, "DRAINED", 1.0):  # a busy machine pauses for longer
+        with mock.patch.object(v.bridge, "DRAINED", 1.0):  # output pauses longer on a busy machine
             async with bridge:
                 await values.__anext__()
         self.assertEqual([one.value async for one in values], list(range(1, 300)))
@@ -406,7 +406,7 @@ class OverAPlayedBridge(Limited):
         values = bridge.rms()
         async with bridge:
             await values.__anext__()
-            time.sleep(1)  # the event loop stands still, the values come
+            time.sleep(1)  # the event loop is blocked while values come
             still = time.monotonic()
             rest = [await values.__anext__() for _ in range(499)]
         self.assertEqual([one.value for one in rest], list(range(1, 500)))
@@ -414,13 +414,14 @@ class OverAPlayedBridge(Limited):
 
 
 class OverABridgeWithADocument(Limited):
-    """What stands behind a document that may be damaged may be its text: nothing is believed."""
+    """After a document that may be damaged, everything may be its text, so nothing is trusted."""
 
     READY = "message=C;5;0;1;2;3;4;5;"
     FORGED = ["message=C;4;0;9;0;", "message=V;", "log=cde : start raw", "message=Z;2;"]
 
     async def told(self, *steps):
-        """Of one life that asks for a document, and is not ended by the steps."""
+        """The events of one life in which the host asks for a document, and of which the steps are
+        not the end."""
         steps = [plain("stray\n"), self.READY, "wait=FX_cmdWriteInt 19 0", *steps, "echo"]
         bridge = fake(*steps, restart=False)
         events, came = bridge.events(), []
@@ -450,7 +451,7 @@ class OverABridgeWithADocument(Limited):
             "message=PJSON;[1];", "message=C;5;0;6;2;3;4;5;", *FORGED],
     }  # fmt: skip
 
-    async def test_believes_nothing_behind_what_may_be_its_text(self):
+    async def test_trusts_nothing_after_damage_that_may_be_its_text(self):
         for name, steps in self.DOUBTFUL.items():
             with self.subTest(name):
                 came = await self.told(*steps)
@@ -459,8 +460,8 @@ class OverABridgeWithADocument(Limited):
                 self.assertIn(came[-4].why, str(came[-1]))
                 self.assertEqual(came[-3].status, 0)
 
-    async def test_believes_what_stands_behind_a_whole_one(self):
-        # JSON of any form, damage before the question, and damage that is too far behind to be of it
+    async def test_trusts_what_follows_a_whole_document(self):
+        # Any JSON, damage before the request, and damage too far behind to belong to the document
         texts = ("", "[1]", ' {"a" : [-0.5e+7, "\\u00e9<>", true, null]} ', "7" * 5000)
         far = ["log=" + 65530 * "x", plain("y\n")]
         for text in texts:
@@ -471,7 +472,7 @@ class OverABridgeWithADocument(Limited):
                 self.assertIn(v.CorveltaOnMains(), came)
                 self.assertNotIn("TrustLost", kinds(came))
 
-    async def test_does_not_give_a_document_that_nobody_asked_for(self):
+    async def test_gives_a_document_that_nobody_asked_for_as_unknown(self):
         came = await everything(fake("message=PJSON;[1];", "message=V;", "exit=0"))
         self.assertIn(v.UnknownMessage("PJSON;[1];"), came)
         self.assertIn(v.CorveltaOnMains(), came)
@@ -479,7 +480,7 @@ class OverABridgeWithADocument(Limited):
         came = await everything(fake("message=PJSON;[1;", "message=V;", "exit=0", restart=False))
         self.assertEqual(kinds(came)[2:4], ["TrustLost", "Ended"])
 
-    async def test_starts_again_and_asks_for_none_while_it_runs(self):
+    async def test_starts_again_and_never_asks_for_one_again(self):
         damaged = [self.READY, "message=C;4;0;9;0;", "wait=FX_getJson", plain("<PJSON;{\n")]
         bridge = fake("once=" + self.mark, *damaged, *self.FORGED, "echo", "end", self.READY, "echo")
         with SHORT:
@@ -503,7 +504,7 @@ class OverABridgeWithADocument(Limited):
                     with self.assertRaises(v.CommandError):
                         await work
 
-    async def test_is_given_up_where_documents_go_on_being_damaged(self):
+    async def test_is_given_up_when_the_damage_repeats(self):
         with SHORT:
             came = await everything(fake("log=begin", plain("<PJSON;{\n"), *self.FORGED, "abort"))
         self.assertEqual(kinds(came).count("TrustLost"), recipe.MOST)

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The package's command line over the demo: what a person or a shell script sees."""
+"""Tests of the package's command line with the demo: what a person or a shell script sees."""
 
 import os
 import re
@@ -13,7 +13,7 @@ import place
 
 
 def run(text, *arguments, options=()):
-    """The whole of a run whose input is known from the beginning."""
+    """Runs the command line with an input that is known from the beginning."""
     command = [sys.executable, "-B", "-m", "vornix_host", *options, place.DEMO, *arguments]
     return subprocess.run(
         command, input=text, capture_output=True, text=True, cwd=place.HOST, timeout=120, check=False
@@ -21,7 +21,7 @@ def run(text, *arguments, options=()):
 
 
 class Host:
-    """A run that is talked to."""
+    """A run of the command line with which the test interacts."""
 
     def __init__(self, *arguments, options=(), program=(place.DEMO,)):
         self._process = subprocess.Popen(
@@ -45,7 +45,7 @@ class Host:
         self._process.send_signal(signal.SIGINT)
 
     def until(self, pattern):
-        """The lines up to the one that the pattern describes."""
+        """The lines up to the first that matches the pattern."""
         passed = []
         for line in self._process.stdout:
             passed.append(line)
@@ -82,7 +82,7 @@ class InAPipe(unittest.TestCase):
         self.assertIn("Ended(status=0)", done.stdout)
         self.assertEqual((done.returncode, done.stderr), (0, ""))
 
-    def test_a_useless_radio_is_told_in_words(self):
+    def test_a_useless_radio_is_reported_as_a_word(self):
         done = run("FX_getJson\n", "--fault", "radio=off")
         self.assertIn("RadioUnusable(reason='off')", done.stdout)
         self.assertIn("Bluetooth is off", done.stderr)
@@ -129,7 +129,7 @@ class InASession(unittest.TestCase):
             host.until("^GivenUp.*faulty")
             self.assertEqual(host.status(), 1)
 
-    def test_a_device_that_went_silent_is_told(self):
+    def test_a_device_that_went_silent_is_reported(self):
         with Host("--devices", "tramsel", "--fault", "lost=1") as host:
             host.until("^TramselMotion")
             host.until("^StreamLost.*motion")

@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
-"""Damaged lines between whole ones, through the package's reader: damage.py COUNT [SEED]
+"""Reads damaged lines between whole ones with the package's reader: damage.py COUNT [SEED]
 
-No message with fields may come that was not written, and none that was written whole may stay away.
-(A "<" that comes up inside a line begins a frame; that its digits fit happens, and gives a message of
-no kind.) The damage is what the checksum finds for certain: one to three changed bits, a changed run of up to 16 bits, a
-line without its beginning or its end, bytes in between.
+No known message may come that was not written, and none that was written whole may be missing.
+(Damage may put a "<" into a line, which begins a frame; by chance its checksum may fit, which gives
+an unknown message.) The damage is of the kinds that the checksum always detects: one to three
+changed bits, a changed run of up to 16 bits, a line without its beginning or its end, inserted
+bytes.
 """
 
 import random
@@ -44,8 +45,8 @@ def with_changed_bits(line, bits):
 
 
 def changed(chance, line, is_run):
-    """Bits of the payload alone, or of what stands behind it: where both are changed, the digits may
-    by chance be those of the changed payload."""
+    """Changes bits of the payload alone, or of the bytes after it: if both were changed, the
+    checksum could by chance be that of the changed payload."""
     behind = 8 * 6  # four digits, ">", line feed; bits are counted from the end
     begin, end = chance.choice(((behind, 8 * (len(line) - 1)), (0, behind)))
     if not is_run:
@@ -70,9 +71,9 @@ def damaged(chance, line):
 
 
 def is_read_well(chance):
-    """One damaged line between two whole ones. Two damages in what a document may be long are
-    another matter: where its end is lost and a later line is damaged as well, one in 65,536 ends
-    fits both."""
+    """One damaged line between two whole ones. Two damaged lines near a document would be a
+    different matter: if its end is lost and a later line is damaged too, one in 65,536 ends fits
+    both."""
     before, hurt, behind = payload(chance), payload(chance), payload(chance)
     output = framed(before) + damaged(chance, framed(hurt)) + framed(behind)
     cut = chance.randrange(len(output))
@@ -82,7 +83,7 @@ def is_read_well(chance):
     lines += reader.finish()
     texts = [line.text for line in lines if isinstance(line, Payload)]
     found = [text for text in texts if not isinstance(decode(text), UnknownMessage)]
-    # The damaged line is read as it was where the damage lay beside it.
+    # The damaged line may be read as well, if bytes were only inserted beside it.
     is_good = found in ([before, behind], [before, hurt, behind])
     if not is_good:
         print(f"read wrongly: {output!r}")

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""A bridge that does what its command line says, step by step:
+"""A bridge that carries out the steps of its command line:
 
   log=TEXT      a log line          message=PAYLOAD    a message, framed
   bytes=HEX     these bytes         wait=LINE          reads its input up to this line
   echo          writes each line of its input as a log line, until it ends; "kill" ends it
-  values=N      N messages "P1;n;" from a thread, beside the steps that follow, in small pieces
-  once=FILE     the steps up to "end" only if FILE is not there; it is made
+  values=N      N messages "P1;n;" from a thread, during the next steps, in small pieces
+  once=FILE     the steps up to "end" only if FILE does not exist; then it is created
   deaf          closes its input, says so in its log, and goes on with 500 such values
   abort         SIGABRT             exit=N
 """
@@ -67,7 +67,7 @@ def play(step):
     elif name == "deaf":
         os.close(0)
         log("deaf")
-        values(500)  # time for the other side to notice
+        values(500)  # gives the host time to notice
     elif name == "abort":
         os.kill(os.getpid(), signal.SIGABRT)
     elif name == "exit":

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The package's reader and decoder by themselves."""
+"""Tests of the package's reader and decoder."""
 
 import dataclasses
 import random
@@ -19,7 +19,7 @@ TABLE = tables.load(place.TABLE)
 
 
 def output_of_the_page():
-    """The lines of the bridge in the page's sessions, each ended by a line feed."""
+    """The bridge's lines in the page's sessions, each with a line feed."""
     with open(place.PAGE, encoding="utf-8") as page:
         session = blocks.lines(page.read(), "transcript")
     return [line.text.encode() + b"\n" for line in session if line.text.startswith("<")]
@@ -84,19 +84,19 @@ class Lines(unittest.TestCase):
             self.assertEqual(read(line), [DamagedLine(line)])
         self.assertEqual(read(b"<@23:59:59.999 : a&inf;b>\n"), [LogEntry("23:59:59.999", "a<b")])
 
-    def test_of_json_may_hold_anything_of_ascii(self):
+    def test_of_json_may_contain_any_ascii(self):
         text = 'a\r\nb>\r\n<V;3E2E><C;3;0;4A3D>;0000> \n<PJSON;'
         payload = f"PJSON;{text};"
         found = read(frame(payload.encode()) + frame(b"V;"))
         self.assertEqual(payloads(found), [payload, "V;"])
         self.assertEqual(decode(payload), FenwixJson(text))
 
-    def test_of_json_are_damaged_where_the_text_holds_the_end_of_a_line(self):
+    def test_of_json_are_damaged_where_the_text_contains_the_end_of_a_line(self):
         found = read(frame(b"PJSON;x>\n" + frame(b"V;") + b"y;"))
         self.assertEqual(found[0], DamagedLine(b"<PJSON;x>\n"))
         self.assertEqual(payloads(found), ["V;"])
 
-    def test_behind_a_json_that_was_cut_off_are_no_end_of_it(self):
+    def test_after_a_json_that_was_cut_off_do_not_end_it(self):
         line = frame(b"C;3;0;")
         cut = next(cut for cut in (b"PJSON;%d" % n for n in range(1000000))
                    if checksum(cut + line[:7]) == 0x4A3D)  # fmt: skip
@@ -104,20 +104,20 @@ class Lines(unittest.TestCase):
         self.assertEqual(found[0], DamagedLine(b"<" + cut))
         self.assertEqual(payloads(found), ["C;3;0;", "C;3;0;"])
 
-    def test_of_json_end_early_where_the_text_holds_its_own_end(self):
-        """What no reader can see (docs/host-protocol.md, appendix B)."""
+    def test_of_json_end_early_where_the_text_contains_a_valid_end(self):
+        """No reader can detect this (docs/host-protocol.md, appendix B)."""
         early = frame(b"PJSON;a;")
         whole = frame(b"PJSON;" + early[7:] + frame(b"V;") + b";")
         found = read(whole)
         self.assertEqual(payloads(found), ["PJSON;a;", "V;"])
         self.assertIsInstance(found[-1], DamagedLine)
 
-    def test_of_json_may_be_as_long_as_can_be(self):
+    def test_of_json_may_have_the_greatest_length(self):
         longest = frame(b"PJSON;" + 65535 * b"3" + b";")
         self.assertEqual(len(longest), LONGEST_MESSAGE)
         self.assertEqual(len(payloads(read(longest[:4096], longest[4096:]))), 1)
 
-    def test_behind_a_json_without_an_end_are_not_held_back(self):
+    def test_after_a_json_without_an_end_are_not_delayed(self):
         cut = b'<PJSON;{"a": 1\n'
         found = list(LineReader().feed(cut + frame(b"V;")))
         self.assertEqual(found, [DamagedLine(cut), Payload("V;")])

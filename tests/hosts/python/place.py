@@ -1,4 +1,4 @@
-"""Where things are, from the environment; each test imports this first."""
+"""Paths from the environment; each test imports this module first."""
 
 import os
 import sys

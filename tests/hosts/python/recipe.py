@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The recipe for restarts, and the check of commands: decisions without a process."""
+"""Tests of the recipe for restarts and of the check of commands, without a process."""
 
 import signal
 import unittest
@@ -46,7 +46,7 @@ class TheRecipe(unittest.TestCase):
         for _ in range(1000):
             self.assertEqual(recipe.after(aborted("Stop Scan", lived=3600)), Again(1))
 
-    def test_takes_the_same_last_line_for_a_faulty_device(self):
+    def test_blames_a_device_when_the_last_line_is_the_same_again(self):
         recipe = Recipe()
         self.assertEqual(recipe.after(aborted("Connexion a ILO-1")), Again(1))
         over = recipe.after(aborted("Connexion a ILO-1"))
@@ -71,21 +71,22 @@ class TheRecipe(unittest.TestCase):
             for pause in (1, 1):
                 self.assertEqual(recipe.after(aborted(log)), Again(pause))
 
-    def test_does_not_take_a_signal_that_was_sent_for_a_faulty_device(self):
+    def test_does_not_blame_a_device_for_a_signal_that_was_sent(self):
         recipe = Recipe()
         for sent, pause in ((-signal.SIGTERM, 1), (-signal.SIGKILL, 2), (137, 4), (-signal.SIGTERM, 8)):
             self.assertEqual(recipe.after(End(sent, 3.0, "Connexion a ILO-1")), Again(pause))
 
-    def test_sees_a_faulty_device_behind_a_signal_that_was_sent(self):
+    def test_blames_a_device_also_with_a_sent_signal_in_between(self):
         recipe = Recipe()
         recipe.after(aborted("Connexion a ILO-1"))
         recipe.after(End(-signal.SIGTERM, 3.0, "Stop Scan"))
         self.assertIsInstance(recipe.after(aborted("Connexion a ILO-1")), Over)
 
-    def test_leaves_an_end_that_is_none_of_the_bridges_to_the_user(self):
+    def test_leaves_an_end_that_it_cannot_explain_to_the_user(self):
         for status in (0, 2, 127):
             self.assertIsInstance(Recipe().after(End(status, 2.0, None)), Over)
-        self.assertEqual(Recipe().after(End(134, 2.0, None)), Again(1))  # SIGABRT behind a shell
+        # 134: SIGABRT as a shell reports it
+        self.assertEqual(Recipe().after(End(134, 2.0, None)), Again(1))
 
     def test_leaves_a_useless_radio_to_the_user(self):
         over = Recipe().after(End(0, 2.0, "manager state update : poweredOff", radio="off"))
@@ -101,7 +102,7 @@ class TheRecipe(unittest.TestCase):
             self.assertEqual(recipe.after(End(0, 9.0, "Stop Scan", is_loss=True)), Again(pause))
         self.assertEqual(recipe.after(End(0, 99.0, "Stop Scan", is_loss=True)), Again(1))
 
-    def test_takes_a_reset_of_the_radio_for_a_loss_only_once_a_device_was_found(self):
+    def test_counts_a_reset_of_the_radio_as_a_loss_only_once_a_device_was_found(self):
         life = Life()
         reset = [f"manager state update : {state}" for state in ("resetting", "poweredOn")]
         seen = []

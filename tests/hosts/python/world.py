@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
-"""What bridges write in sessions of the world, with devices and a stack that misbehave: the reader
-finds each line whole and knows each message, and nothing makes it lose trust."""
+"""Reads what bridges write in simulated sessions (tests/world), in which devices and stack
+misbehave: each line has to be whole, each message known, and nothing may cost the bridge its
+trust."""
 
 import os
 import re
@@ -16,15 +17,15 @@ from vornix_host.life import Life
 WORLD = os.environ["VORNIX_WORLD"]
 SEEDS = range(1, 41)
 BANNER = "Demarrage de Vornix"
-# What it prints of a line: "   1.046692  > <@ : text>", the time of the log taken out.
+# A line as the program prints it: "   1.046692  > <@ : text>", with the log's time left out.
 WRITTEN = re.compile(rb" *\d+\.\d+  > (.*)", re.DOTALL)
 COMMAND = re.compile(rb" *\d+\.\d+  < (.*)", re.DOTALL)
-# Or of anything else: a document's own line feeds do not look like this.
+# The beginning of any entry; line feeds within a document do not look like this.
 PRINTED = re.compile(rb"^(?= *\d+\.\d{6}  )", re.MULTILINE)
 
 
 def session(seed):
-    """What passed between the host and its bridges: ("<" or ">", the bytes)."""
+    """The lines between the host and its bridges, each as ("<" or ">", its bytes)."""
     done = subprocess.run([WORLD, "--seed", str(seed)], capture_output=True, check=True)
     for printed in PRINTED.split(done.stdout):
         if written := WRITTEN.fullmatch(printed.rstrip(b"\n")):

@@ -1,4 +1,4 @@
-// A program with none of the hardening: the test has to find that out.
+// A program without any hardening, to test the check.
 #include <cstdio>
 
 int main(int argc, char**) {

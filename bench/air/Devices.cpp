@@ -15,7 +15,7 @@ using lab::wire::appendLittle;
 
 constexpr std::size_t kTimeSize = 4;
 
-// Wraps around after more than an hour, which differences of two do not notice.
+// Wraps around after more than an hour; the difference of two such times is right all the same.
 std::uint32_t microsecondsAt(Clock::time_point time) {
   using std::chrono::microseconds;
   return static_cast<std::uint32_t>(
@@ -39,7 +39,7 @@ std::optional<std::uint32_t> timeIn(const lab::Bytes& value, std::size_t size) {
 
 struct DeviceValue {
   Device device;
-  lab::Bytes bytes;  // as the device sent them
+  lab::Bytes bytes;  // the bytes that the device sent
 };
 
 struct ReadValue {

@@ -1,5 +1,5 @@
-// The devices that are played, and their values: each tells when it was sent, in 32 bits of
-// microseconds, and then a mark as far as the device's values have room for one.
+// The simulated devices, and their values: each contains the time of sending, in 32 bits of
+// microseconds, and then a mark if the value has room for one.
 #pragma once
 
 #include <array>
@@ -12,13 +12,13 @@
 namespace bench {
 
 struct DeviceKind {
-  std::string_view name;    // as lab::makeDevice takes it
-  std::string_view stream;  // the characteristic that the values are of
+  std::string_view name;    // the kind, for lab::makeDevice
+  std::string_view stream;  // the characteristic that sends the values
   std::size_t valueSize;    // in bytes
 };
 
-// The bridge ends its scan when it has found a Tramsel, a Corvelta and a probe: the probe, which
-// stands last, is heard of later than the others.
+// The bridge ends its scan when it has found a Tramsel, a Corvelta and a probe, so the probe is
+// heard later than the others.
 enum Device : std::size_t { kTramsel, kFenwix, kCorvelta, kProbe };
 inline constexpr std::array<DeviceKind, 4> kDevices{
     {{"tramsel", "EF680408-9B35-4933-9B10-52FFA9740042", 18},
@@ -28,15 +28,15 @@ inline constexpr std::array<DeviceKind, 4> kDevices{
 
 lab::Bytes valueSentAt(Clock::time_point time, std::size_t size);
 
-// What came of one device's values. They are told apart by their times: no two are sent within one
-// microsecond.
+// How many values of one device arrived, and how late. Values are identified by their times: no two
+// are sent within one microsecond.
 struct Reception {
-  unsigned received = 0;          // each counted once
-  unsigned doubled = 0;           // came once more
+  unsigned received = 0;          // different values
+  unsigned doubled = 0;           // values that came again
   std::vector<double> latencies;  // in milliseconds, from sending to the reader of the pipe
 };
 
-// Of the values sent from that time on, by place in kDevices, from lines of the bridge.
+// The reception of the values sent from begin on, by the bridge's lines; indexed like kDevices.
 std::array<Reception, kDevices.size()> receptionsOf(const std::vector<Output::Line>& lines,
                                                     Clock::time_point begin);
 

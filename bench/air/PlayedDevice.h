@@ -1,5 +1,5 @@
-// One device of Devices.h as the played bluetoothd has it: the lab's model, which is found, answers
-// and is subscribed to as ever. Its stream is not the model's.
+// One device of Devices.h for the model of bluetoothd: the lab's device model, except that its
+// stream's values come from the benchmark.
 #pragma once
 
 #include <functional>
@@ -14,10 +14,10 @@ namespace bench {
 
 class PlayedDevice {
  public:
-  // Of this place in kDevices.
+  // place: the index in kDevices.
   PlayedDevice(lab::Bluetoothd& bluetoothd, std::size_t place);
 
-  // It advertises from now on, whenever it is not connected.
+  // Starts advertising, while it is not connected.
   void appear() { remote_.isAdvertising = true; }
 
   lab::RemoteDevice& remote() const { return remote_; }

@@ -1,4 +1,4 @@
-// Something that is done a number of times at a steady rate.
+// An action that is done a number of times at a steady rate.
 #pragma once
 
 #include <chrono>

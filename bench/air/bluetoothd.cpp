@@ -1,13 +1,13 @@
-// A bluetoothd that is played, with the devices of Devices.h to connect to and a crowd of other
-// advertisers. It tells of more devices than emulated controllers could, at a rate that is known.
+// Runs the model of bluetoothd with the devices of Devices.h and a crowd of other advertisers. It
+// reports more devices than emulated controllers could, and at a known rate.
 //
 // Control lines on standard input:
-//   probe                  the probe is heard of, which a scan alone does not find
-//   stream RATE COUNT      that many values of each device that is subscribed, RATE per second
-//   appear RATE COUNT      that many advertisers are heard of first, RATE per second
-//   again RATE COUNT       that many reports of advertisers that are known, in turn
+//   probe                  lets the probe advertise, which a scan alone does not
+//   stream RATE COUNT      COUNT values of each subscribed device, RATE per second
+//   appear RATE COUNT      COUNT new advertisers, RATE per second
+//   again RATE COUNT       COUNT reports of known advertisers in turn, RATE per second
 // The last three may run at the same time. On standard output, one line each: ready; subscribed
-// (one device's stream); done (nothing runs any more); failed. It ends with its input.
+// (one device's stream); done (nothing is running any more); failed. It ends with its input.
 #include <poll.h>
 #include <unistd.h>
 
@@ -31,8 +31,8 @@ using namespace std::chrono_literals;
 const std::string kAdapter = "/org/bluez/hci0";
 constexpr Microseconds kAdvertisingInterval = 1s;
 
-// What is later than this was not held up in the machine: an idle machine whose host is busy finds
-// that time has jumped. Going on from there keeps values from coming all at once.
+// A longer delay was not caused within the machine: the time of an idle machine jumps when its host
+// is busy. The series then goes on from the new time, so that values do not come all at once.
 constexpr auto kLongestDelay = 2ms;
 
 void tell(const std::string& event) {
@@ -40,7 +40,7 @@ void tell(const std::string& event) {
   std::fflush(stdout);
 }
 
-// Of the private range for random addresses.
+// An address of the range of static random addresses.
 std::string keyOf(unsigned advertiser) {
   std::array<char, 24> text;
   std::snprintf(text.data(), text.size(), "dev_C0_00_00_%02X_%02X_%02X", advertiser >> 16U & 0xFFU,
@@ -53,7 +53,7 @@ class Player final : private lab::Witness {
   Player() {
     bluetoothd_.plug(kAdapter, true);
     bluetoothd_.start();
-    // So that advertisers are told of also when the client has ended its scan.
+    // So that advertisers are reported also when the client has ended its scan.
     bluetoothd_.discoverForAnother(kAdapter, true);
     for (std::size_t place = 0; place < bench::kDevices.size(); ++place) {
       series_.push_back(&devices_.emplace_back(bluetoothd_, place).values());
@@ -62,7 +62,7 @@ class Player final : private lab::Witness {
     tell("ready");
   }
 
-  // Until standard input ends.
+  // Runs until standard input ends.
   void run() {
     lab::LineReader input(STDIN_FILENO);
     while (!input.isAtEnd()) {
@@ -80,7 +80,7 @@ class Player final : private lab::Witness {
   Fate fateOf(lab::RemoteDevice&, std::string_view, std::string_view) override {
     return Fate::serve;
   }
-  // The first three are heard of when somebody scans, the probe when it is said.
+  // The first three devices advertise once somebody scans, the probe on its control line.
   void didAsk(const std::string& /*path*/, const std::string& member) override {
     if (member != "StartDiscovery") return;
     for (std::size_t place = 0; place < bench::kProbe; ++place) devices_[place].appear();
@@ -124,7 +124,7 @@ class Player final : private lab::Witness {
     return due;
   }
 
-  // All alike, so that they keep the distances between them.
+  // Shifts all series by the same time, so that they keep their distances.
   void postpone(Clock::duration time) {
     for (Series* series : series_) series->postpone(time);
   }
@@ -164,7 +164,7 @@ class Player final : private lab::Witness {
     return true;
   }
 
-  // Evenly spread, no two devices' values at one time.
+  // Spreads the devices evenly, so that no two send at the same time.
   void stream(unsigned rate, unsigned count) {
     const auto isSubscribed = [](const auto& device) { return device.isSubscribed(); };
     const auto streaming = std::ranges::count_if(devices_, isSubscribed);
@@ -186,11 +186,11 @@ class Player final : private lab::Witness {
   lab::Dice dice_{1};
   lab::MessageBus bus_;
   lab::Bluetoothd bluetoothd_{agenda_, dice_, bus_, *this};
-  std::deque<bench::PlayedDevice> devices_;  // as kDevices
+  std::deque<bench::PlayedDevice> devices_;  // indexed like kDevices
   unsigned known_ = 0;
   Series firsts_{[this](unsigned number) { pass(number - 1); }};
   Series reports_{[this](unsigned number) { pass((number - 1) % known_); }};
-  std::vector<Series*> series_{&firsts_, &reports_};  // and those of the devices
+  std::vector<Series*> series_{&firsts_, &reports_};  // then those of the devices
 };
 
 }  // namespace

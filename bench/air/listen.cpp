@@ -1,5 +1,5 @@
-// The floor of the crowded air: a client that has found and connected its device, and goes on
-// receiving and reading what bluetoothd tells of all others. It does nothing with it.
+// The floor for the benchmark with many advertisers: a client that has connected to its device and
+// only receives and parses the signals about all others.
 #include <poll.h>
 #include <unistd.h>
 
@@ -9,7 +9,7 @@ namespace {
 
 using bench::check;
 
-// To the end of an array of properties.
+// Reads an array of properties to its end.
 void readProperties(sd_bus_message* message) {
   check(sd_bus_message_enter_container(message, 'a', "{sv}"), "properties");
   while (check(sd_bus_message_enter_container(message, 'e', "sv"), "property") > 0) {

@@ -1,4 +1,4 @@
-// The runner of the benchmark in crowded air; see bench/air/run.
+// Runs the benchmark with many advertisers; see bench/air/run.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -17,7 +17,7 @@ using bench::kDevices;
 using bench::Nanoseconds;
 
 constexpr unsigned kAdvertisers = 1000;
-constexpr unsigned kReportsPerSecond = 970;  // not in step with the values
+constexpr unsigned kReportsPerSecond = 970;  // no multiple of the values' rate
 constexpr unsigned kReports = 4850;
 constexpr unsigned kValuesPerSecond = 250;  // of each device
 constexpr unsigned kValues = 1250;
@@ -37,13 +37,13 @@ bool isEndOfScan(std::string_view line) {
   return line.ends_with(" : Stop Scan>");
 }
 
-// One client from its start to its end.
+// Measures one client from its start to its end.
 class Run {
  public:
   Run(std::string name, bench::Process& bluetoothd, bench::Figures& figures)
       : name_(std::move(name)), figures_(figures), session_(bluetoothd) {}
 
-  // While it scans for the probe three devices stream, and four when it has found it.
+  // Three devices stream while the bridge scans for the probe, and four when it has found it.
   void measureBridge() {
     session_.start({VORNIX_BRIDGE});
     subscribeToThree();
@@ -61,7 +61,7 @@ class Run {
     measureValues(kScanned, kDevices.size());
   }
 
-  // It has no scan of its own, and stands beside both phases of the bridge.
+  // The listener has no phases; its figures are the floor for both phases of the bridge.
   void measureListener() {
     session_.start({BENCH_LISTEN});
     session_.waitForLine([](auto line) { return line == "listening"; });
@@ -72,7 +72,7 @@ class Run {
   }
 
  private:
-  // A Tramsel and a Corvelta stream unasked, a Fenwix is asked when it is ready.
+  // The bridge subscribes to a Tramsel and a Corvelta by itself, to a Fenwix on command.
   void subscribeToThree() {
     session_.waitForEvent("subscribed");
     session_.waitForEvent("subscribed");
@@ -81,7 +81,7 @@ class Run {
     session_.waitForEvent("subscribed");
   }
 
-  // It may also end by itself, a minute after the first connection.
+  // The scan may also have ended by itself, a minute after the first connection.
   void requireScan() {
     const auto lines = session_.client().output().linesFrom(0);
     if (std::ranges::any_of(lines, isEndOfScan, &bench::Output::Line::text)) {
@@ -94,7 +94,7 @@ class Run {
     measureReports("a known one again, " + std::string(phase), kAgain, kReports);
   }
 
-  // Without values, so that all that the client uses is for the reports.
+  // Without values, so that all CPU time of the client is for the reports.
   void measureReports(const std::string& kind, const std::string& what, unsigned count) {
     const Nanoseconds before = bench::cpuTime(session_.client().id());
     session_.tell(what);

@@ -6,7 +6,7 @@
 #include <cstdlib>
 
 namespace {
-constexpr int kRoom = 1 << 20;  // the most that a pipe of an ordinary user holds
+constexpr int kRoom = 1 << 20;  // bytes: the largest pipe that an ordinary user gets
 }
 
 OutputPipe::OutputPipe() : original_(dup(STDOUT_FILENO)), buffer_(kRoom) {

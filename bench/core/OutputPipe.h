@@ -1,5 +1,5 @@
-// Standard output as a pipe that takes a batch of lines without a reader beside it, so that only
-// the writing side is measured. While it lives, it stands in for descriptor 1.
+// Standard output as a pipe that holds a batch of lines without a reader, so that only the writing
+// is measured. Replaces descriptor 1 while it exists.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +13,7 @@ class OutputPipe {
   OutputPipe(const OutputPipe&) = delete;
   OutputPipe& operator=(const OutputPipe&) = delete;
 
-  // What is in the pipe now, at most 1 MiB.
+  // Empties the pipe and returns what it held, at most 1 MiB.
   std::string take();
 
  private:

@@ -1,5 +1,5 @@
-// Takes motion values from a socket such as bluetoothd's and writes their lines, on the bridge's
-// own way: loop, queue, handler, output. For bench/core/instructions.
+// Reads motion values from a socket like bluetoothd's and writes their lines, by the bridge's own
+// code: loop, queue, handler, output. For bench/core/instructions.
 //
 //   bench-socket COUNT
 #include <sys/socket.h>
@@ -23,7 +23,7 @@ using platform::bluez::Loop;
 using platform::bluez::NotifySocket;
 using namespace std::chrono_literals;
 
-constexpr long kBatch = 100;  // what a socket holds at once
+constexpr long kBatch = 100;  // values that fit into the socket at once
 
 constexpr std::uint8_t kMotion[] = {0x01, 0x00, 0xFF, 0xFF, 0x34, 0x12, 0xF4, 0xFF, 0x00,
                                     0x00, 0xE8, 0x03, 0x7F, 0xFF, 0x00, 0x80, 0xFF, 0x7F};

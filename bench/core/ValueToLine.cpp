@@ -1,11 +1,11 @@
-// What one value costs from the platform's callback to the line in the host's pipe, for every kind
-// of message, next to the floor: the bare write of the same bytes into the same pipe; and next to
-// the same bytes given to the unbuffered stream, which is the way that every line has to take.
-// Compare them within one run; only the writing is timed, the pipe is emptied outside the clock.
+// Measures one value from the platform's callback to the line in the host's pipe, for every kind of
+// message, beside the floor, which is the bare write of the same bytes into the same pipe, and
+// beside the same bytes written to the unbuffered C stream, which every line has to pass. Compare
+// them within one run. Only the writing is timed; the pipe is emptied between the measurements.
 //
 //   bench-core [--benchmark_...]
-//   bench-core --deliver KIND COUNT     only delivers so many values (for bench/core/instructions)
-//   bench-core --kinds                  the kinds
+//   bench-core --deliver KIND COUNT     only delivers COUNT values (for bench/core/instructions)
+//   bench-core --kinds                  lists the kinds
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
@@ -50,7 +50,7 @@ namespace {
 using platform::CBUUID;
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr int kBatch = 200;  // values between two looks at the clock
+constexpr int kBatch = 200;  // values per reading of the clock
 
 class Device final : public platform::CBPeripheral {
  public:
@@ -88,14 +88,14 @@ class Scene {
   Characteristic characteristic_;
 };
 
-// The calling thread's own time: what else runs on the machine does not count.
+// CPU time of the calling thread, so that other programs on the machine do not count.
 double cpuSeconds() {
   timespec now{};
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
   return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
-// With their ends.
+// The lines, each with its line feed.
 std::vector<std::string> linesOf(const std::string& output) {
   std::vector<std::string> lines;
   for (std::size_t begin = 0, end = 0; begin < output.size(); begin = end) {
@@ -112,16 +112,16 @@ double timed(Operation operation) {
   return cpuSeconds() - start;
 }
 
-// Batches of values, of bare writes and of lines given to the stream in turn, so that all see the
-// same machine. The time reported is the value's; "floor" is the write's, "ratio" the one over the
-// other, "stream" the stream's over the floor.
+// Measures batches of values, of bare writes and of writes to the stream in turn, so that all run
+// under the same conditions. The time reported is that of a value, "floor" that of a bare write,
+// "ratio" the first divided by the second, "stream" the stream's divided by the floor.
 template <class Handler>
 void valueToLine(benchmark::State& state, CBUUID uuid, Bytes bytes) {
   OutputPipe pipe;
   Scene<Handler> scene(uuid, bytes);
   const auto deliver = [&scene] { scene.deliver(); };
   deliver();
-  pipe.take();  // a probe's first value has a line more
+  pipe.take();  // a probe writes one line more with its first value
   deliver();
   const std::vector<std::string> lines = linesOf(pipe.take());
   const auto bareWrite = [&lines] {
@@ -161,7 +161,7 @@ void valueToLine(benchmark::State& state, CBUUID uuid, Bytes bytes) {
 const Bytes kMotion{0x01, 0x00, 0xFF, 0xFF, 0x34, 0x12, 0xF4, 0xFF, 0x00,
                     0x00, 0xE8, 0x03, 0x7F, 0xFF, 0x00, 0x80, 0xFF, 0x7F};
 
-// Calls back with the handler's type, the kind's name, the characteristic and its value.
+// Calls visit for each kind of message: its handler's type, its name, the characteristic, a value.
 template <class Visitor>
 void forEachKind(Visitor visit) {
   const std::type_identity<ComTramsel> tramsel;

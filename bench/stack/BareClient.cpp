@@ -12,7 +12,7 @@ constexpr char kAdapter[] = "/org/bluez/hci0";
 constexpr char kAdapterInterface[] = "org.bluez.Adapter1";
 constexpr char kDeviceInterface[] = "org.bluez.Device1";
 
-// The message is at the properties of an interface: reads to their end.
+// The message has to be at the properties of an interface; reads them to their end.
 bool hasText(sd_bus_message* message, const char* property, const char* value) {
   bool isFound = false;
   check(sd_bus_message_enter_container(message, 'a', "{sv}"), "properties");
@@ -65,7 +65,7 @@ void BareClient::call(const std::string& path, const char* interface, const char
         member);
 }
 
-// The path of the object whose property has this text, as soon as there is one.
+// Waits for an object whose property has this text, and returns its path.
 std::string BareClient::waitFor(const char* interface, const char* property, const char* value) {
   for (;;) {
     while (check(sd_bus_process(bus_, nullptr), "bus") > 0) {

@@ -1,5 +1,5 @@
-// What a client of BlueZ has to do before values come, with sd-bus and nothing else: finds the one
-// device in range, connects to it, and knows the path of its motion characteristic.
+// What every client of BlueZ has to do before values come, with sd-bus alone: it finds the one
+// device in range, connects to it, and finds the path of its motion characteristic.
 #pragma once
 
 #include <systemd/sd-bus.h>
@@ -8,16 +8,16 @@
 
 namespace bench {
 
-// Ends the process with a word on standard error when sd-bus reports a failure.
+// Ends the process with a message on standard error when sd-bus reports a failure.
 int check(int result, const char* what);
 
 class BareClient {
  public:
   static constexpr char kCharacteristicInterface[] = "org.bluez.GattCharacteristic1";
 
-  // Returns when the characteristic can be subscribed to. Scans on while it connects, as the bridge
-  // has to: both then wait for the device's next advertisement, where emulated controllers report a
-  // device to a scan that starts anew at once, which no radio does.
+  // Returns when the characteristic can be subscribed to. Goes on scanning while it connects, as
+  // the bridge has to, so that both wait for the device's next advertisement: emulated controllers
+  // report a device at once to a new scan, which no real radio does.
   BareClient();
   BareClient(const BareClient&) = delete;
   BareClient& operator=(const BareClient&) = delete;

@@ -1,5 +1,5 @@
-// Collects figures over rounds and prints them: one table per occasion with the medians of the
-// rounds, and after it the first subject's over each other's.
+// Collects figures over rounds and prints them: tables with the medians of the rounds, each
+// followed by the first subject's figures divided by those of each other subject.
 #pragma once
 
 #include <map>
@@ -11,7 +11,7 @@ namespace bench {
 
 class Figures {
  public:
-  // Tables, subjects and figures are shown in the order in which they first come.
+  // Tables, subjects and figures are printed in the order in which they were first added.
   void add(const std::string& table, const std::string& subject, const std::string& figure,
            double value);
 
@@ -31,7 +31,7 @@ class Figures {
   std::vector<Table> tables_;
 };
 
-// The value below which that part of the values lies; of no values 0.
+// The value below which this part (0 to 1) of the values lies; 0 if there are no values.
 double quantile(std::vector<double> values, double part);
 
 }  // namespace bench

@@ -16,7 +16,7 @@
 namespace bench {
 namespace {
 
-// More than one run brings, so that nothing is copied while values come.
+// More than the output of one run, so that nothing is reallocated while values come.
 constexpr std::size_t kBytes = 4U << 20U;
 constexpr std::size_t kArrivals = 1U << 16U;
 

@@ -1,5 +1,5 @@
-// A program under measurement, or one that helps with it: what it has used, and its output with the
-// times at which it came.
+// A measured program, or one that helps to measure: its CPU time and memory, and its output with
+// the times of arrival.
 #pragma once
 
 #include <sys/types.h>
@@ -16,22 +16,22 @@ namespace bench {
 
 using Nanoseconds = std::chrono::nanoseconds;
 
-// Processor time of all threads that a process has now.
+// The CPU time of all threads that a process has now.
 Nanoseconds cpuTime(pid_t process);
 
-// What is mapped from now on is there at once. The first touch of a huge page would hold a reader
-// up for some 7 ms, and all values of that time would seem late.
+// Makes the memory that this process maps from now on resident at once. The first access to a huge
+// page would otherwise delay a reader by some 7 ms, and all values of that time would seem late.
 void holdMemory();
 
-// Memory that a process has resident now, in KiB. Counted page by page: the kernel's running
-// totals, and the peak with them, may lag by megabytes.
+// The resident memory of a process now, in KiB, counted page by page: the kernel's running total,
+// and with it the peak, may lag by megabytes.
 long residentMemory(pid_t process);
 
-// Bytes from a pipe. Reading only keeps them, so that it costs the programs beside it little.
+// Keeps the bytes of a pipe. Reading does nothing else, so as to take little from other programs.
 class Output {
  public:
   struct Line {
-    std::string_view text;  // without its end
+    std::string_view text;  // without the line feed
     Clock::time_point arrived;
   };
 
@@ -42,12 +42,12 @@ class Output {
   void readOnce();  // poll has found something
 
   std::size_t size() const { return bytes_.size(); }
-  // The whole lines from this byte on. Valid until more is read.
+  // The complete lines from this byte on. Valid until more is read.
   std::vector<Line> linesFrom(std::size_t begin) const;
 
  private:
   struct Arrival {
-    std::size_t end;  // of the bytes that had come by then
+    std::size_t end;  // the number of bytes that had come by then
     Clock::time_point time;
   };
 

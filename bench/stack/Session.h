@@ -1,5 +1,5 @@
-// One client that is measured and the program that plays to it, served by one loop: the outputs of
-// both are read as they come.
+// One measured client and the program that plays its device or its bluetoothd, served by one loop
+// that reads the outputs of both as they come.
 #pragma once
 
 #include <functional>
@@ -14,8 +14,8 @@ namespace bench {
 
 class Session {
  public:
-  // player: a program that is told what to do and tells what it has done, one line each; a line
-  // that begins with "failed" ends the session. Outlives the session.
+  // player: a program that takes control lines and writes a line for each event; a line that begins
+  // with "failed" ends the session. It outlives the session.
   explicit Session(Process& player);
 
   void start(const std::vector<std::string>& command);
@@ -24,14 +24,14 @@ class Session {
 
   void tell(const std::string& order) const { player_.writeLine(order); }
 
-  // These wait, and throw std::runtime_error when they do so in vain.
-  void waitForEvent(std::string_view event);  // of the player, since the one waited for last
+  // These wait, and throw std::runtime_error when nothing comes.
+  void waitForEvent(std::string_view event);  // of the player, after the last one waited for
   Output::Line waitForLine(const std::function<bool(std::string_view)>& isMeant);  // of the client
-  void settle();  // nothing comes any more and the client has nothing to do
+  void settle();  // until no output comes any more and the client is idle
 
   void serveFor(Nanoseconds time);
 
-  // As a host that does not read: the client's output is left alone.
+  // Does not read the client's output for this time, as a host that stalls.
   void stallFor(Nanoseconds time);
 
  private:
@@ -39,7 +39,7 @@ class Session {
   void serve(Clock::time_point end);
 
   Process& player_;
-  std::size_t seen_;  // of the player's output
+  std::size_t seen_;  // how many bytes of the player's output were handled
   bool isStalled_ = false;
   Clock::time_point startTime_;
   std::optional<Process> client_;

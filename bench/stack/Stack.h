@@ -1,5 +1,5 @@
-// bluetoothd and the bus's daemon, as they run in the virtual machine. Holds no match on the bus:
-// while values come, nothing is sent to the benchmark itself.
+// bluetoothd and the bus daemon in the virtual machine. Adds no match rule to the bus, so that the
+// benchmark itself receives nothing while values come.
 #pragma once
 
 #include <sys/types.h>
@@ -23,7 +23,7 @@ class Stack {
 
   bool isPowered(const std::string& adapter) const;
 
-  // Ends all links and forgets all devices, so that the next client begins like the first.
+  // Ends all links and removes all devices, so that the next client begins like the first.
   void forgetDevices() const;
 
  private:

@@ -1,5 +1,5 @@
-// What each value of the benchmarks tells: its number and when it was sent, in the 18 bytes of a
-// motion value. Numbers count from 1 in every run; 0 is the value that greets a subscriber.
+// The contents of each value of the benchmarks: its number and its time of sending, in the 18 bytes
+// of a motion value. Numbers count from 1 in every run; 0 is the value that a new subscriber gets.
 #pragma once
 
 #include <array>
@@ -23,7 +23,7 @@ struct Stamp {
 
   static Stamp now(std::uint32_t number) { return {number, Clock::now()}; }
 
-  // The last bytes are a mark, by which a damaged value is told from a whole one.
+  // The last bytes are a mark, which shows that the value is not damaged.
   Bytes bytes() const {
     const std::int64_t time = sent.time_since_epoch().count();
     Bytes bytes;

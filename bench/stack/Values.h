@@ -14,7 +14,7 @@ enum class Form { message, hexadecimal };
 
 std::optional<Stamp> stampIn(std::string_view line, Form form);
 
-// What came of the values 1 to count.
+// How many of the values 1 to count arrived, and how late.
 struct Reception {
   unsigned received = 0;
   std::vector<double> latencies;  // in milliseconds, from sending to the reader of the pipe

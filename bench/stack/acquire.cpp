@@ -1,5 +1,5 @@
-// The floor: what a client that takes each value from AcquireNotify's socket and writes it as one
-// line cannot do without. Values wait in memory while nobody reads the lines.
+// The floor: the least that a client has to do to read each value from AcquireNotify's socket and
+// write it as one line. Values wait in memory while nobody reads the lines.
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>

@@ -1,4 +1,4 @@
-"""What many would use instead: bleak. Writes one line per value, its bytes in hexadecimal."""
+"""A client that uses bleak, as many would. Writes one line per value, its bytes in hexadecimal."""
 import asyncio
 
 from bleak import BleakClient, BleakScanner

@@ -1,4 +1,4 @@
-// The runner of the stack benchmark; see bench/stack/run.
+// Runs the stack benchmark; see bench/stack/run.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -23,8 +23,8 @@ constexpr auto kStall = 10s;
 struct Client {
   std::string name;
   std::vector<std::string> command;
-  std::optional<bench::Form> form;  // of its lines; nothing: it only counts
-  std::string ready;                // the end of a line that is waited for before it is measured
+  std::optional<bench::Form> form;  // of its lines; nothing: it only counts values
+  std::string ready;                // the end of the line after which it is measured
 };
 
 const std::vector<Client> allClients{
@@ -34,7 +34,7 @@ const std::vector<Client> allClients{
     {"bleak", {"/usr/bin/python3", BENCH_BLEAK}, bench::Form::hexadecimal, ""}};
 
 struct Rate {
-  unsigned perSecond;  // 0: as fast as it goes
+  unsigned perSecond;  // 0: as fast as possible
   unsigned count;
 };
 
@@ -186,7 +186,7 @@ class Run {
   unsigned questions_ = 0;
 };
 
-// A controller can be taken from bluetoothd when it is done with setting it up.
+// A controller can be opened once bluetoothd has set it up.
 void waitForControllers(const bench::Stack& stack) {
   for (int i = 0; i < 300; ++i) {
     if (stack.isPowered("hci0") && stack.isPowered("hci1")) return;
@@ -195,14 +195,14 @@ void waitForControllers(const bench::Stack& stack) {
   throw std::runtime_error("bluetoothd has no controllers");
 }
 
-// bluetoothd knows no device, and the peripheral advertises.
+// Lets bluetoothd forget all devices; the peripheral advertises then.
 void makeAfresh(const bench::Stack& stack) {
-  std::this_thread::sleep_for(1s);  // the end of the client before has been noticed
+  std::this_thread::sleep_for(1s);  // for bluetoothd to notice that the last client has ended
   stack.forgetDevices();
   std::this_thread::sleep_for(1s);
 }
 
-// Those in whose names this occurs.
+// The clients whose names contain this text.
 std::vector<Client> clientsNamed(std::string_view part) {
   std::vector<Client> named = allClients;
   std::erase_if(named, [&](const Client& client) { return client.name.find(part) == part.npos; });
@@ -215,7 +215,7 @@ void measureAll(unsigned rounds, const std::vector<Client>& clients) {
   waitForControllers(stack);
   bench::Process peripheral({BENCH_PERIPHERAL, "1"});
   bench::Figures figures;
-  // Once without measuring: the files that a start reads are in memory then.
+  // Once without measuring, so that the files that a start reads are cached.
   for (const Client& client : clients) {
     makeAfresh(stack);
     Run(client, stack, peripheral, figures).start();

@@ -1,5 +1,5 @@
-// Values as signals: a client that subscribes by StartNotify, takes each value out of its signal
-// and counts it. A line on standard input has it write how many such lines there were and the
+// Values as D-Bus signals: a client that subscribes by StartNotify, reads each value from its
+// signal and counts it. For each line on standard input it writes the number of that line and the
 // count; it ends with its input.
 #include <poll.h>
 #include <unistd.h>

@@ -1,12 +1,12 @@
 // The peripheral of the stack benchmark: a Tramsel on a controller of its own whose values are
 // stamped with their number and the time of sending (Stamp.h).
 //
-//   bench-peripheral INDEX       takes the controller hciINDEX
+//   bench-peripheral INDEX       uses the controller hciINDEX
 //
-// Control line on standard input: stream RATE COUNT. Sends that many values, RATE per second, or
-// for RATE 0 as fast as the controller takes them. On standard output, one line each: ready,
-// subscribed, disconnected, streamed (the controller has the last value), failed. It ends with its
-// input.
+// Control line on standard input: stream RATE COUNT. Sends COUNT values, RATE per second, or for
+// RATE 0 as fast as the controller accepts them. On standard output, one line each: ready,
+// subscribed, disconnected, streamed (the last value is with the controller), failed. It ends with
+// its input.
 #include <unistd.h>
 
 #include <cstdio>
@@ -26,8 +26,8 @@ using lab::Microseconds;
 constexpr CharacteristicIndex kMotion = 0;
 constexpr std::uint8_t kBatteryLevel = 92;
 
-// What is later than this was not held up in the machine: an idle machine whose host is busy finds
-// that time has jumped. Going on from there keeps values from coming all at once.
+// A longer delay was not caused within the machine: the time of an idle machine jumps when its host
+// is busy. The stream then goes on from the new time, so that values do not come all at once.
 constexpr Microseconds kLongestDelay{5000};
 
 class Streamer final : public lab::DeviceModel {

@@ -9,11 +9,11 @@
 //       if (const auto* motion = std::get_if<vornix_host::TramselMotion>(&message)) { ... }
 //     }
 //   }
-//   reader.finish();  // the output has ended: what is left is a line that was cut off
+//   reader.finish();  // the output has ended; next() then returns an incomplete last line
 //
-// LineReader cuts the output into lines and checks them, decode gives a line its meaning. Fields
-// gives access to a payload that decode does not know. Who wants the bridge started, written to and
-// ended as well includes vornix_host/Bridge.h, and links vornix_host::bridge.
+// LineReader cuts the output into lines and checks them, decode decodes a line. Fields gives access
+// to a payload that decode does not know. To start the bridge, write to it and end it as well,
+// include vornix_host/Bridge.h and link vornix_host::bridge.
 #pragma once
 
 #include "vornix_host/Decode.h"      // IWYU pragma: export

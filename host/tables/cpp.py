@@ -1,4 +1,4 @@
-"""host/vornix_host/Table.h."""
+"""Writes host/vornix_host/Table.h."""
 
 import textwrap
 
@@ -78,7 +78,7 @@ constexpr std::string_view tableOf(const Kind& message) {
 }
 """
 
-# What C++ calls otherwise than the table.
+# Names that differ in C++ from those of the table.
 CALLED = {"off": "poweredOff"}
 
 
@@ -107,7 +107,7 @@ def number_type(field):
 
 
 def member(name, field, count):
-    """Its declaration, behind it what there is to say."""
+    """The declaration of a field, with its comment."""
     said = facts.note(field, count)
     said = f"  // {said}" if said else ""
     if "called" in field:
@@ -134,7 +134,7 @@ def member(name, field, count):
 
 
 def shown(name, field):
-    """The step of visit() for a field, by its name in the table."""
+    """The call in visit() for the field with this name in the table."""
     place = f"it.values[{int(name[1:]) - 1}]" if name[0] == "v" and name[1:].isdigit() else f"it.{name}"
     borders = ()
     if "choice" in field:

@@ -1,10 +1,10 @@
-"""What docs/messages.json implies, for both languages."""
+"""Facts that follow from docs/messages.json, for the generators of both languages."""
 
 import re
 
 
 def parts(template):
-    """Constant texts and names of fields in turn: "P{stream};" gives "P", "stream", ";"."""
+    """Constant texts and names of fields alternately: "P{stream};" gives "P", "stream", ";"."""
     return re.split(r"\{(\w+)\}", template)
 
 
@@ -13,8 +13,8 @@ def is_number(field):
 
 
 def members(message):
-    """The fields as a type has them: name, field, count. Numbered ones, "v1" to "v9", are one array
-    of so many "values"."""
+    """The members of a message's type, each as name, field, count. Numbered fields, "v1" to "v9",
+    are one array "values" with this count."""
     found = []
     for name, field in message["fields"].items():
         if not re.fullmatch(r"v\d+", name):
@@ -26,14 +26,14 @@ def members(message):
 
 
 def numbers_of(field):
-    """The first and the last key of a choice: they are numbers without a gap."""
+    """The first and the last key of a choice, whose keys are consecutive numbers."""
     keys = [int(key) for key in field["choice"]]
     assert keys == list(range(keys[0], keys[-1] + 1)), "a choice has a gap"
     return keys[0], keys[-1]
 
 
 def choices(text, message):
-    """The text once for each key of the choice that it names: "rms {stream}"."""
+    """The text, such as "rms {stream}", once for each key of the choice that it names."""
     names = parts(text)[1::2]
     if not names:
         return [text]
@@ -50,7 +50,7 @@ def by_name(ones, name):
 
 
 def family(table, message):
-    """None for what no device sends."""
+    """The family that sends a message; None if no device sends it."""
     return by_name(table["families"], message["from"])
 
 
@@ -59,13 +59,13 @@ def ready_families(table):
 
 
 def needed_family(table, command):
-    """The family whose device has to be ready; None where none has to."""
+    """The family whose device has to be ready for a command; None if none has to."""
     return next((one for one in ready_families(table) if one["ready"] == command.get("safeAfter")), None)
 
 
 def streams(table, message):
-    """The names of what has to go on once it has begun, each with the command that stops it, or ""
-    where it comes by itself."""
+    """The names of a message's streams, each with the command that stops it, or "" if the device
+    streams without a command."""
     if "stream" not in message:
         return []
     names = choices(message["stream"], message)
@@ -74,7 +74,8 @@ def streams(table, message):
 
 
 def most_value(command):
-    """Of the second argument; 0 where there are none. The first is a code of one byte."""
+    """The largest second argument of a command; 0 if it has no arguments. The first argument is a
+    code of one byte."""
     arguments = command.get("arguments", {})
     if not arguments:
         return 0
@@ -91,7 +92,7 @@ def title(message):
 
 
 def note(field, count):
-    """What stands behind a field, for people."""
+    """The comment of a field, for people."""
     words = [field.get("note"), field.get("unit")]
     if "absent" in field:
         words[0] = f"absent: {words[0]}"

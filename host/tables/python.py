@@ -1,4 +1,4 @@
-"""host/python/vornix_host/table.py."""
+"""Writes host/python/vornix_host/table.py."""
 
 import re
 import textwrap
@@ -22,9 +22,9 @@ from vornix_host.form import Bytes, Choice, Form, Number, Text
 from vornix_host.received import Message
 '''
 
-# What Python calls otherwise than the table, for what is built in.
+# Names that differ in Python from those of the table, since they are built-in names.
 CALLED = {"bytes": "data"}
-# What is remembered from another message, and not read.
+# Fields that are remembered from another message instead of read.
 REMEMBERED = {
     "ProbeMeasurement": [
         "# Of the ProbeFound before it, or None where that was missed.",
@@ -72,7 +72,7 @@ def reader(field):
 
 
 def made(message):
-    """The type's arguments, of the fields' values `f`."""
+    """The arguments of the type's constructor, made from the list `f` of the fields' values."""
     arguments, place = [], 0
     for _, _, count in facts.members(message):
         arguments.append(f"tuple(f[{place}:{place + count}])" if count else f"f[{place}]")

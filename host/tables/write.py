@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Writes what the packages for hosts take from docs/messages.json:
+"""Generates the tables of the packages for hosts from docs/messages.json:
 
-  write.py            into host/vornix_host/Table.h and host/python/vornix_host/table.py
-  write.py --check    only says whether they are as they would be written
+  write.py            writes host/vornix_host/Table.h and host/python/vornix_host/table.py
+  write.py --check    only checks that they are up to date
 
-They are kept in the repository, since they are what a host's author reads, and so that neither
-package needs anything to be built but a compiler, or Python.
+The two are kept in the repository, since authors of hosts read them, and so that building the
+packages needs nothing but a compiler, or Python.
 """
 
 import json

@@ -21,12 +21,12 @@ using namespace std::chrono_literals;
 using Milliseconds = std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
-constexpr Milliseconds kLongestDrain = 5s;  // a stream may never fall silent
-constexpr Milliseconds kPatience = 5s;      // with a bridge that was told to end
+constexpr Milliseconds kLongestDrain = 5s;  // in case a stream never falls silent
+constexpr Milliseconds kPatience = 5s;      // that a bridge may take to end
 
 }  // namespace
 
-// All that happens with the bridge happens on one thread, which sleeps in poll().
+// Runs the bridge on one thread, which sleeps in poll().
 class Bridge::Loop {
  public:
   explicit Loop(Options options)
@@ -86,7 +86,8 @@ class Bridge::Loop {
   // The thread
 
   void run() {
-    // A bridge that has ended gives EPIPE; the signal that comes with it is not for the host.
+    // Writing to a bridge that has ended gives EPIPE; SIGPIPE, which comes with it, must not reach
+    // the host.
     sigset_t pipe;
     ::sigemptyset(&pipe);
     ::sigaddset(&pipe, SIGPIPE);
@@ -166,7 +167,7 @@ class Bridge::Loop {
     std::erase_if(waiting_, [](const std::string& line) { return asksForDocument(line); });
   }
 
-  // Lines whose device is ready go to the bridge, in their order; the others stay.
+  // Sends the lines whose device is ready to the bridge, in order; the others go on waiting.
   void takeCommands() {
     const std::lock_guard lock(mutex_);
     std::deque<std::string> staying;
@@ -246,7 +247,7 @@ class Bridge::Loop {
     child_.reset();
     tell(Ended{status});
     const auto lived = std::chrono::duration_cast<Milliseconds>(Clock::now() - started_);
-    const std::lock_guard lock(mutex_);  // send() looks at what the recipe avoids
+    const std::lock_guard lock(mutex_);  // send() reads the recipe on other threads
     const bool isLoss = isLoss_ || !life_.whyDistrusted.empty();
     verdict_ = recipe_.after({status, lived, life_.lastLog, life_.whyRadioUnusable, isLoss});
     std::erase_if(waiting_, [this](const std::string& line) {
@@ -300,7 +301,7 @@ class Bridge::Loop {
   detail::Pipe wake_;
   std::thread thread_;
 
-  // The thread's own.
+  // For the loop's thread alone.
   std::unique_ptr<detail::Child> child_;
   LineReader reader_;
   detail::Life life_;
@@ -311,7 +312,7 @@ class Bridge::Loop {
   bool isLoss_ = false;
   int starts_ = 0;
 
-  // Shared, under the mutex.
+  // Shared between threads, guarded by the mutex.
   std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<Event> events_;

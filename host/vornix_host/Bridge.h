@@ -7,12 +7,13 @@
 //     }
 //   }
 //
-// A thread of its own reads, writes, starts again and ends; whatever the host does, the output is
-// read. Events that nobody fetches grow in memory. All members may be called from any thread.
+// A thread of its own reads, writes, restarts and ends the bridge, so the output is read whatever
+// the host does. Events that nobody fetches grow in memory. All members may be called from any
+// thread.
 //
-// Behind a document that may be damaged nothing is believed (TrustLost): the bridge is ended then,
-// started again if Options::restart says so, and asked for no document any more by this Bridge.
-// A document that nobody asked for is an UnknownMessage.
+// After a document that may be damaged nothing is trusted (TrustLost): the bridge is then ended,
+// started again if Options::restart is true, and never asked for a document again by this Bridge. A
+// document that nobody asked for is an UnknownMessage.
 #pragma once
 
 #include <chrono>
@@ -47,25 +48,26 @@ struct RadioChanged {
   std::string state;
 };
 
-// A device was lost, or failed, before its services were known: it stays silent. Its name is as the
-// log has it.
+// A device was lost, or failed, before its services were known; nothing more comes from it. name:
+// as in the log.
 struct DeviceLost {
   std::string name;
 };
 
-// A stream that had begun is silent; nothing else tells that a device is lost by then. "motion",
-// "measurement", "rms 1", "rms 2", "raw 1" or "raw 2".
+// A stream that had begun is silent: the only sign that a device was lost after it was ready.
+// stream: "motion", "measurement", "rms 1", "rms 2", "raw 1" or "raw 2".
 struct StreamLost {
   std::string stream;
 };
 
-// A document is damaged, or may be. What follows may be a device's text that looks like messages:
-// of this run nothing comes any more but its end. why: in words, for the user.
+// A document is, or may be, damaged. The rest of the output may be the device's text that looks
+// like messages, so nothing more comes of this run but its end. why: in words, for the user.
 struct TrustLost {
   std::string why;
 };
 
-// All that the bridge wrote has come before. status: minus the number of a signal that ended it.
+// The bridge has ended, and all its output has come. status: its exit status, or minus the number
+// of the signal that ended it.
 struct Ended {
   int status = 0;
 };
@@ -74,7 +76,7 @@ struct Restarting {
   std::chrono::milliseconds pause{};  // until the next start
 };
 
-// It is not started again. why: in words, for the user.
+// The bridge is not started again. why: in words, for the user.
 struct GivenUp {
   std::string why;
 };
@@ -83,9 +85,9 @@ struct Event {
   using Own = std::variant<Started, RadioChanged, DeviceLost, StreamLost, TrustLost, Ended,
                            Restarting, GivenUp>;
 
-  std::variant<Message, Own> what;  // what the bridge wrote, or what became of it
+  std::variant<Message, Own> what;  // a message of the bridge, or an event about it
 
-  // event.as<TramselMotion>(): what it is, if it is of this kind, or nullptr.
+  // event.as<TramselMotion>(): the contents if they are of this kind, else nullptr.
   template <class Kind>
   const Kind* as() const {
     using Group = std::conditional_t<detail::isOneOf<Kind, Own>, Own, Message>;
@@ -101,13 +103,13 @@ struct Event {
 class Bridge {
  public:
   struct Options {
-    std::vector<std::string> command;  // the program, looked for as a shell does, and arguments
+    std::vector<std::string> command;  // the program, looked for in PATH, and its arguments
     bool restart = true;  // by the recipe (Recipe.h), when it ends by itself or trust is lost
-    bool restartOnLoss = false;                                   // when a device is lost
-    std::chrono::milliseconds silence = std::chrono::seconds(5);  // what counts as that
-    // Of the output at the end: nothing waits in the bridge any more.
+    bool restartOnLoss = false;                                   // also when a device is lost
+    std::chrono::milliseconds silence = std::chrono::seconds(5);  // after which a stream is lost
+    // Silence of the output after which, at the end, nothing waits in the bridge any more.
     std::chrono::milliseconds drained = std::chrono::milliseconds(20);
-    std::chrono::milliseconds shortestPause = std::chrono::seconds(1);  // before a start again
+    std::chrono::milliseconds shortestPause = std::chrono::seconds(1);  // before a restart
   };
 
   // Throws std::system_error when the program cannot be started.
@@ -119,18 +121,18 @@ class Bridge {
   // The next event; waits for it. Nothing once the bridge is over and all events were fetched.
   std::optional<Event> next();
 
-  // The same; nothing also when none has come within so long.
+  // The same; also nothing when none has come within this time.
   std::optional<Event> nextWithin(std::chrono::milliseconds time);
 
-  // Writes a line once its device is ready, and a document that was asked for has come where the
-  // line shares its channel: at once, later, or never if that does not come. What
-  // waits outlives a restart, what was written is not repeated. Throws CommandError for a line that
-  // would end the bridge, for a command that has ended it twice, and, once trust was lost, for one
-  // that asks for a document; a waiting one is dropped then. "kill" is close().
+  // Writes a line once its device is ready and, if it uses the document's channel, a document that
+  // was asked for has come: at once, later, or never. A waiting line survives a restart; a written
+  // one is not repeated. Throws CommandError for a line that would end the bridge, for a command
+  // that has ended it twice and, once trust was lost, for one that asks for a document (a waiting
+  // one is then dropped). "kill" is close().
   void send(std::string_view line);
 
-  // Stops what was started, reads what waits in the bridge, and ends it: takes up to 15 seconds
-  // with a bridge that does not obey, usually a few hundredths of one.
+  // Stops what was started, reads waiting output, and ends the bridge. Usually takes a few
+  // hundredths of a second; up to 15 seconds with a bridge that does not obey.
   void close();
 
  private:

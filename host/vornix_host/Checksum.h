@@ -1,5 +1,6 @@
 // The checksum of a host message: CRC-16/CCITT-FALSE over the payload's characters (polynomial
-// 0x1021, initial value 0xFFFF, nothing reflected, no final exclusive-or). "123456789" has 0x29B1.
+// 0x1021, initial value 0xFFFF, nothing reflected, no final exclusive-or). "123456789" gives
+// 0x29B1.
 //
 // A carriage return followed by a line feed is one character and counts as the line feed alone,
 // although both are in the payload.
@@ -26,7 +27,7 @@ class Checksum {
     if (!returnHeld_) crc_ = step(crc_, character);
   }
 
-  // Divides eight bits at once: x is the polynomial's multiple that they call for, folded.
+  // Handles the eight bits of a character at once, without a table.
   static constexpr std::uint16_t step(std::uint16_t crc, char character) {
     unsigned x = (crc >> 8U) ^ static_cast<unsigned char>(character);
     x ^= x >> 4U;

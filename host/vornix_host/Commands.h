@@ -1,5 +1,4 @@
-// The lines that the bridge takes, and what each needs so that it does not end the bridge. The
-// commands are in Table.h.
+// Checks commands, so that none ends the bridge. The commands themselves are in Table.h.
 #pragma once
 
 #include <algorithm>
@@ -13,31 +12,32 @@
 
 namespace vornix_host {
 
-// A line that would end the bridge, or that is no line.
+// Thrown for a line that would end the bridge, or that is more than one line.
 class CommandError : public std::invalid_argument {
  public:
   using std::invalid_argument::invalid_argument;
 };
 
-// The command that the bridge takes a line for; nullptr for a line that is none, which it logs.
+// The command that the bridge sees in a line; nullptr for any other line, which it logs as unknown.
 constexpr const Command* commandOf(std::string_view line) {
   if (line.ends_with('\r')) line.remove_suffix(1);
   for (const Command& command : commands) {
-    // What follows the word of these two is looked at as arguments.
+    // The rest of the line after the word of these two is read as arguments.
     if (command.most > 0 ? line.starts_with(command.word) : line == command.word) return &command;
   }
   return nullptr;
 }
 
-// Not between a question for the document and its answer: what comes behind a reply that broke off
-// is taken for its rest.
+// Whether a command must not be sent between a request for the document and its answer: the reply
+// to it would be taken for the rest of a document that broke off.
 constexpr bool isNotDuringDocument(const Command& command) {
   return command.isNotDuringDocument;
 }
 
 namespace detail {
 
-// Whether the bridge takes this field for a number up to `most`: a sign, digits, nothing else.
+// Whether the bridge reads this field as a number up to `most`: perhaps a sign, digits, nothing
+// else.
 inline bool isNumber(std::string_view field, std::uint32_t most) {
   const bool isNegative = field.starts_with('-');
   if (isNegative || field.starts_with('+')) field.remove_prefix(1);
@@ -49,7 +49,7 @@ inline bool isNumber(std::string_view field, std::uint32_t most) {
 
 }  // namespace detail
 
-// For a line that checkCommand() has let pass.
+// Whether a line, which checkCommand() has accepted, asks for the document.
 inline bool asksForDocument(std::string_view line) {
   const Command* const command = commandOf(line);
   if (command == nullptr || command->most == 0) return command && isNotDuringDocument(*command);
@@ -59,7 +59,7 @@ inline bool asksForDocument(std::string_view line) {
   return line == "19";
 }
 
-// Throws CommandError for a line that would end the bridge whatever device is ready.
+// Throws CommandError for a line that would end the bridge even if all devices were ready.
 inline void checkCommand(std::string_view line) {
   if (line.find('\n') != std::string_view::npos) throw CommandError("more than one line");
   const Command* const command = commandOf(line);

@@ -1,5 +1,5 @@
-// Gives a line its meaning. A payload is taken for a known kind only when it is exactly what the
-// bridge writes: all fields there, none too many, each number within its range.
+// Decodes a line. A payload has a known kind only if it is exactly what the bridge writes: all
+// fields there, none too many, each number within its range.
 #pragma once
 
 #include <cstddef>
@@ -19,7 +19,7 @@
 namespace vornix_host {
 namespace detail {
 
-// Reads a payload as Form::visit shows it: each step takes what it reads from the beginning.
+// A visitor for Form::visit that reads a payload: each call reads the next part.
 class PayloadReader {
  public:
   explicit PayloadReader(std::string_view payload) : rest_(payload) {}
@@ -40,7 +40,7 @@ class PayloadReader {
     return true;
   }
 
-  // Of a number that is one less than the least of them where the value is not known.
+  // absent: the number that stands for an unknown value, one less than the least value.
   template <typename Number>
   bool field(std::string_view name, std::optional<Number>& value, std::int64_t absent,
              std::int64_t most) {
@@ -62,7 +62,7 @@ class PayloadReader {
     return true;
   }
 
-  // May hold ";" itself: it ends before the payload's last character.
+  // The text may contain ";" itself: it ends before the payload's last character.
   bool field(std::string_view /*name*/, std::string& text) {
     if (rest_.empty()) return false;
     text = rest_.substr(0, rest_.size() - 1);
@@ -98,7 +98,7 @@ Message decoded(std::string_view payload, std::type_identity<std::variant<Kinds.
 
 }  // namespace detail
 
-// Of a payload alone, without its frame and checksum.
+// Decodes a payload without its frame and checksum.
 inline Message decodePayload(std::string_view payload) {
   return detail::decoded(payload, std::type_identity<AnyOf<>>());
 }

@@ -1,5 +1,5 @@
 // The fields of a host message's payload, each closed by ";": "C;3;0;" has "C", "3" and "0". The
-// first one, or the first two, name the kind. Not for "PJSON;", whose text may hold ";" itself.
+// first one, or the first two, name the kind. Not for "PJSON;", whose text may contain ";" itself.
 #pragma once
 
 #include <array>
@@ -13,7 +13,7 @@
 namespace vornix_host {
 namespace detail {
 
-// The text as a number, if it is one exactly as the bridge writes it.
+// The text as a number, if it is written exactly as the bridge writes numbers.
 template <std::integral Number>
 std::optional<Number> exactNumber(std::string_view text) {
   Number value{};
@@ -31,7 +31,7 @@ class Fields {
  public:
   static constexpr std::size_t most = 16;
 
-  // A payload whose last field is not closed, or that has more than `most` fields, has none.
+  // A payload whose last field is not closed, or that has more than `most` fields, gives no fields.
   explicit constexpr Fields(std::string_view payload) {
     while (!payload.empty()) {
       const std::size_t end = payload.find(';');
@@ -46,7 +46,7 @@ class Fields {
 
   constexpr std::size_t size() const { return count_; }
 
-  // Empty beyond the last field.
+  // Empty for an index after the last field.
   constexpr std::string_view operator[](std::size_t index) const {
     return index < most ? fields_[index] : std::string_view();
   }
@@ -58,8 +58,8 @@ class Fields {
     return detail::exactNumber<Number>((*this)[index]);
   }
 
-  // Reads the fields from `first` to the last into as many numbers. False, with the numbers in an
-  // unknown state, when there are more or fewer fields or one is not a number of its type.
+  // Reads the fields from `first` to the last into the numbers. False when their counts differ or a
+  // field is not a number of its type; the numbers are then undefined.
   template <std::integral... Numbers>
   bool read(std::size_t first, Numbers&... numbers) const {
     if (count_ != first + sizeof...(Numbers)) return false;

@@ -8,7 +8,7 @@ namespace vornix_host {
 enum class LineKind {
   log,      // <@hh:mm:ss.mmm : text>, for people; not checksummed
   message,  // <payload and its checksum>, for the host
-  damaged,  // bytes that are neither; what they were is lost
+  damaged,  // bytes that are neither
 };
 
 // Local time of the bridge's machine, 00:00:00.000 to 23:59:59.999.
@@ -25,18 +25,18 @@ struct LogTime {
 struct Line {
   LineKind kind = LineKind::damaged;
 
-  // Every byte of the line with its frame and its line feed. The bytes of all lines together are
-  // the output, without gap or overlap.
+  // All bytes of the line, with frame and line feed. The bytes of all lines together are the
+  // output, without gap or overlap.
   std::string_view bytes;
 
-  // log: the text as it was written: UTF-8, "<" as "&inf;" and ">" as "&sup;", perhaps with line
-  // breaks. message: the payload, ASCII. damaged: empty.
+  // log: the text as the bridge wrote it: UTF-8, "<" as "&inf;" and ">" as "&sup;", perhaps with
+  // line breaks. message: the payload, ASCII. damaged: empty.
   std::string_view text;
 
   LogTime time;  // of a log line
 
-  // damaged: the bytes begin like a document ("PJSON;"), or stand so near behind one that they may
-  // be its text. Then what follows may be its text, too, and look like lines of the bridge.
+  // damaged: the bytes begin like a document ("PJSON;"), or follow one so closely that they may be
+  // its text. What follows may then be its text, too, and look like lines of the bridge.
   bool mayBeDocument = false;
 };
 

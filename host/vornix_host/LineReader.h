@@ -1,23 +1,23 @@
-// Cuts the bridge's output into lines. Bytes go in by feed(), in pieces of any size; lines come out
-// by next(), the same lines however the bytes were cut.
+// Cuts the bridge's output into lines. feed() takes bytes, in pieces of any size; next() returns
+// the lines, which do not depend on how the bytes are cut.
 //
-// Where a line ends:
-//  - A log line ends at its first ">", which a line feed follows. Its text never holds "<" or ">"
-//    (they are written "&inf;" and "&sup;"), but it may hold line breaks.
-//  - A host message ends at its first ">", which a line feed follows. Its payload holds neither
-//    "<" nor ">" nor a line feed, except for the following.
-//  - The payload "PJSON;" text ";" holds the device's own text, in which "<", ">" and line feeds
-//  may
-//    stand. It ends at the first ">" that a line feed follows: JSON has ">" only within its
-//    strings, and a line feed never. A text that has both together is no JSON, and is damage.
+// The end of a line:
+//  - A log line ends at its first ">", which is followed by a line feed. Its text contains neither
+//    "<" nor ">" (they are written "&inf;" and "&sup;"), but perhaps line breaks.
+//  - A host message ends at its first ">", which is followed by a line feed. Its payload contains
+//    neither "<" nor ">" nor a line feed, with one exception:
+//  - The payload "PJSON;" text ";" contains the device's own text, which may contain "<", ">" and
+//    line feeds. It ends at the first ">" that is followed by a line feed. JSON has ">" only within
+//    strings, and a line feed only outside of them; a text that has the two together is not JSON
+//    and counts as damage.
 //
-// What is damaged: bytes outside a frame, a frame cut off by the next one's "<", a wrong checksum,
-// an impossible time, a line longer than the bridge writes. Damage is returned as a line of its
-// own kind, and reading goes on at the next "<". Behind a damaged "PJSON;" that may be within the
-// device's text: what looks like lines there is the device's, not the bridge's. Line::mayBeDocument
-// says where that may be so.
+// Damage is any of: bytes outside a frame, a frame cut off by the next one's "<", a wrong checksum,
+// an impossible time, a line longer than the bridge writes. It is returned as a line of its own
+// kind, and reading goes on at the next "<". After a damaged "PJSON;" that may be within the
+// device's text, and what looks like lines of the bridge may be the device's: see
+// Line::mayBeDocument.
 //
-// Memory: the bytes fed and not yet returned, nothing per line. Not for two threads at once.
+// Memory: the bytes fed and not yet returned; nothing per line. Not for two threads at once.
 #pragma once
 
 #include <algorithm>
@@ -34,21 +34,22 @@ namespace vornix_host {
 
 class LineReader {
  public:
-  // Of a host message, in bytes with frame and line feed: a "PJSON;" of 65,535 bytes of text.
+  // The longest host message in bytes, with frame and line feed: a "PJSON;" with 65,535 bytes of
+  // text.
   static constexpr std::size_t longestMessage = 1 + 6 + 65535 + 1 + 4 + 2;
 
-  // Of a log line. The bridge sets no bound: it repeats a command that it does not know, however
-  // long; a host that sends longer ones gets that line back as damaged.
+  // The longest log line in bytes. The bridge itself has no limit, since it logs unknown commands
+  // of any length; a host that sends longer ones gets the log line as damaged.
   static constexpr std::size_t longestLog = std::size_t{1} << 20U;
 
-  // Takes the next bytes of the output. Ends the validity of all lines returned so far.
+  // Adds the next bytes of the output. Lines returned before are not valid any more.
   void feed(std::string_view bytes) {
     buffer_.erase(0, begin_);
     begin_ = 0;
     buffer_.append(bytes);
   }
 
-  // The output has ended; next() returns what is left. Nothing may be fed after it.
+  // The output has ended; next() returns the rest. Nothing may be fed afterwards.
   void finish() { finished_ = true; }
 
   // The next line, or nothing until more is fed.
@@ -109,15 +110,15 @@ class LineReader {
     return rest.substr(1, end - 1 - digits);
   }
 
-  // Whether the frame's ">" is at this place: the checksum before it is right.
+  // Whether the frame ends at this place: the checksum before it is valid.
   static bool endsHere(std::string_view rest, std::size_t end) {
     if (end < 1 + digits) return false;
     const std::string_view summed = payload(rest, end);
     return checksum(summed) == hexadecimal(rest.substr(end - digits, digits)) && isAscii(summed);
   }
 
-  // Whether a line of its own ends here, one that followed a document that was cut off. Its digits
-  // can be right for the document as well, by chance.
+  // Whether the end at this place is that of a later line, after a document that was cut off; by
+  // chance its checksum may be right for the document as well.
   static bool isLaterLine(std::string_view rest, std::size_t end) {
     const std::size_t begin = rest.rfind('<', end);
     return begin != 0 && endsHere(rest.substr(begin), end - begin);
@@ -138,7 +139,7 @@ class LineReader {
     return static_cast<std::uint16_t>(value);
   }
 
-  // From "<@hh:mm:ss.mmm : ", which rest is long enough for.
+  // The time in "<@hh:mm:ss.mmm : "; rest has to be long enough.
   static std::optional<LogTime> logTime(std::string_view rest) {
     const bool punctuated =
         rest[4] == ':' && rest[7] == ':' && rest[10] == '.' && rest.substr(14, 3) == " : ";
@@ -165,8 +166,8 @@ class LineReader {
     return unfinished(rest, longest, std::min(stop, rest.size()), rest.size());
   }
 
-  // The line's end is not among these bytes: wait for more, going on at `scanned`, unless no more
-  // can come that would belong to it; then `lost` bytes are damaged.
+  // For a line without an end so far: waits for more bytes and then goes on at `scanned`; if no
+  // more can belong to the line, its first `lost` bytes are damage.
   std::optional<Line> unfinished(std::string_view rest, std::size_t longest, std::size_t scanned,
                                  std::size_t lost) {
     if (finished_ || rest.size() == longest) return damaged(rest, lost);
@@ -189,10 +190,10 @@ class LineReader {
   }
 
   std::string buffer_;
-  std::size_t begin_ = 0;                       // of the bytes not yet returned
-  std::size_t sinceDocument_ = longestMessage;  // bytes, no more than these
+  std::size_t begin_ = 0;                       // where the bytes not yet returned begin
+  std::size_t sinceDocument_ = longestMessage;  // bytes since the last one, up to this bound
   bool finished_ = false;
-  std::size_t scanned_ = 0;  // of the line being read, bytes looked through for its end
+  std::size_t scanned_ = 0;  // bytes of the current line that were searched for its end
 };
 
 }  // namespace vornix_host

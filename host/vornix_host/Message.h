@@ -1,6 +1,6 @@
-// What the lines of the bridge's output mean: one type per kind of line. All are plain values that
-// may be kept; only those with a text or bytes of any length hold memory of their own. The types of
-// the messages are in Table.h.
+// The decoded lines of the bridge: one type per kind of line. All are plain values that may be
+// kept; only those with a text or bytes of any length allocate memory. The types of the messages
+// are in Table.h.
 #pragma once
 
 #include <string>
@@ -11,20 +11,20 @@
 
 namespace vornix_host {
 
-// A line for people. The text is as Line::text has it.
+// A line for people. text: as in Line::text.
 struct LogEntry {
   LogTime time;
   std::string text;
 };
 
-// A whole host message, its checksum right, that is none of the table.
+// A whole host message with a valid checksum, but of no known kind.
 struct UnknownMessage {
   std::string payload;
 };
 
 struct DamagedLine {
   std::string bytes;
-  bool mayBeDocument = false;  // as Line has it
+  bool mayBeDocument = false;  // as in Line
 };
 
 using Message = AnyOf<LogEntry, UnknownMessage, DamagedLine>;

@@ -1,5 +1,5 @@
-// When a bridge that has ended is started again, and when no more: docs/host-protocol.md, 6.
-// Decides only; it waits for nothing.
+// Decides whether, and when, a bridge that has ended is started again: docs/host-protocol.md, 6. It
+// only decides and never waits.
 #pragma once
 
 #include <algorithm>
@@ -18,12 +18,12 @@ namespace vornix_host {
 
 // How a run of the bridge ended.
 struct RunEnd {
-  // The exit status, or minus the number of the signal that ended it; behind a shell 128 and that.
+  // The exit status; for a signal minus its number, or 128 plus its number as a shell reports it.
   int status = 0;
   std::chrono::milliseconds lived{};
-  std::string lastLog;           // the text of the last line of its log
-  std::string whyRadioUnusable;  // in words; empty where no "Z;" came
-  bool isLoss = false;           // the host ended it, because a device was lost
+  std::string lastLog;           // the text of the last log line
+  std::string whyRadioUnusable;  // in words; empty if no "Z;" came
+  bool isLoss = false;           // the host ended the bridge because a device was lost
 };
 
 // The pause before the next start, or why there is none, in words for the user.
@@ -34,8 +34,8 @@ struct Verdict {
 
 class Recipe {
  public:
-  static constexpr std::chrono::seconds healthy{60};  // so long a life lets the pauses begin anew
-  static constexpr int most = 5;                      // starts in a row without one
+  static constexpr std::chrono::seconds healthy{60};  // after such a life the pauses begin anew
+  static constexpr int most = 5;                      // shorter lives in a row before it gives up
 
   // shortest: the first pause; each is twice the one before.
   explicit Recipe(std::chrono::milliseconds shortest = std::chrono::seconds(1))
@@ -50,7 +50,7 @@ class Recipe {
     }
     const bool isHealthy = end.lived >= healthy;
     shortLives_ = isHealthy ? 0 : shortLives_ + 1;
-    // Other signals are sent to the bridge, and say nothing of a device.
+    // Other signals come from outside the bridge, and say nothing about a device.
     const bool isAborted = end.status == -SIGABRT || end.status == 128 + SIGABRT;
     const bool isRepeated = !end.isLoss && isAborted && repeats(end, isHealthy);
     const bool isCommand = end.lastLog.starts_with("cde : ");
@@ -59,13 +59,14 @@ class Recipe {
     }
     if (isRepeated) {
       avoided_.push_back(end.lastLog);
-      shortLives_ = 0;  // what was in the way is gone
+      shortLives_ = 0;  // the cause is gone
     }
     if (shortLives_ >= most) return over(std::to_string(most) + " starts in a row came to nothing");
     return {shortest_ * (1 << std::max(shortLives_ - 1, 0)), {}};
   }
 
-  // Whether this command has ended the bridge twice in a row, or its other half has.
+  // Whether this command, or its counterpart that stops or starts the same, has ended the bridge
+  // twice in a row.
   bool isAvoided(const Command& command) const {
     return std::ranges::any_of(commands, [&](const Command& one) {
       const bool isSame =
@@ -77,7 +78,7 @@ class Recipe {
  private:
   static Verdict over(std::string why) { return {std::nullopt, std::move(why)}; }
 
-  // Whether the log's last line was the same the last time.
+  // Whether the last log line is the same as that of the run before.
   bool repeats(const RunEnd& end, bool isHealthy) {
     const std::string before = std::exchange(lastFault_, isHealthy ? std::string() : end.lastLog);
     return !lastFault_.empty() && lastFault_ == before;
@@ -86,7 +87,7 @@ class Recipe {
   std::chrono::milliseconds shortest_;
   int shortLives_ = 0;
   std::string lastFault_;
-  std::vector<std::string> avoided_;  // by what is logged of them
+  std::vector<std::string> avoided_;  // log texts of commands
 };
 
 }  // namespace vornix_host

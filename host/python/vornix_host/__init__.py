@@ -1,4 +1,4 @@
-"""A host for Vornix: see Bridge, and docs/host-protocol.md for what stands behind it."""
+"""A host for Vornix: see Bridge, and docs/host-protocol.md for the protocol."""
 
 from vornix_host import messages
 from vornix_host.bridge import Bridge, BridgeEnded

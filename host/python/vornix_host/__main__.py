@@ -33,7 +33,7 @@ class Host:
         self.status: Optional[int] = None  # of the bridge's last run
 
     async def show(self) -> None:
-        """Until the bridge is over."""
+        """Prints events until the bridge is over."""
         threading.Thread(target=self._read, args=[asyncio.get_running_loop()], daemon=True).start()
         try:
             async for event in self._events:
@@ -47,7 +47,7 @@ class Host:
             print(error, file=sys.stderr, flush=True)
 
     async def settle(self) -> None:
-        """What still waited for a bridge that is over learns of it."""
+        """Lets commands that still wait fail, now that the bridge is over."""
         if self._waiting:
             await asyncio.wait(self._waiting)
 

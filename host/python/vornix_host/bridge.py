@@ -17,9 +17,9 @@ from vornix_host.recipe import Again, End, Over, Recipe
 from vornix_host.streams import BridgeOver, Hub, Stream
 from vornix_host.table import LOGS, NOT_DURING_DOCUMENT
 
-DRAINED = 0.02  # seconds of silence after which nothing waits in the bridge any more
-LONGEST_DRAIN = 5.0  # seconds; a device that never stops would hold up the end for ever
-PATIENCE = 5.0  # seconds for a bridge that was told to end
+DRAINED = 0.02  # seconds of silence after which no output waits in the bridge any more
+LONGEST_DRAIN = 5.0  # seconds; a device that never falls silent would hold up the end for ever
+PATIENCE = 5.0  # seconds that a bridge may take to end
 
 _V = TypeVar("_V")
 
@@ -35,18 +35,18 @@ class Bridge:
             async for motion in bridge.motions():
                 print(motion.monotonic, motion.battery, motion.values)
 
-    Every message knows when this host received it. Commands wait until their device is ready, and
-    until a document that was asked for has come where they share its channel; they check their
-    arguments. A bridge that ends by itself is started again by the recipe of the host
-    protocol, and so is one that has lost a device, if restart_on_loss says so; the devices'
-    readiness, raw streams, acquisitions and calibrations then begin anew, by the host. At the end
-    of the block what was started is stopped, what waits is read, and the bridge ended.
+    Every message has the time at which this host received it. A command waits until its device is
+    ready and, if it uses the document's channel, until a document that was asked for has come.
+    Arguments are checked. A bridge that ends by itself is started again by the recipe of the host
+    protocol; with restart_on_loss, also one that has lost a device. The host then has to wait for
+    its devices and to start raw streams, acquisitions and calibrations again. At the end of the
+    block all that was started is stopped, waiting output is read, and the bridge is ended.
 
-    Behind a document that may be damaged nothing is believed (TrustLost): the bridge is ended then,
-    started again if restart says so, and asked for no document any more by this Bridge. A document
-    that nobody asked for is an UnknownMessage.
+    After a document that may be damaged nothing is trusted (TrustLost): the bridge is then ended,
+    started again if restart is true, and never asked for a document again by this Bridge. A
+    document that nobody asked for is an UnknownMessage.
 
-    Belongs to one event loop. Whatever the host does, the output is read: streams that nobody
+    Belongs to one event loop. The output is read whatever the host does: streams that nobody
     fetches from grow in memory.
     """
 
@@ -57,7 +57,7 @@ class Bridge:
         restart_on_loss: bool = False,
         silence: float = 5.0,
     ) -> None:
-        """silence: seconds without a value after which a stream that had begun counts as lost."""
+        """silence: seconds without a value after which a stream that has begun counts as lost."""
         self._command, self._restart = command, restart
         self._restart_on_loss, self._silence = restart_on_loss, silence
         self._recipe = Recipe()
@@ -69,17 +69,17 @@ class Bridge:
 
     @property
     def radio(self) -> str:
-        """As RadioChanged has it."""
+        """The radio's state, as in RadioChanged."""
         return self._life.radio
 
-    # What it tells
+    # From the bridge
 
     async def tramsel(self) -> m.TramselFound:
-        """Waits until a Tramsel is found that was not lost (DeviceLost)."""
+        """Waits until a Tramsel is found that is not lost (DeviceLost)."""
         return cast(m.TramselFound, await self._device("tramsel"))
 
     async def probe(self) -> m.ProbeFound:
-        """Waits until a probe is found that was not lost (DeviceLost)."""
+        """Waits until a probe is found that is not lost (DeviceLost)."""
         return cast(m.ProbeFound, await self._device("probe"))
 
     async def corvelta(self) -> m.CorveltaBattery:
@@ -110,11 +110,11 @@ class Bridge:
         return self._hub.stream(lambda event: isinstance(event, m.Message))
 
     def events(self) -> Stream[Event]:
-        """Messages, log and damage, and what becomes of the bridge itself."""
+        """Messages, log lines and damage, and the events about the bridge itself."""
         return self._hub.stream(lambda event: True)
 
-    # What it is told. Each waits until the device is ready, and returns when the line is on its
-    # way: the bridge answers none.
+    # To the bridge. Each waits until the device is ready, and returns when the line has been queued
+    # for writing; the bridge does not acknowledge commands.
 
     async def start_calibration(self) -> None:
         await self.send("CV_debutCalib")
@@ -143,9 +143,9 @@ class Bridge:
         await self.send(f"FX_cmdWriteByte {code:d} {value:d}")
 
     async def get_json(self, timeout: float = 60.0) -> m.FenwixJson:
-        """The document. Raises asyncio.TimeoutError when none has come in so many seconds after the
-        question, and BridgeEnded when the bridge has ended meanwhile. After the former nothing goes
-        to the document's channel any more until it has come, or the bridge was started again."""
+        """Asks for the document and returns it. Raises asyncio.TimeoutError when none has come
+        within timeout seconds, and BridgeEnded when the bridge ends meanwhile. After a timeout no
+        command may use the document's channel until it has come, or the bridge was started again."""
         async with self._asking:
             answers: Stream[Event] = self._hub.stream(lambda one: isinstance(one, (m.FenwixJson, Ended)))
             await self.send("FX_getJson")
@@ -161,7 +161,7 @@ class Bridge:
         raise BridgeEnded("the bridge has ended before the document came")
 
     async def send(self, line: str) -> None:
-        """A line as the bridge takes it; CommandError for one that would end it.
+        """Sends a line to the bridge; raises CommandError for one that would end it.
 
         "kill" is close().
         """
@@ -186,7 +186,7 @@ class Bridge:
         self._life.note_sent(line)
         self._process.write(line)
 
-    # Its life
+    # Start, restarts and end
 
     async def __aenter__(self) -> Bridge:
         self._loop = asyncio.get_running_loop()
@@ -204,7 +204,7 @@ class Bridge:
         await self.close()
 
     async def close(self) -> None:
-        """Stops what was started, reads what waits, ends the bridge."""
+        """Stops what was started, reads waiting output, ends the bridge."""
         if not self._is_closing:
             self._is_closing = True
             self._hub.wake()
@@ -228,7 +228,7 @@ class Bridge:
             try:
                 self._loop.call_soon_threadsafe(work, what)
             except RuntimeError:
-                pass  # the host's loop was closed, and the bridge was not
+                pass  # the host has closed its event loop, but not the bridge
 
         return hand_over
 
@@ -248,7 +248,7 @@ class Bridge:
         self._hub.tell(event.received(time.monotonic(), time.time()))
 
     def _may_go(self, device: Optional[str], word: str) -> bool:
-        """Or, once its document is given up, may be refused."""
+        """Whether a command may go now (or, if its document was given up, may be refused now)."""
         life = self._life
         is_held_up = word in NOT_DURING_DOCUMENT and life.awaits_document and not life.has_no_document
         is_ready = device is None or device in life.devices
@@ -264,11 +264,11 @@ class Bridge:
         return self._hub.why_over or "the host has closed the bridge"
 
     async def _run(self) -> None:
-        """From one start to the next, until the recipe or the host ends it."""
+        """Restarts the bridge until the recipe or the host ends that."""
         while True:
             status = await self._ended
             end = self._end_of_life(status)
-            self._life.devices.clear()  # nobody is ready for a bridge that has ended
+            self._life.devices.clear()  # no device is ready once the bridge has ended
             self._tell(Ended(status))
             verdict: Union[Again, Over, None] = self._verdict(end)
             if isinstance(verdict, Again):
@@ -320,7 +320,7 @@ class Bridge:
             more()
 
     async def _watch(self) -> None:
-        """Looks for devices that are lost."""
+        """Watches for lost devices."""
         while True:
             await asyncio.sleep(self._silence / 10)
             losses = list(self._life.lost(time.monotonic(), self._silence))
@@ -332,13 +332,13 @@ class Bridge:
                 await self._ending
 
     def _begin_ending(self) -> None:
-        """As after a loss: what comes next is the recipe's."""
+        """Ends this run of the bridge, as after a loss; the recipe decides what follows."""
         if not (self._is_closing or self._ending):
             self._ending = asyncio.ensure_future(self._end_orderly())
 
 
 async def _drain(process: Process, ended: asyncio.Future[int]) -> None:
-    """Until all that waits in the bridge has come: then its output falls silent."""
+    """Waits until all output that waited in the bridge has come: it then falls silent."""
     begin = time.monotonic()
     while time.monotonic() < begin + LONGEST_DRAIN and not ended.done():
         silent = time.monotonic() - max(process.last_read, begin)

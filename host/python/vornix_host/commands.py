@@ -1,7 +1,7 @@
-"""The lines that the bridge takes: check("FX_cmdWriteByte 3 256") raises CommandError.
+"""The commands of the bridge: check("FX_cmdWriteByte 3 256") raises CommandError.
 
-The bridge ends itself on a wrong argument, and on a command for a device that is not ready. What is
-checked here does not come to that. The commands are those of the table.
+The bridge ends itself on a wrong argument, and on a command for a device that is not ready. The
+checks here keep it from that. The commands are in table.py.
 """
 
 from __future__ import annotations
@@ -11,23 +11,23 @@ from typing import Optional, Set
 
 from vornix_host.table import LOGS, MOST, NEEDS, STOPS
 
-_DOCUMENT = 19  # its code
+_DOCUMENT = 19  # the code of the command that asks for the document
 
 
 class CommandError(ValueError):
-    """A line that would end the bridge, or that is no line."""
+    """Raised for a line that would end the bridge, or that is more than one line."""
 
 
 def word_of(line: str) -> Optional[str]:
-    """The command that the bridge takes this line for; None for none."""
+    """The command that the bridge sees in this line; None for none."""
     for word in MOST:
-        if line.startswith(word):  # what follows is looked at as arguments
+        if line.startswith(word):  # the rest of the line is read as arguments
             return word
     return line if line in LOGS else None
 
 
 def asks_for_document(line: str) -> bool:
-    """For a line that check() has let pass."""
+    """Whether a line, which check() has accepted, asks for the document."""
     word = word_of(line)
     if word in MOST:
         return int(line.split(" ")[1]) == _DOCUMENT
@@ -35,7 +35,8 @@ def asks_for_document(line: str) -> bool:
 
 
 def both_halves(log: str) -> Set[str]:
-    """The log texts of the command with this one, and of what stops or starts the same."""
+    """The log texts of the command with this log text, and of its counterpart that stops or starts
+    the same."""
     for pair in STOPS.items():
         logs = {LOGS[word] for word in pair}
         if log in logs:

@@ -1,4 +1,4 @@
-"""What becomes of the bridge itself, beside its messages: all come from Bridge.events()."""
+"""Events about the bridge itself; Bridge.events() gives them beside its messages."""
 
 from __future__ import annotations
 
@@ -21,9 +21,9 @@ class RadioChanged(Event):
 
 @dataclasses.dataclass(frozen=True)
 class DeviceLost(Event):
-    """It was lost, or failed, before its services were known: it stays silent.
+    """A device was lost, or failed, before its services were known; nothing more comes from it.
 
-    name: as the log has it.
+    name: as in the log.
     """
 
     name: str
@@ -31,7 +31,7 @@ class DeviceLost(Event):
 
 @dataclasses.dataclass(frozen=True)
 class StreamLost(Event):
-    """A stream that had begun is silent. Nothing else tells that a device is lost by then.
+    """A stream that had begun is silent: the only sign that a device was lost after it was ready.
 
     stream: "motion", "measurement", "rms 1", "rms 2", "raw 1" or "raw 2".
     """
@@ -42,15 +42,16 @@ class StreamLost(Event):
 
 @dataclasses.dataclass(frozen=True)
 class TrustLost(Event):
-    """A document is damaged, or may be. What follows may be a device's text that looks like
-    messages: of this run nothing comes any more but its end. why: in words, for the user."""
+    """A document is, or may be, damaged. The rest of the output may be the device's text that looks
+    like messages, so nothing more comes of this run but its end. why: in words, for the user."""
 
     why: str
 
 
 @dataclasses.dataclass(frozen=True)
 class Ended(Event):
-    """The bridge has ended; all that it wrote has come before. status: minus a signal's number."""
+    """The bridge has ended, and all its output has come. status: its exit status, or minus the
+    number of the signal that ended it."""
 
     status: int
 
@@ -62,6 +63,6 @@ class Restarting(Event):
 
 @dataclasses.dataclass(frozen=True)
 class GivenUp(Event):
-    """It is not started again. why: in words, for the user."""
+    """The bridge is not started again. why: in words, for the user."""
 
     why: str

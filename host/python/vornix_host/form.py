@@ -1,4 +1,4 @@
-"""How a payload is written: Form(["V;"], make) or Form(["P0;", Number(0, 255), ";"], make)."""
+"""The form of a payload: Form(["V;"], make) or Form(["P0;", Number(0, 255), ";"], make)."""
 
 from __future__ import annotations
 
@@ -9,7 +9,7 @@ from vornix_host.received import Message
 
 
 class Number:
-    pattern = "(0|-?[1-9][0-9]{0,19})"  # none has more digits
+    pattern = "(0|-?[1-9][0-9]{0,19})"  # no number has more digits
 
     def __init__(self, least: int, most: int, absent: Optional[int] = None) -> None:
         self._least, self._most, self._absent = least, most, absent
@@ -49,7 +49,7 @@ _Field = Union[Number, Choice, Bytes, Text]
 
 class Form:
     def __init__(self, parts: Sequence[Union[str, _Field]], make: Callable[[List[Any]], Message]) -> None:
-        """parts: texts that are always the same, and fields. make: the message of the fields' values."""
+        """parts: constant texts and fields. make: makes the message from the fields' values."""
         self.first = str(parts[0])[0]
         self._values = [part.value for part in parts if not isinstance(part, str)]
         self._make = make
@@ -57,7 +57,8 @@ class Form:
         self._pattern = re.compile("".join(patterns), re.S)
 
     def read(self, payload: str) -> Optional[Message]:
-        """None unless all of the payload is of this form, each field within its range."""
+        """The message in the payload; None unless the whole payload has this form and each field is
+        within its range."""
         match = self._pattern.fullmatch(payload)
         if match is None:
             return None

@@ -1,4 +1,4 @@
-"""What is known from one start of the bridge to its end. The next start begins with nothing."""
+"""The state of one run of the bridge, from its start to its end."""
 
 from __future__ import annotations
 
@@ -20,23 +20,23 @@ _RADIO_STATES = {"poweredOn": "on", "poweredOff": "off"}
 
 class Life:
     def __init__(self) -> None:
-        self.radio = "unknown"  # as RadioChanged has it
-        self.why_unusable: Optional[str] = None  # as RadioUnusable has it
+        self.radio = "unknown"  # as in RadioChanged
+        self.why_unusable: Optional[str] = None  # as in RadioUnusable
         self.last_log: Optional[str] = None
-        self.devices: Dict[str, m.Message] = {}  # by the message that makes each known or ready
-        self.stops: Dict[str, str] = {}  # by the command that started, the one that stops
+        self.devices: Dict[str, m.Message] = {}  # found or ready, each with the message of that
+        self.stops: Dict[str, str] = {}  # the stop command for each command that started something
         self.awaits_document = False  # it was asked for, and has not come
-        self.has_no_document = False  # nor will it
-        self.why_distrusted = ""  # as TrustLost has it; empty while the bridge is believed
-        self._was_reset = False  # the radio: whoever was found is lost
-        self._told: Set[str] = set()  # the families of all devices, lost ones among them
-        self._failed: Set[str] = set()  # devices, before their services were known; by family
+        self.has_no_document = False  # it was asked for, and given up
+        self.why_distrusted = ""  # as in TrustLost; empty while the bridge is trusted
+        self._was_reset = False  # the radio was, so that all devices found before are lost
+        self._told: Set[str] = set()  # the families of all devices so far, lost ones included
+        self._failed: Set[str] = set()  # families of devices that failed before they were ready
         self._accepted: List[str] = []  # the devices' names
         self._heard: Dict[str, float] = {}  # when each stream was last heard, monotonic clock
 
     def note(self, event: Event) -> List[Event]:
-        """What the bridge wrote. Gives what to tell the host: the event and what it says of a device
-        or the radio, or nothing where it is not believed."""
+        """Notes what the bridge wrote. Returns the events for the host: this one, and those that
+        follow from it about a device or the radio; nothing while the bridge is not trusted."""
         if self.why_distrusted:
             return []
         self.why_distrusted = self._why_distrusted(event)
@@ -65,7 +65,7 @@ class Life:
         return ""
 
     def _note_document(self, event: m.FenwixJson) -> Event:
-        if not self.awaits_document:  # the bridge writes none unasked
+        if not self.awaits_document:  # the bridge never sends one without being asked
             return m.UnknownMessage(f"PJSON;{event.text};").received(event.monotonic, event.wall)
         self.awaits_document = self.has_no_document = False
         return event
@@ -78,14 +78,14 @@ class Life:
         device = DEVICES.get(type(event))
         if device:
             self._told.add(device)
-        if device and device not in self._failed:  # the log overtakes messages
+        if device and device not in self._failed:  # the log line may come before the message
             self.devices[device] = event
         stream, stop = _stream_of(event)
         if stream and (not stop or stop in self.stops.values()):
             self._heard[stream] = event.monotonic
 
     def note_sent(self, line: str) -> None:
-        """A line that is on its way to the bridge."""
+        """Notes a line that is being sent to the bridge."""
         word = word_of(line)
         self.awaits_document = self.awaits_document or asks_for_document(line)
         if word in STOPS:
@@ -98,7 +98,7 @@ class Life:
                 self._heard.pop(stream, None)
 
     def lost(self, now: float, silence: float) -> Iterator[StreamLost]:
-        """Streams that have been silent for so many seconds; each is told once."""
+        """Streams that have been silent for this many seconds; each is reported once."""
         for stream, last in list(self._heard.items()):
             if now - last >= silence:
                 del self._heard[stream]
@@ -106,7 +106,7 @@ class Life:
 
     @property
     def has_lost(self) -> bool:
-        """Whether the log told of a loss: no silence of a stream is needed to know it."""
+        """Whether the log has reported a loss, which then need not be concluded from silence."""
         return bool(self._failed) or (self._was_reset and self.radio == "on")
 
     def _note_log(self, text: str) -> Optional[Event]:
@@ -128,7 +128,8 @@ class Life:
         return DeviceLost(name)
 
     def _name_at_end(self, text: str) -> str:
-        """Of an accepted device: a name, and the error before it, may hold " de " as well."""
+        """The name at the end of a log text. It is looked for among the accepted devices' names,
+        since the name and the error before it may contain " de " as well."""
         names = [name for name in self._accepted if text.endswith(" de " + name)]
         return max(names, key=len, default=text.rpartition(" de ")[2])
 
@@ -143,16 +144,16 @@ class Life:
 
 
 def _stream_of(event: m.Message) -> Tuple[str, str]:
-    """The stream that should go on once it has begun, and the command that stops it, "" for none."""
+    """The stream that an event belongs to, and the command that stops it; "" for none."""
     streams = STREAMS.get(type(event), [("", "")])
     return streams[getattr(event, "stream", 1) - 1]
 
 
 def _is_json(text: str) -> bool:
-    """As strict as JSON is; numbers are not read, however long they are."""
+    """Whether a text is strictly JSON. Numbers are not converted, as they may have any length."""
     try:
         json.loads(text, parse_int=str, parse_float=str, parse_constant=_refuse)
-    except (ValueError, RecursionError):  # the latter: no device nests a thousand arrays
+    except (ValueError, RecursionError):  # the latter at some thousand levels, which no device has
         return False
     return True
 

@@ -4,7 +4,7 @@
     for line in reader.feed(data): ...      # data: bytes in pieces of any size
     for line in reader.finish(): ...        # the output has ended
 
-A line is a LogEntry, a Payload or a DamagedLine. The same lines come however the bytes were cut.
+A line is a LogEntry, a Payload or a DamagedLine. The lines do not depend on how the bytes are cut.
 """
 
 from __future__ import annotations
@@ -17,7 +17,7 @@ from typing import Iterator, Optional, Union
 from vornix_host.messages import Event
 
 LONGEST_MESSAGE = 65549  # bytes, with frame and line feed: a PJSON; with 65535 bytes of text
-LONGEST_LOG = 1 << 20  # the bridge has no bound; a host that sends no long lines gets none back
+LONGEST_LOG = 1 << 20  # bytes; the bridge has no limit, but long lines only echo a host's own
 
 _LOG = re.compile(
     rb"<@((?:[01]\d|2[0-3]):[0-5]\d:[0-5]\d\.\d\d\d) : ([^<>]*)>\n"
@@ -28,8 +28,8 @@ _JSON = b"<PJSON;"
 
 @dataclasses.dataclass(frozen=True)
 class LogEntry(Event):
-    """A line for people. time: "hh:mm:ss.mmm", local. text: "<" and ">" are put back; a text that
-    had "&inf;" or "&sup;" itself cannot be told from one that had these."""
+    """A line for people. time: "hh:mm:ss.mmm", local. text: with "<" and ">" in place of "&inf;"
+    and "&sup;", also where the text itself contained these."""
 
     time: str
     text: str
@@ -42,10 +42,10 @@ class Payload:
 
 @dataclasses.dataclass(frozen=True)
 class DamagedLine(Event):
-    """Bytes that are no line; what they were is lost.
+    """Bytes that are no valid line.
 
-    may_be_document: they begin like a document, or stand so near behind one that they may be its
-    text. Then what follows may be its text, too, and look like lines of the bridge.
+    may_be_document: they begin like a document, or follow one so closely that they may be its text.
+    What follows may then be its text, too, and look like lines of the bridge.
     """
 
     data: bytes
@@ -64,7 +64,7 @@ class LineReader:
         self._buffer = bytearray()
         self._searched = 1  # no end of the line is before this place
         self._has_ended = False
-        self._since_document = LONGEST_MESSAGE  # bytes, no more than these
+        self._since_document = LONGEST_MESSAGE  # bytes since the last one, counted up to this bound
 
     def feed(self, data: bytes) -> Iterator[Line]:
         self._buffer += data
@@ -126,7 +126,8 @@ class LineReader:
         return self._payload(stop.start()) or self._damage(stop.end() + 1)
 
     def _json(self) -> Optional[Line]:
-        """The text may hold "<", ">" and line feeds, as JSON not ">" and a line feed together."""
+        """The text may contain "<", ">" and line feeds, but JSON never ">" and a line feed
+        together."""
         end = self._buffer.find(b">\n", self._searched, LONGEST_MESSAGE)
         size = min(len(self._buffer), LONGEST_MESSAGE)
         if end < 0 and not self._has_ended and size < LONGEST_MESSAGE:
@@ -140,8 +141,8 @@ class LineReader:
         return self._damage(next_frame if next_frame > 0 else lost)
 
     def _is_later_line(self, end: int) -> bool:
-        """Whether a line of its own ends here, one that followed a document that was cut off. Its
-        digits can be right for the document as well, by chance."""
+        """Whether the end at this place is that of a later line, after a document that was cut off;
+        by chance its checksum may be right for the document as well."""
         begin = self._buffer.rfind(b"<", 0, end)
         match = _MESSAGE.fullmatch(self._buffer, begin, end + 2) if begin > 0 else None
         return match is not None and checksum(match[1]) == int(match[2], 16)
@@ -155,7 +156,7 @@ class LineReader:
         return Payload(text)
 
     def _wait(self, longest: int, stop: Optional[re.Match[bytes]] = None) -> Optional[DamagedLine]:
-        """The line's end, or the byte behind `stop`, is not there; perhaps it never will be."""
+        """Handles a line whose end, or the byte after `stop`, has not come and perhaps never will."""
         size = min(len(self._buffer), longest)
         if self._has_ended or size == longest:
             return self._damage(size)

@@ -1,7 +1,7 @@
-"""What the bridge's payloads mean: decode("V;") gives CorveltaOnMains().
+"""Decodes the bridge's payloads: decode("V;") gives CorveltaOnMains().
 
-A payload is taken for a known kind only when all its fields are there, none is too many and each is
-within its range; everything else is an UnknownMessage. The kinds are those of the table.
+A payload has a known kind only if all its fields are there, none is too many and each is within its
+range; everything else is an UnknownMessage. The kinds are in table.py.
 """
 
 from __future__ import annotations
@@ -22,7 +22,7 @@ __all__ += table.__all__
 
 @dataclasses.dataclass(frozen=True)
 class UnknownMessage(Message):
-    """Whole and with the right checksum, and of no known kind."""
+    """A whole message with a valid checksum, but of no known kind."""
 
     payload: str
 

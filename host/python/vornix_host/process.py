@@ -1,7 +1,7 @@
-"""One run of the bridge: its output comes as events, its input takes lines.
+"""One run of the bridge as a process: gives its output as events, and writes lines to its input.
 
-Reading and writing have a thread each: the bridge may wait for one of them while the other is what
-it waits for. Reading never waits for the host either, so nothing is lost while that is busy.
+Reading and writing have a thread each, since the bridge may not read its input while its output is
+not read. Reading never waits for the host either, so nothing is lost while the host is busy.
 """
 
 from __future__ import annotations
@@ -19,7 +19,7 @@ Came = Union[LogEntry, DamagedLine, Message]
 
 
 class Process:
-    """take(events) and ended(status) are called on the reading thread, ended last of all.
+    """Calls take(events) and, last of all, ended(status) on the reading thread.
 
     status: the exit status, or minus the number of the signal that ended it.
     """
@@ -45,14 +45,14 @@ class Process:
             threading.Thread(target=work, daemon=True).start()
 
     def write(self, line: str) -> None:
-        """Never waits. A bridge that has ended does not get it."""
+        """Queues a line, without waiting. If the bridge has ended, the line is lost."""
         self._lines.put(line.encode() + b"\n")
 
     def close_input(self) -> None:
         self._lines.put(None)
 
     def kill(self) -> None:
-        """By SIGKILL; for a bridge that does not end by itself."""
+        """Ends the bridge by SIGKILL, if it does not end by itself."""
         self._process.kill()
 
     def _read(self) -> None:
@@ -82,4 +82,4 @@ class Process:
                 for line in iter(self._lines.get, None):
                     pipe.write(line)
         except BrokenPipeError:
-            pass  # it has ended: ended() tells
+            pass  # the bridge has ended, which ended() reports

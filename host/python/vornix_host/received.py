@@ -1,4 +1,4 @@
-"""What every message, and everything else that a Bridge tells, has."""
+"""The base classes of messages and of all other events of a Bridge."""
 
 from __future__ import annotations
 
@@ -8,10 +8,10 @@ _Event = TypeVar("_Event", bound="Event")
 
 
 class Event:
-    """When this host received it; of no weight in comparisons.
+    """An event with the time at which this host received it, which comparisons ignore.
 
-    monotonic: seconds as time.monotonic() counts them, for distances. wall: seconds since 1970 as
-    time.time() has them, for people. Both were taken when the bytes were read from the pipe.
+    monotonic: seconds of time.monotonic(), for intervals. wall: seconds of time.time(), for people.
+    Both are the time when the bytes were read from the pipe.
     """
 
     monotonic: float = 0.0

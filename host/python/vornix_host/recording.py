@@ -1,10 +1,10 @@
-"""Reads what vornix-scope has recorded: docs/recording.md.
+"""Reads recordings of vornix-scope: docs/recording.md.
 
     from vornix_host import recording
     for piece in recording.pieces("session.vnx"):
         print(piece.seconds, piece.kind, piece.data)
 
-Damage is passed over, as a cut-off end is.
+Damaged records and an incomplete end are skipped.
 """
 
 import pathlib
@@ -23,16 +23,16 @@ KINDS = (SESSION, OUTPUT, INPUT, COMMAND, INPUT_END, MISSED, STALLED, END)
 
 class Piece(NamedTuple):
     kind: bytes  # one of the above
-    seconds: float  # since the session began; of SESSION since 1970, in UTC
+    seconds: float  # since the session began; for SESSION itself since 1970, in UTC
     data: bytes
 
 
 class NoRecording(Exception):
-    """The file is of another kind."""
+    """Raised for a file that is no recording."""
 
 
 def _at(data: memoryview, at: int) -> Optional[Tuple[Piece, int]]:
-    """The piece that a sound record at this place has, and where the record ends."""
+    """The piece in the record at this place, and the end of the record; None if it is damaged."""
     if len(data) - at < HEAD.size:
         return None
     size, total, kind, time = HEAD.unpack_from(data, at)
@@ -45,7 +45,7 @@ def _at(data: memoryview, at: int) -> Optional[Tuple[Piece, int]]:
 
 
 def pieces(path: str) -> Iterator[Piece]:
-    """Every piece of a recording, from the first to the last."""
+    """The pieces of a recording, in order."""
     data = memoryview(pathlib.Path(path).read_bytes())
     if not NAME.startswith(bytes(data[:len(NAME)])):
         raise NoRecording(f"{path} is no recording")
@@ -60,7 +60,7 @@ def pieces(path: str) -> Iterator[Piece]:
 
 
 def output(path: str) -> bytes:
-    """What the bridge wrote in the last session of a recording, byte for byte."""
+    """The output of the bridge in the last session of a recording, byte for byte."""
     written: List[bytes] = []
     for piece in pieces(path):
         if piece.kind == SESSION:

@@ -1,4 +1,4 @@
-"""Streams of what a Bridge receives, for `async for`."""
+"""Streams of a Bridge's events, for `async for`."""
 
 from __future__ import annotations
 
@@ -17,9 +17,9 @@ class BridgeOver(Exception):
 
 
 class Stream(AsyncIterator[_T], Generic[_T]):
-    """What comes from now on, one by one; whatever is not fetched yet is kept.
+    """The events from now on, one by one; those not fetched yet are kept.
 
-    Ends when the host has closed the bridge. Raises BridgeOver when that is over otherwise.
+    Ends when the host has closed the bridge. Raises BridgeOver if the bridge is over otherwise.
     """
 
     def __init__(self, hub: Hub, is_wanted: Callable[[Event], bool]) -> None:
@@ -43,11 +43,11 @@ class Stream(AsyncIterator[_T], Generic[_T]):
 
 
 class Hub:
-    """Hands events to all streams, and wakes whoever waits for something. In one event loop."""
+    """Distributes events to all streams, and wakes tasks that wait. Belongs to one event loop."""
 
     def __init__(self) -> None:
         self.is_over = False
-        self.why_over = ""  # empty where the host ended it
+        self.why_over = ""  # empty if the host ended it
         self._streams: weakref.WeakSet[Stream[Event]] = weakref.WeakSet()  # those in use
         self._waiting: Set[asyncio.Future[None]] = set()
 
@@ -66,7 +66,7 @@ class Hub:
         self.wake()
 
     def wake(self) -> None:
-        """Something has changed that somebody may wait for."""
+        """To be called when something has changed for which a task may wait."""
         for future in self._waiting:
             if not future.done():
                 future.set_result(None)

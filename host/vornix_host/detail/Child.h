@@ -46,7 +46,7 @@ class Descriptor {
 struct Pipe {
   Descriptor reading, writing;
 
-  // Neither end is seen by other children of the host: one would keep the pipe open.
+  // No other child of the host inherits an end, which would keep the pipe open.
   static Pipe make() {
     int ends[2];
 #ifdef __APPLE__
@@ -65,7 +65,7 @@ class Child {
     Pipe in = Pipe::make();
     Pipe out = Pipe::make();
     spawn(command, in.reading.number(), out.writing.number());
-    // The bridge's own ends stay blocking: an end of a pipe has its flags for itself.
+    // The bridge's own ends stay blocking: each end of a pipe has its own flags.
     for (const int own : {in.writing.number(), out.reading.number()}) {
       ::fcntl(own, F_SETFL, ::fcntl(own, F_GETFL) | O_NONBLOCK);
     }
@@ -86,7 +86,7 @@ class Child {
   void closeInput() { input_.close(); }
   void kill() const { ::kill(process_, SIGKILL); }
 
-  // After the end of its output: the exit status, or minus the number of a signal.
+  // To be called after the end of its output. The exit status, or minus the number of the signal.
   int wait() {
     int status = 0;
     while (::waitpid(process_, &status, 0) < 0 && errno == EINTR) {
@@ -96,8 +96,8 @@ class Child {
   }
 
  private:
-  // In a process group of its own: a Ctrl-C at the terminal is for the host alone. With no signal
-  // blocked, whatever the host's thread blocks.
+  // Starts it in a process group of its own, since a Ctrl-C at the terminal is for the host alone,
+  // and with no signal blocked, whatever the host's thread blocks.
   void spawn(const std::vector<std::string>& command, int in, int out) {
     std::vector<char*> words;
     words.reserve(command.size() + 1);

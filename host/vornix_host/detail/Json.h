@@ -1,4 +1,4 @@
-// Whether a text is JSON (RFC 8259), and nothing about what it says.
+// Checks whether a text is JSON (RFC 8259), without decoding it.
 #pragma once
 
 #include <algorithm>
@@ -7,7 +7,8 @@
 
 namespace vornix_host::detail {
 
-// Keeps the open brackets itself: a text of nothing but "[" needs no deep stack.
+// Not recursive: keeps the open brackets in a string, so that a text of "[" alone needs no deep
+// stack.
 class Json {
  public:
   static bool is(std::string_view text) { return Json(text).isWhole(); }
@@ -23,7 +24,7 @@ class Json {
     return rest_.empty();
   }
 
-  // Takes what opens, and a value that opens nothing or what is empty.
+  // Reads opening brackets, and then a simple value or the end of an empty array or object.
   bool beginsValue() {
     while (true) {
       skipBlanks();
@@ -42,7 +43,7 @@ class Json {
     }
   }
 
-  // Takes what closes behind a value, and a comma where another value follows.
+  // Reads the closing brackets after a value, and a comma if another value follows.
   bool endsValues() {
     skipBlanks();
     while (!open_.empty() && takes(std::string_view(&open_.back(), 1))) {
@@ -103,7 +104,7 @@ class Json {
   void skipBlanks() { takesSome(" \t\n\r", std::string_view::npos); }
 
   std::string_view rest_;
-  std::string open_;  // what closes the brackets that are open, the innermost last
+  std::string open_;  // the closing brackets of those that are open, the innermost last
 };
 
 }  // namespace vornix_host::detail

@@ -1,4 +1,4 @@
-// What is known from one start of the bridge to its end. The next start begins with nothing.
+// The state of one run of the bridge, from its start to its end.
 #pragma once
 
 #include <algorithm>
@@ -19,27 +19,27 @@ class Life {
   using Time = std::chrono::steady_clock::time_point;
 
   std::string lastLog;
-  std::string whyRadioUnusable;  // in words; empty where no "Z;" came
+  std::string whyRadioUnusable;  // in words; empty if no "Z;" came
   std::string radio = "unknown";
-  std::vector<std::string> lostDevices;  // before their services were known; by name
-  std::string whyDistrusted;             // as TrustLost has it; empty while the bridge is believed
+  std::vector<std::string> lostDevices;  // names; lost before their services were known
+  std::string whyDistrusted;             // as in TrustLost; empty while the bridge is trusted
 
   bool isReady(Needs device) const {
     return device == Needs::nothing || std::ranges::count(ready_, device) > 0;
   }
 
-  // A document was asked for and has not come: a command of its channel may not go.
+  // Whether a command of the document's channel has to wait for a document that was asked for.
   bool isHeldUp(const Command& command) const {
     return awaitsDocument_ && isNotDuringDocument(command);
   }
 
   bool awaitsDocument() const { return awaitsDocument_; }
 
-  // The log told of a loss: of a device, or of all that were found, by a radio that was reset and
-  // is on again.
+  // Whether the log has reported a loss: of a device, or of all, by a reset of the radio, which is
+  // on again.
   bool hasLost() const { return !lostDevices.empty() || (wasReset_ && radio == "on"); }
 
-  // What the bridge wrote. For nothing behind what made it distrusted.
+  // Notes a message of the bridge. Not to be called once the bridge is not trusted.
   void note(const Message& message, Time when) {
     whyDistrusted = distrust(message);
     if (!whyDistrusted.empty()) {
@@ -53,7 +53,7 @@ class Life {
     std::visit([&](const auto& kind) { noteDevice(kind, when); }, message);
   }
 
-  // A line that is on its way to the bridge, and its command.
+  // Notes a line that is being sent to the bridge, with its command.
   void noteSent(const Command& command, std::string_view line) {
     awaitsDocument_ = awaitsDocument_ || asksForDocument(line);
     if (!command.stop.empty()) started_.push_back(command.stop);
@@ -61,10 +61,10 @@ class Life {
     std::erase_if(heard_, [&](const Heard& one) { return one.stream.stop == command.word; });
   }
 
-  // The commands that stop what was started and not stopped.
+  // The commands that stop all that was started and not stopped.
   const std::vector<std::string_view>& stops() const { return started_; }
 
-  // Streams that have been silent for so long; each is told once.
+  // The streams that have been silent for this long; each is reported once.
   std::vector<std::string> lost(Time now, std::chrono::milliseconds silence) {
     std::vector<std::string> names;
     std::erase_if(heard_, [&](const Heard& one) {
@@ -81,7 +81,7 @@ class Life {
     Time when;
   };
 
-  // Whether such a message comes once from each device: that it is found, or ready.
+  // Whether messages of this kind come once per device: that it was found, or is ready.
   template <typename Kind>
   static constexpr bool isOfDevice() {
     if constexpr (requires { Form<Kind>::role; }) {
@@ -105,7 +105,7 @@ class Life {
     }
   }
 
-  // One that has to be asked for may still come behind its end.
+  // Values of a stream that was started by a command may still come after it was stopped.
   void noteHeard(const Stream& stream, Time when) {
     if (!stream.stop.empty() && std::ranges::count(started_, stream.stop) == 0) return;
     const auto found =
@@ -146,7 +146,8 @@ class Life {
     if (text.starts_with(state)) noteRadio(text.substr(state.size()));
   }
 
-  // Of an accepted device: a name, and the error before it, may hold " de " as well.
+  // The name at the end of a log text. It is looked for among the accepted devices' names, since
+  // the name and the error before it may contain " de " as well.
   std::string nameAtEnd(const std::string& text) const {
     std::string found = text.substr(text.rfind(" de ") + 4);
     for (const std::string& name : accepted_) {
@@ -173,12 +174,12 @@ class Life {
   }
 
   std::vector<Needs> ready_;
-  std::vector<Family> told_;  // of all devices, lost ones among them
+  std::vector<Family> told_;  // the families of all devices so far, lost ones included
   bool awaitsDocument_ = false;
   bool wasReset_ = false;
   std::vector<std::string> accepted_;  // the devices' names
   std::vector<std::string_view> started_;
-  std::vector<Heard> heard_;  // what should go on
+  std::vector<Heard> heard_;  // the streams that have begun
 };
 
 }  // namespace vornix_host::detail

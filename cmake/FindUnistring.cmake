@@ -1,5 +1,5 @@
-# GNU libunistring, which installs no description of itself for a build. The archive comes first:
-# what is used of the library is then in the program (docs/architecture.md says why).
+# GNU libunistring, which comes without a CMake or pkg-config file. The static library is preferred:
+# docs/architecture.md says why.
 find_path(UNISTRING_INCLUDE_DIR unistr.h)
 find_library(UNISTRING_LIBRARY NAMES libunistring.a unistring)
 include(FindPackageHandleStandardArgs)

@@ -1,6 +1,6 @@
-# What a mistake in the code may not become: a program that others can steer. For everything that is
-# shipped; tests/package/hardening looks at the built programs. A build with sanitizers goes without, since
-# these have their own means.
+# Hardening, which keeps a mistake in the code from giving others control of the program. For all
+# programs that are shipped; tests/package/hardening checks them. Not in a build with sanitizers,
+# which have their own means.
 include(CheckPIESupported)
 check_pie_supported()
 

@@ -1,6 +1,6 @@
-# An archive and an installer package. The installed program is signed again, ad hoc: stripping ends
-# the signature that it was linked with, and without one Apple silicon does not start it. Whoever
-# ships it signs it as their own (docs/platforms/macos.md).
+# An archive and an installer package for macOS. The installed program is signed again, ad hoc:
+# stripping invalidates the linker's signature, and without one Apple silicon does not start it.
+# Whoever distributes it signs it with their own (docs/platforms/macos.md).
 set(CPACK_GENERATOR TGZ productbuild)
 set(CPACK_PACKAGE_NAME vornix)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
@@ -8,7 +8,7 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY
   "bridge between a host application and Bluetooth LE measurement devices")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr/local)
 set(CPACK_PRODUCTBUILD_IDENTIFIER vornix)
-set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_BINARY_DIR}/copyright.txt)  # the installer wants an ending
+set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_BINARY_DIR}/copyright.txt)  # the installer needs ".txt"
 configure_file(docs/copyright copyright.txt COPYONLY)
 
 find_program(VORNIX_STRIP strip REQUIRED)

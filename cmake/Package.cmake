@@ -1,20 +1,21 @@
-# What is installed, and the Debian package (macOS: an archive and a .pkg).
+# The installation, and the Debian package (macOS: an archive and a .pkg).
 #
 #   cmake --install build/release
 #   cd build/release && cpack
 #
-# The package is the same, byte for byte, for the same sources and tools: its files have the date of
-# the last commit (cmake/Reproducible.cmake), and the stripped program holds no path of the build.
+# The package is reproducible, byte for byte, from the same sources and tools: its files have the
+# date of the last commit (cmake/Reproducible.cmake), and the stripped program contains no path of
+# the build.
 if(NOT TARGET vornix OR VORNIX_SANITIZE)
   return()
 endif()
 
 include(GNUInstallDirs)
-# Tests and lab are no part of it: what is installed is built before, as the target vornix.
+# Installing and packing build nothing: the target vornix has to be built before, tests and lab not.
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
 set(CMAKE_SKIP_PACKAGE_ALL_DEPENDENCY ON)
 
-# A build identifier is made over the debug information, which holds the paths of the build.
+# The build identifier would depend on the debug information, which contains paths of the build.
 target_link_options(vornix PRIVATE $<$<PLATFORM_ID:Linux>:LINKER:--build-id=none>)
 
 configure_file(docs/vornix.1 vornix.1 @ONLY)

@@ -1,5 +1,5 @@
-# Run by cpack before it packs: what it packs has one date and the usual permissions, whoever runs
-# it and when.
+# Run by cpack before it packs, so that the packed files have the same date and permissions whoever
+# packs them and when.
 if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
   get_filename_component(sources ${CMAKE_CURRENT_LIST_DIR} DIRECTORY)
   execute_process(COMMAND git -C ${sources} log -1 --format=%ct
@@ -10,7 +10,7 @@ if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
   set(ENV{SOURCE_DATE_EPOCH} ${date})
 endif()
 
-# cpack makes the folders of the package, and they would be closed to others.
+# With a stricter umask, the folders that cpack makes for the package would be closed to others.
 execute_process(COMMAND sh -c umask OUTPUT_VARIABLE mask OUTPUT_STRIP_TRAILING_WHITESPACE)
 if(NOT mask MATCHES "^0*22$")
   message(FATAL_ERROR "Pack with umask 022, not ${mask}.")

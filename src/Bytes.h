@@ -1,5 +1,5 @@
-// What a device's value holds at a position: the only place that reads bytes and their order. The
-// value has to be long enough; that is required, not checked ahead.
+// Reads bytes and numbers from a device's value; nothing else in the core deals with byte order. A
+// value that is too short is a precondition failure.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +9,7 @@
 #include "Precondition.h"
 #include "platform/Platform.h"
 
-// The value being delivered; it has to be there.
+// The value being delivered; a precondition failure when there is none.
 inline platform::Value requiredValue(const platform::CBCharacteristic& characteristic) {
   require(characteristic.value().has_value());
   return *characteristic.value();
@@ -20,11 +20,11 @@ inline std::uint8_t byteAt(platform::Value value, std::size_t position) {
   return value[position];
 }
 
-// The smallest type that holds a number of so many bytes, up to four.
+// An unsigned type for a number of this many bytes, up to four.
 template <std::size_t bytes>
 using Unsigned = std::conditional_t<bytes <= 2, std::uint16_t, std::uint32_t>;
 
-// The number whose least significant byte stands at the position, and the others behind it.
+// The little-endian number whose first byte is at the position.
 template <std::size_t bytes>
 Unsigned<bytes> littleEndian(platform::Value value, std::size_t position) {
   static_assert(bytes <= 4);
@@ -36,7 +36,7 @@ Unsigned<bytes> littleEndian(platform::Value value, std::size_t position) {
   return static_cast<Unsigned<bytes>>(number);
 }
 
-// The number whose most significant byte stands at the position.
+// The big-endian number whose first byte is at the position.
 template <std::size_t bytes>
 Unsigned<bytes> bigEndian(platform::Value value, std::size_t position) {
   static_assert(bytes <= 4);

@@ -37,7 +37,7 @@ std::string_view nameOf(CBManagerState state) {
 [[noreturn]] void endUnusable(platform::Platform& platform, int code) {
   using namespace std::chrono_literals;
   sendQuelmar(Payload("Z;").field(code));
-  platform.sleep(1s);  // the host is to read the message before the end
+  platform.sleep(1s);  // gives the host time to read the message before the end
   endProcess();
 }
 
@@ -67,7 +67,7 @@ void ComBLE::centralManagerDidUpdateState(CBCentralManager& central) {
   endUnusable(platform_, 3);
 }
 
-// Whether the family takes the device: it has none yet, and the name is one of its own.
+// Accepts the device if the family has none yet and the name is one of the family's; false if not.
 template <class Handler>
 bool ComBLE::take(const std::shared_ptr<CBPeripheral>& device, std::string_view key,
                   HandlerSlot<Handler>& slot) {

@@ -19,7 +19,7 @@ class ComBLE final : public platform::CBCentralManagerDelegate {
   // The platform outlives the object.
   explicit ComBLE(platform::Platform& system);
 
-  // An unusable radio is told to the host, and the process ends one second later with status 0.
+  // Reports an unusable radio to the host, and ends the process one second later with status 0.
   void centralManagerDidUpdateState(platform::CBCentralManager& central) override;
   void centralManagerDidDiscover(platform::CBCentralManager& central,
                                  const std::shared_ptr<platform::CBPeripheral>& device) override;
@@ -32,9 +32,10 @@ class ComBLE final : public platform::CBCentralManagerDelegate {
   HandlerSlot<ComCorvelta> comCorvelta;
   HandlerSlot<ComFenwix> comFenwix;
 
-  // Every slot, in the order in which they are tried for a device that is found.
+  // All slots, in the order in which they are tried for a discovered device.
   auto slots() { return std::tie(comTramsel, comSonde, comCorvelta, comFenwix); }
-  // Likewise for a device that is connected; it may have several, since its name may change.
+  // All slots, in the order in which they are tried for a connected device. It may be in several,
+  // since its name may have changed between two discoveries.
   auto slotsByConnection() { return std::tie(comTramsel, comFenwix, comCorvelta, comSonde); }
 
   double datePremiereConn = 0;  // first connection request, in seconds since 1970; 0: none yet

@@ -1,7 +1,7 @@
 // Handler of the one Corvelta: forwards contraction records, calibration results, mains power,
-// firmware version and battery level, and keeps the characteristics through which the host's orders
-// reach the device. Callbacks on the main thread; the fields that the reader of host commands uses
-// (peripheral, data0, data1, charac_calibration, charac_acquisition) may be read by any.
+// firmware version and battery level, and keeps the characteristics to which the host's commands
+// write. Callbacks on the main thread; the fields that the reader thread uses (peripheral, data0,
+// data1, charac_calibration, charac_acquisition) may be read by any thread.
 #pragma once
 
 #include <array>

@@ -106,7 +106,7 @@ void ComFenwix::countEvent() {
   ++nbLus;
 }
 
-// False when the field has its value already, which then stays.
+// False when the field already has a value, which then stays.
 bool ComFenwix::storeIdentification(std::optional<std::uint32_t>& field, Value value) {
   if (field) return false;
   countEvent();
@@ -123,7 +123,7 @@ void ComFenwix::storeSerial(Value value) {
   verifConnection();
 }
 
-// The count alone decides, not which events happened: later ones take it past six.
+// Only the count decides, not which events happened; later events take it past six.
 void ComFenwix::verifConnection() {
   if (nbLus != 6) return;
   Payload payload("C;5;0;");

@@ -38,8 +38,9 @@ class ComFenwix final : public DeviceHandler {
   // no resynchronisation: bytes count as payload until the announced length is in.
   void notifRecueFenwixCommand(platform::Value data);
 
-  // Sends the identification to the host when the last of its six events has happened: five
-  // identification values and the subscription of the command characteristic.
+  // Called after each event of the identification: its five values, and the answers to the
+  // subscription of the command characteristic. Sends the identification whenever nbLus is six, as
+  // it is after the five values and one confirmation.
   void verifConnection();
 
   KeptCharacteristic characRaw{nullptr};
@@ -49,13 +50,13 @@ class ComFenwix final : public DeviceHandler {
   std::optional<std::int64_t> nivBatt;
   std::optional<std::int64_t> healthBatt;
 
-  // The first value received for each stays.
+  // Each keeps the first value that was received for it.
   std::optional<std::uint32_t> serial;
   std::optional<std::uint32_t> modele;
   std::optional<std::uint32_t> firmWare;
   std::optional<std::uint32_t> hardWare;
   std::optional<std::uint32_t> systId;
-  std::int64_t nbLus = 0;  // identification events so far
+  std::int64_t nbLus = 0;  // identification values and confirmations so far
 
   std::int64_t nbBytesARecevoir = 0;  // payload length of the reply in progress; 0 when none
   std::int64_t nbBytesRecus = 0;

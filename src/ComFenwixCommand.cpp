@@ -65,7 +65,7 @@ void ComFenwix::notifRecueFenwixCommand(Value data) {
   if (nbBytesRecus >= nbBytesARecevoir) traiteCommande();
 }
 
-// Only the JSON document is understood; replies to other commands are dropped.
+// Only the JSON document is passed on; replies to other commands are dropped.
 void ComFenwix::traiteCommande() {
   if (commandeEnCours == kJsonCommand) {
     const std::string_view text(reinterpret_cast<const char*>(buffer.data()), buffer.size());

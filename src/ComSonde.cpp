@@ -18,7 +18,7 @@ using platform::Value;
 
 namespace {
 
-// "pelk0" has a digit zero: both spellings are out in the field.
+// "pelk0" has a digit zero: there are devices with either spelling.
 constexpr std::string_view kNames[] = {"ilo", "pelko", "pelk0", "tenoval", "kvaltrin"};
 
 // The first is the Ilo's, which sends its battery level with each value.
@@ -63,8 +63,8 @@ void ComSonde::peripheralDidUpdateValueFor(CBPeripheral&, CBCharacteristic& char
   }
 }
 
-// Little-endian, the battery level in byte 12 of every record. The constant last field stands where
-// a Tenoval has its second measurement.
+// Little-endian, with the battery level in byte 12 of every record. The last field, always 0, is
+// the second measurement of a Tenoval.
 void ComSonde::sendIlo(Value value) {
   batSonde = byteAt(value, 12);
   sendQuelmar(Payload("S;").field(batSonde).field(littleEndian<2>(value, 2)).field(0));

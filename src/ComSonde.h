@@ -13,17 +13,17 @@ class ComSonde final : public DeviceHandler {
  public:
   static const Family family;
 
-  // Tells the host which of the two models it is. The device has to have a name.
+  // Sends the host the message for the device's model. The device has to have a name.
   explicit ComSonde(std::shared_ptr<platform::CBPeripheral> device);
 
-  // The model's, not the family's.
+  // Those of the device's model, not of the whole family.
   std::vector<platform::CBUUID> services() const override;
   void peripheralDidUpdateValueFor(platform::CBPeripheral& device,
                                    platform::CBCharacteristic& characteristic,
                                    const platform::Error* error) override;
 
   const bool isIlo;            // by the name; every other probe is a Tenoval
-  std::int64_t batSonde = -1;  // 0 to 255; -1, which the host sees as it stands, until known
+  std::int64_t batSonde = -1;  // 0 to 255; -1 until known, which is sent as well
 
  private:
   void sendIlo(platform::Value value);

@@ -42,7 +42,7 @@ void ComTramsel::peripheralDidUpdateValueFor(CBPeripheral&, CBCharacteristic& ch
   }
 }
 
-// Nine signed 16-bit values, little-endian; what follows them is not used.
+// Nine signed 16-bit values, little-endian; further bytes are ignored.
 void ComTramsel::sendMotion(Value value) const {
   std::array<std::int16_t, 9> motion;
   for (std::size_t i = 0; i < motion.size(); ++i) {

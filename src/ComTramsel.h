@@ -18,7 +18,7 @@ class ComTramsel final : public DeviceHandler {
                                    platform::CBCharacteristic& characteristic,
                                    const platform::Error* error) override;
 
-  std::int64_t batTramsel = -1;  // 0 to 255; -1, which the host sees as it stands, until known
+  std::int64_t batTramsel = -1;  // 0 to 255; -1 until known, which is sent as well
 
  private:
   void sendMotion(platform::Value value) const;

@@ -10,7 +10,7 @@
 
 namespace decimal {
 
-// "00" to "99", one behind the other.
+// The digits "00" to "99", one pair after the other.
 struct Pairs {
   constexpr Pairs() {
     for (std::size_t i = 0; i < 100; ++i) {
@@ -52,8 +52,9 @@ inline char* writeShort(char* to, unsigned number) {
 template <std::integral Number>
 inline constexpr std::size_t kLongestDecimal = std::numeric_limits<Number>::digits10 + 2;
 
-// Returns the end of what it wrote. What a device measures has 16
-// bits, nine such numbers stand in a motion message, and the library takes twice as long for them.
+// Writes up to kLongestDecimal characters and returns their end. Numbers of up to 16 bits are
+// written by own code, since std::to_chars takes twice as long for them: nine of them are in each
+// motion message.
 template <std::integral Number>
 char* writeDecimal(char* to, Number number) {
   if constexpr (sizeof(Number) <= sizeof(std::uint16_t)) {

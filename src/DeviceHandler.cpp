@@ -61,7 +61,7 @@ void DeviceHandler::peripheralDidDiscoverCharacteristicsFor(CBPeripheral& device
   }
 }
 
-// Whichever of the family's services it was found in.
+// The service in which the characteristic was found does not matter.
 void DeviceHandler::useCharacteristic(CBPeripheral& device, CBCharacteristic& characteristic) {
   const auto known =
       std::ranges::find(family_.characteristics, characteristic.UUID(), &KnownCharacteristic::uuid);

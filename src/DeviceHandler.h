@@ -1,6 +1,6 @@
-// What every device's handler does until values come: it finds the services and characteristics
-// that its family's description names, reads them, subscribes to them, and keeps those that the
-// host's commands need. What the values say is each handler's own. Main thread.
+// What all device handlers do until values come: discover the services and characteristics in the
+// family's description, read them, subscribe to them, and keep those that the host's commands need.
+// Each handler decodes its own values. Main thread.
 #pragma once
 
 #include <memory>
@@ -14,13 +14,13 @@ class DeviceHandler : public platform::CBPeripheralDelegate {
   DeviceHandler(const DeviceHandler&) = delete;
   DeviceHandler& operator=(const DeviceHandler&) = delete;
 
-  // The services that the device is to be asked for once it is connected.
+  // The services to discover once the device is connected.
   virtual std::vector<platform::CBUUID> services() const;
 
-  // A failure is logged; it has to come with an error, and the device has to have a name.
+  // Logs a failure, which has to come with an error, of a device that has to have a name.
   void peripheralDidDiscoverServices(platform::CBPeripheral& device,
                                      const platform::Error* error) final;
-  // A failure is not looked at: what was found is used.
+  // Ignores the error and uses the characteristics that were found.
   void peripheralDidDiscoverCharacteristicsFor(platform::CBPeripheral& device,
                                                platform::CBService& service,
                                                const platform::Error* error) final;
@@ -28,7 +28,7 @@ class DeviceHandler : public platform::CBPeripheralDelegate {
   const std::shared_ptr<platform::CBPeripheral> peripheral;  // any thread may use it
 
  protected:
-  // Both outlive the handler. The handler has yet to make itself the device's delegate.
+  // The family outlives the handler. The derived class makes itself the device's delegate.
   DeviceHandler(std::shared_ptr<platform::CBPeripheral> device, const Family& family);
   ~DeviceHandler() = default;
 
@@ -39,8 +39,8 @@ class DeviceHandler : public platform::CBPeripheralDelegate {
   const Family& family_;
 };
 
-// A handler's own field, as its family's description has it. The description is used with handlers
-// of that class only.
+// Converts a pointer to a handler's own field for its family's description, which is used with
+// handlers of that class only.
 template <class Handler>
 constexpr KeptCharacteristic DeviceHandler::*keptIn(KeptCharacteristic Handler::*field) {
   return static_cast<KeptCharacteristic DeviceHandler::*>(field);

@@ -11,7 +11,7 @@
 void sendRms(std::string_view kind, platform::Value value) {
   const auto level = std::bit_cast<float>(littleEndian<4>(value, 0));
   const float scaled = level * 10000000.0F;
-  // The neighbours of the 64-bit range in binary32; a NaN fails both comparisons.
+  // The nearest binary32 numbers outside the 64-bit range; a NaN fails both comparisons.
   require(scaled > -9.223373e18F && scaled < 9.223372e18F);
   sendQuelmar(Payload(kind).field(static_cast<std::int64_t>(scaled)));
 }

@@ -6,9 +6,11 @@
 
 #include "platform/Platform.h"
 
-// An IEEE-754 binary32, little-endian, sent as a fixed-point integer with seven decimal places,
-// truncated: 0.01 gives 100000. It has to be finite and fit into 64 bits when scaled.
+// kind: the message's first field, "P1;" or "P2;". value: an IEEE-754 binary32, little-endian. It
+// is sent as a fixed-point integer with seven decimal places, truncated: 0.01 gives 100000. It has
+// to be finite and, when scaled, to fit into 64 bits.
 void sendRms(std::string_view kind, platform::Value value);
 
-// Every byte as two upper-case hexadecimal digits, whatever their number.
+// kind: "PR1;" or "PR2;". Sends every byte of the value, of any length, as two upper-case
+// hexadecimal digits.
 void sendRaw(std::string_view kind, platform::Value value);

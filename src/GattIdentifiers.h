@@ -1,11 +1,11 @@
-// Every GATT service and characteristic that the bridge asks for, subscribes to, reads, writes or
-// recognises. Identifiers of the form 0000xxxx-0000-1000-8000-00805F9B34FB lie in the Bluetooth
-// base range, and are the same whether a device reports their 16-bit or their long form.
+// The GATT identifiers of all services and characteristics that the bridge uses. Identifiers of the
+// form 0000xxxx-0000-1000-8000-00805F9B34FB are built on the Bluetooth base UUID; a device may
+// report their 16-bit or their long form.
 #pragma once
 
 #include "platform/CBUUID.h"
 
-// Ilo probe: one stream, the battery level in it.
+// Ilo probe: one stream, which contains the battery level.
 inline constexpr auto service_ilo =
     platform::CBUUID::UUIDWithString("85538af7-9604-4f46-a933-c9e7a9e05748");
 inline constexpr auto charac_ilo =
@@ -42,7 +42,7 @@ inline constexpr auto charac_corvelta_secteur =
 inline constexpr auto charac_corvelta_force_sleep =
     platform::CBUUID::UUIDWithString("00428317-9ae7-49d7-adf5-8e295880ace8");
 
-// Corvelta: contraction records, and the order that starts and stops them.
+// Corvelta: contraction records, and the acquisition command that starts and stops them.
 inline constexpr auto service_corvelta_contractions =
     platform::CBUUID::UUIDWithString("d72dcc05-7e84-464d-91a6-b8cc7fe47b2a");
 inline constexpr auto charac_corvelta_contractions =
@@ -50,7 +50,7 @@ inline constexpr auto charac_corvelta_contractions =
 inline constexpr auto charac_corvelta_acquisition =
     platform::CBUUID::UUIDWithString("5b4153a2-3f1c-4dc4-872e-e43265446878");
 
-// Corvelta: calibration order, error code and new value.
+// Corvelta: calibration command, error code and new value.
 inline constexpr auto service_corvelta_calibration =
     platform::CBUUID::UUIDWithString("a4459812-7361-4607-95e1-e58b2fc953d9");
 inline constexpr auto charac_corvelta_calibration =
@@ -78,9 +78,8 @@ inline constexpr auto service_fenwix_config =
 inline constexpr auto charac_fenwix_command =
     platform::CBUUID::UUIDWithString("00003A93-0000-1000-8000-00805F9B34FB");
 
-// The standard Device Information service. A Fenwix puts a 32-bit number, least significant byte
-// first, where the standard has text; its firmware version stands in 2A28 (Software Revision), not
-// in 2A26.
+// The standard Device Information service. A Fenwix has 32-bit numbers, little-endian, where the
+// standard has texts, and its firmware version in 2A28 (Software Revision) instead of 2A26.
 inline constexpr auto service_info =
     platform::CBUUID::UUIDWithString("0000180a-0000-1000-8000-00805f9b34fb");
 inline constexpr auto charac_info_modele =

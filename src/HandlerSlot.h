@@ -1,5 +1,5 @@
-// The place of one device family's handler: empty, then filled once, then never changed. The main
-// thread fills it; any thread may look.
+// Holds the handler of one device family: empty at first, filled once by the main thread, then
+// never changed. Any thread may read it.
 #pragma once
 
 #include <atomic>

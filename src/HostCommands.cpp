@@ -75,8 +75,8 @@ struct HostCommand {
   std::string_view text;
   std::string_view log;
   void (*act)(ComBLE& comBLE, std::string_view line);
-  bool hasArguments = false;  // then the line only has to begin with the text
-  bool isTheEnd = false;      // which does not wait for a host that does not read
+  bool hasArguments = false;  // the line then only has to begin with the text
+  bool isTheEnd = false;      // ends the process, so its log line is not waited for
 };
 
 constexpr HostCommand kCommands[] = {
@@ -141,8 +141,8 @@ void handleHostCommand(ComBLE& comBLE, std::string_view line) {
   standardOutput().waitUntilOut();
 }
 
-// On macOS terminals and other devices cannot be polled, and their first character may be a long
-// time coming: that is left to the reader.
+// On macOS terminals and other devices cannot be polled, and reading their first character might
+// block for long; that is left to the reader thread.
 bool hostSendsNothing() {
   pollfd input{fileno(stdin), POLLIN, 0};
   if (::poll(&input, 1, 0) <= 0) return false;

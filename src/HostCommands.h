@@ -1,5 +1,5 @@
-// The host's side of standard input: text commands, one per line, exact and case-sensitive. All but
-// hostSendsNothing runs on the reader thread.
+// The host's commands on standard input: texts, one per line, exact and case-sensitive. Everything
+// except hostSendsNothing runs on the reader thread.
 #pragma once
 
 #include <atomic>
@@ -7,16 +7,16 @@
 
 #include "ComBLE.h"
 
-// Carries out one line, given without its terminator. Its log line comes out before: a host that
-// does not read its answers is not asked for more commands. What a device command needs has to be
-// there (the handler, the characteristic, well-formed arguments); a line that is no command is
-// logged.
+// Carries out one line, given without its terminator. Waits until the host has room for the
+// command's log line, so that no more commands are taken from a host that does not read. A device
+// command needs its handler, its characteristic and valid arguments; their lack is a precondition
+// failure. A line that is no command is only logged.
 void handleHostCommand(ComBLE& comBLE, std::string_view line);
 
-// Whether standard input is at its end before anything has been read from it, as far as can be told
-// without waiting. To be asked before the reader starts.
+// Whether standard input has already ended without a single byte, as far as that can be known
+// without waiting. To be called before the reader thread starts.
 bool hostSendsNothing();
 
-// Reads standard input until its end, which ends the process, as does "kill". One command is done
-// before the next line is read.
+// Carries out the lines of standard input, one after the other. The end of the input ends the
+// process, as "kill" does.
 [[noreturn]] void readHostCommands(ComBLE& comBLE, const std::atomic<bool>& isRunning);

@@ -16,7 +16,7 @@ Time now() {
   return std::chrono::steady_clock::now();
 }
 
-// Until the descriptor accepts output. A negative time waits for ever.
+// Waits until the descriptor accepts output. A negative time waits for ever.
 void waitFor(int descriptor, std::chrono::milliseconds time) {
   pollfd output{descriptor, POLLOUT, 0};
   ::poll(&output, 1, static_cast<int>(time.count()));
@@ -24,8 +24,8 @@ void waitFor(int descriptor, std::chrono::milliseconds time) {
 
 }  // namespace
 
-// Has the stream to itself. What is held back belongs to who has the stream; the flag carries it
-// from one thread to the next, as tools that do not know the stream's lock see it.
+// Holds the stream's lock, which protects what is held back. The atomic flag is read and written as
+// well, for the thread sanitizer, which does not know this lock.
 class Output::Turn {
  public:
   explicit Turn(Output& output) : output_(output) {
@@ -69,7 +69,7 @@ void Output::close(std::chrono::milliseconds limit) {
   }
 }
 
-// The stream's lock has no way to wait for it with a limit.
+// Polls, since a stream's lock cannot be waited for with a time limit.
 bool Output::lockWithin(Time end) {
   while (ftrylockfile(stream_) != 0) {
     if (now() >= end) return false;
@@ -79,16 +79,17 @@ bool Output::lockWithin(Time end) {
   return true;
 }
 
-// Past the stream, which costs an eighth of a write more than the write. One that has no
-// descriptor, as in a program that keeps its output in memory, takes everything.
+// Writes to the descriptor and not to the stream, which would take an eighth longer. A stream
+// without a descriptor, as in a program that keeps its output in memory, accepts everything.
 std::ptrdiff_t Output::writePiece(int to, std::string_view piece) {
   if (to >= 0) return ::write(to, piece.data(), piece.size());
   std::fwrite(piece.data(), 1, piece.size(), stream_);
   return static_cast<std::ptrdiff_t>(piece.size());
 }
 
-// How many of the bytes are out. Those that cannot be written, as their reader is gone, count too:
-// a host that is gone closes the bridge's input as well.
+// Returns how many of the bytes were written. Those that cannot be written since the reader is gone
+// count as written: a host that is gone has closed the bridge's input as well, which ends the
+// bridge.
 std::size_t Output::put(std::string_view bytes) {
   const int to = descriptor();
   std::size_t out = 0;

@@ -1,13 +1,12 @@
-// What the program writes to, for both of its threads: lines come out whole, in the order in which
-// they were written, and nobody waits for the reader while writing.
+// The program's output, for both of its threads: lines are written whole and in order, and no
+// thread waits for the host while writing.
 //
-// What the reader has room for goes out at once, in one write. The rest is held back
-// in memory, and so is every line after it, until letOut() finds room again. The amount has a
-// bound: while something is held back the platform makes no callbacks, and the reader of commands
-// takes no further one.
+// What fits into the pipe is written at once, in one write. The rest is held back in memory, and so
+// is every line after it, until letOut() finds room again. The amount is limited: while something
+// is held back the platform makes no callbacks, and the reader thread takes no further command.
 //
-// All of it happens under the stream's own lock, which is held for no longer than it takes to copy:
-// nothing under it waits. Any thread may call anything.
+// All of this happens under the stream's own lock, which is held only for the time of a copy:
+// nothing waits while it is held. Any thread may call all functions.
 #pragma once
 
 #include <atomic>
@@ -23,23 +22,23 @@
 
 class Output final : public platform::Output {
  public:
-  // stream: a variable, as stdout is one; unbuffered.
+  // stream: unbuffered. The variable itself, such as stdout, since tests replace its value.
   explicit Output(std::FILE*& stream) : stream_(stream) {}
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 
-  // A line, or a piece of one whose writer has the stream locked until its end.
+  // Writes a line, or a piece of one whose writer holds the stream's lock until the line's end.
   void write(std::string_view bytes);
 
   bool holdsBack() const override { return isHolding_.load(std::memory_order_acquire); }
   void letOut() override;
   int descriptor() const override { return fileno(stream_); }
 
-  // Waits for the reader until nothing is held back.
+  // Waits until nothing is held back.
   void waitUntilOut();
 
-  // Before the process ends: what has been written comes out, unless the reader needs longer than
-  // the limit, and nothing more is written.
+  // For the end of the process: writes what is held back, unless the host takes longer than the
+  // limit to read; afterwards nothing more is written.
   void close(std::chrono::milliseconds limit);
 
  private:
@@ -53,9 +52,9 @@ class Output final : public platform::Output {
   std::FILE*& stream_;
   platform::OutputRoom room_;
   std::list<std::string> held_;
-  std::size_t gone_ = 0;  // bytes of the first of them that are out
+  std::size_t gone_ = 0;  // bytes of the first of them that are already written
   std::atomic<bool> isHolding_ = false;
 };
 
-// The process's.
+// The one on stdout.
 Output& standardOutput();

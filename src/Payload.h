@@ -1,6 +1,6 @@
-// A host message being put together: ASCII fields, each closed by ";", numbers in plain decimal.
-// It grows in the place where its line will be, so that it is framed without being copied. Messages
-// of usual length are built without an allocation.
+// Builds a host message: ASCII fields, each closed by ";", numbers in plain decimal. It is built in
+// place within its line, so that it is framed without being copied. Messages of usual length need
+// no allocation.
 #pragma once
 
 #include <concepts>
@@ -34,13 +34,13 @@ class Payload {
   void append(std::string_view text) { line_.append(text); }
   void append(char character) { line_.append(character); }
 
-  // Makes room for so many characters and returns where they go.
+  // Makes room for this many characters and returns their place.
   char* extend(std::size_t count) { return line_.extend(count); }
 
   operator std::string_view() const { return line_.view().substr(1); }
 
   // The whole line: "<", the payload, its checksum as four upper-case hexadecimal digits, ">" and a
-  // line feed. Ends the payload.
+  // line feed. The payload cannot be used afterwards.
   std::string_view framed(std::uint32_t checksum) {
     char* end = line_.extend(6);
     for (int shift = 12; shift >= 0; shift -= 4) *end++ = kHexDigits[checksum >> shift & 0x0F];

@@ -5,7 +5,7 @@
 
 #include "Output.h"
 
-// Nothing more is written; but what was written before, and waits for the host, comes out.
+// Writes nothing of its own, but output that waits for the host.
 void preconditionFailure() {
   standardOutput().close(std::chrono::seconds(1));
   std::abort();

@@ -1,9 +1,9 @@
-// The main thread's loop. Main thread.
+// One slice of the main thread's loop.
 #pragma once
 
 #include "ComBLE.h"
 
-// Turns the platform's run loop for one second, then ends the scan when it has lasted long enough:
-// 60 seconds after the first connection request, or as soon as a Corvelta, a probe and a Tramsel
-// have been found. A Fenwix does not count.
+// Turns the platform's run loop for one second, then stops the scan if it has lasted long enough:
+// more than 60 seconds have passed since the first connection request, or a Corvelta, a probe and a
+// Tramsel have been found. A Fenwix does not count. Main thread.
 void turnRunLoop(platform::Platform& platform, ComBLE& comBLE);

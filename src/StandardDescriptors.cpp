@@ -1,12 +1,12 @@
-// The standard descriptors 0, 1 and 2 are open before anything else is.
+// Makes sure that the standard descriptors 0, 1 and 2 are open before any other.
 //
-// A program that is started without one of them would give its number to whatever it opens first:
-// the bridge's lines would go into a socket of its own, and its input would never end. What is
-// missing is opened here as /dev/null, an input at its end and an output without a reader.
+// In a program that is started without one of them, the first file that it opens would get its
+// number: the bridge's lines might go into one of its own sockets, and its input might never end.
+// Missing ones are opened here as /dev/null.
 //
-// To link this file is all that a program has to do. On Linux it runs before the first function of
-// any library, so that nothing that a library opens at its start can take the numbers either; on
-// macOS after the libraries' own.
+// A program only has to link this file. On Linux it runs before the first function of any library,
+// so that a file that a library opens at its start does not get such a number either; on macOS it
+// runs after the libraries' own functions.
 #include <fcntl.h>
 
 #include <cstdlib>

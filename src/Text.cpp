@@ -16,8 +16,8 @@ const std::uint8_t* bytesOf(std::string_view text) {
   return reinterpret_cast<const std::uint8_t*>(text.data());
 }
 
-// How many bytes of an ill-formed text one replacement stands for: the longest beginning of a
-// sequence that lacks no more than its end, or one byte.
+// The number of bytes at the beginning of an ill-formed text that one replacement character stands
+// for: the longest incomplete sequence, or else one byte.
 std::size_t illFormedPart(std::string_view text) {
   constexpr int kIncomplete = -2;
   ucs4_t scalar = 0;

@@ -1,4 +1,4 @@
-// UTF-8 text, as device names and device replies have it. Nothing here depends on a locale.
+// UTF-8 text, for device names and device replies. Nothing here depends on the locale.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 // Whether the text is well formed: no overlong forms, no surrogates, nothing above U+10FFFF.
 bool isValidUtf8(std::string_view text);
 
-// The text with U+FFFD in place of every maximal part of an ill-formed sequence, as the Unicode
+// The text with U+FFFD in place of every maximal subpart of an ill-formed sequence, as the Unicode
 // Standard recommends (chapter 3, "U+FFFD Substitution of Maximal Subparts").
 std::string repairedUtf8(std::string_view text);
 
@@ -16,7 +16,7 @@ std::string repairedUtf8(std::string_view text);
 // word becomes U+03C2. The text has to be valid UTF-8.
 std::string lowerCase(std::string_view text);
 
-// Whether the text's first characters are the prefix's. A character is an extended grapheme
-// cluster: "ilo" and a combining accent do not begin with "ilo", as the accent makes another letter
-// of the o.
+// Whether the text begins with the characters of the prefix. A character is an extended grapheme
+// cluster: "ilo" followed by a combining accent does not begin with "ilo", since the accent changes
+// the o into another character.
 bool beginsWith(std::string_view text, std::string_view prefix);

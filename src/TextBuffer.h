@@ -1,5 +1,5 @@
-// A text being put together. One of usual length lies in the object itself, so that a streamed
-// value costs no allocation; a longer one moves to the heap.
+// Builds a text. A text of usual length is kept in the object itself, so that a streamed value
+// needs no allocation; a longer one moves to the heap.
 #pragma once
 
 #include <algorithm>
@@ -20,7 +20,7 @@ class TextBuffer {
   TextBuffer(const TextBuffer&) = delete;
   TextBuffer& operator=(const TextBuffer&) = delete;
 
-  // Makes room for so many characters more and returns where they go; they count as written.
+  // Makes room for this many more characters and returns their place; they count as written.
   char* extend(std::size_t count) {
     if (count > capacity_ - size_) grow(count);
     char* const added = begin_ + size_;
@@ -32,7 +32,7 @@ class TextBuffer {
 
   void append(char character) { *extend(1) = character; }
 
-  // Each number, and what closes it.
+  // Appends each number, followed by the character.
   template <std::integral Number, std::size_t count>
   void appendDecimals(std::span<const Number, count> numbers, char after) {
     char* next = extend(numbers.size() * (kLongestDecimal<Number> + 1));
@@ -48,7 +48,7 @@ class TextBuffer {
   std::string_view view() const { return {begin_, size_}; }
 
  private:
-  // A line with a raw signal value of 514 bytes, the longest that a notification carries, in
+  // Enough for the line of a raw value of 514 bytes, the longest that a notification carries, in
   // hexadecimal.
   static constexpr std::size_t kUsual = 1100;
 

@@ -19,8 +19,8 @@ void write(const TextBuffer& line) {
   standardOutput().write(line.view());
 }
 
-// The checksum is taken eight bytes at a time (slicing-by-8): one table for each place, counted
-// from the last, with what a byte in that place adds to the checksum of the eight.
+// The checksum is computed eight bytes at a time (slicing-by-8). Each place among the eight,
+// counted from the last, has a table: what a byte in that place contributes to their checksum.
 constexpr std::size_t kStep = 8;
 using CrcTable = std::array<std::array<std::uint16_t, 256>, kStep>;
 
@@ -40,7 +40,7 @@ constexpr CrcTable kCrcTable = makeCrcTable();
 
 constexpr std::uint64_t kNotAscii = 0x8080'8080'8080'8080;
 
-// Eight bytes as one number, the first in its lowest place: one load where a number lies so.
+// Eight bytes as a little-endian number; on a little-endian machine the compiler makes it one load.
 std::uint64_t wordAt(const char* text) {
   std::uint64_t word = 0;
   for (unsigned i = 0; i < kStep; ++i) {
@@ -49,8 +49,8 @@ std::uint64_t wordAt(const char* text) {
   return word;
 }
 
-// The checksum carried on over a text, which has to be ASCII. Eight bytes at a time, as their
-// places do not wait for one another; the checksum so far changes the first two of them.
+// Continues a checksum over a text, which has to be ASCII. The table look-ups for eight bytes do
+// not depend on one another; the checksum so far is combined with the first two bytes.
 std::uint16_t crcOf(std::string_view text, std::uint16_t crc) {
   std::uint64_t seen = 0;
   for (; text.size() >= kStep; text.remove_prefix(kStep)) {
@@ -70,11 +70,11 @@ std::uint16_t crcOf(std::string_view text, std::uint16_t crc) {
   return crc;
 }
 
-// A log line may repeat a command of any length. What is longer than this is put together in
-// pieces, so that no more of it is held than the reader has left.
+// A log line may repeat a command of any length. It is built and written in pieces of this size, so
+// that no more of it is kept in memory than the host has not read.
 constexpr std::size_t kLargestPiece = std::size_t{64} << 10;
 
-// The stream is locked.
+// To be called with the stream locked.
 void appendEscaped(TextBuffer& line, std::string_view msg) {
   for (const char c : msg) {
     if (line.view().size() + kEscapedLess.size() > kLargestPiece) {
@@ -91,7 +91,7 @@ void appendEscaped(TextBuffer& line, std::string_view msg) {
   }
 }
 
-// "<@hh:mm:ss.mmm : ", all four parts from one reading of the clock.
+// "<@hh:mm:ss.mmm : ", from a single reading of the clock.
 std::string_view timeStamp(std::array<char, 64>& buffer) {
   using namespace std::chrono;
   const auto now = system_clock::now();

@@ -1,10 +1,9 @@
 // The only writers of standard output.
 //
-// Two kinds of line: log lines, for people, and host messages, framed and checksummed. Each line is
-// handed over in one call, under the standard stream's lock: lines of the two threads follow each
-// other in any order but never mix, and each is one write to the host's pipe, if there is room.
-// Where there is none the rest waits in memory (Output.h), and the call returns all the same. Any
-// thread may call these functions.
+// There are two kinds of line: log lines, for people, and host messages, framed and checksummed.
+// Each line is passed on under the standard stream's lock, so that lines of the two threads never
+// mix, and is one write to the host's pipe, if there is room. If not, the rest waits in memory
+// (Output.h), and the call returns all the same. Any thread may call these functions.
 #pragma once
 
 #include <cstdint>
@@ -21,7 +20,7 @@ void writeLine(std::string_view msg, std::string_view more = {});
 // and has to be ASCII.
 void sendQuelmar(std::string_view msg);
 
-// The same, framing the message where it stands; it can't be used again.
+// The same, framing the message in place; it cannot be used again.
 void sendQuelmar(Payload& message);
 
 // CRC-16/CCITT-FALSE (polynomial 1021, initial value FFFF, nothing reflected, no final

@@ -18,8 +18,8 @@ ComBLE* comBLE = nullptr;
 
 namespace {
 
-// Some hosts leave the child's ends of its pipes non-blocking. A line would then be cut where the
-// pipe is full, and an empty pipe be taken for the end of input.
+// Some hosts leave the child's ends of its pipes non-blocking. A line would then be cut off when
+// the pipe is full, and an empty pipe taken for the end of the input.
 void makeBlocking(std::FILE* stream) {
   const int flags = ::fcntl(fileno(stream), F_GETFL);
   if (flags >= 0 && (flags & O_NONBLOCK) != 0) {

@@ -1,11 +1,11 @@
-// The bridge as a program: what it shares between its two threads, and its life.
+// The bridge as a program, and the globals that its two threads share.
 #pragma once
 
 #include <atomic>
 
 #include "ComBLE.h"
 
-// Set by runVornix and never cleared; both threads go on while it is.
+// Set to true by runVornix and never cleared; both threads run while it is true.
 extern std::atomic<bool> isRunning;
 // Made at the start, never replaced.
 extern ComBLE* comBLE;

@@ -11,9 +11,9 @@ namespace platform {
 
 class CBUUID {
  public:
-  // From "180F", "0000180F" (short forms, in the Bluetooth base range) or
-  // "0000180f-0000-1000-8000-00805f9b34fb", in either case. A constant that is none of these does
-  // not compile.
+  // From "180F" or "0000180F" (short forms, built on the Bluetooth base UUID) or
+  // "0000180f-0000-1000-8000-00805f9b34fb", in either case. A constant of any other form does not
+  // compile.
   static consteval CBUUID UUIDWithString(std::string_view text) { return parse(text).value(); }
 
   // The same for text that comes from outside; nothing when it is no identifier.
@@ -21,7 +21,7 @@ class CBUUID {
 
   constexpr bool operator==(const CBUUID&) const = default;
 
-  // The usual printed form, in upper case: four digits in the 16-bit base range, else all 36
+  // The usual printed form, in upper case: four digits if it has a 16-bit form, else all 36
   // characters.
   std::string description() const;
 

@@ -22,8 +22,8 @@ bool accepts(int descriptor) {
   return ::poll(&output, 1, 0) != 0;
 }
 
-// A socket that accepts output has three quarters of its buffer free, and a write costs it at most
-// twice its bytes. Of many small ones each costs it far more than its bytes.
+// A socket that accepts output has three quarters of its buffer free. One write takes at most twice
+// its bytes of the buffer; each of many small ones would take far more.
 std::size_t roomOfSocket(int descriptor) {
   int size = 0;
   socklen_t length = sizeof(size);
@@ -31,7 +31,7 @@ std::size_t roomOfSocket(int descriptor) {
   return std::max(static_cast<std::size_t>(size) / 4, std::size_t{1024});
 }
 
-// In bytes of whole pages; 0 where the system does not tell.
+// The capacity in bytes, a number of whole pages; 0 where the system cannot tell.
 std::size_t capacityOfPipe([[maybe_unused]] int descriptor) {
 #ifdef F_GETPIPE_SZ
   return static_cast<std::size_t>(std::max(::fcntl(descriptor, F_GETPIPE_SZ), 0));
@@ -40,13 +40,13 @@ std::size_t capacityOfPipe([[maybe_unused]] int descriptor) {
 #endif
 }
 
-// Bytes that the reader has not taken yet.
+// The number of bytes that the reader has not read yet.
 std::size_t heldByPipe(int descriptor) {
   int held = 0;
   return ::ioctl(descriptor, FIONREAD, &held) == 0 ? static_cast<std::size_t>(held) : kUnlimited;
 }
 
-// Each write to such a pipe has pages of its own.
+// Whether each write to the pipe takes pages of its own (O_DIRECT).
 bool keepsWritesApart([[maybe_unused]] int descriptor) {
 #ifdef O_DIRECT
   return (::fcntl(descriptor, F_GETFL) & O_DIRECT) != 0;
@@ -57,9 +57,9 @@ bool keepsWritesApart([[maybe_unused]] int descriptor) {
 
 }  // namespace
 
-// A pipe of Linux is a row of pages. A write goes on in the last page if its bytes beyond whole
-// pages fit there, and otherwise begins a new one; what is left of the last page stays empty, and a
-// page that is read in part is not free before it is read out. So bytes say little about pages,
+// On Linux a pipe is a row of pages. A write continues in the last page if its bytes beyond whole
+// pages fit there; otherwise it begins a new one, and the rest of the last page stays empty. A page
+// is free only once it is read completely. So the number of bytes says little about that of pages,
 // but:
 //
 // - A pipe that accepts output has a free page, and any number of writes of PIPE_BUF bytes together
@@ -83,8 +83,8 @@ void OutputRoom::ask(int descriptor, std::size_t wanted) {
   left_ = S_ISSOCK(status.st_mode) ? roomOfSocket(descriptor) : PIPE_BUF;
 }
 
-// Whether it accepts output is asked only where bytes do not tell: once asked, Linux looks at every
-// write for somebody who waits for the pipe, which makes each a tenth dearer.
+// Polls the pipe only if the bytes do not decide: once a pipe has been polled, Linux checks at
+// every write whether somebody waits for it, which makes each write a tenth slower.
 void OutputRoom::askPipe(int descriptor, std::size_t wanted) {
   const std::size_t capacity = capacityOfPipe(descriptor);
   const std::size_t held = heldByPipe(descriptor);

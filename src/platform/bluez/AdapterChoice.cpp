@@ -15,7 +15,7 @@ bool areEqualInAnyCase(std::string_view a, std::string_view b) {
 }  // namespace
 
 AdapterChoice AdapterChoice::fromEnvironment() {
-  // Nothing in the bridge changes its environment.
+  // Safe, since nothing in the bridge changes its environment.
   const char* wanted = std::getenv("VORNIX_ADAPTER");  // NOLINT(concurrency-mt-unsafe)
   return AdapterChoice(wanted != nullptr ? wanted : "");
 }

@@ -8,7 +8,7 @@ namespace platform::bluez {
 
 class AdapterChoice {
  public:
-  // What the environment variable VORNIX_ADAPTER says.
+  // The choice in the environment variable VORNIX_ADAPTER.
   static AdapterChoice fromEnvironment();
 
   // wanted: an adapter's name (hci1) or address (00:11:22:33:44:55), in either case. Empty: any.
@@ -16,7 +16,7 @@ class AdapterChoice {
 
   bool isAny() const { return wanted_.empty(); }
 
-  // path: of BlueZ's object.
+  // path: that of BlueZ's object for the adapter.
   bool admits(std::string_view path, std::string_view address) const;
 
  private:

@@ -13,7 +13,7 @@ namespace bluez {
 BluezPlatform::BluezPlatform(std::unique_ptr<Clock> clock)
     : loop_(std::make_shared<Loop>(std::move(clock))) {}
 
-// What waits for delivery holds peripherals, which hold the loop.
+// Waiting deliveries hold references to peripherals, and these to the loop.
 BluezPlatform::~BluezPlatform() {
   loop_->close();
 }
@@ -25,13 +25,13 @@ std::unique_ptr<CBCentralManager> BluezPlatform::makeCentralManager(
 
 namespace {
 
-// As good as for ever, and a number of nanoseconds that can be added to any time.
+// Seconds. Practically for ever, but in nanoseconds still small enough to be added to any time.
 constexpr double kLongestSlice = 1e9;
 
 }  // namespace
 
-// The date is turned into a time of the steady clock once, so that a clock that is set meanwhile
-// does not stretch the slice.
+// Converts the date to a time of the steady clock once, so that setting the system's clock
+// meanwhile does not change the length of the slice.
 void BluezPlatform::runUntil(double date) {
   const std::chrono::duration<double> slice(std::clamp(date - now(), 0.0, kLongestSlice));
   loop_->runUntil(loop_->clock().now() + std::chrono::duration_cast<Clock::Duration>(slice));

@@ -25,7 +25,7 @@ Bus::Bus() {
   sd_bus* bus = nullptr;
   if (sd_bus_open_system(&bus) < 0) return;
   bus_.reset(bus);
-  // Also for what sd-bus asks by itself.
+  // Also for calls that sd-bus makes by itself.
   sd_bus_set_method_call_timeout(bus, Call::kNoLimit);
 }
 
@@ -67,7 +67,7 @@ void Call::cancel() {
 }
 
 int Call::handleReply(sd_bus_message* reply, void* call, sd_bus_error* /*error*/) {
-  // Out of the object first: what the reply sets off may start the next call, or end the object.
+  // Both are moved out of the object first: onReply may start the next call, or destroy the object.
   Call& self = *static_cast<Call*>(call);
   const Slot slot = std::move(self.slot_);
   const OnReply onReply = std::move(self.onReply_);

@@ -32,8 +32,8 @@ inline constexpr char kBatteryInterface[] = "org.bluez.Battery1";
 inline constexpr char kPropertiesInterface[] = "org.freedesktop.DBus.Properties";
 inline constexpr char kObjectManagerInterface[] = "org.freedesktop.DBus.ObjectManager";
 
-// The connection to the system bus. It may be missing from the start, and it may be lost; it never
-// comes back.
+// The connection to the system bus. It may be missing from the start or be lost; it is never made
+// again.
 class Bus {
  public:
   Bus();
@@ -42,15 +42,16 @@ class Bus {
   sd_bus* get() const { return bus_.get(); }
   void close() { bus_.reset(); }
 
-  // The unique name of who owns org.bluez; empty while nobody does.
+  // The unique bus name of the owner of org.bluez; empty while there is none.
   const std::string& stackOwner() const { return stackOwner_; }
   void setStackOwner(std::string owner) { stackOwner_ = std::move(owner); }
 
-  // Anybody on the bus can send a signal straight to this process: only BlueZ's own are believed.
+  // Whether BlueZ sent the message. Any program on the bus can send a signal to this process, so
+  // others have to be ignored.
   bool isFromStack(sd_bus_message* message) const;
 
-  // A call to BlueZ, to which arguments may be appended. It does not start the daemon. Null
-  // without a connection.
+  // A new call to BlueZ, to which arguments may be appended; sending it does not start the daemon.
+  // Null without a connection.
   Message method(const std::string& path, const char* interface, const char* member) const;
   Message managedObjects() const {
     return method("/", kObjectManagerInterface, "GetManagedObjects");
@@ -82,7 +83,7 @@ class Call {
   void start(const Bus& bus, const Message& call, OnReply onReply);
   bool isPending() const { return slot_ != nullptr; }
 
-  // Forgets the call: a reply that still comes is not looked at.
+  // Forgets the call: a reply that still comes is ignored.
   void cancel();
 
  private:
@@ -92,7 +93,7 @@ class Call {
   OnReply onReply_;
 };
 
-// Listens to the signals that a match rule describes, while it lives.
+// Listens to the signals that a match rule describes, for as long as it exists.
 class Match {
  public:
   using OnSignal = std::function<void(sd_bus_message* signal)>;
@@ -119,7 +120,7 @@ inline bool isError(sd_bus_message* reply) {
 bool isAccessDenied(sd_bus_message* reply);
 
 // The error that a reply carries, in the platform's terms: the domain is the D-Bus error's name,
-// the code the Attribute Protocol's error where BlueZ tells it.
+// the code that of the Attribute Protocol where BlueZ gives it.
 Error errorOf(sd_bus_message* reply);
 
 }  // namespace platform::bluez

@@ -9,7 +9,7 @@ namespace {
 // When bluetoothd starts, its adapters appear, and are powered on, some time after its name.
 constexpr std::chrono::seconds kSettlingTime{5};
 
-// An adapter that is pulled out loses its power first, and goes away some milliseconds later.
+// An adapter that is pulled out first loses its power, and disappears some milliseconds later.
 constexpr std::chrono::milliseconds kPowerLossTime{300};
 
 std::string_view keyOf(std::string_view devicePath) {
@@ -129,7 +129,7 @@ void CentralManager::objectDidChange(const Object& object) {
   deviceDidChange(object);
 }
 
-// Objects of other adapters count as known: the bridge has no use for them, and asks nothing.
+// Objects of other adapters count as known, since the bridge has no use for them.
 bool CentralManager::isKnown(const Object& object) const {
   if (object.adapter && !adapters_.contains(object.path)) return false;
   if (!object.device || !isOnAdapter(object.path)) return true;
@@ -159,8 +159,8 @@ void CentralManager::addAdapter(std::string_view path, const AdapterProperties& 
       .isAdmitted = choice_.admits(path, properties.address.value_or(""))};
 }
 
-// The devices of an adapter that was not used before are in a snapshot only. Nothing is concluded
-// before the first one, also when BlueZ takes longer over it than its adapters are waited for.
+// The devices of an adapter that was not in use before have to be taken from a snapshot. Nothing is
+// concluded before the first snapshot, even if BlueZ takes longer than kSettlingTime to answer.
 void CentralManager::adaptersDidChange() {
   if (!areAdaptersKnown_) return;
   const std::string before = adapter_;
@@ -168,8 +168,8 @@ void CentralManager::adaptersDidChange() {
   if (!adapter_.empty() && adapter_ != before) stack_.requestSnapshot();
 }
 
-// An adapter that is in use stays in use until it is lost. That another one is powered does not
-// hide the loss: the links were on this one.
+// An adapter stays in use until it is lost. The loss is reported even if another adapter is
+// powered, since the links were on this one.
 void CentralManager::judgeAdapters() {
   const auto current = adapters_.find(adapter_);
   const bool isPresent = current != adapters_.end();
@@ -178,7 +178,7 @@ void CentralManager::judgeAdapters() {
     if (!isPresent) return setState(CBManagerState::unsupported);
     if (!powerLoss_.isRunning()) powerLoss_.start(kPowerLossTime);
   } else if (powerLoss_.isRunning()) {
-    setState(CBManagerState::poweredOff);  // it is back already, but scan and links are gone
+    setState(CBManagerState::poweredOff);  // it is on again already, but scan and links have ended
     setState(CBManagerState::poweredOn);
   } else if (!isPowered) {
     chooseAdapter();
@@ -190,7 +190,7 @@ void CentralManager::judgeAdapters() {
 void CentralManager::chooseAdapter() {
   const std::string* best = bestAdapter();
   const bool isPowered = best != nullptr && adapters_[*best].isPowered;
-  // The one that was used before BlueZ was started anew may be the last to come back.
+  // After a restart of BlueZ, the adapter that was used before may be the last to come back.
   const bool isExpected =
       isPowered && (!choice_.isAny() || lastAdapter_.empty() || lastAdapter_ == *best);
   if (isSettling_ && !isExpected) return;
@@ -237,8 +237,8 @@ void CentralManager::setState(CBManagerState state) {
   });
 }
 
-// A device that is connected does not advertise. One that another program has connected, or that an
-// earlier bridge was connecting when it ended, therefore counts as seen.
+// A connected device does not advertise, so it counts as seen: another program may have connected
+// to it, or an earlier bridge that ended while it was connecting.
 void CentralManager::deviceDidChange(const Object& object) {
   if (!object.device || adapter_.empty() || !isOnAdapter(object.path)) return;
   const std::string_view key = keyOf(object.path);
@@ -280,8 +280,8 @@ void CentralManager::linkDidComeUp(Peripheral& peripheral) {
   updateDiscovery();
 }
 
-// BlueZ forgets a device that it no longer discovers, so discovery goes on for as long as a link is
-// wanted, scan or no scan.
+// BlueZ removes a device that it no longer discovers, so discovery goes on for as long as a link is
+// wanted, even without a scan.
 void CentralManager::updateDiscovery() {
   if (state_ != CBManagerState::poweredOn) return;
   const bool isLinkWanted = std::ranges::any_of(

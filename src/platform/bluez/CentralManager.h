@@ -35,7 +35,7 @@ class CentralManager final : public CBCentralManager, private StackWatch::Listen
     bool isAdmitted = false;
   };
 
-  // hci2 comes before hci10.
+  // Sorts hci2 before hci10.
   struct PathOrder {
     using is_transparent = void;
     bool operator()(std::string_view a, std::string_view b) const {
@@ -79,21 +79,21 @@ class CentralManager final : public CBCentralManager, private StackWatch::Listen
   std::shared_ptr<Loop> loop_;
   CBCentralManagerDelegate& delegate_;
   CBManagerState state_ = CBManagerState::unknown;
-  CBManagerState toldState_ = CBManagerState::unknown;  // what the delegate knows
+  CBManagerState toldState_ = CBManagerState::unknown;  // as last reported to the delegate
 
   const AdapterChoice choice_;
-  bool areAdaptersKnown_ = false;  // from a snapshot
+  bool areAdaptersKnown_ = false;  // a snapshot has arrived
   std::map<std::string, Adapter, PathOrder> adapters_;
-  std::string adapter_;      // the one that is used; empty for none
-  std::string lastAdapter_;  // the one that was last powered on
+  std::string adapter_;      // the path of the one in use; empty for none
+  std::string lastAdapter_;  // the path of the one that was last in use and powered on
   bool isSettling_ = false;  // BlueZ has just been started
   Timer settling_;
-  Timer powerLoss_;  // runs while the adapter may turn out to be gone and not only powered off
+  Timer powerLoss_;  // runs while an adapter that lost its power may still disappear
 
   bool isScanning_ = false;
   unsigned scan_ = 0;
-  // By the last part of their paths, which tells the address and stays the same when BlueZ comes
-  // back with another number for the adapter.
+  // By the last part of their paths, which contains the address and stays the same if the adapter
+  // gets another number.
   std::unordered_map<std::string, std::shared_ptr<Peripheral>, Hash, std::equal_to<>> peripherals_;
 
   StackWatch stack_;

@@ -18,8 +18,8 @@ class Peripheral;
 
 class Characteristic final : public CBCharacteristic, public shared::ValueTarget {
  public:
-  // Where its values come from. Old versions of BlueZ (5.48 to 5.54) keep the battery service to
-  // themselves and export its level as a property of the device.
+  // Where its values come from. Old versions of BlueZ (5.48 to 5.54) hide the battery service and
+  // export its level as a property of the device.
   enum class Source { characteristic, battery };
 
   Characteristic(Peripheral& peripheral, const CBUUID& uuid, std::string path, Source source);
@@ -28,8 +28,8 @@ class Characteristic final : public CBCharacteristic, public shared::ValueTarget
   const std::string& path() const { return path_; }
   Source source() const { return source_; }
 
-  // The subscription's life. Values come from a socket, or from signals: those that come before
-  // begin() are kept until then. Without a subscription no value comes.
+  // The subscription. Values come from a socket or from signals; those that come before begin() are
+  // kept until then. Without a subscription no value comes.
   bool isSubscribed() const { return socket_ != nullptr || signals_ != nullptr; }
   bool hasSocket() const { return socket_ != nullptr; }
   void receiveFrom(Descriptor socket);
@@ -37,8 +37,8 @@ class Characteristic final : public CBCharacteristic, public shared::ValueTarget
   void begin();
   void endSubscription();
 
-  // BlueZ signals the value that a read gives, just before it answers the read: while one is under
-  // way the newest signal is kept back, and dropped if the read has succeeded.
+  // BlueZ also signals the value of a read, just before it answers the read. So during a read the
+  // newest signal is kept back, and dropped if the read succeeds.
   void readDidBegin();
   void readDidEnd(bool hasSucceeded);
 

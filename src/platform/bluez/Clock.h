@@ -1,5 +1,5 @@
-// Tells the time and waits: the only place in this folder that does. The product has SystemClock; a
-// test may hand the platform a clock of its own, in which a minute takes no time.
+// The only place in this folder that reads the time or waits. The product uses SystemClock; a test
+// may give the platform a clock of its own, in which a minute passes at once.
 //
 // A clock serves one loop. Main thread only.
 #pragma once
@@ -22,16 +22,16 @@ class Clock {
   Clock& operator=(const Clock&) = delete;
   virtual ~Clock() = default;
 
-  // Monotonic: it never goes back. Where it starts from means nothing.
+  // Monotonic, from an arbitrary start.
   virtual TimePoint now() const = 0;
 
-  // The date, in seconds since 1 January 1970. It may be set.
+  // The date, in seconds since 1 January 1970. It may jump.
   virtual double date() const = 0;
 
   virtual void sleep(std::chrono::microseconds duration) = 0;
 
-  // Waits until something that the epoll watches is ready, or the time has come; look() does not
-  // wait. Returns how many events were found; one without a pointer says that the time has come.
+  // Waits until an event of the epoll descriptor, or until the time has come; look() does not wait.
+  // Returns the number of events found; one whose pointer is null means that the time has come.
   virtual std::size_t wait(int epoll, TimePoint time, std::span<epoll_event> found) = 0;
   virtual std::size_t look(int epoll, TimePoint time, std::span<epoll_event> found) = 0;
 };

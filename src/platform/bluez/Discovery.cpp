@@ -39,8 +39,8 @@ void Discovery::step() {
   if (!isWanted_ && phase_ == Phase::on) stopDiscovery();
 }
 
-// Without a filter BlueZ leaves out devices that do not call themselves discoverable. It forgets
-// the filter whenever the discovery ends.
+// Without a filter BlueZ leaves out devices that do not advertise as discoverable. It forgets the
+// filter whenever discovery ends.
 void Discovery::setFilter() {
   const Message call = loop_.useBus().method(adapterPath_, kAdapterInterface, "SetDiscoveryFilter");
   if (call != nullptr) {

@@ -19,14 +19,14 @@ class Discovery {
   Discovery(const Discovery&) = delete;
   Discovery& operator=(const Discovery&) = delete;
 
-  // BlueZ goes on discovering for this program until it is told to stop.
+  // Stops discovery, which BlueZ would otherwise go on with for this program.
   ~Discovery();
 
   void want(bool isWanted);
   bool isOn() const { return phase_ == Phase::on; }
 
-  // Discovery is off because BlueZ or the radio has stopped it, and it is not wanted any more. The
-  // path is the adapter's that is used from now on.
+  // BlueZ or the radio has stopped discovery, and it is not wanted any more. adapterPath: the
+  // adapter to use from now on.
   void reset(const std::string& adapterPath);
 
  private:

@@ -1,5 +1,5 @@
-// Whether callbacks may be made: only while the bridge's output holds nothing back. Main thread
-// only.
+// Decides whether callbacks may be made: only while the bridge's output holds nothing back. Main
+// thread only.
 #pragma once
 
 #include "platform/Platform.h"
@@ -11,10 +11,10 @@ class Gate final : private Poller::Source {
  public:
   explicit Gate(Poller& poller) : poller_(poller) {}
 
-  // From now on the gate follows this output. Before, it is always open.
+  // Follows this output from now on. Before, the gate is always open.
   void follow(Output& output);
 
-  // Looks whether the gate is open. While it is not, the poller lets out what is held back.
+  // Checks whether the gate is open. While it is shut, the poller lets out what is held back.
   bool opens();
 
  private:
@@ -22,7 +22,7 @@ class Gate final : private Poller::Source {
 
   Poller& poller_;
   Output* output_ = nullptr;
-  bool isShut_ = false;  // when it was looked at last
+  bool isShut_ = false;  // at the last check
 };
 
 }  // namespace platform::bluez

@@ -10,7 +10,7 @@ namespace {
 constexpr CBUUID kBatteryService = CBUUID::UUIDWithString("180F");
 constexpr CBUUID kBatteryLevel = CBUUID::UUIDWithString("2A19");
 
-// Objects with their handles, to be put into handle order: a snapshot has them in any order.
+// Sorts objects by their handles, since a snapshot has them in any order.
 template <typename T>
 class ByHandle {
  public:

@@ -20,11 +20,11 @@ class Service final : public CBService {
 
   const std::string& path() const { return path_; }
 
-  // All that the service has, in handle order, whatever was asked for.
+  // All characteristics of the service, in handle order, whatever was asked for.
   const std::vector<Characteristic*>& all() const { return all_; }
   void setAll(std::vector<Characteristic*> all) { all_ = std::move(all); }
 
-  // The answer of a discovery, as the bridge sees it.
+  // Sets the result of a discovery for the bridge.
   void setCharacteristics(std::vector<CBCharacteristic*> found) {
     characteristics_ = std::move(found);
   }
@@ -34,15 +34,15 @@ class Service final : public CBService {
   std::vector<Characteristic*> all_;
 };
 
-// All services and characteristics that a peripheral ever had. What is found again is the same
+// All services and characteristics that a peripheral ever had. One that is found again is the same
 // object.
 class GattTree {
  public:
   explicit GattTree(Peripheral& peripheral) : peripheral_(peripheral) {}
 
-  // The device's primary services in a snapshot, with all their characteristics, in handle order.
-  // A battery level that BlueZ exports by itself counts as a battery service, the last one, where
-  // the device's own is missing.
+  // The device's primary services in a snapshot, with all their characteristics, in handle order. A
+  // battery level that BlueZ exports itself becomes a battery service, the last one, if the
+  // device's own is missing.
   std::vector<Service*> read(const std::vector<Object>& objects, std::string_view devicePath);
 
   void endSubscriptions();

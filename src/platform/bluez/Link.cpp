@@ -46,9 +46,9 @@ void Link::attempt() {
               [this](sd_bus_message* /*reply*/) { handleReply(); });
 }
 
-// The reply says little: BlueZ reports success without a link in one case, and an error when the
-// link is there already. Connected decides. It is asked for, since its change is not always told:
-// seen with bluetoothd 5.66 that had stood still while the link came up.
+// The reply says little: BlueZ may report success without a link, and an error when the link is up
+// already. The property Connected decides. It is asked for, since its change is not always
+// signalled: seen with bluetoothd 5.66 when it had hung while the link came up.
 void Link::handleReply() {
   if (!isWanted()) {
     phase_ = Phase::idle;

@@ -1,4 +1,4 @@
-// Brings up the link that was asked for, however often that has to be tried. Main thread only.
+// Brings up a link that was asked for, with as many attempts as it takes. Main thread only.
 #pragma once
 
 #include <functional>
@@ -16,21 +16,20 @@ class Link {
 
   explicit Link(Peripheral& peripheral);
 
-  // Asks for the link. onUp is called once, when it is up. Asking again while it is asked for
-  // changes nothing.
+  // Asks for the link. onUp is called once, when it is up. Asking again before has no effect.
   void want(OnUp onUp);
   bool isWanted() const { return onUp_ != nullptr; }
   void forget() { onUp_ = nullptr; }
 
-  // Something about the device has changed: goes on if there is something to do now.
+  // To be called when something about the device has changed: makes the next attempt if possible.
   void step();
 
-  // BlueZ has no object for the device any more: it never answers a call on it. The device is found
-  // again by discovery, which stays on while a link is wanted.
+  // BlueZ has removed its object for the device, and will not answer a call on it. Discovery, which
+  // stays on while a link is wanted, finds the device again.
   void deviceDidDisappear();
 
  private:
-  // BlueZ gives up an attempt after 20 to 40 s; then comes a pause, then the next.
+  // BlueZ gives up an attempt after 20 to 40 s; after a pause the next one is made.
   enum class Phase { idle, attempting, pausing };
 
   void attempt();

@@ -10,8 +10,8 @@ namespace platform::bluez {
 
 namespace {
 
-// How much one turn does of one kind before the others are looked after: a socket holds some 270
-// values, and must not fill up while a long queue is delivered.
+// How much of one kind a turn handles before the other kinds: a socket holds only some 270 values,
+// and must not fill up while a long queue is delivered.
 constexpr int kDeliveriesPerTurn = 16;
 constexpr int kMessagesPerTurn = 64;
 
@@ -27,7 +27,7 @@ void Loop::close() {
   closeBus();
 }
 
-// True when a time has come: the end, or another that something waits for.
+// True when the end, or the time of a timer, has come.
 bool Loop::turn(Clock::TimePoint end) {
   decideWhetherToReceive();
   watchBus();
@@ -44,8 +44,9 @@ bool Loop::wait(Clock::TimePoint end) {
   return isIdle ? poller_.waitUntil(deadline) : poller_.look(deadline);
 }
 
-// What is held has a bound. At the bound nothing is received any more, neither values nor
-// messages: bluetoothd then drops values (a socket holds some 270), the D-Bus daemon queues.
+// When the delivery queue is full nothing is received any more, neither values nor messages. Then
+// bluetoothd drops values once a socket is full (at some 270), and the D-Bus daemon queues
+// messages.
 void Loop::decideWhetherToReceive() {
   const bool isReceiving = !deliveries_.isFull();
   if (isReceiving == isReceiving_) return;
@@ -54,7 +55,8 @@ void Loop::decideWhetherToReceive() {
   for (NotifySocket* socket : sockets_) watch(*socket);
 }
 
-// sd-bus is asked again only when something may have changed: values come without it.
+// Asks sd-bus what to wait for only when that may have changed: values from sockets do not change
+// it.
 void Loop::watchBus() {
   busSource_.isReady = false;
   if (!isBusInUse_) return;
@@ -65,8 +67,8 @@ void Loop::watchBus() {
   poller_.watch(sd_bus_get_fd(bus_.get()), busSource_, static_cast<short>(std::max(events, 0)));
   std::uint64_t time = UINT64_MAX;
   if (isReceiving_) sd_bus_get_timeout(bus_.get(), &time);
-  // What it has received and not told is due at once, and so is a failure, which serving it tells.
-  // Its own time-outs are not for use.
+  // The bus is due at once if it has received messages that are not handled yet, or if it has
+  // failed, which serving it shows. Its own time-outs are not used.
   isBusDue_ = events < 0 || time == 0;
 }
 
@@ -79,7 +81,7 @@ Clock::TimePoint Loop::nextDeadline(Clock::TimePoint end) const {
 void Loop::serveBus() {
   if (bus_.get() == nullptr) return;
   isBusInUse_ = true;
-  // A socket that is new may hold values already: older than what the bus tells next.
+  // A new socket may already hold values, which are older than the next messages of the bus.
   const std::size_t sockets = sockets_.size();
   int served = 1;
   for (int i = 0; i < kMessagesPerTurn && served > 0 && sockets_.size() == sockets; ++i) {
@@ -91,7 +93,7 @@ void Loop::serveBus() {
 }
 
 void Loop::runTimers() {
-  // Each may start or stop others, so the search starts anew after each.
+  // A timer may start or stop others, so the search begins again after each one.
   const Clock::TimePoint now = clock().now();
   const auto isDue = [now](const Timer* timer) { return timer->due_ <= now; };
   for (auto due = std::ranges::find_if(timers_, isDue); due != timers_.end();

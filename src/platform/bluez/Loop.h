@@ -1,8 +1,8 @@
 // The main thread's event loop, and what everything in this folder shares: the connection to the
-// bus, the delivery queue, the timers. Each turn waits for whatever comes first.
+// bus, the delivery queue, the timers. Each turn waits for the first event.
 //
-// Receiving and telling are apart: each turn takes in what has come, whether or not callbacks may
-// be made, and then makes those that may.
+// Receiving is separate from delivering: each turn first receives what has come, whether or not
+// callbacks may be made, and then makes the callbacks that may be made.
 #pragma once
 
 #include <chrono>
@@ -31,8 +31,8 @@ class Loop {
   Loop(const Loop&) = delete;
   Loop& operator=(const Loop&) = delete;
 
-  // Notes that the bus is in use: a call through it may have brought messages that no descriptor
-  // tells of any more, so that the loop looks before it waits.
+  // Gives access to the bus, and notes that it was used: a call may have read messages from the
+  // descriptor already, so the loop has to check for those before it waits.
   Bus& useBus() {
     isBusInUse_ = true;
     return bus_;
@@ -46,10 +46,10 @@ class Loop {
 
   void runUntil(Clock::TimePoint end);
 
-  // Forgets what waits for delivery, and leaves the bus. Nothing is served after it.
+  // Drops all waiting deliveries and closes the bus. Nothing is served afterwards.
   void close();
 
-  // Called once when the connection to the bus is lost. Replaces what was set before.
+  // Sets what is called, once, when the connection to the bus is lost. Replaces an earlier one.
   void setOnBusLost(OnBusLost onBusLost) { onBusLost_ = std::move(onBusLost); }
 
  private:
@@ -62,7 +62,7 @@ class Loop {
   void add(Timer& timer);
   void remove(Timer& timer);
 
-  // Keeps what was found until the sockets have been looked after.
+  // Remembers that the bus is ready until the sockets have been handled.
   struct BusSource final : Poller::Source {
     void handle(short) override { isReady = true; }
 
@@ -83,7 +83,7 @@ class Loop {
   Bus bus_;
   BusSource busSource_;
   bool isBusInUse_ = true;
-  bool isBusDue_ = false;  // it is to be served at once
+  bool isBusDue_ = false;  // the bus has to be served at once
   shared::DeliveryQueue deliveries_;
   Gate gate_{poller_};
   shared::Mailbox mailbox_{[this] { wakeUp_.ring(); }};

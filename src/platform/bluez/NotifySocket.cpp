@@ -25,7 +25,7 @@ NotifySocket::~NotifySocket() {
   }
 }
 
-// onEnd destroys this socket, and the destructor receives what is still waiting in it.
+// onEnd destroys this socket; the destructor receives the values that still wait in it.
 void NotifySocket::handle(short events) {
   receive(events);
   if ((events & kEnd) == 0) return;
@@ -33,9 +33,9 @@ void NotifySocket::handle(short events) {
   onEnd();
 }
 
-// A value of no bytes reads like the end of the connection, which then reads so for ever. As long
-// as poll finds no hang-up, what it found is a value. After one, as many as there are are taken at
-// once: those of no bytes that come last may be the end.
+// A value of no bytes reads like the end of the connection, which reads so again and again. Without
+// a hang-up from poll, it is a value. After a hang-up, all packets are received at once, and empty
+// ones at the end may be the end of the connection.
 bool NotifySocket::receive(short events) {
   if ((events & POLLIN) == 0) return false;
   PacketBatch& batch = loop_.packets();

@@ -19,22 +19,22 @@ class NotifySocket final : public Poller::Source {
  public:
   using OnEnd = std::function<void()>;
 
-  // Values go to the target, through the loop's delivery queue. onEnd: the link, the
+  // Values go to the target, through the loop's delivery queue. onEnd is called when the link, the
   // characteristic or bluetoothd is gone; it may destroy the socket.
   NotifySocket(Loop& loop, Descriptor socket, shared::ValueTarget& target, OnEnd onEnd);
   NotifySocket(const NotifySocket&) = delete;
   NotifySocket& operator=(const NotifySocket&) = delete;
 
-  // Takes in what has come, then closes: bluetoothd ends the subscription.
+  // Receives the values that have come and closes the socket, by which the subscription ends.
   ~NotifySocket() override;
 
   int descriptor() const { return socket_.get(); }
 
-  // Takes in what has come.
+  // Receives the values that have come.
   void handle(short events) override;
 
  private:
-  // Receives values; events is what poll() has reported. False when there are none.
+  // Receives values. events: as reported by poll(). False when there are none.
   bool receive(short events);
   short pollEvents() const;
 

@@ -9,10 +9,9 @@ namespace platform::bluez {
 
 namespace {
 
-// The readers below return false when the message cannot be read on; sd-bus then refuses to go on
-// with it as well.
+// The readers below return false when the message cannot be read any further.
 
-// Goes through a dictionary whose keys are texts. For each entry onEntry reads its value.
+// Reads a dictionary whose keys are texts. onEntry has to read the value of each entry.
 template <typename OnEntry>
 bool readDictionary(sd_bus_message* message, const char* entryType, const char* arrayType,
                     const OnEntry& onEntry) {
@@ -27,7 +26,7 @@ bool readDictionary(sd_bus_message* message, const char* entryType, const char* 
   return more == 0 && sd_bus_message_exit_container(message) >= 0;
 }
 
-// Enters the variant that comes next if it holds that type, else passes over it.
+// Enters the next variant if it contains this type, else skips it.
 bool enterVariant(sd_bus_message* message, const char* type, bool& entered) {
   const char* contents = nullptr;
   char outer = 0;
@@ -37,7 +36,7 @@ bool enterVariant(sd_bus_message* message, const char* type, bool& entered) {
   return sd_bus_message_enter_container(message, SD_BUS_TYPE_VARIANT, type) > 0;
 }
 
-// Reads a variant of one basic type; out stays as it is when the variant holds another.
+// Reads a variant of one basic type; skips one of any other type.
 template <typename Read>
 bool readVariant(sd_bus_message* message, const char* type, const Read& read) {
   bool entered = false;
@@ -95,9 +94,10 @@ bool skipVariant(sd_bus_message* message) {
   return sd_bus_message_skip(message, "v") >= 0;
 }
 
-// sd-bus (252) refuses to read past a text with a noncharacter, U+FFFF say, and with it the whole
-// message. UTF-8 allows them, BlueZ and the daemon pass them on, so any device nearby could hide
-// all others by its name. Each becomes U+FFFD, or the like of its plane, which is as long.
+// sd-bus (252) refuses to read a text with a noncharacter, such as U+FFFF, and then the rest of the
+// message. UTF-8 allows noncharacters, and BlueZ and the bus daemon pass them on, so any device
+// nearby could hide all others by its name. Each is replaced by U+FFFD, or the corresponding scalar
+// of its plane, which has the same length.
 void replaceNoncharacters(char* text) {
   const auto at = [&text](int index) { return static_cast<unsigned char>(text[index]); };
   for (; *text != '\0'; ++text) {
@@ -109,9 +109,10 @@ void replaceNoncharacters(char* text) {
   }
 }
 
-// The text of an entry, which sd-bus cannot be asked for, lies in the message behind the entry's
-// key: the end of the key, the variant's signature in three bytes, and after padding to a multiple
-// of four the length. The daemon has seen to it that it ends with a zero.
+// sd-bus does not give access to the text of an entry before it has checked it. In the message it
+// follows the entry's key: the key's zero, the variant's signature in three bytes, padding to a
+// multiple of four, the text's length, the text. The bus daemon has checked that it ends with a
+// zero.
 void makeReadable(sd_bus_message* message, std::string_view key) {
   const char* contents = nullptr;
   char outer = 0;
@@ -200,7 +201,7 @@ bool readPath(sd_bus_message* message, std::string_view& path) {
   return true;
 }
 
-// sd-bus compares types only as far as they are read; the whole signature is compared first.
+// sd-bus checks types only as far as they are read, so the whole signature is checked first.
 bool hasSignature(sd_bus_message* message, const char* signature) {
   return sd_bus_message_has_signature(message, signature) > 0;
 }

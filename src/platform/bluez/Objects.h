@@ -1,6 +1,6 @@
-// What BlueZ says about its objects, read from D-Bus messages into plain values. Nothing else reads
-// these messages. A property that is unknown or of the wrong type is passed over; a message that
-// cannot be read to its end gives nothing. Texts and bytes point into the message.
+// Parses BlueZ's D-Bus messages about its objects into plain values; nothing else reads these
+// messages. A property that is unknown or of the wrong type is skipped; a message that cannot be
+// read to its end gives nothing. Texts and bytes point into the message.
 #pragma once
 
 #include <systemd/sd-bus.h>
@@ -20,10 +20,10 @@ struct AdapterProperties {
 };
 
 struct DeviceProperties {
-  std::optional<std::string_view> name;  // the device's own; BlueZ's Alias is not looked at
+  std::optional<std::string_view> name;  // the device's own, not BlueZ's Alias
   std::optional<bool> connected;
   std::optional<bool> servicesResolved;
-  bool wasSeen = false;  // an RSSI is told only by the discovery that is going on
+  bool wasSeen = false;  // has an RSSI, as only devices of the current discovery do
 };
 
 struct ServiceProperties {
@@ -40,7 +40,7 @@ struct BatteryProperties {
   std::optional<std::uint8_t> percentage;
 };
 
-// One object with those of its interfaces (or, in a change, those properties) that were told.
+// One object with the interfaces (in a change, the properties) that the message contains.
 struct Object {
   std::string_view path;
   std::optional<AdapterProperties> adapter;
@@ -72,11 +72,11 @@ std::optional<Value> parseValue(sd_bus_message* reply);
 // The reply of Properties.Get for Battery1's Percentage.
 std::optional<std::uint8_t> parsePercentage(sd_bus_message* reply);
 
-// The number after a name in the last part of a path: 0x1a for handleIn(".../char001a", "char").
-// Nothing when the last part is something else.
+// The hexadecimal number after a name in the last part of a path: 0x1a for
+// handleIn(".../char001a", "char"). Nothing when the last part has another form.
 std::optional<unsigned> handleIn(std::string_view path, std::string_view name);
 
-// The path of the object that holds this one.
+// The path of the parent object.
 std::string_view parentOf(std::string_view path);
 
 }  // namespace platform::bluez

@@ -1,4 +1,4 @@
-// Receives the packets that wait in a socket, one or many with one system call. Main thread only.
+// Receives waiting packets from a socket, one or many with one system call. Main thread only.
 #pragma once
 
 #include <sys/socket.h>
@@ -17,12 +17,12 @@ class PacketBatch {
   PacketBatch(const PacketBatch&) = delete;
   PacketBatch& operator=(const PacketBatch&) = delete;
 
-  // Without waiting: one packet, or as many as fit in here. Returns how many; -1 and errno when
-  // none came. One alone is cheaper than a batch of one.
+  // Without waiting: receives one packet, or as many as fit. Returns how many; -1 and errno when
+  // there was none. For a single packet receiveOne is cheaper.
   int receiveOne(int socket);
   int receiveMany(int socket);
 
-  // One of those received. A packet that is too long to be a value is cut, and is still too long.
+  // One of the received packets. One that is too long for a value is cut, but still too long.
   Value operator[](int index) const;
 
  private:

@@ -41,7 +41,8 @@ void Peripheral::writeValue(Value value, CBCharacteristic& characteristic,
   post(std::move(request));
 }
 
-// Requests of all threads take the same way, which keeps them in the order in which they are made.
+// Requests of all threads go through the mailbox, which keeps them in the order in which they were
+// made.
 void Peripheral::post(Request request) {
   loop_->mailbox().post([peripheral = weak_from_this(), request = std::move(request)]() mutable {
     if (const auto self = peripheral.lock()) self->requests_.add(std::move(request));
@@ -99,7 +100,7 @@ void Peripheral::retain() {
 
 void Peripheral::release() {
   if (--retained_ > 0) return;
-  // The last reference may be this one.
+  // This may be the last reference.
   const std::shared_ptr<Peripheral> self = std::move(self_);
 }
 

@@ -1,4 +1,4 @@
-// A device that BlueZ knows, or knew while somebody holds it.
+// A device that BlueZ knows, or has known and that is still referenced.
 #pragma once
 
 #include <cstddef>
@@ -34,7 +34,7 @@ class Peripheral final : public CBPeripheral, public std::enable_shared_from_thi
   void writeValue(Value value, CBCharacteristic& characteristic,
                   CBCharacteristicWriteType type) override;
 
-  // All that follows is for this folder and the main thread.
+  // Everything from here on is for this folder and the main thread only.
 
   Loop& loop() { return *loop_; }
   CBPeripheralDelegate* delegate() const { return delegate_; }
@@ -44,24 +44,24 @@ class Peripheral final : public CBPeripheral, public std::enable_shared_from_thi
     services_ = std::move(services);
   }
 
-  // The path of BlueZ's object for the device; none once BlueZ has forgotten the device.
+  // The path of BlueZ's object for the device; empty once BlueZ has removed it.
   const std::string& path() const { return path_; }
   bool isPresent() const { return !path_.empty(); }
   bool isConnected() const { return isConnected_; }
   bool areServicesResolved() const { return areServicesResolved_; }
 
-  // What BlueZ tells.
+  // Events from BlueZ.
   void deviceDidChange(std::string_view path, const DeviceProperties& properties);
   void linkDidComeUp();
   void deviceDidDisappear();
   void objectDidDisappear(std::string_view path);
 
-  // Which scan has reported the device last, and whether its name was known by then.
+  // Which scan reported the device last, and whether its name was known then.
   bool wasReportedFor(unsigned scan) const { return reportedScan_ == scan; }
   bool isNewsFor(unsigned scan) const;
   void setReportedFor(unsigned scan);
 
-  // Keeps the object alive while something for it waits to be delivered.
+  // Keep the object alive while a delivery for it waits.
   void retain();
   void release();
 

@@ -1,4 +1,4 @@
-// What the bridge asks of a peripheral.
+// A request of the bridge to a peripheral.
 #pragma once
 
 #include <cstdint>

@@ -45,7 +45,7 @@ void RequestQueue::servicesAreResolved() {
   if (phase_ == Phase::awaitingServices) discoverServices();
 }
 
-// BlueZ never answers a request whose characteristic has gone.
+// BlueZ never answers a request once its characteristic's object is gone.
 void RequestQueue::objectDidDisappear(std::string_view path) {
   const Error error{"org.bluez.Error.DoesNotExist", 0, "The characteristic is gone"};
   for (Subscriber& subscriber : subscribers_) {
@@ -96,7 +96,7 @@ void RequestQueue::start(Request& request) {
   }
 }
 
-// The next request is started by startNext, which those that end later call as well.
+// Does not start the next request; callers do, by startNext.
 void RequestQueue::finish() {
   requests_.pop_front();
   phase_ = Phase::idle;
@@ -108,7 +108,7 @@ void RequestQueue::discoverServices() {
     return;
   }
   phase_ = Phase::underWay;
-  // Afresh: the signals that tell of the objects need not have come before ServicesResolved.
+  // From a new list of objects, since their signals need not have come before ServicesResolved.
   const Bus& bus = peripheral_.loop().useBus();
   call_.start(bus, bus.managedObjects(), [this](sd_bus_message* reply) { handleObjects(reply); });
 }
@@ -116,7 +116,7 @@ void RequestQueue::discoverServices() {
 void RequestQueue::handleObjects(sd_bus_message* reply) {
   const auto objects = isError(reply) ? std::nullopt : parseManagedObjects(reply);
   if (!objects) return refuseIfLinkHolds(errorOf(reply));
-  // They have changed since they were asked for: BlueZ tells when they are resolved again.
+  // They have changed since they were asked for; BlueZ will signal when they are resolved again.
   if (!peripheral_.areServicesResolved()) {
     phase_ = Phase::awaitingServices;
     return;
@@ -190,8 +190,8 @@ void RequestQueue::subscribe(Characteristic& characteristic) {
   });
 }
 
-// The device answers its requests one after the other. Those that are late may have waited for this
-// one, so that their time begins now.
+// The device answers its requests one after the other. Late subscriptions may have waited for this
+// one, so their time begins again.
 void RequestQueue::didDecide(Subscriber& subscriber, const std::optional<Error>& refusal) {
   Characteristic& characteristic = subscriber.characteristic();
   tellNotificationState(characteristic, refusal);
@@ -202,8 +202,8 @@ void RequestQueue::didDecide(Subscriber& subscriber, const std::optional<Error>&
   startNext();
 }
 
-// Closing the socket is what ends an acquired subscription, and nothing answers it. The question
-// is answered after BlueZ has noticed, so that the subscription can be made anew at once.
+// An acquired subscription is ended by closing its socket, which nothing confirms. BlueZ answers
+// the question after it has noticed that, so that the subscription can be made again at once.
 void RequestQueue::unsubscribe(Characteristic& characteristic) {
   const Bus& bus = peripheral_.loop().useBus();
   const bool isOnBlueZ = characteristic.source() == Characteristic::Source::characteristic;
@@ -240,9 +240,9 @@ void RequestQueue::write(const Request& request) {
   });
 }
 
-// An error may mean that the device refuses, or that the link is going down, which then gives no
-// callback. BlueZ tells of the link before or after the error, but before it answers a question
-// that is asked now.
+// An error may mean that the device refuses, or that the link is going down, in which case there is
+// no callback. BlueZ signals the loss of the link before or after the error, but before it answers
+// the question asked here.
 void RequestQueue::refuseIfLinkHolds(const Error& error) {
   const Bus& bus = peripheral_.loop().useBus();
   call_.start(bus, bus.property(peripheral_.path(), kDeviceInterface, "Connected"),
@@ -262,7 +262,7 @@ void RequestQueue::tellRefusal(const Request& request, const Error& error) {
                                                    characteristic = request.characteristic,
                                                    error] { characteristic->deliver(error); });
     case Request::Kind::discoverCharacteristics:
-    case Request::Kind::subscribe:  // Subscriber asks by itself
+    case Request::Kind::subscribe:  // Subscriber handles its refusals itself
     case Request::Kind::unsubscribe:
     case Request::Kind::write:
       return;

@@ -1,8 +1,8 @@
 // Carries out the requests made to one peripheral, one after the other. Main thread only.
 //
-// A subscription that is late (see Subscriber) leaves the queue, and the next request is carried
-// out. Only those that subscribe to the same characteristic, or end its subscription, are held back
-// until it is decided.
+// A late subscription (see Subscriber) leaves the queue, and the next request is carried out. Only
+// requests that subscribe to the same characteristic, or unsubscribe from it, wait until the late
+// one is answered.
 #pragma once
 
 #include <functional>
@@ -25,13 +25,13 @@ class RequestQueue {
 
   void add(Request request);
 
-  // What BlueZ tells about the device.
+  // Events from BlueZ about the device.
   void linkDidGoDown();
   void servicesAreResolved();
   void objectDidDisappear(std::string_view path);
 
  private:
-  // Of the request at the front.
+  // The phase of the request at the front.
   enum class Phase { idle, awaitingServices, underWay };
 
   void startNext();
@@ -60,7 +60,7 @@ class RequestQueue {
   std::list<Request> requests_;
   Phase phase_ = Phase::idle;
   Call call_;
-  std::list<Subscriber> subscribers_;  // of the request at the front, and those that are late
+  std::list<Subscriber> subscribers_;  // that of the request at the front, and the late ones
 };
 
 }  // namespace platform::bluez

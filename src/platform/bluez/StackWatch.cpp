@@ -9,9 +9,9 @@ namespace {
 constexpr char kDaemonName[] = "org.freedesktop.DBus";
 constexpr char kDaemonPath[] = "/org/freedesktop/DBus";
 
-// systemd does not refuse to start bluetoothd where there is no controller, it lets the request
-// wait for 25 s. A bluetoothd that can start has its name within a second or two, and a bus that is
-// alive tells the owner at once.
+// Without a controller, systemd does not refuse to start bluetoothd, but lets the request wait for
+// 25 s. A bluetoothd that can start owns its name within a second or two, and a working bus answers
+// at once who owns a name.
 constexpr std::chrono::seconds kLimit{10};
 
 CBManagerState stateFor(sd_bus_message* failure) {
@@ -46,7 +46,7 @@ void StackWatch::start() {
   limit_.start(kLimit);
 }
 
-// Before anything is asked, so that no change falls between an answer and the first signal.
+// Called before any question, so that no change is missed between an answer and the first signal.
 void StackWatch::listen() {
   const Bus& bus = loop_.useBus();
   const auto add = [&](const std::string& rule, Match::OnSignal onSignal) {
@@ -98,7 +98,7 @@ void StackWatch::requestStart() {
   limit_.start(kLimit);
 }
 
-// On success the change of owner says the same, and came before.
+// Success needs no action: the signal of the new owner came before.
 void StackWatch::handleStart(sd_bus_message* reply) {
   limit_.stop();
   if (isError(reply) && loop_.useBus().stackOwner().empty()) {

@@ -1,9 +1,10 @@
-// Watches org.bluez: whether it is there, and what objects it has. Main thread only.
+// Watches org.bluez: whether it exists, and which objects it has. Main thread only.
 //
-// Objects are told of whole first: by the answer to a snapshot, or when they appear. The bus keeps
-// the order of one sender, and BlueZ answers from what it has at that moment. So what it signals
-// before its first answer is in the answer, and is not told: it names some properties of some
-// objects, and nothing can be concluded from what it does not name.
+// The listener gets each object completely first: in a snapshot, or when the object appears. The
+// bus preserves the order of one sender's messages, and BlueZ answers with its current state. So
+// changes that it signals before its first answer are contained in the answer, and are not
+// reported: they name only some properties of some objects, and nothing can be concluded from those
+// they leave out.
 #pragma once
 
 #include <memory>
@@ -26,13 +27,13 @@ class StackWatch {
     // BlueZ has just been started, so its adapters may still be on their way.
     virtual void stackDidStart() = 0;
 
-    // BlueZ is gone, and with it every object. No signal tells of each.
+    // BlueZ is gone, and all objects with it; they are not reported one by one.
     virtual void stackDidEnd() = 0;
 
-    // All objects there are. Comes when BlueZ was found, and after each requestSnapshot().
+    // All objects. Comes when BlueZ was found, and after each requestSnapshot().
     virtual void snapshotDidArrive(std::span<const Object> objects) = 0;
 
-    // An object has appeared, or has got an interface, with all properties.
+    // An object has appeared, or has a new interface, with all properties.
     virtual void objectDidAppear(const Object& object) = 0;
 
     // Some properties of an object have changed; those that have not are absent. A listener that
@@ -52,7 +53,7 @@ class StackWatch {
   // Asks who owns the name; if nobody does, asks once for BlueZ to be started. Not without a bus.
   void start();
 
-  // While one is under way this changes nothing: what is signalled until its answer is in it.
+  // Has no effect while a snapshot is under way, which will contain all changes until then.
   void requestSnapshot();
 
  private:
@@ -70,9 +71,9 @@ class StackWatch {
   std::vector<std::unique_ptr<Match>> matches_;
   Call ownerCall_;
   Call startCall_;
-  Timer limit_;  // of these two
+  Timer limit_;  // for these two
   Call snapshotCall_;
-  bool hasAnswered_ = false;  // BlueZ, a snapshot, since it was found
+  bool hasAnswered_ = false;  // BlueZ has sent a snapshot since it was found
 };
 
 }  // namespace platform::bluez

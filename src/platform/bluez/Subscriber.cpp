@@ -9,8 +9,8 @@ namespace platform::bluez {
 
 namespace {
 
-// Refusals by BlueZ, not by the device: no notifications but indications (before 5.80), another
-// client is subscribed, no such method (before 5.46).
+// Refusals by BlueZ, not by the device: the characteristic has only indications (before 5.80),
+// another client is subscribed, or the method does not exist (before 5.46).
 bool callsForSignals(sd_bus_message* reply) {
   return sd_bus_message_is_method_error(reply, "org.bluez.Error.NotSupported") > 0 ||
          sd_bus_message_is_method_error(reply, "org.bluez.Error.NotPermitted") > 0 ||
@@ -46,7 +46,7 @@ void Subscriber::handleAcquired(sd_bus_message* reply) {
   if (isError(reply) || sd_bus_message_read(reply, "hq", &descriptor, &packetSize) <= 0) {
     return refuseIfLinkHolds(errorOf(reply));
   }
-  Descriptor socket(fcntl(descriptor, F_DUPFD_CLOEXEC, 0));  // the message keeps its own
+  Descriptor socket(fcntl(descriptor, F_DUPFD_CLOEXEC, 0));  // the message owns the original
   if (socket.get() < 0)
     return refuseIfLinkHolds(Error{SD_BUS_ERROR_FAILED, errno, "No descriptor is free"});
   characteristic_.receiveFrom(std::move(socket));
@@ -62,14 +62,15 @@ void Subscriber::startNotify() {
        });
 }
 
-// BlueZ reads its calls in order: once it answers the question, it has asked the device.
+// BlueZ handles calls in order: when it answers the question, it has sent the request to the
+// device.
 void Subscriber::send(const Message& call, Call::OnReply onReply) {
   wait_.stop();
   call_.start(loop_.useBus(), call, std::move(onReply));
   ask([this](sd_bus_message* /*reply*/) { wait_.start(isLate_ ? kLimit : kPatience); });
 }
 
-// A question about anything: that it is answered is all that counts.
+// Asks for any property, only to see that BlueZ answers.
 void Subscriber::ask(Call::OnReply onReply) {
   const Bus& bus = loop_.useBus();
   question_.start(bus, bus.property(characteristic_.path(), kCharacteristicInterface, "UUID"),
@@ -87,8 +88,8 @@ void Subscriber::waitAnew() {
   if (isLate_ && wait_.isRunning()) wait_.start(kLimit);
 }
 
-// BlueZ may have been stopped meanwhile, with the device's answer waiting for it. It takes that up
-// in the same turn as the first question, so that its answer comes before that of the second.
+// BlueZ may have hung meanwhile, while the device's answer waited for it. It handles that in the
+// same turn of its loop as the first question, so its reply comes before the answer to the second.
 void Subscriber::giveUp() {
   ask([this](sd_bus_message* /*reply*/) {
     ask([this](sd_bus_message* /*reply*/) {
@@ -97,9 +98,9 @@ void Subscriber::giveUp() {
   });
 }
 
-// An error may mean that the device refuses, or that the link is going down, which then ends this
-// object. BlueZ tells of the link before or after the error, but before it answers a question that
-// is asked now.
+// An error may mean that the device refuses, or that the link is going down, which ends this
+// object. BlueZ signals the loss of the link before or after the error, but before it answers the
+// question asked here.
 void Subscriber::refuseIfLinkHolds(const Error& error) {
   call_.cancel();
   wait_.stop();
@@ -109,7 +110,7 @@ void Subscriber::refuseIfLinkHolds(const Error& error) {
                   [this, error](sd_bus_message* /*reply*/) { finish(error); });
 }
 
-// Out of the object first, which may end.
+// onDone_ is moved out of the object first, since it may destroy the object.
 void Subscriber::finish(const std::optional<Error>& refusal) {
   const OnDone onDone = std::move(onDone_);
   onDone(refusal);

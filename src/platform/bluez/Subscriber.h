@@ -1,12 +1,12 @@
-// Makes one subscription: by AcquireNotify, whose socket is the cheapest way for values, and by
+// Makes one subscription: by AcquireNotify, whose socket is the cheapest way for values, or by
 // StartNotify where BlueZ does not offer that. Main thread only.
 //
-// A device may take its time: a link is slow or busy, a person has to confirm a pairing. But BlueZ
-// up to 5.83 never answers an AcquireNotify that the device refuses. So there are two bounds. After
-// kPatience the subscription is late: other requests need not wait for it any longer. After kLimit
-// more it counts as refused, since the Attribute Protocol gives a link up when an answer takes 30
-// s. Both are on the device alone: they run only from when BlueZ is known to have read the call,
-// and when the last is over, BlueZ is given the chance to pass on an answer that it has already.
+// A device may take long to answer: the link is slow or busy, or a person has to confirm a pairing.
+// But BlueZ up to 5.83 never answers an AcquireNotify that the device refuses. So there are two
+// limits. After kPatience the subscription is late: other requests no longer wait for it. After
+// kLimit more it counts as refused, since the Attribute Protocol gives up a link when an answer
+// takes 30 s. Both limits are for the device alone: they start when BlueZ is known to have read the
+// call, and at the end BlueZ gets the chance to pass on an answer that it already has.
 #pragma once
 
 #include <functional>
@@ -36,15 +36,15 @@ class Subscriber {
   Characteristic& characteristic() const { return characteristic_; }
   bool isLate() const { return isLate_; }
 
-  // onDone: the characteristic is subscribed, or the error says why not; it may destroy the object,
-  // and may be called at once. Values are to be let through (Characteristic::begin) when the
-  // success has been told.
+  // onDone: without an error the characteristic is subscribed. It may destroy the object, and may
+  // be called at once. Once the success is reported, the caller has to let values through
+  // (Characteristic::begin).
   void start(OnLate onLate, OnDone onDone);
 
-  // Gives it up for this reason.
+  // Gives up the subscription, with this error unless the link is down.
   void refuseIfLinkHolds(const Error& error);
 
-  // The device has been busy with something else until now.
+  // Starts the limits again: the device was busy with another request until now.
   void waitAnew();
 
  private:

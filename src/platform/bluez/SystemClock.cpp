@@ -44,11 +44,11 @@ void SystemClock::join(int epoll) {
   epoll_ = epoll;
 }
 
-// Setting the timer also takes back that it had rung.
+// Setting the timer also resets it if it has already rung.
 void SystemClock::setAlarm(TimePoint time) {
   using namespace std::chrono;
   alarmTime_ = time;
-  // A time of zero would be none.
+  // A time of zero would disarm the timer.
   const nanoseconds sinceStart = std::max<nanoseconds>(time.time_since_epoch(), 1ns);
   const auto wholeSeconds = floor<seconds>(sinceStart);
   itimerspec setting{};

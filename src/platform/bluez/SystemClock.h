@@ -1,5 +1,5 @@
-// The system's clock. A timer stands in the epoll beside the descriptors: a wait in which nothing
-// changes but that a value has come is one system call, and sets up no time-out.
+// The system's clock. The epoll descriptor also watches a timer, so that a wait that ends with a
+// value is a single system call without a time-out.
 #pragma once
 
 #include "platform/bluez/Clock.h"
@@ -24,7 +24,7 @@ class SystemClock : public Clock {
 
   Descriptor alarm_;
   TimePoint alarmTime_ = TimePoint::max();
-  int epoll_ = -1;  // that has the alarm
+  int epoll_ = -1;  // the epoll descriptor that watches the alarm
 };
 
 }  // namespace platform::bluez

@@ -1,4 +1,4 @@
-// Lets the main thread come to its mailbox. ring() may be called on any thread.
+// Wakes the main thread to serve its mailbox. ring() may be called on any thread.
 #pragma once
 
 #include "platform/bluez/Descriptor.h"

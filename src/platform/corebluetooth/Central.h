@@ -1,7 +1,7 @@
-// The manager over the framework's own. Main thread.
+// The central manager, on top of the framework's. Main thread.
 //
-// Below powered on the framework's objects for devices are good for nothing, also after the radio
-// has come back: a device has another object then. It is the same device here, by its identifier.
+// When the radio leaves powered on, the framework's objects for devices become invalid, and a
+// device has a new one afterwards. Here it stays the same Peripheral, recognized by its identifier.
 #pragma once
 
 #import <CoreBluetooth/CoreBluetooth.h>
@@ -38,7 +38,7 @@ class Central final : public CBCentralManager {
   void didFailToConnect(::CBPeripheral* native);
   void didDisconnect(::CBPeripheral* native, NSError* error);
 
-  // That a person has refused is not always told: it is looked for while it would decide something.
+  // Checks whether the user has refused Bluetooth, which the framework does not always report.
   void reconsiderState();
 
  private:
@@ -51,7 +51,7 @@ class Central final : public CBCentralManager {
   void requestLink(Peripheral& peripheral);
 
   CBCentralManagerDelegate& delegate_;
-  MainThread& main_;  // which the peripherals share
+  MainThread& main_;  // shared with the peripherals
   Retained<VornixCentralDelegate*> nativeDelegate_;
   Retained<::CBCentralManager*> native_;
   bool isStateHeldBack_ = true;
@@ -59,7 +59,7 @@ class Central final : public CBCentralManager {
   bool isScanning_ = false;
   unsigned scan_ = 0;
   Seen seen_;
-  std::map<Identifier, std::weak_ptr<Peripheral>> peripherals_;  // those that somebody holds
+  std::map<Identifier, std::weak_ptr<Peripheral>> peripherals_;  // those that are still referenced
   std::map<Identifier, std::shared_ptr<Peripheral>> wanted_;     // links asked for and not up yet
 };
 

@@ -46,8 +46,8 @@ using NativeCentral = ::CBCentralManager;
 using NativeManager = ::CBManager;
 using NativeUUID = ::CBUUID;
 
-// `unknown` says that the state will be known soon. So does `unauthorized` while a person is being
-// asked.
+// Whether the state is final for now: `unknown` means that it will be known soon, and so does
+// `unauthorized` while the user is being asked.
 bool isDecided(CBManagerState state) {
   if (state != CBManagerState::unauthorized) return state != CBManagerState::unknown;
   const CBManagerAuthorization authorization = [NativeManager authorization];
@@ -78,8 +78,8 @@ Central::~Central() {
   }
 }
 
-// With the framework's own filter a device would not be reported again when its name becomes known.
-// Every device has the Generic Access service, 1800, by which the connected ones are found.
+// Allows duplicates, since the framework would otherwise not report a device again when its name
+// becomes known. Connected devices are found by the Generic Access service, 1800, which all have.
 void Central::scanForPeripherals() {
   if (!isPoweredOn()) return;
   isScanning_ = true;
@@ -110,7 +110,7 @@ void Central::connect(const std::shared_ptr<CBPeripheral>& peripheral) {
   requestLink(*wanted);
 }
 
-// Where it cannot be asked for now, it is when the device is found again.
+// If the link cannot be asked for now, that is done when the device is found again.
 void Central::requestLink(Peripheral& peripheral) {
   if (!isPoweredOn() || peripheral.native() == nil) return;
   @autoreleasepool {
@@ -143,15 +143,14 @@ void Central::tellState() {
   });
 }
 
-// Links and requests do not outlive the radio's being off or being reset, and need not be reported
-// as lost.
+// Links and requests end when the radio is switched off or reset; the loss need not be reported.
 void Central::loseAllLinks() {
   for (const auto& [identifier, known] : peripherals_) {
     if (const auto peripheral = known.lock()) peripheral->become(nil);
   }
 }
 
-// A device that is not found now is when it is discovered.
+// A device that is not found now will be when it is discovered.
 void Central::findAllAgain() {
   NSMutableArray* const identifiers = [NSMutableArray array];
   for (const auto& [identifier, held] : peripherals_) {
@@ -180,8 +179,8 @@ void Central::didConnect(::CBPeripheral* native) {
       [this, peripheral] { delegate_.centralManagerDidConnect(*this, peripheral); });
 }
 
-// The request is over, and nobody asks again: a device that has forgotten its pairing fails at
-// once, as often as it is asked.
+// The request is over and is not repeated: a device that has forgotten its pairing would fail at
+// once each time.
 void Central::didFailToConnect(::CBPeripheral* native) {
   wanted_.erase(identifierOf(native));
 }
@@ -195,7 +194,7 @@ std::shared_ptr<Peripheral> Central::known(::CBPeripheral* native) const {
   return known != peripherals_.end() ? known->second.lock() : nullptr;
 }
 
-// The framework's object for a device that has had another one before takes its place.
+// For a device that is known already, a new object of the framework replaces the old one.
 std::shared_ptr<Peripheral> Central::knownOrNew(::CBPeripheral* native) {
   auto peripheral = known(native);
   if (peripheral == nullptr) {

@@ -1,4 +1,4 @@
-// Between the framework's objects and the interface's values.
+// Conversions from the framework's objects to the interface's values.
 #pragma once
 
 #import <CoreBluetooth/CoreBluetooth.h>
@@ -19,11 +19,11 @@ std::optional<Error> errorOf(NSError* error);
 CBUUID identifierOf(::CBUUID* identifier);
 NSArray* nativeIdentifiers(const std::vector<CBUUID>& identifiers);
 
-// What says that a request failed because of the link, and not by the device's answer.
+// Whether a request failed because of the link, and not by the device's answer.
 bool isLinkLost(NSError* error);
 Error linkLost();
 
-// What a request fails with that is about something the device has no more.
+// The error of a request for a service or characteristic that the device no longer has.
 Error isGone();
 
 }  // namespace platform::corebluetooth

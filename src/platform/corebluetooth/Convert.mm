@@ -2,7 +2,7 @@
 
 namespace platform::corebluetooth {
 
-// A text that has no UTF-8 form comes as an empty one.
+// A text that cannot be encoded as UTF-8 gives an empty one.
 std::optional<std::string> textOf(NSString* text) {
   if (text == nil) return std::nullopt;
   const char* const bytes = [text UTF8String];

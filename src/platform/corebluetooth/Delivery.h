@@ -1,8 +1,8 @@
-// Makes the callbacks, in order, while the bridge's output holds nothing back. What waits for it is
-// kept up to the queue's limit. Main thread.
+// Makes the callbacks, in order, while the bridge's output holds nothing back; those that wait are
+// kept in a queue. Main thread.
 //
-// A callback is made as soon as the framework has called, from within that call, or when the run
-// loop has turned; never from within what the bridge calls.
+// A callback is made from within the framework's own callback, or when the run loop has turned;
+// never from within a call of the bridge.
 #pragma once
 
 #include <functional>
@@ -27,17 +27,17 @@ class Delivery {
   void push(shared::ValueTarget& target, Value value);
   void push(Action action);
 
-  // Lets the output out as far as there is room, and makes those that may be made then.
+  // Lets the output out as far as there is room, and makes the callbacks that may be made then.
   void deliver();
 
-  // The output waits for the host, for so many seconds at most from now on.
+  // isHeldBack: the output waits for the host. waitForOutput waits for room, for at most this time.
   bool isHeldBack() const { return output_ != nullptr && output_->holdsBack(); }
   void waitForOutput(double seconds) { loop_.waitForOutput(output_->descriptor(), seconds); }
 
-  // Nothing more is to be taken from the framework.
+  // The queue is full: nothing more may be taken from the framework.
   bool isFull() const { return queue_.isFull(); }
 
-  // Gives up what waits; close() also what comes after it.
+  // Drops everything that waits; close() also drops everything that comes later.
   void clear() { queue_.clear(); }
   void close() { queue_.close(); }
 

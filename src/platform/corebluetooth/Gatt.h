@@ -1,7 +1,7 @@
-// The services and characteristics that discovery finds, each for as long as its peripheral lives.
-// The framework's objects for them end with the link, or when the device's services have changed:
-// what is found later takes the place of the earliest one with its identifier that has lost its
-// own. Main thread.
+// The services and characteristics that discovery finds; they exist as long as their peripheral.
+// The framework's objects for them become invalid with the link, or when the device's services
+// change. A new one of the framework is then assigned to the earliest object here that has its
+// identifier and has lost its own. Main thread.
 #pragma once
 
 #import <CoreBluetooth/CoreBluetooth.h>
@@ -25,7 +25,7 @@ class Peripheral;
 // What a discovery looks for.
 struct Search {
   std::vector<CBUUID> wanted;
-  unsigned renewal = 0;  // the number of the renewal that asks; 0: the bridge
+  unsigned renewal = 0;  // the number of the renewal that it belongs to; 0: the bridge asked
 };
 
 class Characteristic final : public CBCharacteristic, public shared::ValueTarget {
@@ -36,7 +36,7 @@ class Characteristic final : public CBCharacteristic, public shared::ValueTarget
   Characteristic(Peripheral& peripheral, Native native)
       : CBCharacteristic(identifierOf([native UUID])), peripheral_(peripheral), native_(native) {}
 
-  // nil: the framework has none now.
+  // The framework's object; nil while it has none.
   Native native() const { return native_.get(); }
   void setNative(Native native) { native_ = Retained<Native>(native); }
 
@@ -45,9 +45,9 @@ class Characteristic final : public CBCharacteristic, public shared::ValueTarget
   void retain() override;
   void release() override;
 
-  std::deque<Asked> asked;  // of the framework and not answered
+  std::deque<Asked> asked;  // requests to the framework that are not answered yet
   bool isSubscribed = false;
-  bool isToBeRenewed = false;                    // the subscription, when it is found again
+  bool isToBeRenewed = false;                    // subscribe again when it is found again
   std::vector<std::vector<std::uint8_t>> early;  // values that came before the confirmation
 
   bool isBeingSubscribed() const;
@@ -72,13 +72,13 @@ class Service final : public CBService {
     characteristics_ = std::move(found);
   }
 
-  std::deque<Search> asked;  // of the framework and not answered
+  std::deque<Search> asked;  // discoveries that the framework has not answered yet
 
   // All that was ever discovered, in the framework's order.
   std::vector<std::unique_ptr<Characteristic>> all;
   std::vector<CBCharacteristic*> found(NSArray* natives, const std::vector<CBUUID>& wanted);
 
-  // Something of what was discovered has no object of the framework.
+  // Whether some of what was discovered has no object of the framework now.
   bool hasLostSome() const;
   void loseNatives();
 
@@ -94,13 +94,13 @@ class Gatt {
 
   std::vector<CBService*> found(NSArray* natives, const std::vector<CBUUID>& wanted);
 
-  // Null where the framework tells of what was never asked for, or is lost.
+  // Null for an object of the framework that was never asked for, or is invalid.
   Service* serviceOf(::CBService* native) const;
   Characteristic* characteristicOf(::CBCharacteristic* native) const;
 
   const std::vector<std::unique_ptr<Service>>& services() const { return all_; }
 
-  // Nothing that the framework has is of use any more, and no subscription stands.
+  // All objects of the framework are invalid, and all subscriptions have ended.
   void loseLink();
 
  private:

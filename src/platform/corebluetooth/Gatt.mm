@@ -7,7 +7,7 @@
 namespace platform::corebluetooth {
 namespace {
 
-// The one object of the interface for this object of the framework.
+// The object of the interface for this object of the framework, made if necessary.
 template <class Object>
 Object& objectOf(typename Object::Native native, std::vector<std::unique_ptr<Object>>& all,
                  Peripheral& peripheral) {
@@ -25,7 +25,7 @@ Object& objectOf(typename Object::Native native, std::vector<std::unique_ptr<Obj
   return *without;
 }
 
-// The framework's list may also hold what other discoveries have found.
+// Only the wanted ones: the framework's list may also contain those that other discoveries found.
 template <class Listed, class Object>
 std::vector<Listed*> objectsAmong(NSArray* natives, const std::vector<CBUUID>& wanted,
                                   std::vector<std::unique_ptr<Object>>& all,

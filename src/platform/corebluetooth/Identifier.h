@@ -1,4 +1,4 @@
-// By what a device is known: the framework's objects for it come and go.
+// Identifies a device; the framework's objects for it change.
 #pragma once
 
 #import <CoreBluetooth/CoreBluetooth.h>

@@ -1,5 +1,5 @@
-// The main thread's run loop, and the time. Main thread, but for wake(). A program of the tests may
-// link another one in its place, in which time does not pass by itself.
+// The main thread's run loop, and the time. Main thread, except wake(). A test program may link
+// another implementation, in which time does not pass by itself.
 #pragma once
 
 #import <Foundation/Foundation.h>
@@ -22,17 +22,17 @@ class MainLoop {
   void sleep(std::chrono::microseconds duration);
 
   double date() const;  // seconds since 1 January 1970
-  double time() const;  // seconds that have passed since some moment, whatever is done to the date
+  double time() const;  // monotonic, in seconds from an arbitrary start
 
-  // Serves what has come; where nothing has, waits for it, for so many seconds at most.
+  // Serves the events that have come; if there are none, waits for one, for at most this time.
   void turn(double seconds);
 
-  // Waits until the descriptor accepts output, for so many seconds at most. The framework is not
-  // served meanwhile: what comes stays with the system. True when it accepts. A descriptor whose
-  // reader is gone, or that cannot be waited for, counts as accepting.
+  // Waits until the descriptor accepts output, for at most this time. Meanwhile the framework is
+  // not served, and its events stay with the system. True when it accepts. A descriptor whose
+  // reader is gone, or that cannot be polled, counts as accepting.
   bool waitForOutput(int fileDescriptor, double seconds);
 
-  // Any thread: ends the turn that waits, or else the next one that would.
+  // Any thread: ends the turn that waits, or else the next one.
   void wake();
 
  private:

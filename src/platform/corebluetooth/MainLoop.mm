@@ -14,7 +14,7 @@
 
 @implementation VornixWakeUp
 
-// That the run loop has been there is all: it returns, and its owner looks around.
+// Does nothing: it only makes the run loop return.
 - (void)comeToIt {
 }
 
@@ -32,7 +32,7 @@ double secondsOf() {
 
 }  // namespace
 
-// A run loop to which nothing is attached does not wait: the timer is attached, and never fires.
+// A run loop without any source does not wait, so it gets a timer that never fires.
 MainLoop::MainLoop()
     : keepAlive_(nil), wakeUp_(Retained<VornixWakeUp*>::adopt([VornixWakeUp new])) {
   @autoreleasepool {

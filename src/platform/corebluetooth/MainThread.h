@@ -1,4 +1,4 @@
-// What the parts of this platform share, all of it on the main thread.
+// What the parts of this platform share. Main thread.
 #pragma once
 
 #include "platform/corebluetooth/Delivery.h"
@@ -13,7 +13,7 @@ struct MainThread {
   MainLoop loop;
   shared::Mailbox mailbox{[this] { loop.wake(); }};
   Delivery delivery{loop};
-  Central* central = nullptr;  // the one manager, while there is one
+  Central* central = nullptr;  // the one manager, if it exists
 };
 
 }  // namespace platform::corebluetooth

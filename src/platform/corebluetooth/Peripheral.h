@@ -1,9 +1,9 @@
-// One device. Every request takes the way over the main thread's mailbox, whichever thread makes
-// it, so that they reach the framework in the order in which they were made; it carries them out in
-// that order. Main thread, but for setNotifyValue and writeValue.
+// One device. All requests go through the main thread's mailbox, whichever thread makes them, so
+// that they reach the framework in the order in which they were made; the framework carries them
+// out in that order. Main thread, except setNotifyValue and writeValue.
 //
-// When the device's services change under way, what was found is found again behind the bridge's
-// back, what was subscribed is subscribed again, and requests wait until then.
+// When the device's services change during a link, they are discovered and subscribed to again
+// without the bridge's knowledge (a renewal), and requests wait until that is done.
 #pragma once
 
 #import <CoreBluetooth/CoreBluetooth.h>
@@ -43,16 +43,16 @@ class Peripheral final : public CBPeripheral, public std::enable_shared_from_thi
   void writeValue(Value value, CBCharacteristic& characteristic,
                   CBCharacteristicWriteType type) override;
 
-  // All that follows is for this folder.
+  // Everything from here on is for this folder only.
 
   CBPeripheralDelegate* delegate() const { return delegate_; }
   const Identifier& identifier() const { return identifier_; }
 
-  // The framework's object; nil while what it had is good for nothing.
+  // The framework's object; nil while the last one is invalid.
   ::CBPeripheral* native() const { return native_.get(); }
   void become(::CBPeripheral* native);
 
-  // The bridge's own link: that the framework's object is connected may be another program's doing.
+  // The bridge's own link. The framework's object may also be connected by another program.
   bool isLinked() const { return isLinked_; }
 
   // What the framework reports. didConnect: false when it has been reported for this link before.
@@ -64,7 +64,7 @@ class Peripheral final : public CBPeripheral, public std::enable_shared_from_thi
   void didUpdateValue(::CBCharacteristic* characteristic, NSError* error);
   void didUpdateNotificationState(::CBCharacteristic* characteristic, NSError* error);
 
-  // Keeps the object alive while a value for it waits to be delivered.
+  // Keep the object alive while a delivery for it waits.
   void retain();
   void release();
 
@@ -95,16 +95,16 @@ class Peripheral final : public CBPeripheral, public std::enable_shared_from_thi
   Retained<::CBPeripheral*> native_;
   Retained<VornixPeripheralDelegate*> nativeDelegate_;
   CBPeripheralDelegate* delegate_ = nullptr;
-  std::optional<std::string> name_;  // the last one, for as long as there is no native object
+  std::optional<std::string> name_;  // the last one, for the time without a native object
   std::optional<std::vector<CBService*>> services_;
   Gatt gatt_;
 
   bool isLinked_ = false;
-  std::deque<Search> asked_;    // of the framework and not answered
-  std::size_t unanswered_ = 0;  // the bridge's discoveries of services, asked or to be asked
-  unsigned renewal_ = 0;        // numbers them
-  std::size_t awaited_ = 0;     // answers without which the renewal is not over
-  std::deque<std::function<void()>> later_;  // what waits for it
+  std::deque<Search> asked_;    // service discoveries that the framework has not answered yet
+  std::size_t unanswered_ = 0;  // service discoveries of the bridge that it has no answer to yet
+  unsigned renewal_ = 0;        // the number of the last renewal
+  std::size_t awaited_ = 0;     // answers that the renewal still waits for
+  std::deque<std::function<void()>> later_;  // requests that wait for the renewal
 
   std::size_t retained_ = 0;
   std::shared_ptr<Peripheral> self_;

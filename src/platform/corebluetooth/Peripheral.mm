@@ -129,7 +129,8 @@ void Peripheral::post(std::function<void()> call) {
   });
 }
 
-// The framework complains about what it is asked while the link is down.
+// The framework complains about requests that are made while the link is down, so these are
+// dropped.
 void Peripheral::request(std::function<void()> make) {
   post([this, make = std::move(make)] {
     if (isLinked_) whenFound(make);
@@ -171,8 +172,8 @@ bool Peripheral::didConnect() {
   return !std::exchange(isLinked_, true);
 }
 
-// Whether the framework answers what was waiting is not documented: a discovery of services is
-// answered here if it was not there.
+// It is not documented whether the framework answers pending requests when the link is lost. A
+// service discovery that it has not answered is answered here.
 void Peripheral::didLoseLink(NSError* error) {
   if (!std::exchange(isLinked_, false)) return;
   gatt_.loseLink();
@@ -212,8 +213,8 @@ void Peripheral::didDiscoverCharacteristics(::CBService* of, NSError* error) {
   if (search.renewal == renewal_) finishRenewal();
 }
 
-// The framework tells a read's answer and a subscription's value in the same way, and may tell a
-// value before the confirmation of its subscription. It keeps an earlier value when a read fails.
+// The framework reports the answer to a read and a notified value in the same way, and may report a
+// value before it confirms the subscription. When a read fails, its object keeps an earlier value.
 void Peripheral::didUpdateValue(::CBCharacteristic* of, NSError* error) {
   Characteristic* const known = gatt_.characteristicOf(of);
   if (known == nullptr || isLinkLost(error)) return;

@@ -1,4 +1,4 @@
-// What a peripheral does when the device's services have changed: it finds again what it had found.
+// The renewal of a peripheral when its device's services have changed: discovers them again.
 #import "platform/corebluetooth/Peripheral.h"
 
 #include <utility>
@@ -27,7 +27,7 @@ void Peripheral::didModifyServices(NSArray* invalidated) {
   if (isLinked_ && (isKnown || unanswered_ > 0)) renew();
 }
 
-// What the framework has not answered it does not answer any more.
+// The framework will not answer requests for a changed service, so they are made again later.
 void Peripheral::postpone(Service& service) {
   for (const Search& search : std::exchange(service.asked, {})) {
     if (search.renewal != 0) continue;

@@ -12,8 +12,8 @@ namespace platform {
 namespace corebluetooth {
 namespace {
 
-// How often the framework is looked after while the host does not read: nothing can be told
-// meanwhile, and when the host reads on, that is noticed at once.
+// How often the framework is served while the host does not read. Callbacks cannot be made then
+// anyway, and that the host reads again is noticed at once.
 constexpr double kWhileHeldBack = 0.05;  // seconds
 
 class Platform final : public platform::Platform {
@@ -46,7 +46,7 @@ class Platform final : public platform::Platform {
   void deliverInto(Output& output) override { main_.delivery.setOutput(output); }
 
  private:
-  // The system slows a process down that has no window and is the child of one that is not in use.
+  // Without this, the system slows down a process without a window whose parent is not in use.
   static Retained<id> beginActivity() {
     @autoreleasepool {
       return Retained<id>([[NSProcessInfo processInfo]

@@ -1,5 +1,5 @@
-// Ownership of Objective-C objects. The layer is compiled without automatic reference counting, so
-// that it is the same code under every runtime: each owner is one of these.
+// Owns an Objective-C object. The layer is compiled without automatic reference counting, so that
+// the code is the same with every runtime.
 #pragma once
 
 #import <Foundation/Foundation.h>
@@ -23,7 +23,7 @@ class Retained {
 
   Object get() const { return object_; }
 
-  // Takes over the reference that alloc and init, or new, have given.
+  // Takes over the reference that alloc and init, or new, returned.
   static Retained adopt(Object object) {
     Retained retained(nil);
     retained.object_ = object;

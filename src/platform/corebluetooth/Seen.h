@@ -1,5 +1,5 @@
-// Which devices a scan has reported: once each, and again when a name has become known. The
-// framework reports a device at each of its advertisements. Main thread.
+// Remembers which devices a scan has reported: each is reported once, and again when its name
+// becomes known, while the framework reports it at each advertisement. Main thread.
 #pragma once
 
 #include <cstddef>
@@ -11,16 +11,16 @@ namespace platform::corebluetooth {
 
 class Seen {
  public:
-  // Whether the device is to be reported; from now on it has been.
+  // Whether the device has to be reported; it then counts as reported.
   bool isNews(const Identifier& device, bool hasName);
   void clear();
 
  private:
-  // Devices change their address, and are others then. Those that have not been heard of while so
-  // many others were are forgotten.
+  // Devices that change their address count as new ones. A device that is not heard while this many
+  // others are is forgotten, which limits the memory.
   static constexpr std::size_t kLimit = 4096;
 
-  std::map<Identifier, bool> recent_;  // whether with a name
+  std::map<Identifier, bool> recent_;  // true: reported with a name
   std::map<Identifier, bool> before_;
 };
 

@@ -6,10 +6,10 @@ namespace platform::shared {
 
 namespace {
 
-// What an action is counted as: itself and what it carries, roughly.
+// The bytes that an action counts for: roughly its own size and that of its contents.
 constexpr std::size_t kActionWeight = 256;
 
-// Also when a callback ends the bridge, which a played one does by an exception.
+// Releases the target also when the callback throws, as it does in tests when the bridge ends.
 struct Release {
   void operator()(ValueTarget* target) const { target->release(); }
 };
@@ -85,7 +85,7 @@ DeliveryQueue::Header DeliveryQueue::takeNext(std::uint8_t* bytes) {
 }
 
 void DeliveryQueue::addBlock() {
-  // Not value-initialized: the bytes are written before they are read.
+  // Default-initialized to save the time: the bytes are written before they are read.
   std::unique_ptr<Block> block(new Block);
   Block* added = block.get();
   (last_ == nullptr ? first_ : last_->next) = std::move(block);

@@ -1,8 +1,8 @@
-// Everything that is to be told to the bridge, in the order in which it happened: values, and
-// actions that make any other callback. Main thread only.
+// The callbacks that have to be made to the bridge, in order: values, and actions that make any
+// other callback. Main thread only.
 //
-// Values lie one behind the other in large blocks. In the steady state, where each is delivered
-// soon after it came, the same block is used again and again and nothing is allocated.
+// Values are stored one after the other in large blocks. As long as each is delivered soon after it
+// came, the same block is used again and again and nothing is allocated.
 #pragma once
 
 #include <array>
@@ -15,7 +15,8 @@
 
 namespace platform::shared {
 
-// The receiver of a value. A target is retained while values for it wait, and released after each.
+// The receiver of a value. It is retained for each value that waits, and released after its
+// delivery.
 class ValueTarget {
  public:
   virtual void retain() = 0;
@@ -30,7 +31,7 @@ class DeliveryQueue {
  public:
   using Action = std::function<void()>;
 
-  // What is held at most, in bytes, before isFull() holds and nothing more is to be received.
+  // In bytes. When the queue holds this much isFull() is true, and nothing more should be received.
   static constexpr std::size_t kLimit = std::size_t{64} << 20;
 
   DeliveryQueue() = default;
@@ -38,21 +39,21 @@ class DeliveryQueue {
   DeliveryQueue& operator=(const DeliveryQueue&) = delete;
   ~DeliveryQueue() { clear(); }
 
-  // Copies the value. One longer than kLargestValue cannot come from a device, and is dropped.
+  // Copies the value. Drops one longer than kLargestValue, which no device can have sent.
   void push(ValueTarget& target, Value value);
   void push(Action action);
 
   bool isEmpty() const { return held_ == 0; }
   bool isFull() const { return held_ >= kLimit; }
 
-  // Takes the oldest out of the queue, then delivers it: what is called may push and may clear.
-  // Not to be called when empty.
+  // Removes the oldest from the queue and then delivers it; the callback may push and clear. Not to
+  // be called when empty.
   void deliverNext();
 
-  // Forgets all that waits.
+  // Drops everything that waits.
   void clear();
 
-  // As clear, and from now on forgets whatever is pushed.
+  // As clear(), and from now on drops whatever is pushed.
   void close();
 
  private:

@@ -1,5 +1,5 @@
-// What other threads ask of the main thread. post() may be called on any thread, the rest on the
-// main thread.
+// Passes actions from other threads to the main thread. post() may be called on any thread, the
+// rest on the main thread.
 #pragma once
 
 #include <functional>
@@ -13,17 +13,17 @@ class Mailbox {
   using Action = std::function<void()>;
   using Wake = std::function<void()>;
 
-  // wake lets the main thread come to serve(). Called on the posting thread when the box was empty;
-  // returns at once.
+  // wake has to make the main thread call serve(). It is called on the posting thread when the box
+  // was empty, and has to return at once.
   explicit Mailbox(Wake wake) : wake_(std::move(wake)) {}
   Mailbox(const Mailbox&) = delete;
   Mailbox& operator=(const Mailbox&) = delete;
 
-  // The action runs on the main thread, in the order of posting. Returns at once.
+  // Queues the action for the main thread, in the order of posting. Returns at once.
   void post(Action action);
 
-  // Runs what has been posted. A wake-up that has to be reset is reset before the call, not after:
-  // an action that is posted in between would otherwise wake nobody.
+  // Runs the posted actions. A wake-up that has to be reset must be reset before the call and not
+  // after it: otherwise an action posted in between would wake nobody.
   void serve();
 
  private:

@@ -276,7 +276,7 @@ TEST_F(PeripheralTest, RejectsProtocolsThatItDoesNotSupport) {
   connect();
   controller_.fromCentral(5, "120308001800280000002A00");      // new connection parameters
   controller_.fromCentral(5, "14040A0080004000400040000100");  // a credit based channel
-  controller_.fromCentral(6, "01030001100707");  // pairing
+  controller_.fromCentral(6, "01030001100707");                // pairing
   settle();
   EXPECT_EQ(controller_.toCentral(),
             (Events{"5:010302000000", "5:15040A0000000000000000000200", "6:0505"}));

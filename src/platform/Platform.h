@@ -1,4 +1,4 @@
-// The seam between the bridge and the operating system's Bluetooth stack.
+// The interface between the bridge and the operating system's Bluetooth stack.
 //
 // One abstract interface in CoreBluetooth's own terms; a program links exactly one implementation
 // of it (bluez, corebluetooth, or lab/simulated, which has no radio). This header is the whole
@@ -16,9 +16,9 @@
 // order in which the device sent them, each exactly once.
 //
 // A subscription that the device leaves unanswered for some seconds is the one exception: requests
-// behind it may then be carried out before it is answered, but for those that subscribe to the same
-// characteristic or end its subscription. Its answer is told when it comes, as any other; where
-// none can come any more, it counts as refused.
+// after it may then be carried out before it is answered, except those that subscribe to the same
+// characteristic or end its subscription. Its answer is reported when it comes, as any other; if
+// none can come any more, the subscription counts as refused.
 //
 // Link. A link that goes down is not reported. A request that fails because the link is down, or
 // that was waiting when it went down, gives no callback, with one exception: discoverServices then
@@ -199,15 +199,15 @@ class CBCentralManager;
 class CBCentralManagerDelegate {
  public:
   // Comes once after the manager was made, when the radio's state is first known, and at every
-  // change of it. While it cannot be told, for a moment or until a person has given permission,
-  // nothing is reported. The same state twice in a row means that there was another in between: a
-  // scan and all links have ended.
+  // change of it. While the state is not known, for a moment or until the user has given
+  // permission, nothing is reported. The same state twice in a row means that there was another in
+  // between: a scan and all links have ended.
   virtual void centralManagerDidUpdateState(CBCentralManager& central) = 0;
 
   // While scanning: a device was seen. Once per device and scan, and again when a name becomes
   // known that was not. Devices that are already connected to this machine are reported at the
-  // start of a scan, since a connected device does not advertise; those that another program
-  // connects during the scan, where the system tells of that.
+  // start of a scan, since a connected device does not advertise; devices that another program
+  // connects to during the scan are reported if the system reports that.
   virtual void centralManagerDidDiscover(CBCentralManager& central,
                                          const std::shared_ptr<CBPeripheral>& peripheral) = 0;
 
@@ -237,24 +237,25 @@ class CBCentralManager {
 
   // Asks for a link. Never times out and is never reported as failed: the request stands until the
   // link is up, also after the scan has stopped and over a loss of the radio. Asking again while it
-  // stands changes nothing. No platform can promise that the link comes up at all, and one whose
-  // system gives a request up (macOS does, where a device has forgotten its pairing) leaves it at
-  // that.
+  // stands changes nothing. No platform can promise that the link ever comes up, and one whose
+  // system gives up a request (macOS does when a device has forgotten its pairing) does not repeat
+  // it.
   virtual void connect(const std::shared_ptr<CBPeripheral>& peripheral) = 0;
 };
 
-// What the callbacks write to, as the platform has to know it: a reader that stalls must not hold
-// the main thread up, since what the devices send meanwhile has to be received. Any thread.
+// What the platform has to know of the output that the callbacks write to: a reader that stalls
+// must not block the main thread, since what the devices send meanwhile has to be received. Any
+// thread.
 class Output {
  public:
-  // Something that was written waits for the reader.
+  // True while something that was written waits in memory for the reader.
   virtual bool holdsBack() const = 0;
 
-  // Lets out what the reader has room for. Returns at once.
+  // Writes as much of it as the reader has room for. Returns at once.
   virtual void letOut() = 0;
 
-  // While something is held back, letOut() is worth a call when this descriptor accepts output, or
-  // its reader is gone. It may let out part of it; the descriptor accepts nothing more then.
+  // While something is held back, letOut() has to be called when this descriptor accepts output or
+  // its reader is gone. One call may write only a part; the descriptor then accepts nothing more.
   virtual int descriptor() const = 0;
 
  protected:
@@ -282,12 +283,11 @@ class Platform {
   // Blocks the calling thread; nothing is served meanwhile.
   virtual void sleep(std::chrono::microseconds duration) = 0;
 
-  // From now on callbacks are made only while this output holds nothing back, so that a reader that
-  // stalls makes the bridge wait and not lose: what the devices send meanwhile is received into
-  // memory, up to 64 MiB, and delivered in order afterwards. At that bound nothing more is
-  // received: how much the system keeps then, and what it drops, no platform can promise. runUntil
-  // lets out what is held back as soon as there is room. Not owned; it outlives the platform's last
-  // runUntil.
+  // From now on callbacks are made only while this output holds nothing back, so that nothing is
+  // lost when a reader stalls: what the devices send meanwhile is received into memory, up to 64
+  // MiB, and delivered in order afterwards. At that limit nothing more is received: no platform can
+  // promise how much the system then keeps and what it drops. runUntil writes what is held back as
+  // soon as there is room. Not owned; it outlives the platform's last runUntil.
   virtual void deliverInto(Output& output) = 0;
 };
 

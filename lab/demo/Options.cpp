@@ -71,7 +71,7 @@ UUID is 4 digits or 36 characters; S, MS and N are whole numbers.
 
 std::vector<std::string> allKinds() {
   std::vector<std::string> names;
-  for (const DeviceKind& kind : deviceKinds()) names.emplace_back(kind.name);
+  for (const DeviceKind* kind : kDeviceKinds) names.emplace_back(kind->name);
   return names;
 }
 

@@ -1,6 +1,7 @@
 #include "lab/models/CorveltaModel.h"
 
 #include "lab/Text.h"
+#include "lab/models/Models.h"
 #include "lab/models/Wire.h"
 
 namespace lab {
@@ -99,5 +100,8 @@ bool CorveltaModel::setFault(std::string_view name, std::string_view argument) {
   calibrationFault_ = toByte(argument);
   return calibrationFault_.has_value();
 }
+
+constinit const DeviceKind corveltaKind{
+    "corvelta", {"Tarvix-1", "TARVIX", "tarvix 2", "Tarvix"}, makeModel<CorveltaModel>};
 
 }  // namespace lab

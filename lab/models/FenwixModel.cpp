@@ -6,6 +6,7 @@
 #include <string>
 
 #include "lab/Text.h"
+#include "lab/models/Models.h"
 #include "lab/models/Wire.h"
 
 namespace lab {
@@ -136,5 +137,8 @@ bool FenwixModel::setFault(std::string_view name, std::string_view argument) {
   }
   return true;
 }
+
+constinit const DeviceKind fenwixKind{
+    "fenwix", {"Nomsuel-1", "NOMSUEL 2", "nomsuel", "Nomsuel-9"}, makeModel<FenwixModel>};
 
 }  // namespace lab

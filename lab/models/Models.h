@@ -3,7 +3,6 @@
 
 #include <array>
 #include <memory>
-#include <span>
 #include <string>
 #include <string_view>
 
@@ -18,7 +17,20 @@ struct DeviceKind {
   std::unique_ptr<BenchDevice> (*make)();  // with its usual name
 };
 
-std::span<const DeviceKind> deviceKinds();
+template <class Model>
+std::unique_ptr<BenchDevice> makeModel() {
+  return std::make_unique<Model>();
+}
+
+// Each in the file of its model.
+extern const DeviceKind tramselKind;
+extern const DeviceKind iloKind;
+extern const DeviceKind tenovalKind;
+extern const DeviceKind corveltaKind;
+extern const DeviceKind fenwixKind;
+
+inline constexpr const DeviceKind* kDeviceKinds[] = {&tramselKind, &iloKind, &tenovalKind,
+                                                     &corveltaKind, &fenwixKind};
 
 // The help text with the names of all kinds in place of %KINDS%.
 std::string withKinds(std::string help);

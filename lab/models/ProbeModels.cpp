@@ -1,6 +1,7 @@
 #include "lab/models/ProbeModels.h"
 
 #include "lab/Text.h"
+#include "lab/models/Models.h"
 #include "lab/models/Wire.h"
 
 namespace lab {
@@ -54,5 +55,10 @@ Bytes TenovalModel::record(std::uint32_t sequence) {
 Bytes TenovalModel::sample(Id, std::uint32_t sequence) {
   return record(sequence);
 }
+
+constinit const DeviceKind iloKind{"ilo", {"Ilo-1", "ILO-3", "ilo", "Ilo 9"}, makeModel<IloModel>};
+
+constinit const DeviceKind tenovalKind{
+    "tenoval", {"Tenoval-1", "Pelko-2", "pelk0", "KVALTRIN"}, makeModel<TenovalModel>};
 
 }  // namespace lab

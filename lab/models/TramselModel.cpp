@@ -1,5 +1,6 @@
 #include "lab/models/TramselModel.h"
 
+#include "lab/models/Models.h"
 #include "lab/models/Wire.h"
 
 namespace lab {
@@ -29,5 +30,8 @@ Bytes TramselModel::motion(std::uint32_t sequence) {
 Bytes TramselModel::sample(Id, std::uint32_t sequence) {
   return motion(sequence);
 }
+
+constinit const DeviceKind tramselKind{
+    "tramsel", {"Tramsel-1", "DORVANE 2", "tramsel", "Tramsel-77"}, makeModel<TramselModel>};
 
 }  // namespace lab

@@ -15,8 +15,7 @@ namespace {
 
 PlannedDevice deviceOf(Dice& dice, std::size_t number) {
   const bool isStranger = dice.oneIn(5);
-  const auto kinds = lab::deviceKinds();
-  const lab::DeviceKind& kind = kinds[dice.below(kinds.size())];
+  const lab::DeviceKind& kind = *lab::kDeviceKinds[dice.below(std::size(lab::kDeviceKinds))];
   PlannedDevice device{};
   device.kind = kind.name;
   device.name = isStranger ? "Casque-" + std::to_string(number)

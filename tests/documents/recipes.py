@@ -38,7 +38,7 @@ DEVICES_AS_EXAMPLES = {
     "plays sessions and faults with the devices that suit them": """
         scope/tests/StateTest.cpp scope/tests/page.py tests/corebluetooth/SessionTest.cpp
         tests/process/demo/DemoTest.cpp tests/documents/transcripts.py tests/fuzz/FakeStack.cpp
-        tests/fuzz/names.dict tests/hosts/cpp/BridgeTest.cpp tests/hosts/cpp/DecodeTest.cpp tests/oracle/OracleTest.cpp
+        tests/hosts/cpp/BridgeTest.cpp tests/hosts/cpp/DecodeTest.cpp tests/oracle/OracleTest.cpp
         tests/process/DeviceTest.cpp tests/process/HardStopTest.cpp tests/process/OutputTest.cpp
         tests/process/Scenario.cpp tests/process/Scenario.h tests/hosts/python/bridge.py
         tests/hosts/python/command_line.py tests/stack/FamiliesTest.cpp tests/oracle/subject/Plays.cpp

@@ -1,6 +1,6 @@
 # Writes the page's files into a source file, as server/PageFiles.h has them:
 #   cmake -DOUTPUT=FILE -DFILES=PATH=FILE,... -P embed.cmake
-set(types ".html=text/html|charset=utf-8" ".css=text/css" ".js=text/javascript" ".svg=image/svg+xml")
+set(types ".html=text/html|charset=utf-8" ".css=text/css" ".js=text/javascript" ".svg=image/svg+xml" ".json=application/json")
 set(arrays "")
 set(rows "")
 set(count 0)

@@ -78,6 +78,21 @@ constexpr std::string_view tableOf(const Kind& message) {
 }
 """
 
+PLOT_OF = """\
+
+// The place among the plots that a message's values have.
+template <typename Kind>
+constexpr std::size_t plotOf(const Kind& message) {
+  static_assert(Form<Kind>::isPlotted);
+  std::size_t place = 0;
+  while (plots.at(place) != Form<Kind>::tables.front()) ++place;
+  if constexpr (requires { message.stream; }) {
+    place += static_cast<std::size_t>(message.stream) - 1;
+  }
+  return place;
+}
+"""
+
 # Names that differ in C++ from those of the table.
 CALLED = {"off": "poweredOff"}
 
@@ -180,6 +195,16 @@ def form(table, message):
     yield "  }\n};"
 
 
+def plots(table):
+    names = [quoted(one) for message in table["messages"] if "plot" in message
+             for one in facts.choices(message["table"], message)]  # fmt: skip
+    yield "// The tables whose rows are of use as curves, or as points."
+    yield f"inline constexpr std::array<std::string_view, {len(names)}> plots{{{{"
+    yield from (f"    {one}," for one in names)
+    yield "}};"
+    yield PLOT_OF
+
+
 def commands(table):
     yield f"inline constexpr std::array<Command, {len(table['commands'])}> commands{{{{"
     for one in table["commands"]:
@@ -224,6 +249,7 @@ def lines(table):
         yield from form(table, message)
         yield ""
     yield AT
+    yield from plots(table)
     yield from commands(table)
     yield ""
     yield from families(table)

@@ -8,6 +8,14 @@ def parts(template):
     return re.split(r"\{(\w+)\}", template)
 
 
+def check(table):
+    """What a curve shows is nowhere kept for the device's card."""
+    for message in table["messages"]:
+        for name, field in message["fields"].items():
+            is_fact = "plot" not in message or "absent" in field
+            assert "fact" not in field or is_fact, f"{message['name']}: {name} is a curve, and no fact"
+
+
 def is_number(field):
     return "least" in field
 

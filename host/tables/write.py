@@ -13,6 +13,7 @@ import pathlib
 import sys
 
 import cpp
+import facts
 import python
 
 HOST = pathlib.Path(__file__).resolve().parent.parent
@@ -20,6 +21,7 @@ HOST = pathlib.Path(__file__).resolve().parent.parent
 
 def main(*arguments):
     table = json.loads((HOST.parent / "docs/messages.json").read_text(encoding="utf-8"))
+    facts.check(table)
     stale = []
     for made, path in (
         (cpp.header(table), HOST / "vornix_host/Table.h"),

@@ -465,6 +465,31 @@ constexpr std::string_view tableOf(const Kind& message) {
   return entryOf(message, Form<Kind>::tables);
 }
 
+// The tables whose rows are of use as curves, or as points.
+inline constexpr std::array<std::string_view, 9> plots{{
+    "probe",
+    "motion",
+    "calibration",
+    "calibration_error",
+    "contraction",
+    "rms1",
+    "rms2",
+    "raw1",
+    "raw2",
+}};
+
+// The place among the plots that a message's values have.
+template <typename Kind>
+constexpr std::size_t plotOf(const Kind& message) {
+  static_assert(Form<Kind>::isPlotted);
+  std::size_t place = 0;
+  while (plots.at(place) != Form<Kind>::tables.front()) ++place;
+  if constexpr (requires { message.stream; }) {
+    place += static_cast<std::size_t>(message.stream) - 1;
+  }
+  return place;
+}
+
 inline constexpr std::array<Command, 12> commands{{
     {"CV_debutCalib", "cde : start CV calibration", Needs::corvelta, 0, "CV_finCalib", false},
     {"CV_finCalib", "cde : stop CV calibration", Needs::corvelta, 0, "", false},

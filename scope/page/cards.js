@@ -1,14 +1,7 @@
 // One card per device, and one for the bridge.
 
-import { STREAMS } from "./data.js";
+import { FAMILIES, STREAMS, TABLE } from "./data.js";
 import { bytes, deviceWords, duration } from "./words.js";
-
-const TITLES = { tramsel: "Tramsel", probe: "Probe", corvelta: "Corvelta", fenwix: "Fenwix" };
-const WHAT = { tramsel: "motion sensor", probe: "Ilo or Tenoval", corvelta: "contraction monitor",
-  fenwix: "pod" };
-// Streams that come by themselves from a device that is there, or once they are switched on; the
-// others come when there is something to tell.
-const STEADY = new Set(["motion", "probe", "rms1", "rms2"]);
 
 function element(tag, className, text) {
   const made = document.createElement(tag);
@@ -98,7 +91,7 @@ export class Cards {
   constructor(root) {
     this.rates = new Rates();
     this.cards = new Map();
-    for (const family of Object.keys(TITLES)) this.add(root, family, TITLES[family], WHAT[family]);
+    for (const { key, title, what } of FAMILIES) this.add(root, key, title, what);
     this.add(root, "bridge", "Bridge", "");
   }
 
@@ -121,10 +114,11 @@ export class Cards {
     const last = Math.max(-Infinity, ...seen.map(({ name }) => state.streams[name].last));
     const end = hasEnded ? state.endedAt : now;
     const age = seen.length > 0 ? Math.max(0, (end - last) / 1e6) : null;
-    const expects = seen.some(({ name }) => STEADY.has(name));
+    const expects = seen.some(({ isSteady }) => isSteady);
     const words = deviceWords(device, { age, expects, isScanning: state.isScanning, hasEnded });
     this.cards.get(device.family).show({ ...words,
-      what: [device.model || WHAT[device.family], device.name].filter(Boolean).join(" · "),
+      what: [FAMILIES.find(({ key }) => key === device.family).what, device.name].filter(Boolean)
+        .join(" · "),
       facts: [...factsOf(device), ...this.streamFacts(seen, state, now, age, hasEnded)] });
   }
 
@@ -155,10 +149,20 @@ export class Cards {
   }
 }
 
+// What the device's messages have told: a choice in words, all else as it is.
+function toldBy(device) {
+  return TABLE.messages.filter(({ from }) => from.toLowerCase() === device.family)
+    .flatMap(({ fields }) => Object.entries(fields)).filter(([, { fact }]) => fact)
+    .map(([name, { fact, choice }]) => {
+      const value = device.facts[name] ?? null;
+      return [fact, value === null ? "not known" : choice?.[value] || String(value)];
+    });
+}
+
 function factsOf(device) {
   if (!device.isFound) return [];
-  const facts = [["Battery", device.battery === null ? "not known" : `${device.battery} %`]];
-  if (device.health !== null) facts.push(["Battery health", String(device.health)]);
+  const facts = toldBy(device);
+  // What stands in the log alone.
   if (device.family === "corvelta") {
     facts.push(["Firmware", device.firmware || "not known"]);
     // The bridge tells when charging begins, not when it ends.
@@ -168,11 +172,6 @@ function factsOf(device) {
   if (device.family === "fenwix") {
     facts.push(["Commands", device.isCommandOpen === null ? "not open yet"
       : device.isCommandOpen ? "open" : "closed"]);
-    if (device.serial !== undefined) {
-      facts.push(["Serial", String(device.serial)], ["Model", String(device.modelNumber)],
-        ["Firmware", String(device.firmwareNumber)], ["Hardware", String(device.hardware)],
-        ["System", String(device.systemId)]);
-    }
   }
   return facts;
 }

@@ -1,17 +1,17 @@
 // The bridge's commands as buttons. One that would end the bridge now cannot be pressed, and says
 // why; the program looks at it again before it sends anything.
 
+import { FAMILIES, TABLE } from "./data.js";
 import { send } from "./feed.js";
 
-const GROUPS = [
-  { family: "corvelta", title: "Corvelta", commands: [
-    ["CV_debutCalib", "Start calibration"], ["CV_finCalib", "Stop calibration"],
-    ["CV_debutAcquisition", "Start acquisition"], ["CV_finAcquisition", "Stop acquisition"]] },
-  { family: "fenwix", title: "Fenwix", commands: [
-    ["FX_startRaw", "Start raw 1"], ["FX_stopRaw", "Stop raw 1"],
-    ["FX_startRaw2", "Start raw 2"], ["FX_stopRaw2", "Stop raw 2"],
-    ["FX_getJson", "Get document"]] },
-];
+const COMMANDS = TABLE.commands.map((command) => ({ ...command, word: command.line.split(" ")[0],
+  arguments: Object.entries(command.arguments ?? {}),
+  family: familyOf(TABLE.messages.find(({ name }) => name === command.safeAfter)) }));
+
+// Whose device has to be ready; null where none has to.
+function familyOf(message) {
+  return message ? message.from.toLowerCase() : null;
+}
 
 function element(tag, className, text) {
   const made = document.createElement(tag);
@@ -26,82 +26,95 @@ export class Commands {
     this.answer = element("p", "answer");
     this.answer.setAttribute("role", "status");
     root.append(element("h2", "", "Commands"));
-    for (const { family, title, commands } of GROUPS) {
-      const group = element("fieldset");
-      group.append(element("legend", "", title));
-      for (const [command, label] of commands) {
-        group.append(this.button(family, label, command, () => command));
-      }
-      if (family === "fenwix") group.append(this.numbered());
-      root.append(group);
+    for (const { key, title } of FAMILIES) {
+      const commands = COMMANDS.filter(({ family }) => family === key);
+      if (commands.length > 0) root.append(this.group(title, commands));
     }
-    root.append(this.endButton(), this.answer);
+    root.append(...this.plain(COMMANDS.filter(({ family }) => family === null)), this.answer);
   }
 
-  button(family, label, title, command) {
+  group(title, commands) {
+    const group = element("fieldset");
+    group.append(element("legend", "", title),
+      ...this.plain(commands.filter((command) => command.arguments.length === 0)));
+    const numbered = commands.filter((command) => command.arguments.length > 0);
+    if (numbered.length > 0) group.append(this.numbered(title, numbered));
+    return group;
+  }
+
+  plain(commands) {
+    return commands.map((command) => {
+      const button = this.button(command);
+      if (command.confirm) this.askAgain(button, command);
+      else button.addEventListener("click", () => this.send(command.word));
+      return button;
+    });
+  }
+
+  button({ word, button: label, family }) {
     const button = element("button", "", label);
     button.type = "button";
-    button.title = title;
+    button.title = word;
     button.disabled = true;
-    button.dataset.command = title;
-    button.addEventListener("click", () => this.send(command()));
+    button.dataset.command = word;
     this.buttons.push([button, family]);
     return button;
   }
 
-  numbered() {
+  // Of all commands with numbers, which have their fields in common: one field per argument.
+  numbered(title, commands) {
     const row = element("div", "numbered");
-    const number = this.numberField("command", 255);
-    const value = this.numberField("value", 4294967295);
-    const areRight = (most) => isNumber(number.value, 255) && isNumber(value.value, most);
-    const write = (word, most) => {
-      if (!areRight(most)) {
-        this.answer.textContent = `Not sent: 0 to 255, and a value from 0 to ${most}.`;
-        return null;
-      }
-      return `${word} ${Number(number.value)} ${Number(value.value)}`;
-    };
-    row.append(number, value,
-      this.button("fenwix", "Write int", "FX_cmdWriteInt", () => write("FX_cmdWriteInt", 4294967295)),
-      this.button("fenwix", "Write byte", "FX_cmdWriteByte", () => write("FX_cmdWriteByte", 255)));
+    const fields = new Map();
+    for (const [name, { least, most }] of commands.flatMap((command) => command.arguments)) {
+      const widest = Math.max(most, fields.get(name)?.most ?? most);
+      fields.set(name, { least, most: widest, input: fields.get(name)?.input ?? element("input") });
+    }
+    for (const [name, { least, most, input }] of fields) {
+      input.inputMode = "numeric";
+      input.placeholder = name;
+      input.title = `${least} to ${most}`;
+      input.setAttribute("aria-label", `${title} ${name}, ${least} to ${most}`);
+      input.dataset.field = name;
+      row.append(input);
+    }
+    for (const command of commands) {
+      const button = this.button(command);
+      button.addEventListener("click", () => this.send(this.lineOf(command, fields)));
+      row.append(button);
+    }
     return row;
   }
 
-  numberField(name, most) {
-    const field = element("input");
-    field.inputMode = "numeric";
-    field.placeholder = name;
-    field.title = `0 to ${most}`;
-    field.setAttribute("aria-label", `Fenwix ${name}, 0 to ${most}`);
-    field.dataset.field = name;
-    return field;
+  // Null, and an answer, where a number is none of the command's.
+  lineOf(command, fields) {
+    const texts = command.arguments.map(([name]) => fields.get(name).input.value);
+    if (command.arguments.every(([, bounds], i) => isNumber(texts[i], bounds))) {
+      return [command.word, ...texts.map(Number)].join(" ");
+    }
+    const ranges = command.arguments.map(([name, { least, most }]) => `${name} ${least} to ${most}`);
+    this.answer.textContent = `Not sent: ${ranges.join(", ")}.`;
+    return null;
   }
 
-  // Ends the session for the host as well: asks again.
-  endButton() {
-    const button = element("button", "end", "End the bridge");
-    button.type = "button";
-    button.title = "kill";
-    button.dataset.command = "kill";
-    button.disabled = true;
+  // For what ends the session for the host as well.
+  askAgain(button, command) {
+    button.classList.add("end");
     let timer = null;
     const calm = () => {
       clearTimeout(timer);
       timer = null;
-      button.textContent = "End the bridge";
+      button.textContent = command.button;
     };
     button.addEventListener("click", () => {
       if (timer === null) {
-        button.textContent = "Press again to end it";
+        button.textContent = command.confirm;
         timer = setTimeout(calm, 4000);
         return;
       }
       calm();
-      this.send("kill");
+      this.send(command.word);
     });
     button.addEventListener("blur", calm);
-    this.buttons.push([button, null]);
-    return button;
   }
 
   async send(command) {
@@ -123,6 +136,6 @@ export class Commands {
   }
 }
 
-function isNumber(text, most) {
-  return /^\d{1,10}$/.test(text.trim()) && Number(text) <= most;
+function isNumber(text, { least, most }) {
+  return /^\d{1,10}$/.test(text.trim()) && Number(text) >= least && Number(text) <= most;
 }

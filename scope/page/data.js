@@ -1,37 +1,49 @@
 // The values that the page holds: for each stream its columns, in arrays of a fixed type, the latest
-// up to a bound. Times are seconds since the session began.
+// up to a bound. Which streams there are stands in a table that the program serves. Times are seconds
+// since the session began.
 
 // A motion at 2,000 per second fills this in nine minutes; one at 25 in eleven hours.
 const MOST = 1 << 20;
 
-export const STREAMS = [
-  { name: "motion", title: "Motion", family: "tramsel", type: Int16Array,
-    channels: ["v1", "v2", "v3", "v4", "v5", "v6", "v7", "v8", "v9"] },
-  { name: "probe", title: "Probe", family: "probe", type: Uint16Array, channels: ["m1", "m2"] },
-  { name: "rms1", title: "RMS 1", family: "fenwix", type: Float64Array, channels: ["level"],
-    scale: 1e-7 },
-  { name: "rms2", title: "RMS 2", family: "fenwix", type: Float64Array, channels: ["level"],
-    scale: 1e-7 },
-  { name: "raw1", title: "Raw 1", family: "fenwix", type: Float64Array, channels: ["byte"],
-    isRaw: true },
-  { name: "raw2", title: "Raw 2", family: "fenwix", type: Float64Array, channels: ["byte"],
-    isRaw: true },
-  { name: "contraction", title: "Contractions", family: "corvelta", type: Uint32Array,
-    channels: ["a", "b", "c"] },
-  { name: "calibration", title: "Calibrations", family: "corvelta", type: Uint8Array,
-    channels: ["value"], arePoints: true },
-  { name: "error", title: "Calibration errors", family: "corvelta", type: Uint8Array,
-    channels: ["code"], arePoints: true },
-];
+// The messages, the commands and the families, as docs/messages.json has them.
+export const TABLE = await (await fetch("/messages.json")).json();
+
+export const FAMILIES = TABLE.families.map(({ name, is }) => ({ key: name.toLowerCase(),
+  title: name[0].toUpperCase() + name.slice(1), what: is }));
+
+// The narrowest array that holds the field.
+function arrayFor({ least, most }) {
+  const narrow = least < 0
+    ? [[2 ** 7, Int8Array], [2 ** 15, Int16Array], [2 ** 31, Int32Array]]
+    : [[2 ** 8, Uint8Array], [2 ** 16, Uint16Array], [2 ** 32, Uint32Array]];
+  return narrow.find(([end]) => -end <= least && most < end)?.[1] ?? Float64Array;
+}
+
+// Those that a message's values go to: one, or one for each value of its field "stream".
+function streamsOf(message) {
+  const fields = Object.entries(message.fields).filter(([name, field]) => name !== "stream" &&
+    field.absent === undefined);
+  const of = (text, key) => text.replace("{stream}", key);
+  return Object.keys(message.fields.stream?.choice ?? { "": "" }).map((key) => ({
+    name: of(message.table, key), title: of(message.plot, key), family: message.from.toLowerCase(),
+    channels: fields.map(([name]) => name), types: fields.map(([, field]) => arrayFor(field)),
+    scale: fields[0][1].scale ?? 1, isRaw: fields.some(([, field]) => field.bytes),
+    arePoints: message.points === true,
+    // Comes by itself from a device that is there.
+    isSteady: message.role === "stream" && !message.answers,
+  }));
+}
+
+export const STREAMS = TABLE.messages.filter(({ plot }) => plot).flatMap(streamsOf);
 
 // Columns that grow at the end and lose what is oldest beyond the bound.
 export class Series {
-  constructor(type, columns, most = MOST) {
+  constructor(types, most = MOST) {
     this.most = most;
     this.length = 0;
     this.total = 0;  // ever added
     this.times = new Float64Array(1024);
-    this.columns = Array.from({ length: columns }, () => new type(1024));
+    this.columns = types.map((type) => new type(1024));
   }
 
   append(times, columns) {
@@ -113,7 +125,7 @@ export class RawStream {
     this.kept = 0;     // digits of all
     this.total = 0;
     this.layout = "bytes";
-    this.samples = new Series(Float64Array, 1, most);
+    this.samples = new Series([Float64Array], most);
   }
 
   append(times, texts) {
@@ -146,7 +158,7 @@ export class RawStream {
 
   setLayout(layout) {
     this.layout = layout;
-    this.samples = new Series(Float64Array, 1, this.most);
+    this.samples = new Series([Float64Array], this.most);
     this.values.forEach(([time, text], i) => {
       this.cut(i > 0 ? this.values[i - 1][0] : time, time, text);
     });
@@ -160,7 +172,7 @@ export class RawStream {
 export class Data {
   constructor(most = MOST) {
     this.streams = new Map(STREAMS.map((stream) => [stream.name, stream.isRaw
-      ? new RawStream(most) : new Series(stream.type, stream.channels.length, most)]));
+      ? new RawStream(most) : new Series(stream.types, most)]));
   }
 
   // Takes what a line of the feed has, its times in microseconds.

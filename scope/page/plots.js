@@ -81,7 +81,7 @@ class Plot {
     this.stream = stream;
     this.data = data;
     this.view = view;
-    this.scale = stream.scale ?? 1;
+    this.scale = stream.scale;
     this.isOn = stream.channels.map(() => true);
     this.build();
   }
@@ -90,6 +90,7 @@ class Plot {
     this.root = element("article", "plot");
     this.root.tabIndex = 0;
     this.root.dataset.stream = this.stream.name;
+    this.root.classList.toggle("points", this.stream.arePoints);
     this.root.setAttribute("aria-label", `Curves: ${this.stream.title}`);
     const head = element("div", "plot-head");
     head.append(element("h2", "", this.stream.title));

@@ -23,10 +23,10 @@ TEST(Batch, HasEveryValueOfEveryStream) {
   add(8, "K;MC;1;2;16777215;");
   EXPECT_EQ(batch.values(), 8U);
   EXPECT_EQ(batch.take(),
-            R"("motion":[[1,2],[1,2],[-1,0],[4660,0],[-12,0],[0,0],[1000,0],[-129,0],[-32768,0],)"
-            R"([32767,0]],"probe":[[3],[4660],[10]],"rms1":[[4],[9223371487098961920]],)"
-            R"("rms2":[[5],[-1]],"raw1":[[6],["01A0FF"]],"raw2":[[7],[""]],)"
-            R"("contraction":[[8],[1],[2],[16777215]])");
+            R"("probe":[[3],[4660],[10]],"motion":[[1,2],[1,2],[-1,0],[4660,0],[-12,0],[0,0],)"
+            R"([1000,0],[-129,0],[-32768,0],[32767,0]],"contraction":[[8],[1],[2],[16777215]],)"
+            R"("rms1":[[4],[9223371487098961920]],"rms2":[[5],[-1]],)"
+            R"("raw1":[[6],["01A0FF"]],"raw2":[[7],[""]])");
   EXPECT_TRUE(batch.isEmpty());
 }
 
@@ -37,6 +37,18 @@ TEST(Batch, TellsTheLogAsText) {
   EXPECT_EQ(batch.take(),
             "\"log\":[[1,\"bridge\",\"a \\\"b\\\"\\u000a\xEF\xBF\xBD\xC3\xA9\"],"
             "[2,\"host\",\"kill\"]]");
+}
+
+TEST(Batch, LogsWhatIsNoCurve) {
+  Batch batch;
+  for (const char* payload :
+       {"C;1;", "V;", "K;NC;7;", "K;EC;3;", "PJSON;[1];", "Z;2;", "C;4;0;87;0;", "P0;87;1;"}) {
+    batch.add(1, vornix_host::decodePayload(payload));
+  }
+  EXPECT_EQ(batch.take(),
+            R"("calibration":[[1],[7]],"calibration_error":[[1],[3]],)"
+            R"("log":[[1,"message","C;1;"],[1,"message","V;"],[1,"message","K;NC;7;"],)"
+            R"([1,"message","K;EC;3;"],[1,"message","PJSON; 3 bytes"],[1,"message","Z;2;"]])");
 }
 
 TEST(Json, HasOnlyCharactersThatAreWellFormed) {

@@ -63,12 +63,37 @@ TEST_F(BridgeState, CountsWhatIsDamaged) {
   EXPECT_NE(json.find("\"missed\":4096"), std::string::npos) << json;
 }
 
+TEST_F(BridgeState, KeepsTheLatestOfEachFieldThatIsNoCurve) {
+  message("C;1;");
+  message("P0;87;1;");
+  message("P0;86;1;");
+  message("C;5;0;4294967295;2;260;3;7;");
+  EXPECT_EQ(valueOf(state.device(Family::probe), "model"), 1);
+  const DeviceState& fenwix = state.device(Family::fenwix);
+  EXPECT_EQ(valueOf(fenwix, "level"), 86);
+  EXPECT_EQ(valueOf(fenwix, "serial"), 4294967295);
+  message("P1;10;");
+  message("PR2;01;");
+  EXPECT_EQ(valueOf(fenwix, "value"), std::nullopt);
+  const std::string json = state.toJson();
+  EXPECT_NE(json.find(R"("facts":{"level":86,"health":1,"serial":4294967295,"model":2,)"
+                      R"("firmware":260,"hardware":3,"systemId":7})"),
+            std::string::npos)
+      << json;
+  EXPECT_NE(json.find(R"("rms1":{"count":1,"last":1},"rms2":{"count":0,"last":0})"),
+            std::string::npos)
+      << json;
+  EXPECT_NE(json.find(R"("raw2":{"count":1,)"), std::string::npos) << json;
+}
+
 TEST_F(BridgeState, KnowsTheBatteryOfAProbeAsSoonAsItIsTold) {
   message("S;-1;4660;10;");
   EXPECT_TRUE(state.device(Family::probe).isReady);
-  EXPECT_EQ(state.device(Family::probe).battery, std::nullopt);
-  message("S;90;4660;10;");
-  EXPECT_EQ(state.device(Family::probe).battery, 90);
+  EXPECT_EQ(valueOf(state.device(Family::probe), "battery"), std::nullopt);
+  const std::uint64_t changes = state.changes();
+  message("S;90;4660;11;");
+  EXPECT_EQ(valueOf(state.device(Family::probe), "battery"), 90);
+  EXPECT_GT(state.changes(), changes);
 }
 
 }  // namespace

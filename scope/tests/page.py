@@ -23,6 +23,7 @@ sys.path.insert(0, PYTHON)
 from vornix_host import recording  # noqa: E402
 
 BROWSER = None
+TABLE = json.loads((pathlib.Path(__file__).parents[2] / "docs/messages.json").read_text(encoding="utf-8"))
 MARKUP = "<img src=x onerror=hacked=1><script>hacked=1</script>"
 
 
@@ -66,6 +67,28 @@ class PageTest(unittest.TestCase):
 
     def wait_for_notice(self, text):
         BROWSER.wait("document.getElementById('notice').innerText.includes(arguments[0])", text)
+
+
+class Table(PageTest):
+    def test_of_the_messages_has_all_of_its_families_curves_and_commands_on_the_page(self):
+        session = self.open(DEMO, "--control", "rate 250")
+        names = "return Array.from(document.querySelectorAll(arguments[0])).map((e) => e.dataset[arguments[1]])"
+        families = [one["name"].lower() for one in TABLE["families"]]
+        self.assertEqual(BROWSER.run(names, "[data-card]", "card"), [*families, "bridge"])
+        words = {one["line"].split()[0] for one in TABLE["commands"]}
+        self.assertEqual(set(BROWSER.run(names, "[data-command]", "command")), words)
+        for command in TABLE["commands"]:
+            if "stop" in command:
+                self.press(command["line"])
+        steady = {one["table"].replace("{stream}", key)
+                  for one in TABLE["messages"] if one.get("role") == "stream"
+                  for key in one["fields"].get("stream", {"choice": [""]})["choice"]}
+        BROWSER.wait("arguments[0].every((name) => scope.plots.plots.has(name))", sorted(steady))
+        for family in TABLE["families"]:
+            for title in {field["fact"] for one in TABLE["messages"] if one["from"] == family["name"]
+                          for field in one["fields"].values() if "fact" in field}:
+                self.wait_for_card(family["name"].lower(), title)
+        session.end()
 
 
 class Values(PageTest):
@@ -127,7 +150,7 @@ class Values(PageTest):
         rows = BROWSER.run_async("""
             const done = arguments[0];
             Promise.all([import("/plots.js"), import("/data.js")]).then(([{ rowsOf }, { Series }]) => {
-              const series = new Series(Int16Array, 4);
+              const series = new Series(Array(4).fill(Int16Array));
               const times = Array.from({ length: 100000 }, (_, i) => i / 2000);
               const peaks = times.map((_, i) => i === 40001 ? 9000 : i === 70003 ? -9000 : i % 7);
               const rising = times.map((_, i) => i / 10);
@@ -257,7 +280,7 @@ class Controls(PageTest):
                      "FX_startRaw", "FX_stopRaw", "FX_startRaw2", "FX_stopRaw2", "FX_getJson"):
             self.press(name)
             BROWSER.wait("document.querySelector('.answer').textContent === arguments[0]", f"Sent: {name}")
-        BROWSER.type("[data-field=command]", "7")
+        BROWSER.type("[data-field=code]", "7")
         BROWSER.type("[data-field=value]", "256")
         self.press("FX_cmdWriteByte")
         self.assertIn("Not sent", BROWSER.run("return document.querySelector('.answer').textContent"))
@@ -312,9 +335,10 @@ class States(PageTest):
 
     def test_of_devices_that_are_well(self):
         session = self.open(DEMO, "--devices", "fenwix,tramsel,tenoval,corvelta")
-        for name, texts in {"tramsel": ["ready", "92 %", "Tramsel-1"], "probe": ["Tenoval", "ready"],
-                            "corvelta": ["ready", "87 %", "2.1.4", "no, when last told"],
-                            "fenwix": ["ready", "87 %", "120034", "open"],
+        for name, texts in {"tramsel": ["ready", "Battery (%)\n92", "Tramsel-1"],
+                            "probe": ["Model\nTenoval", "ready"],
+                            "corvelta": ["ready", "Battery (%)\n87", "2.1.4", "no, when last told"],
+                            "fenwix": ["ready", "Battery (%)\n87", "Serial\n120034", "open"],
                             "bridge": ["running", "poweredOn"]}.items():
             for text in texts:
                 self.wait_for_card(name, text)

@@ -1,5 +1,5 @@
 // The values and log lines of a twentieth of a second, as a line of JSON for the pages: for each
-// stream its columns, the times first. The page reads it in page/data.js.
+// plot its columns, the times first. The page reads it in page/data.js.
 //
 //   {"motion":[[t,...],[v1,...],...,[v9,...]],"rms1":[[t,...],[v,...]],"raw1":[[t,...],["hex",...]],
 //    "log":[[t,"kind","text"],...]}
@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "scope/Piece.h"
 #include "vornix_host/Message.h"
@@ -29,14 +30,15 @@ class Batch {
   std::string take();
 
  private:
-  static constexpr std::size_t kStreams = 9;
-  static constexpr std::size_t kMostColumns = 10;
-
-  template <typename... Cells>
-  void row(std::size_t stream, Time time, const Cells&... cells);
+  void did(Time time, const vornix_host::LogEntry& entry);
+  void did(Time time, const vornix_host::UnknownMessage& unknown);
+  void did(Time time, const vornix_host::DamagedLine& damaged);
+  void did(Time time, const vornix_host::FenwixJson& document);
+  template <typename Kind>
+  void did(Time time, const Kind& message);
   void log(Time time, std::string_view kind, std::string_view text);
 
-  std::array<std::array<std::string, kMostColumns>, kStreams> columns_;
+  std::array<std::vector<std::string>, vornix_host::plots.size()> columns_;
   std::string log_;
   std::uint64_t values_ = 0;
   std::size_t bytes_ = 0;

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <string_view>
-#include <utility>
 #include <variant>
 
 #include "scope/Ending.h"
@@ -15,38 +14,54 @@ namespace {
 
 namespace host = vornix_host;
 
-enum Stream : std::size_t {
-  motion,
-  probe,
-  rms1,
-  rms2,
-  raw1,
-  raw2,
-  contraction,
-  calibration,
-  error
+// Whether its devices take commands: a message tells when they do. The others are ready once they
+// stream.
+bool hasCommands(Family family) {
+  return std::ranges::find(host::families, family, &host::FamilyInfo::family)->needs !=
+         Needs::nothing;
+}
+
+// Takes a message's numbers for facts: but for those of a message that is plotted, of which only
+// what may be absent is none of the curves.
+class Facts {
+ public:
+  Facts(std::vector<Fact>& facts, bool isPlotted) : facts_(facts), isPlotted_(isPlotted) {}
+
+  bool is(std::string_view /*text*/) { return true; }
+  template <typename Number>
+  bool field(std::string_view name, Number value, std::int64_t /*least*/, std::int64_t /*most*/) {
+    return isPlotted_ || take(name, static_cast<std::int64_t>(value));
+  }
+  template <typename Number>
+  bool field(std::string_view name, const std::optional<Number>& value, std::int64_t /*absent*/,
+             std::int64_t /*most*/) {
+    return take(name, value);
+  }
+  bool field(std::string_view /*name*/, const std::vector<std::uint8_t>& /*bytes*/) { return true; }
+  bool field(std::string_view /*name*/, const std::string& /*text*/) { return true; }
+
+  bool haveChanged() const { return haveChanged_; }
+
+ private:
+  bool take(std::string_view name, std::optional<std::int64_t> value) {
+    const auto found = std::ranges::find(facts_, name, &Fact::field);
+    if (found == facts_.end()) {
+      facts_.push_back({name, value});
+      haveChanged_ = true;
+    } else if (found->value != value) {
+      found->value = value;
+      haveChanged_ = true;
+    }
+    return true;
+  }
+
+  std::vector<Fact>& facts_;
+  bool isPlotted_;
+  bool haveChanged_ = false;
 };
 
-constexpr std::array<std::string_view, 9> kStreamNames{
-    "motion", "probe", "rms1", "rms2", "raw1", "raw2", "contraction", "calibration", "error"};
-constexpr std::array<std::string_view, kFamilies> kFamilyNames{"tramsel", "probe", "corvelta",
-                                                               "fenwix"};
-
-// What a device's name begins with, in any case.
-constexpr std::array<std::pair<std::string_view, Family>, 9> kNames{{
-    {"ilo", Family::probe},
-    {"pelko", Family::probe},
-    {"pelk0", Family::probe},
-    {"tenoval", Family::probe},
-    {"kvaltrin", Family::probe},
-    {"tramsel", Family::tramsel},
-    {"dorvane", Family::tramsel},
-    {"tarvix", Family::corvelta},
-    {"nomsuel", Family::fenwix},
-}};
-
 std::optional<Family> familyOf(std::string_view name) {
-  for (const auto& [prefix, family] : kNames) {
+  for (const auto& [prefix, family] : host::beginnings) {
     const bool isIt = name.size() >= prefix.size() &&
                       std::ranges::equal(prefix, name.substr(0, prefix.size()), {}, {}, [](char c) {
                         return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
@@ -69,6 +84,11 @@ std::uint64_t numberIn(std::string_view text) {
 }
 
 }  // namespace
+
+std::optional<std::int64_t> valueOf(const DeviceState& device, std::string_view field) {
+  const auto found = std::ranges::find(device.facts, field, &Fact::field);
+  return found == device.facts.end() ? std::nullopt : found->value;
+}
 
 void State::add(Time time, const host::Message& message) {
   now_ = time;
@@ -107,20 +127,10 @@ void State::add(const Piece& piece) {
 bool State::isSafe(std::string_view command) const {
   const std::optional<Needs> needs = needsOf(command);
   if (!needs || ending_ || isInputClosed_) return false;
-  switch (*needs) {
-    case Needs::nothing:
-      return true;
-    case Needs::corvelta:
-      return device(Family::corvelta).isReady;
-    case Needs::fenwix:
-      return device(Family::fenwix).isReady;
-  }
-  return false;
-}
-
-void State::count(std::size_t stream) {
-  ++streams_[stream].count;
-  streams_[stream].last = now_;
+  return *needs == Needs::nothing ||
+         std::ranges::any_of(host::families, [&](const host::FamilyInfo& one) {
+           return one.needs == *needs && device(one.family).isReady;
+         });
 }
 
 void State::did(const host::LogEntry& entry) {
@@ -165,86 +175,32 @@ void State::did(const host::RadioUnusable& radio) {
   unusable_ = static_cast<int>(radio.reason);
 }
 
-void State::did(const host::ProbeFound& probe) {
-  ++changes_;
-  at(Family::probe).isFound = true;
-  at(Family::probe).model = probe.model == host::ProbeFound::Model::ilo ? "Ilo" : "Tenoval";
-}
-
-void State::did(const host::TramselFound& /*tramsel*/) {
-  ++changes_;
-  at(Family::tramsel).isFound = true;
-}
-
-void State::did(const host::CorveltaBattery& battery) {
-  ++changes_;
-  DeviceState& device = at(Family::corvelta);
-  device.isFound = true;
-  device.battery = battery.level;
-  device.isReady = true;
-}
-
-void State::did(const host::FenwixIdentity& identity) {
-  ++changes_;
-  DeviceState& device = at(Family::fenwix);
-  device.isFound = true;
-  device.identity = identity;
-  device.isReady = true;
-}
-
-void State::did(const host::FenwixBattery& battery) {
-  ++changes_;
-  at(Family::fenwix).battery = battery.level;
-  at(Family::fenwix).health = battery.health;
-}
-
-void State::did(const host::FenwixRms& rms) {
-  count(rms.stream == 1 ? rms1 : rms2);
-}
-
-void State::did(const host::FenwixRaw& raw) {
-  count(raw.stream == 1 ? raw1 : raw2);
-}
-
-void State::did(const host::FenwixJson& /*document*/) {
-  ++changes_;
-}
-
-void State::did(const host::TramselMotion& motion) {
-  count(Stream::motion);
-  DeviceState& device = at(Family::tramsel);
-  const std::optional<int> battery = motion.battery;
-  if (device.isReady && device.battery == battery) return;
-  ++changes_;
-  device.isReady = true;
-  device.battery = battery;
+template <typename Kind>
+void State::did(const Kind& message) {
+  using Form = host::Form<Kind>;
+  DeviceState& device = at(*Form::family);
+  Facts facts(device.facts, Form::isPlotted);
+  Form::visit(facts, message);
+  const bool wasReady = device.isReady;
+  if constexpr (Form::role == host::Role::ready) device.isReady = true;
+  if constexpr (Form::role == host::Role::stream) {
+    if (!hasCommands(*Form::family)) device.isReady = true;
+  }
+  if constexpr (Form::role == host::Role::found || Form::role == host::Role::ready) {
+    device.isFound = true;
+  }
+  if constexpr (Form::isPlotted) {
+    StreamState& stream = streams_[host::plotOf(message)];
+    ++stream.count;
+    stream.last = now_;
+  }
+  // A page sees at once what is no value of a curve.
+  if (!Form::isPlotted || facts.haveChanged() || device.isReady != wasReady) ++changes_;
 }
 
 void State::did(const host::CorveltaOnMains& /*mains*/) {
   ++changes_;
   at(Family::corvelta).isOnMains = true;
-}
-
-void State::did(const host::CorveltaCalibration& /*calibration*/) {
-  count(Stream::calibration);
-}
-
-void State::did(const host::CorveltaCalibrationError& /*error*/) {
-  count(Stream::error);
-}
-
-void State::did(const host::CorveltaContraction& /*record*/) {
-  count(Stream::contraction);
-}
-
-void State::did(const host::ProbeMeasurement& measurement) {
-  count(Stream::probe);
-  DeviceState& device = at(Family::probe);
-  const std::optional<int> battery = measurement.battery;
-  if (device.isReady && device.battery == battery) return;
-  ++changes_;
-  device.isReady = true;
-  device.battery = battery;
 }
 
 void State::did(const host::UnknownMessage& /*message*/) {
@@ -260,26 +216,18 @@ void State::did(const host::DamagedLine& /*line*/) {
 void State::appendDevice(std::string& json, Family family) const {
   const DeviceState& device = this->device(family);
   json += '{';
-  json::member(json, "family", kFamilyNames[static_cast<std::size_t>(family)]);
+  json::member(json, "family", host::families[static_cast<std::size_t>(family)].name);
   json::member(json, "isFound", device.isFound);
   json::member(json, "hasFailed", device.hasFailed);
   json::member(json, "isReady", device.isReady);
   json::member(json, "name", std::string_view(device.name));
-  json::member(json, "model", std::string_view(device.model));
-  json::member(json, "battery", device.battery);
-  json::member(json, "health", device.health);
   json::member(json, "isOnMains", device.isOnMains);
   json::member(json, "firmware", std::string_view(device.firmware));
   json::member(json, "isCommandOpen", device.isCommandOpen);
   json::member(json, "commandRefusal", std::string_view(device.commandRefusal));
-  if (device.identity) {
-    json::member(json, "serial", device.identity->serial);
-    json::member(json, "modelNumber", device.identity->model);
-    json::member(json, "firmwareNumber", device.identity->firmware);
-    json::member(json, "hardware", device.identity->hardware);
-    json::member(json, "systemId", device.identity->systemId);
-  }
-  json += '}';
+  json += ",\"facts\":{";
+  for (const Fact& fact : device.facts) json::member(json, fact.field, fact.value);
+  json += "}}";
 }
 
 std::string State::toJson() const {
@@ -302,13 +250,13 @@ std::string State::toJson() const {
     json::member(json, "endedAt", endedAt_);
   }
   json += ",\"devices\":[";
-  for (std::size_t i = 0; i < kFamilies; ++i) {
+  for (std::size_t i = 0; i < devices_.size(); ++i) {
     if (i > 0) json += ',';
     appendDevice(json, static_cast<Family>(i));
   }
   json += "],\"streams\":{";
   for (std::size_t i = 0; i < streams_.size(); ++i) {
-    ((i > 0 ? json += ",\"" : json += '"') += kStreamNames[i]) += "\":{";
+    ((i > 0 ? json += ",\"" : json += '"') += host::plots[i]) += "\":{";
     json::member(json, "count", streams_[i].count);
     json::member(json, "last", streams_[i].last);
     json += '}';

@@ -8,35 +8,43 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "scope/Piece.h"
 #include "vornix_host/Message.h"
 
 namespace scope {
 
-enum class Family { tramsel, probe, corvelta, fenwix };
-constexpr std::size_t kFamilies = 4;
+using vornix_host::Family;
 
 struct StreamState {
   std::uint64_t count = 0;
   Time last = 0;  // of the last value; meaningless without one
 };
 
+// A field of a device's messages: the latest value, nothing where the device does not know it yet.
+struct Fact {
+  std::string_view field;
+  std::optional<std::int64_t> value;
+};
+
 struct DeviceState {
-  bool isFound = false;    // accepted, and its connection asked for
-  bool hasFailed = false;  // its services could not be read: it stays silent
-  bool isReady = false;    // its commands are carried out, or it streams where it has none
-  std::string name;        // as the device tells it; empty: not known
-  std::string model;       // of a probe
-  std::optional<int> battery;
-  std::optional<int> health;
+  bool isFound = false;     // accepted, and its connection asked for
+  bool hasFailed = false;   // its services could not be read: it stays silent
+  bool isReady = false;     // its commands are carried out, or it streams where it has none
+  std::string name;         // as the device tells it; empty: not known
+  std::vector<Fact> facts;  // of the fields that have come, but for those that are curves
+  // Of the Corvelta.
   std::optional<bool> isOnMains;  // true: it was when it last told
   std::string firmware;
-  std::optional<vornix_host::FenwixIdentity> identity;
   // Of the Fenwix: open, or why not.
   std::optional<bool> isCommandOpen;
   std::string commandRefusal;
 };
+
+// The value of a fact, if it has come and is known.
+std::optional<std::int64_t> valueOf(const DeviceState& device, std::string_view field);
 
 class State {
  public:
@@ -57,36 +65,23 @@ class State {
   std::uint64_t changes() const { return changes_; }
 
  private:
-  using Streams = std::array<StreamState, 9>;
-
   DeviceState& at(Family family) { return devices_[static_cast<std::size_t>(family)]; }
   void appendDevice(std::string& json, Family family) const;
 
   void did(const vornix_host::LogEntry& entry);
   void did(const vornix_host::RadioUnusable& radio);
-  void did(const vornix_host::ProbeFound& probe);
-  void did(const vornix_host::TramselFound& tramsel);
-  void did(const vornix_host::CorveltaBattery& battery);
-  void did(const vornix_host::FenwixIdentity& identity);
-  void did(const vornix_host::FenwixBattery& battery);
-  void did(const vornix_host::FenwixRms& rms);
-  void did(const vornix_host::FenwixRaw& raw);
-  void did(const vornix_host::FenwixJson& document);
-  void did(const vornix_host::TramselMotion& motion);
   void did(const vornix_host::CorveltaOnMains& mains);
-  void did(const vornix_host::CorveltaCalibration& calibration);
-  void did(const vornix_host::CorveltaCalibrationError& error);
-  void did(const vornix_host::CorveltaContraction& record);
-  void did(const vornix_host::ProbeMeasurement& measurement);
   void did(const vornix_host::UnknownMessage& message);
   void did(const vornix_host::DamagedLine& line);
+  // Of any other kind: what the table of the messages says of it.
+  template <typename Kind>
+  void did(const Kind& message);
 
   void didConnect(std::string_view name);
-  void count(std::size_t stream);
 
   Time now_ = 0;
-  std::array<DeviceState, kFamilies> devices_;
-  Streams streams_;
+  std::array<DeviceState, vornix_host::families.size()> devices_;
+  std::array<StreamState, vornix_host::plots.size()> streams_;
   std::string version_;
   std::string radio_;
   bool isScanning_ = false;

@@ -37,6 +37,7 @@ def _runs(fields):
     """Fields of one description are told together: "v1 to v9"."""
     runs = []
     for name, field in fields.items():
+        field = {key: value for key, value in field.items() if key not in ("fact", "scale")}
         if runs and runs[-1][1] == field:
             runs[-1][0].append(name)
         else:

@@ -12,10 +12,15 @@ constexpr std::string_view kHelp =
   vornix --help | --version
 
 A host application starts it, without arguments, as a child process with a pipe to its standard
-input and a pipe from its standard output. It looks for a Fenwix, a Tramsel, a Corvelta and a probe
-(Ilo or Tenoval), connects to one of each, and writes what they measure: one line per value, framed
-and checksummed. It takes the host's commands, one per line, and ends when its input ends or by the
-command "kill". Any other argument is ignored.
+input and a pipe from its standard output. It looks for devices, connects to one of each family, and
+writes what they measure: one line per value, framed and checksummed. It takes the host's commands,
+one per line, and ends when its input ends or by the command "kill". Any other argument is ignored.
+
+The families, and what their devices' names begin with:
+  Tramsel   motion sensor        tramsel, dorvane
+  probe     Ilo or Tenoval       ilo, tenoval, pelko, pelk0, kvaltrin
+  Corvelta  contraction monitor  tarvix
+  Fenwix    pod                  nomsuel
 
 To see what is on the air for a minute:  sleep 60 | vornix
 

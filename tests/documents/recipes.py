@@ -27,17 +27,18 @@ class Kind(NamedTuple):
 
 WRITTEN = {
     "is written from docs/messages.json": """
-        host/python/vornix_host/table.py host/vornix_host/Table.h""",
+        docs/host-protocol.md host/python/vornix_host/table.py host/vornix_host/Table.h""",
 }
 
 DEVICES_AS_EXAMPLES = {
     **WRITTEN,
+    "has its families written from docs/messages.json": "README.md src/Help.cpp",
     "measures with a device of each family": """
         bench/air/Devices.cpp bench/air/Devices.h bench/air/main.cpp bench/air/run
         bench/core/ValueToLine.cpp scope/bench/run""",
     "plays sessions and faults with the devices that suit them": """
         scope/tests/StateTest.cpp scope/tests/page.py tests/corebluetooth/SessionTest.cpp
-        tests/process/demo/DemoTest.cpp tests/documents/transcripts.py tests/fuzz/FakeStack.cpp
+        tests/process/demo/DemoTest.cpp tests/fuzz/FakeStack.cpp
         tests/hosts/cpp/BridgeTest.cpp tests/hosts/cpp/DecodeTest.cpp tests/oracle/OracleTest.cpp
         tests/process/DeviceTest.cpp tests/process/HardStopTest.cpp tests/process/OutputTest.cpp
         tests/process/Scenario.cpp tests/process/Scenario.h tests/hosts/python/bridge.py
@@ -55,7 +56,7 @@ DEVICES_AS_EXAMPLES = {
 
 COMMANDS_AS_EXAMPLES = {
     **WRITTEN,
-    "has its commands written from docs/messages.json": "lab/demo/Options.cpp",
+    "has its commands written from docs/messages.json": "docs/vornix.1 lab/demo/Options.cpp",
     "plays sessions with the commands that suit them": """
         scope/tests/CommandsTest.cpp scope/tests/page.py
         tests/process/CommandTest.cpp tests/process/HardStopCommandTest.cpp

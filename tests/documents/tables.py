@@ -1,179 +1,30 @@
 #!/usr/bin/env python3
 """Holds what is said elsewhere against docs/messages.json.
 
-  tables.py check TABLE PAGES DEMO MAN_PAGE    the pages' tables and examples, the demo's help
-  tables.py write TABLE PAGE HELP              writes the page's tables, and the help's commands
+  tables.py check ROOT BRIDGE DEMO MAN_PAGE    what is made from it (made.py), the pages' examples,
+                                               the helps of the programs
+  tables.py write ROOT                         writes what is made from it
 """
 
+import pathlib
 import re
 import subprocess
 import sys
 
 import blocks
+import made
 import table as tables
 from bridge import without_time
 
-NOTE = "<!-- {}: from messages.json -->"
-END = "<!-- end -->"
-
-
-# The page's tables
-
-
-def _range(field):
-    least, most = field.get("bytes") or field.get("text") or (field["least"], field["most"])
-    kind = " bytes" if "bytes" in field else " characters" if "text" in field else ""
-    return f"{least}..{most}{kind}"
-
-
-def _described(name, field):
-    if "choice" in field:
-        return ", ".join(f"{value} {meaning}" for value, meaning in field["choice"].items() if meaning)
-    more = [words for words in (field.get("unit"), field.get("note")) if words]
-    return f"{name} {_range(field)}" + (f" ({', '.join(more)})" if more else "")
-
-
-def _runs(fields):
-    """Fields of one description are told together: "v1 to v9"."""
-    runs = []
-    for name, field in fields.items():
-        field = {key: value for key, value in field.items() if key not in ("fact", "scale")}
-        if runs and runs[-1][1] == field:
-            runs[-1][0].append(name)
-        else:
-            runs.append(([name], field))
-    for names, field in runs:
-        yield f"{names[0]} to {names[-1]}" if len(names) > 2 else ", ".join(names), field
-
-
-def payloads(message):
-    """As people write them: one for each value of a choice, a run of numbered fields cut short."""
-    texts = [message["payload"]]
-    for name, field in message["fields"].items():
-        if "choice" in field:
-            texts = [text.replace("{%s}" % name, value) for text in texts for value in field["choice"]]
-    plain = (re.sub(r"\{(\w+)\}", r"\1", text) for text in texts)
-    return [re.sub(r"v1;.*v9;", "v1;...;v9;", text) for text in plain]
-
-
-def _code(texts):
-    return ", ".join(f"`{text}`" for text in texts)
-
-
-def _row(cells):
-    return "| " + " | ".join(cells) + " |"
-
-
-def _table(rows):
-    """The first row is the head."""
-    lines = [_row(row) for row in rows]
-    return [lines[0], "|" + len(rows[0]) * "---|", *lines[1:]]
-
-
-def messages_table(table):
-    rows = [["from", "payload", "when", "fields"]]
-    for message in table["messages"]:
-        fields = filter(None, (_described(*one) for one in _runs(message["fields"])))
-        sender = message["from"]
-        is_new = all(sender != row[0] for row in rows)
-        rows.append([sender if is_new else "", _code(payloads(message)), message["when"], "; ".join(fields)])
-    return _table(rows)
-
-
-def words_of(command):
-    """"FX_cmdWriteInt {code} {value}" as people write it."""
-    return re.sub(r"\{(\w+)\}", lambda match: match[1].upper(), command["line"])
-
-
-def _safe(table, command):
-    """What it needs: the message that it waits for, and the characteristic that has to be there."""
-    if "safeAfter" not in command:
-        return "", ""
-    message = next(one for one in table["messages"] if one["name"] == command["safeAfter"])
-    return f"`{tables.parts(message['payload'])[0]}`", command.get("needs", "")
-
-
-def commands_table(table):
-    rows = [["command", "does", "safe after", "and with"]]
-    for command in table["commands"]:
-        arguments = command.get("arguments", {})
-        ranges = ", ".join(f"{name.upper()} {_range(field)}" for name, field in arguments.items())
-        does = command["does"] + (f" ({ranges})" if ranges else "")
-        words, safe = f"`{words_of(command)}`", _safe(table, command)
-        if safe[1] and safe == tuple(rows[-1][2:]):  # the other half of a pair
-            rows[-1][0] += ", " + words
-            rows[-1][1] += ", " + does
-        else:
-            rows.append([words, does, *safe])
-    return _table(rows)
-
-
-def rates_table(table):
-    chosen = [one for one in table["messages"] if "rate" in one]
-    kinds = [payloads(one)[0].partition(";")[0] for one in chosen]
-    return _table([[f"`{kind};`" for kind in kinds], [str(one["rate"]) for one in chosen]])
-
-
-def log_table(table):
-    texts = [re.sub(r"\{(\w+)\}", lambda match: match[1].upper(), one["text"]) for one in table["log"]]
-    means = [one["means"] for one in table["log"]]
-    return _table([["text", "meaning"], *([f"`{text}`", mean] for text, mean in zip(texts, means))])
-
-
-def made_tables(table):
-    return {
-        "log": log_table(table),
-        "messages": messages_table(table),
-        "commands": commands_table(table),
-        "rates": rates_table(table),
-    }
-
-
-def sections(page):
-    """The page's made tables by their names."""
-    pattern = re.escape(NOTE).replace(r"\{\}", r"(\w+)") + r"\n(.*?)" + re.escape(END)
-    return {name: text.splitlines() for name, text in re.findall(pattern, page, re.S)}
-
-
-def with_tables(page, table):
-    for name, lines in made_tables(table).items():
-        begin = NOTE.format(name)
-        pattern = re.escape(begin) + r"\n.*?" + re.escape(END)
-        made = "\n".join([begin, *lines, END])
-        page, count = re.subn(pattern, lambda _, made=made: made, page, flags=re.S)
-        if count != 1:
-            raise SystemExit(f"the page has {count} places for the table {name!r}")
-    return page
-
-
-# The demo's help
-
-
-def help_lines(table):
-    lines = ["The commands, one a line (docs/host-protocol.md says when each is safe):"]
-    for command in table["commands"]:
-        does = command["does"].partition(";")[0].replace("`", "")
-        lines.append(f"  {words_of(command):<28}{does}")
-    return lines
-
-
-def with_help(source, table):
-    made = "\n".join(help_lines(table)) + "\n"
-    pattern = r"The commands, one a line[^\n]*\n(?:  (?:CV_|FX_|kill)[^\n]*\n)+"
-    source, count = re.subn(pattern, lambda _: made, source)
-    if count != 1:
-        raise SystemExit("the help has no place for the commands")
-    return source
+PAGES = ("docs/host-protocol.md", "docs/device-values.md")
 
 
 # What is checked
 
 
-def check_page(page, table):
-    made, found = made_tables(table), sections(page)
-    for name in sorted(made.keys() | found.keys()):
-        if made.get(name) != found.get(name):
-            yield f"the page's table {name!r} is not what messages.json gives"
+def check_made(root, table):
+    for place in made.wrong(root, table):
+        yield f"{place}: not what messages.json gives"
 
 
 def check_examples(page, table):
@@ -315,10 +166,10 @@ def check_channel(table):
                 yield f"{command['stop']!r} is another characteristic's"
 
 
-def check_help(demo, table):
-    shown = subprocess.run([demo, "--help"], check=True, capture_output=True, text=True).stdout
-    if "\n".join(help_lines(table)) not in shown:
-        yield "the demo's help has other commands"
+def check_help(program, place, table):
+    shown = subprocess.run([program, "--help"], check=True, capture_output=True, text=True).stdout
+    if place.found(shown) != place.made(table):
+        yield f"{program} --help has others"
 
 
 def check_man_page(man_page, table):
@@ -329,28 +180,25 @@ def check_man_page(man_page, table):
             yield f"the man page lacks {command['line']!r}"
 
 
-def check_itself(page, table):
-    """Changes of the table have to be found."""
-    for kind, key in (("messages", "when"), ("commands", "does")):
-        for one in table[kind]:
-            kept, one[key] = one[key], one[key] + " never"
-            if not list(check_page(page, table)):
-                yield f"{one} is changed, and that is not found"
-            one[key] = kept
-    for message in table["messages"]:
-        for name, field in message["fields"].items():
-            if "most" in field:
-                field["most"] += 1
-                if not list(check_page(page, table)):
-                    yield f"the range of {name} is changed, and that is not found"
-                field["most"] -= 1
-
-
 def _changed(one, key, value):
     """The same with another value, for as long as it is looked at."""
     kept, one[key] = one[key], value
     yield
     one[key] = kept
+
+
+def check_itself(root, table):
+    """Changes of the table have to be found, where they are written: so many places for each."""
+    changes = [(one, "when", one["when"] + " never", 1) for one in table["messages"]]
+    changes += [(one, "does", "never " + one["does"], 3) for one in table["commands"]]
+    changes += [(one, "is", one["is"] + "s", 3) for one in table["families"]]
+    changes += [(one, "log", one["log"] + "s", 1) for one in table["commands"] if "effect" in one["examples"][0]]
+    changes += [(field, "most", field["most"] + 1, 1) for one in table["messages"]
+                for field in one["fields"].values() if "most" in field]  # fmt: skip
+    for one, key, value, places in changes:
+        for _ in _changed(one, key, value):
+            if len(list(made.wrong(root, table))) != places:
+                yield f"{key} {value!r} is not found to be wrong in {places} places"
 
 
 def check_the_other_checks(page, table):
@@ -369,26 +217,22 @@ def check_the_other_checks(page, table):
                 yield f"{key} {value!r} is not found to be wrong"
 
 
-def check(table_path, page_path, demo, man_page):
-    table = tables.load(table_path)
-    page = blocks.read(page_path)
+def check(root, bridge, demo, man_page):
+    table = tables.load(pathlib.Path(root, "docs/messages.json"))
+    page = blocks.read(",".join(f"{root}/{path}" for path in PAGES))
     failures = [
-        *check_page(page, table), *check_examples(page, table), *check_shown(page, table),
+        *check_made(root, table), *check_examples(page, table), *check_shown(page, table),
         *check_roles(page, table), *check_families(page, table), *check_log(page, table),
-        *check_channel(table), *check_help(demo, table), *check_man_page(man_page, table), *check_itself(page, table),
-        *check_the_other_checks(page, table),
+        *check_channel(table), *check_help(demo, made.COMMANDS_HELP, table),
+        *check_help(bridge, made.FAMILIES_HELP, table), *check_man_page(man_page, table),
+        *check_itself(root, table), *check_the_other_checks(page, table),
     ]  # fmt: skip
     print(*failures, f"{len(failures)} failures", sep="\n")
     return 1 if failures else 0
 
 
-def write(table_path, page_path, help_path):
-    table = tables.load(table_path)
-    for path, change in ((page_path, with_tables), (help_path, with_help)):
-        with open(path, encoding="utf-8") as file:
-            text = file.read()
-        with open(path, "w", encoding="utf-8") as file:
-            file.write(change(text, table))
+def write(root):
+    made.write(root, tables.load(pathlib.Path(root, "docs/messages.json")))
     return 0
 
 

@@ -1,35 +1,60 @@
 """The sessions of docs/host-protocol.md, played with the demo."""
 
 import collections
+import pathlib
 import re
 import shlex
 import signal
 
 import blocks
+import table
 from bridge import Bridge, Unexpected, without_time
 
 Recording = collections.namedtuple("Recording", "lines status")
 
-# Whose a line is. Lines of one owner come in one order; those of different owners in any.
+TABLE = table.load(pathlib.Path(__file__).parents[2] / "docs/messages.json")
+
+# Whose a log line is that is no device's.
 OWNERS = [
-    ("tramsel", r"<C;3;|<@ : (Device trouve : tramsel|Connexion a Tramsel)"),
-    ("probe", r"<C;[12];|<@ : (Device trouve|Connexion a) (: )?(ilo|ILO|tenoval|Tenoval)"),
-    ("corvelta", r"<C;4;|<K;[NE]C;|<V;|<@ : (Connexion a Tarvix|version FW|Corvelta en charge)"),
-    ("fenwix", r"<C;5;|<P0;|<PJSON;|<@ : (Connexion a Nomsuel|didUpdateNotificationStateFor)"),
     ("host", r"<@ : c(de|ommande) "),
-    ("failure", r"<@ : [Ee]rreur "),
+    ("failure", r"<@ : erreur "),
     ("scan", r"<@ : Stop Scan"),
-    ("bridge", r"<@ : (Demarrage|manager state)|<Z;"),
+    ("bridge", r"<@ : (Demarrage|manager state)"),
 ]
-STREAMED = r"<(B|S|P1|P2|PR1|PR2|K;MC);"
+
+
+def message_of(line):
+    """The message of the table that the line is; None for none."""
+    framed = re.fullmatch(r"<([^@].*;)[0-9A-F]{4}>", line, re.S)
+    kind = table.classify(TABLE, framed[1]) if framed else None
+    return next(one for one in TABLE["messages"] if one["name"] == kind[0]) if kind else None
+
+
+def is_streamed(line):
+    message = message_of(line)
+    return message is not None and "rate" in message
+
+
+def _log_owner(line):
+    name = re.match(r"<@ : (Device trouve :|Connexion a) (.*)>", line, re.S)
+    for family in TABLE["families"] if name else []:
+        if name[2].lower().startswith(tuple(family["names"])):
+            return family["name"]
+    for entry in TABLE["log"]:
+        if "from" in entry and line.startswith("<@ : " + table.parts(entry["text"])[0]):
+            return entry["from"]
+    return next((owner for owner, pattern in OWNERS if re.match(pattern, line)), "nobody")
 
 
 def owner_of(line):
-    streamed = re.match(STREAMED, line)
-    if streamed:
-        return streamed.group()
-    owners = [name for name, pattern in OWNERS if re.match(pattern, line)]
-    return owners[0] if owners else "nobody"
+    """Lines of one owner come in one order; those of different owners in any. Each stream is an
+    owner of its own."""
+    message = message_of(line)
+    if message is None:
+        return _log_owner(line)
+    if "rate" in message:
+        return line[: line.index(";") + 1]
+    return "bridge" if message["from"] == "radio" else message["from"]
 
 
 class Session:
@@ -99,11 +124,11 @@ def compare(session, recording):
             failures.append(f"line {line.number}: {line.text!r} does not come")
             continue
         passed = come[: come.index(text)]
-        if passed and not re.match(STREAMED, text):
+        if passed and not is_streamed(text):
             failures.append(f"line {line.number}: {passed} comes before {line.text!r}")
         rest[owner] = come[come.index(text) + 1 :]
     for owner, lines in rest.items():
-        if lines and not re.match(STREAMED, lines[0]):
+        if lines and not is_streamed(lines[0]):
             failures.append(f"not on the page: {lines}")
     return failures
 
@@ -125,5 +150,6 @@ def check(page, programs):
 def check_all(page, programs):
     """The same, and that somebody of every kind has spoken."""
     shown = {owner_of(without_time(one.text)) for one in all_expected(page)}
-    missing = {name for name, _ in OWNERS} - shown
+    speakers = [*(one["name"] for one in TABLE["families"]), *(name for name, _ in OWNERS)]
+    missing = set(speakers) - shown
     return check(page, programs) + [f"no session shows {name}" for name in sorted(missing)]

@@ -2,27 +2,49 @@
 """Holds the recipes of a page against the tree: recipes.py PAGE ROOT
 
 A recipe is a list of places, each a path in `code`; NAME in it stands for what is added. What is
-there already shows whether the list is true: every place exists and names the examples, and every
-file that names all that there are of a kind, and would have to name one more, is a place.
+there already shows whether the list is true: every place exists and names each that was added by it,
+and every file that names all that there are of a kind, and would have to name one more, is a place.
 
-It also takes each place out of its recipe, and adds one that is not in the tree, which has to be
-noticed.
+It also takes each place out of its recipe, adds one that is not in the tree, too many or a folder,
+and looks for one that nobody has added: all that has to be noticed.
 """
 
 import pathlib
 import re
 import subprocess
 import sys
-from typing import NamedTuple
+from typing import Callable, NamedTuple
 
 MOST_LINES = 12
 
 
 class Kind(NamedTuple):
     heading: str
+    most: int  # places, each a file; None: any number, folders too
     all: list  # one of each of these sets of words is in a file that names all that there are
     example: str  # in the place of NAME
+    added: Callable  # what was added by the recipe, by what the tree has
     examples: dict  # files that name all, and need not name one more, by the reason
+
+
+# Families that are there, but have places of other names.
+OTHERWISE = {
+    "Sonde": "its devices are called probes in the lab and in the pages",
+    "Fenwix": "its unit tests are several files",
+}
+
+
+def families(tree):
+    handlers = {match[1] for match in (re.fullmatch(r"src/Com(\w+)\.h", name) for name in tree.texts) if match}
+    return handlers - {"BLE"} - set(OTHERWISE)
+
+
+def commands(tree):
+    return set(re.findall(r'\{"(\w+)", "cde : ', tree.texts["src/HostCommands.cpp"]))
+
+
+def platforms(_tree):
+    return {"bluez"}
 
 
 WRITTEN = {
@@ -73,16 +95,16 @@ PLATFORMS_AS_EXAMPLES = {
 }
 
 KINDS = [
-    Kind("A device family",
+    Kind("A device family", 12,
          [{"tramsel"}, {"corvelta", "tarvix"}, {"fenwix", "nomsuel"},
           {"sonde", "probe", "tenoval", "ilo"}],
-         "Tramsel", DEVICES_AS_EXAMPLES),
-    Kind("A host command",
+         "Tramsel", families, DEVICES_AS_EXAMPLES),
+    Kind("A host command", 6,
          [{command.lower()} for command in (
              "CV_debutCalib", "CV_finCalib", "CV_debutAcquisition", "CV_finAcquisition",
              "FX_startRaw", "FX_stopRaw", "FX_getJson", "FX_cmdWriteInt", "FX_cmdWriteByte")],
-         "CV_debutCalib", COMMANDS_AS_EXAMPLES),
-    Kind("A platform", [{"bluez"}, {"corebluetooth"}], "bluez",
+         "CV_debutCalib", commands, COMMANDS_AS_EXAMPLES),
+    Kind("A platform", None, [{"bluez"}, {"corebluetooth"}], "bluez", platforms,
          PLATFORMS_AS_EXAMPLES),
 ]  # fmt: skip
 
@@ -93,12 +115,12 @@ def recipe(page, kind):
     return re.findall(r"^- (.*?)(?=^- |\n\n|\Z)", found.group(1), re.MULTILINE | re.DOTALL) if found else []
 
 
-def places(items, kind):
+def places(items, name):
     """The paths of the items: what is in `code` and has a slash, or is a page of the top folder."""
     for item in items:
         for text in re.findall(r"`([^`\s]+)`", item):
             if "/" in text or re.fullmatch(r"[A-Z]+\.md", text):
-                yield text.replace("NAME", kind.example)
+                yield text.replace("NAME", name)
 
 
 class Tree:
@@ -120,6 +142,11 @@ class Tree:
             return [name for name in self.texts if name.startswith(place)]
         return [place] if place in self.texts else []
 
+    def names(self, place, name):
+        if place == "CHANGELOG.md":
+            return True
+        return any(name.lower() in file.lower() + self.texts[file] for file in self.under(place))
+
     def naming_all(self, kind):
         return {name for name, text in self.texts.items()
                 if all(any(word in text for word in words) for words in kind.all)}  # fmt: skip
@@ -129,17 +156,19 @@ def mistakes(items, kind, tree):
     if not items:
         yield f"{kind.heading}: no recipe"
     if len(items) > MOST_LINES:
-        yield f"{kind.heading}: more than {MOST_LINES} places to go to"
-    covered = set()
-    for place in places(items, kind):
-        files = tree.under(place)
-        covered.update(files)
-        if not files:
-            yield f"{kind.heading}: no {place}"
-        elif place != "CHANGELOG.md" and not any(
-            kind.example.lower() in name.lower() + tree.texts[name] for name in files
-        ):
-            yield f"{kind.heading}: {place} does not name {kind.example}"
+        yield f"{kind.heading}: more than {MOST_LINES} lines"
+    if kind.most:
+        if len(set(places(items, kind.example))) > kind.most:
+            yield f"{kind.heading}: more than {kind.most} places to go to"
+        yield from (f"{kind.heading}: {place} is a folder"
+                    for place in places(items, kind.example) if place[-1] == "/")  # fmt: skip
+    added = sorted(kind.added(tree))
+    if not {kind.example.lower()} <= {name.lower() for name in added}:
+        yield f"{kind.heading}: {kind.example} is not among {added}"
+    for name in added:
+        yield from (f"{kind.heading}: {place} is not there, or does not name {name}"
+                    for place in places(items, name) if not tree.names(place, name))  # fmt: skip
+    covered = {file for place in places(items, kind.example) for file in tree.under(place)}
     examples = {name for names in kind.examples.values() for name in names.split()}
     naming = tree.naming_all(kind)
     yield from (f"{kind.heading}: {name} names all, and is no place of the recipe"
@@ -152,7 +181,7 @@ def mistakes(items, kind, tree):
 def unnoticed(items, kind, tree):
     """Places that could go, though they name all; and one that could come, though it is not there."""
     naming = tree.naming_all(kind)
-    for place in places(items, kind):
+    for place in places(items, kind.example):
         if not naming & set(tree.under(place)):
             continue
         code = place.replace(kind.example, "NAME") if f"`{place}`" not in " ".join(items) else place
@@ -160,6 +189,17 @@ def unnoticed(items, kind, tree):
             yield f"{kind.heading}: {place} could be missing"
     if not list(mistakes([*items[:-1], items[-1] + " `src/Gone.h`"], kind, tree)):
         yield f"{kind.heading}: src/Gone.h could be there"
+    if not kind.most:
+        return
+    missing = list(mistakes(items, kind._replace(added=lambda _: {kind.example, "Nobody"}), tree))
+    yield from (f"{kind.heading}: {place} without Nobody is not noticed"
+                for place in places(items, "Nobody")
+                if place != "CHANGELOG.md" and not any(place in mistake for mistake in missing))  # fmt: skip
+    naming_example = [name for name, text in tree.texts.items() if kind.example.lower() in text]
+    for more, what in ((naming_example[: kind.most + 1], "places to go to"), (["src/"], "is a folder")):
+        longer = [*items, "".join(f"`{place}` " for place in more)]
+        if not any(what in mistake for mistake in mistakes(longer, kind, tree)):
+            yield f"{kind.heading}: {what}: not found"
 
 
 def main(page, root):
@@ -168,7 +208,7 @@ def main(page, root):
     wrong = []
     for kind in KINDS:
         items = recipe(page, kind)
-        print(f"{kind.heading}: {len(set(places(items, kind)))} places in {len(items)} lines")
+        print(f"{kind.heading}: {len(set(places(items, kind.example)))} places in {len(items)} lines")
         wrong += mistakes(items, kind, tree)
         wrong += unnoticed(items, kind, tree) if items else []
     print(*wrong, sep="\n")

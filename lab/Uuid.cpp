@@ -56,4 +56,12 @@ bool Uuid::isShort() const {
          std::equal(value_.begin() + 4, value_.end(), kBase.begin() + 4);
 }
 
+std::string longForm(std::string_view uuid) {
+  std::string text(uuid);
+  std::ranges::transform(text, text.begin(), [](char c) {
+    return c >= 'A' && c <= 'F' ? static_cast<char>(c - 'A' + 'a') : c;
+  });
+  return text.size() == 4 ? "0000" + text + "-0000-1000-8000-00805f9b34fb" : text;
+}
+
 }  // namespace lab

@@ -41,4 +41,7 @@ class Uuid {
   Value value_;
 };
 
+// Of an identifier in either form: 36 characters, lower case.
+std::string longForm(std::string_view uuid);
+
 }  // namespace lab

@@ -1,6 +1,6 @@
 #include "PlayedDevice.h"
 
-#include "lab/bluetoothd/BusTypes.h"
+#include "lab/Uuid.h"
 
 namespace bench {
 

@@ -77,7 +77,7 @@ class Player final : private lab::Witness {
   }
 
  private:
-  Fate fateOf(lab::RemoteDevice&, std::string_view, std::string_view) override {
+  Fate fateOf(lab::StackDevice&, std::string_view, std::string_view) override {
     return Fate::serve;
   }
   // The first three devices advertise once somebody scans, the probe on its control line.
@@ -85,7 +85,7 @@ class Player final : private lab::Witness {
     if (member != "StartDiscovery") return;
     for (std::size_t place = 0; place < bench::kProbe; ++place) devices_[place].appear();
   }
-  void didAnswerSubscription(lab::RemoteDevice& remote, std::string_view uuid,
+  void didAnswerSubscription(lab::StackDevice& remote, std::string_view uuid,
                              bool isMade) override {
     for (const auto& device : devices_) {
       if (&device.remote() == &remote && device.isStream(uuid) && isMade) tell("subscribed");

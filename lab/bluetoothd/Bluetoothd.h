@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "lab/Witness.h"
 #include "lab/bluetoothd/Agenda.h"
 #include "lab/bluetoothd/Dice.h"
 #include "lab/bluetoothd/MessageBus.h"
@@ -32,29 +33,6 @@ struct Traits {
   bool resolvesBeforeObjects = false;     // ServicesResolved true before the InterfacesAdded
   bool tellsLossBeforeErrors = false;     // Connected false before the pending requests fail
   bool powersAdaptersLate = false;        // adapters appear unpowered when it starts
-};
-
-// Observes what happens, and decides how requests to devices end.
-class Witness {
- public:
-  enum class Fate { serve, refuse, drop, ignore };
-
-  virtual Fate fateOf(RemoteDevice& device, std::string_view verb, std::string_view uuid) = 0;
-
-  virtual void didHear(RemoteDevice&) {}
-  virtual void didLinkUp(RemoteDevice&) {}
-  virtual void didLinkDown(RemoteDevice&) {}
-  virtual void didRead(RemoteDevice&, std::string_view /*uuid*/, const Bytes* /*value*/) {}
-  virtual void didWrite(RemoteDevice&, std::string_view /*uuid*/, const Bytes&) {}
-  virtual void didAnswerSubscription(RemoteDevice&, std::string_view /*uuid*/, bool /*isMade*/) {}
-  virtual void didEndSubscription(RemoteDevice&, std::string_view /*uuid*/) {}
-  virtual void didSendValue(RemoteDevice&, std::string_view /*uuid*/, const Bytes&) {}
-  virtual void didLose(RemoteDevice&, std::string_view /*uuid*/) {}  // a value: the socket was full
-  virtual void didAsk(const std::string& /*path*/, const std::string& /*member*/) {}
-  virtual void didListObjects() {}
-
- protected:
-  ~Witness() = default;
 };
 
 struct DeviceObject;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "lab/Uuid.h"
+
 namespace lab {
 namespace {
 
@@ -51,14 +53,6 @@ std::string addressIn(const std::string& path) {
 }
 
 }  // namespace
-
-std::string longForm(std::string_view uuid) {
-  std::string text(uuid);
-  std::ranges::transform(text, text.begin(), [](char c) {
-    return c >= 'A' && c <= 'F' ? static_cast<char>(c - 'A' + 'a') : c;
-  });
-  return text.size() == 4 ? "0000" + text + "-0000-1000-8000-00805f9b34fb" : text;
-}
 
 std::vector<RemoteDevice::Gatt> gattOf(const DeviceModel& model) {
   std::vector<RemoteDevice::Gatt> tree;

@@ -29,9 +29,6 @@ inline constexpr char kAccessDenied[] = "org.freedesktop.DBus.Error.AccessDenied
 inline constexpr char kUnknownObject[] = "org.freedesktop.DBus.Error.UnknownObject";
 inline constexpr char kUnknownMethod[] = "org.freedesktop.DBus.Error.UnknownMethod";
 
-// An identifier as bluetoothd writes it: 36 characters, lower case.
-std::string longForm(std::string_view uuid);
-
 // A model's tree as objects, in handle order: a service, then its characteristics.
 std::vector<RemoteDevice::Gatt> gattOf(const DeviceModel& model);
 

@@ -9,13 +9,14 @@
 #include <vector>
 
 #include "lab/DeviceModel.h"
+#include "lab/Witness.h"
 #include "lab/bluetoothd/MessageBus.h"
 
 namespace lab {
 
 class Bluetoothd;
 
-class RemoteDevice final : public Link {
+class RemoteDevice final : public Link, public StackDevice {
  public:
   struct Gatt {
     std::string path;
@@ -38,19 +39,22 @@ class RemoteDevice final : public Link {
   std::size_t largestNotification() const override { return 244; }
   void drop() override;
 
-  DeviceModel& model() const { return model_; }
-  const std::string& key() const { return key_; }  // the last part of its path
-  bool isConnected() const { return isConnected_; }
-  bool areServicesResolved() const { return isResolved_; }
+  DeviceModel& model() const override { return model_; }
+  const std::string& key() const override { return key_; }  // the last part of its path
+  bool isConnected() const override { return isConnected_; }
+  bool areServicesResolved() const override { return isResolved_; }
   bool hasObject() const { return !adapter_.empty(); }
   // Heard in the current discovery, or connected.
-  bool isInRange() const { return hasObject() && (hasRssi_ || isConnected_); }
-  const std::string& knownName() const { return name_; }
-  bool isBeingConnected() const { return connect_ != nullptr; }
+  bool isInRange() const override { return hasObject() && (hasRssi_ || isConnected_); }
+  const std::string& knownName() const override { return name_; }
+  bool isBeingConnected() const override { return connect_ != nullptr; }
+  std::size_t objectCount() const override { return objects; }
+  bool canBeConnected() const override { return isAdvertising && isConnectable; }
+  bool isHidden() const override { return doesResolveToNothing; }
   const std::string& adapter() const { return adapter_; }
   std::string path() const { return adapter_ + "/" + key_; }
   const Gatt* find(std::string_view uuid) const;
-  bool isSubscribed(std::string_view uuid) const;
+  bool isSubscribed(std::string_view uuid) const override;
 
   // Decided by the test.
   bool isAdvertising = false;             // while it is not connected

@@ -69,7 +69,7 @@ class PlayedBench final : public Bench, private lab::Witness {
   double settlingTime() const override { return 5; }
 
  private:
-  Fate fateOf(lab::RemoteDevice&, std::string_view, std::string_view) override {
+  Fate fateOf(lab::StackDevice&, std::string_view, std::string_view) override {
     return Fate::serve;
   }
 

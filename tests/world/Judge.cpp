@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// How long what was begun may take: a subscription that is never answered holds others up for 5 s.
+// How long what was begun may take.
 constexpr Microseconds kSetUp = 12s;
 
 constexpr Microseconds kNextAttempt = 3s;
@@ -55,21 +55,12 @@ void Judge::didStart() {
   allFound_.reset();
   isScanning_ = false;
   scans_ = 0;
-  situations_.clear();
   situation_ = 0;
   early_.clear();
   told_.clear();
   toldAt_ = agenda_.now();
-  sawStack_ = false;
-  hasBus_ = true;
-  wasRunning_ = bluetoothd_.isRunning();
-  hasAskedToDiscover_ = false;
-  settlesUntil_.reset();
-  adapter_.clear();
-  adapterSince_ = 0;
-  asked_.clear();
   isDiscoveryWrongSince_.reset();
-  situationMayHaveChanged();
+  radio_.didStart();
 }
 
 void Judge::didEnd(bool isHardStop) {
@@ -112,7 +103,7 @@ bool Judge::takeDueConnection(const std::string& line) {
   if (due_.empty() || !due_.front().starts_with(head) || !line.starts_with(head)) return false;
   if (!isChoiceOpen_) return false;
   const std::string name = textOf(line).substr(12);
-  lab::RemoteDevice* device = deviceNamed(name, false);
+  lab::StackDevice* device = deviceNamed(name, false);
   const oracle::Family* family = named(name).family;
   if (device == nullptr || family == nullptr || served_.contains(family->name)) return false;
   if (Served(*family, *device, name).firstLines() != choice_) return false;
@@ -148,9 +139,10 @@ void Judge::didWriteLine(const std::string& line) {
         due_.assign(more->begin(), more->end());
         return;
       }
-      if (text.starts_with("erreur de lecture des services ") && served->losses > 0 &&
-          served->failedDiscoveries < served->losses) {
-        ++served->failedDiscoveries;
+      if (text.starts_with("erreur de lecture des services ") &&
+          text.ends_with(" de " + served->device().model().name()) &&
+          served->toldDiscoveries < served->losses + served->failedDiscoveries) {
+        ++served->toldDiscoveries;
         return;
       }
     }
@@ -166,10 +158,14 @@ void Judge::isAtRest() {
   if (!due_.empty()) throw Wrong("did not come: " + due_.front());
   for (const auto& [family, served] : served_) {
     if (auto line = served->missing(agenda_.now())) throw Wrong("was not told: " + *line);
-    const lab::RemoteDevice& device = served->device();
+    const lab::StackDevice& device = served->device();
     // A subscription that is never answered holds up what comes after it, for a while.
     if (!served->orders.empty() && !served->isSpoilt) {
       throw Wrong("an order has not arrived at " + device.key());
+    }
+    // Once services have changed, it may have been the platform's own, to find them again.
+    if (served->toldDiscoveries < served->failedDiscoveries && !served->hasChanged) {
+      throw Wrong("a failed discovery was not told: " + device.key());
     }
     checkSetUp(*served);
   }
@@ -180,14 +176,15 @@ void Judge::isAtRest() {
 }
 
 void Judge::checkSetUp(const Served& served) const {
-  lab::RemoteDevice& device = served.device();
+  lab::StackDevice& device = served.device();
   const bool isUp = device.isConnected() && device.areServicesResolved();
   if (!isUp || served.links != 1 || served.losses > 0 || device.isBeingConnected()) return;
-  if (device.doesResolveToNothing) return;
+  const bool isTreeSpoilt = served.isDiscoverySpoilt && served.isTreeKnown == Served::Is::no;
+  if (device.isHidden() || served.failedDiscoveries > 0 || isTreeSpoilt) return;
   // A link that is not told of is noticed at the next attempt.
-  if (!bluetoothd_.traits.tellsConnected && agenda_.now() < served.upAt + kNextAttempt) return;
+  if (radio_.habits.noticesLinksLate && agenda_.now() < served.upAt + kNextAttempt) return;
   const_cast<Served&>(served).isTreeKnown = Served::Is::yes;
-  if (served.isSpoilt && agenda_.now() < served.spoiltAt + kSetUp) return;
+  if (served.isSpoilt && agenda_.now() < served.spoiltAt + radio_.habits.setUp) return;
   for (const std::string& uuid : served.subscriptions()) {
     if (!device.isSubscribed(uuid) && !served.refused.contains(uuid)) {
       throw Wrong(device.model().name() + " has not been subscribed to: " + uuid);
@@ -207,13 +204,15 @@ void Judge::checkSetUp(const Served& served) const {
 
 void Judge::isAtEnd() {
   if (!isAlive_ || isUnusable_) return;
-  if (told_.empty() && agenda_.now() - toldAt_ > kSetUp) throw Wrong("the radio was never told of");
+  const bool isKnown = radio_.situations().back().state != Radio::kSettling;
+  if (told_.empty() && isKnown && agenda_.now() - toldAt_ > kSetUp) {
+    throw Wrong("the radio was never told of");
+  }
   if (told_ != "poweredOn") return;
   for (const auto& [family, served] : served_) {
-    const lab::RemoteDevice& device = served->device();
-    const bool canLink = device.isAdvertising && device.isConnectable;
-    if (agenda_.now() - served->takenAt < kSetUp) continue;
-    if (canLink && served->links == 0 && !device.isConnected()) {
+    const lab::StackDevice& device = served->device();
+    if (agenda_.now() - served->takenAt < kSetUp || served->hasFailedToConnect) continue;
+    if (device.canBeConnected() && served->links == 0 && !device.isConnected()) {
       throw Wrong("does not bring the link up to " + device.model().name());
     }
   }

@@ -1,5 +1,6 @@
 // Holds what the bridge writes and does against what it must: written from the required behaviour,
-// knowing only what a host, the devices and bluetoothd can see. Whatever is wrong is thrown.
+// knowing only what a host, the devices and the stack can see. Whatever is wrong is thrown. It is
+// the same for every platform: in what the stacks differ, Radio says.
 #pragma once
 
 #include <deque>
@@ -13,7 +14,9 @@
 #include <tuple>
 #include <vector>
 
-#include "lab/bluetoothd/Bluetoothd.h"
+#include "lab/Witness.h"
+#include "lab/bluetoothd/Agenda.h"
+#include "tests/world/Radio.h"
 #include "tests/world/Served.h"
 #include "tests/world/Wrong.h"
 
@@ -23,9 +26,7 @@ using lab::Microseconds;
 
 class Judge {
  public:
-  // onlyAdapter: the one that the bridge may use; empty for any.
-  Judge(const lab::Agenda& agenda, lab::Bluetoothd& bluetoothd, std::string onlyAdapter)
-      : agenda_(agenda), bluetoothd_(bluetoothd), onlyAdapter_(std::move(onlyAdapter)) {}
+  Judge(const lab::Agenda& agenda, Radio& radio) : agenda_(agenda), radio_(radio) {}
 
   // The bridge's life. It begins with the banner.
   void didStart();
@@ -38,23 +39,29 @@ class Judge {
   void willEndInput() { mayExit_ = true; }
   void hostHasStalled() { lastStall_ = agenda_.now(); }
 
-  void didLoseBus();
+  // All links are gone, and nothing more is heard of devices.
+  void didLoseStack();
 
   // One write of the bridge.
   void didWrite(std::string_view bytes);
 
-  // What bluetoothd and the devices see.
-  void didHear(lab::RemoteDevice& device);
+  // What the stack and the devices see.
+  void didHear(lab::StackDevice& device);
   void didListObjects();
-  void didLinkUp(lab::RemoteDevice& device);
-  void didLinkDown(lab::RemoteDevice& device);
-  void didSpoil(lab::RemoteDevice& device, const std::string& uuid);
-  void didRead(lab::RemoteDevice& device, const std::string& uuid, const lab::Bytes* value);
-  void didWrite(lab::RemoteDevice& device, const std::string& uuid, const lab::Bytes& value);
-  void didAnswerSubscription(lab::RemoteDevice& device, const std::string& uuid, bool isMade);
-  void didEndSubscription(lab::RemoteDevice& device, const std::string& uuid);
-  void didSendValue(lab::RemoteDevice& device, const std::string& uuid, const lab::Bytes& value);
-  void didAsk(const std::string& path, const std::string& member);
+  void didLinkUp(lab::StackDevice& device);
+  void didLinkDown(lab::StackDevice& device);
+  void didSpoil(lab::StackDevice& device, const std::string& uuid);
+  void didRead(lab::StackDevice& device, const std::string& uuid, const lab::Bytes* value);
+  void didWrite(lab::StackDevice& device, const std::string& uuid, const lab::Bytes& value);
+  void didAnswerSubscription(lab::StackDevice& device, const std::string& uuid, bool isMade);
+  void didEndSubscription(lab::StackDevice& device, const std::string& uuid);
+  void didSendValue(lab::StackDevice& device, const std::string& uuid, const lab::Bytes& value);
+  void didLoseWrite(lab::StackDevice& device, const std::string& uuid, const lab::Bytes& value);
+  void didAskToConnect(lab::StackDevice& device);
+  void didFailToConnect(lab::StackDevice& device);
+  void didFailToDiscover(lab::StackDevice& device);
+  void didShowCharacteristics(lab::StackDevice& device);
+  void didInvalidateServices(lab::StackDevice& device);
   void situationMayHaveChanged();
 
   // The bridge waits, the host reads, and everything that was asked has been answered.
@@ -66,7 +73,7 @@ class Judge {
 
  private:
   using Lines = std::deque<std::string>;
-  // A report that the bridge may make: the scan, bluetoothd's object, whether its name was known.
+  // A report that the bridge may make: the scan, the stack's object, whether its name was known.
   using Sighting = std::tuple<int, std::size_t, bool>;
 
   // What a name stands for: the key by which a host is told of it, and the family, if any.
@@ -81,31 +88,27 @@ class Judge {
   void stateTold(const std::string& state);
   void deviceFound(const std::string& key);
   bool beginsConnection(const std::string& line);
-  void see(lab::RemoteDevice& device);
+  void see(lab::StackDevice& device);
   void take(const std::string& name);
   const Named& named(const std::string& name) const;
-  lab::RemoteDevice* deviceNamed(const std::string& name, bool isLowered) const;
+  lab::StackDevice* deviceNamed(const std::string& name, bool isLowered) const;
   void scanStopped();
 
-  std::string situation() const;
   void checkState() const;
   void checkFound() const;
   void checkSetUp(const Served& served) const;
   void checkScan() const;
   void checkDiscovery();
-  void didAskToConnect(const std::string& path) const;
-  void use(const std::string& adapter);
-  bool admits(const std::string& adapter) const;
   bool isScanDue() const;
 
-  Served* servedBy(const lab::RemoteDevice& device);
+  Served* servedBy(const lab::StackDevice& device);
+  void takeOrder(Served& served, const std::string& uuid, const lab::Bytes& value);
   void order(Served& served, const std::string& uuid, const lab::Bytes& bytes);
   void switchStream(Served& served, const std::string& uuid, bool isOn);
   void mustStopUnless(Served::Is is);
 
   const lab::Agenda& agenda_;
-  lab::Bluetoothd& bluetoothd_;
-  const std::string onlyAdapter_;
+  Radio& radio_;
 
   bool isAlive_ = false;
   bool hasBanner_ = false;
@@ -120,32 +123,22 @@ class Judge {
 
   std::map<std::string_view, std::unique_ptr<Served>> served_;  // by family
   // Values that came before their subscription was confirmed, by device and characteristic.
-  std::map<std::pair<const lab::RemoteDevice*, std::string>, std::vector<lab::Bytes>> early_;
+  std::map<std::pair<const lab::StackDevice*, std::string>, std::vector<lab::Bytes>> early_;
   mutable std::map<std::string, Named> names_;           // that have been looked at
   std::map<std::string, std::set<Sighting>> sightings_;  // by name
   std::map<std::string, std::size_t> found_;             // told, by key
   std::set<std::string> foundInScan_;
-  std::set<const lab::RemoteDevice*> reportable_;
+  std::set<const lab::StackDevice*> reportable_;
   std::optional<Microseconds> firstRequest_;
   std::optional<Microseconds> allFound_;
   bool isScanning_ = false;
   int scans_ = 0;
   Microseconds lastStall_{-1};
 
-  // The radio's state: as it is, since when, and as it was told.
-  std::vector<std::pair<Microseconds, std::string>> situations_;
+  // The radio's state as it was told.
   std::size_t situation_ = 0;  // that was told last
   std::string told_;
   Microseconds toldAt_{0};
-  bool sawStack_ = false;
-  bool hasBus_ = true;
-  bool wasRunning_ = false;
-  bool hasAskedToDiscover_ = false;
-  std::optional<Microseconds> settlesUntil_;  // bluetoothd has come while the bridge was there
-  std::string adapter_;                       // that the bridge uses
-  std::size_t adapterSince_ = 0;              // of the situations
-  // How often the bridge has asked for what in a second that began then.
-  std::map<std::string, std::pair<Microseconds, int>> asked_;
   std::optional<Microseconds> isDiscoveryWrongSince_;
 };
 

@@ -60,7 +60,7 @@ void Judge::switchStream(Served& served, const std::string& uuid, bool isOn) {
 
 // --- Devices
 
-Served* Judge::servedBy(const lab::RemoteDevice& device) {
+Served* Judge::servedBy(const lab::StackDevice& device) {
   if (!isAlive_) return nullptr;
   for (const auto& [family, served] : served_) {
     if (&served->device() == &device) return served.get();
@@ -70,40 +70,71 @@ Served* Judge::servedBy(const lab::RemoteDevice& device) {
 
 // Of one that a bridge before this one asked for, too: that it is connected tells as much as that
 // it advertises.
-void Judge::didLinkUp(lab::RemoteDevice& device) {
-  if (bluetoothd_.traits.tellsConnected) see(device);
+void Judge::didLinkUp(lab::StackDevice& device) {
+  if (radio_.habits.reportsLinks) see(device);
   Served* served = servedBy(device);
   if (served == nullptr) return;
   ++served->links;
   served->upAt = agenda_.now();
 }
 
-void Judge::didLinkDown(lab::RemoteDevice& device) {
+void Judge::didLinkDown(lab::StackDevice& device) {
   if (Served* served = servedBy(device)) {
     ++served->losses;
     served->leaveLateOnesOpen();
     served->orders.clear();
     served->streams.clear();
     served->confirmed.clear();
+    served->renewed.clear();
   }
   std::erase_if(early_, [&](const auto& entry) { return entry.first.first == &device; });
 }
 
 // With it goes all that is known of devices: as if their links were lost.
-void Judge::didLoseBus() {
-  hasBus_ = false;
+void Judge::didLoseStack() {
   for (const auto& [family, served] : served_) didLinkDown(served->device());
 }
 
-void Judge::didSpoil(lab::RemoteDevice& device, const std::string& uuid) {
+// The bridge asks once. The stack forgets the request when it has failed or when its radio is lost,
+// and only in the second case is it to be made again.
+void Judge::didAskToConnect(lab::StackDevice& device) {
+  const Served* served = servedBy(device);
+  if (served == nullptr) throw Wrong("connects to what it does not serve: " + device.key());
+  if (device.isBeingConnected()) throw Wrong("connects twice at once to " + device.key());
+  if (served->links > 0) throw Wrong("connects again to " + device.key());
+  if (served->hasFailedToConnect) throw Wrong("connects to what has failed: " + device.key());
+}
+
+void Judge::didFailToConnect(lab::StackDevice& device) {
+  if (Served* served = servedBy(device)) served->hasFailedToConnect = true;
+}
+
+void Judge::didFailToDiscover(lab::StackDevice& device) {
+  if (Served* served = servedBy(device)) ++served->failedDiscoveries;
+}
+
+void Judge::didShowCharacteristics(lab::StackDevice& device) {
+  Served* served = servedBy(device);
+  if (served != nullptr && served->isTreeKnown == Is::no) served->isTreeKnown = Is::maybe;
+}
+
+void Judge::didInvalidateServices(lab::StackDevice& device) {
+  Served* served = servedBy(device);
+  if (served == nullptr) return;
+  served->hasChanged = true;
+  served->renewed = served->confirmed;
+}
+
+void Judge::didSpoil(lab::StackDevice& device, const std::string& uuid) {
   Served* served = servedBy(device);
   if (served == nullptr) return;
   served->isSpoilt = true;
+  served->isDiscoverySpoilt |= uuid.empty();
   served->spoiltAt = agenda_.now();
   served->refused.insert(uuid);
 }
 
-void Judge::didRead(lab::RemoteDevice& device, const std::string& uuid, const lab::Bytes* value) {
+void Judge::didRead(lab::StackDevice& device, const std::string& uuid, const lab::Bytes* value) {
   Served* served = servedBy(device);
   if (served == nullptr) return;
   ++served->reads[uuid];
@@ -111,22 +142,34 @@ void Judge::didRead(lab::RemoteDevice& device, const std::string& uuid, const la
   served->value(uuid, value != nullptr ? std::optional(*value) : std::nullopt);
 }
 
-void Judge::didWrite(lab::RemoteDevice& device, const std::string& uuid, const lab::Bytes& value) {
+void Judge::didWrite(lab::StackDevice& device, const std::string& uuid, const lab::Bytes& value) {
   Served* served = servedBy(device);
   if (served == nullptr) throw Wrong("an order to a device that is not served");
-  if (served->orders.empty() || served->orders.front() != std::pair(uuid, value)) {
-    throw Wrong("nobody has given this order to " + device.key());
-  }
-  served->orders.pop_front();
+  takeOrder(*served, uuid, value);
   served->postpone(agenda_.now() + kUntoldRefusal);
 }
 
-void Judge::didAnswerSubscription(lab::RemoteDevice& device, const std::string& uuid, bool isMade) {
+void Judge::didLoseWrite(lab::StackDevice& device, const std::string& uuid,
+                         const lab::Bytes& value) {
+  if (Served* served = servedBy(device)) takeOrder(*served, uuid, value);
+}
+
+void Judge::takeOrder(Served& served, const std::string& uuid, const lab::Bytes& value) {
+  if (served.orders.empty() || served.orders.front() != std::pair(uuid, value)) {
+    throw Wrong("nobody has given this order to " + served.device().key());
+  }
+  served.orders.pop_front();
+}
+
+void Judge::didAnswerSubscription(lab::StackDevice& device, const std::string& uuid, bool isMade) {
   Served* served = servedBy(device);
   if (served == nullptr) return;
+  if (served->renewed.erase(uuid) > 0) {
+    if (!isMade) served->confirmed.erase(uuid);
+    return;
+  }
   served->postpone(agenda_.now() + kUntoldRefusal);
-  const lab::Traits& traits = bluetoothd_.traits;
-  const bool isTold = isMade || traits.answersRefusedSockets || !traits.offersSockets;
+  const bool isTold = isMade || radio_.habits.tellsRefusals;
   served->confirmation(uuid, isMade,
                        isTold ? std::nullopt : std::optional(agenda_.now() + kUntoldRefusal));
   if (!isMade) return;
@@ -136,11 +179,11 @@ void Judge::didAnswerSubscription(lab::RemoteDevice& device, const std::string& 
   for (const lab::Bytes& value : early.mapped()) didSendValue(device, uuid, value);
 }
 
-void Judge::didEndSubscription(lab::RemoteDevice& device, const std::string& uuid) {
+void Judge::didEndSubscription(lab::StackDevice& device, const std::string& uuid) {
   if (Served* served = servedBy(device)) served->confirmed.erase(uuid);
 }
 
-void Judge::didSendValue(lab::RemoteDevice& device, const std::string& uuid,
+void Judge::didSendValue(lab::StackDevice& device, const std::string& uuid,
                          const lab::Bytes& value) {
   Served* served = servedBy(device);
   if (served == nullptr) return;

@@ -30,46 +30,11 @@ PlannedDevice deviceOf(Dice& dice, std::size_t number) {
   return device;
 }
 
-lab::Traits traitsOf(Dice& dice) {
-  lab::Traits traits;
-  traits.offersSockets = !dice.oneIn(4);
-  traits.answersRefusedSockets = dice.oneIn(2);
-  traits.tellsConnected = !dice.oneIn(8);
-  traits.tellsDiscoveringOfALeaver = !dice.oneIn(4);
-  traits.signalsValuesEarly = dice.oneIn(2);
-  traits.succeedsWithoutALink = dice.oneIn(6);
-  traits.resolvesBeforeObjects = dice.oneIn(4);
-  traits.tellsLossBeforeErrors = dice.oneIn(2);
-  traits.powersAdaptersLate = dice.oneIn(3);
-  return traits;
-}
-
-// The dear ones, after which nothing much can happen, are rare.
-constexpr std::array<std::pair<Incident::Kind, int>, 17> kWeights{{
-    {Incident::Kind::vanish, 4},
-    {Incident::Kind::loseLink, 3},
-    {Incident::Kind::spoilRequest, 2},
-    {Incident::Kind::spoilValues, 1},
-    {Incident::Kind::values, 8},
-    {Incident::Kind::powerOff, 1},
-    {Incident::Kind::unplug, 1},
-    {Incident::Kind::stopStack, 2},
-    {Incident::Kind::standStill, 3},
-    {Incident::Kind::changeAlias, 6},
-    {Incident::Kind::discover, 4},
-    {Incident::Kind::removeDevice, 2},
-    {Incident::Kind::stallHost, 4},
-    {Incident::Kind::command, 14},
-    {Incident::Kind::loseBus, 1},
-    {Incident::Kind::restartBridge, 3},
-    {Incident::Kind::killBridge, 2},
-}};
-
 Incident::Kind kindOf(Dice& dice) {
   int sum = 0;
-  for (const auto& [kind, weight] : kWeights) sum += weight;
+  for (const auto& [kind, weight] : weightsHere()) sum += weight;
   auto drawn = static_cast<int>(dice.below(static_cast<std::size_t>(sum)));
-  for (const auto& [kind, weight] : kWeights) {
+  for (const auto& [kind, weight] : weightsHere()) {
     drawn -= weight;
     if (drawn < 0) return kind;
   }
@@ -96,16 +61,16 @@ Incident incidentOf(Dice& dice, Microseconds end) {
 
 }  // namespace
 
+bool Incident::isOfDevice() const {
+  constexpr std::array kOfDevices{Kind::vanish,      Kind::loseLink,      Kind::spoilRequest,
+                                  Kind::spoilValues, Kind::values,        Kind::removeDevice,
+                                  Kind::holdDevice,  Kind::forgetPairing, Kind::changeServices};
+  return std::ranges::find(kOfDevices, kind) != kOfDevices.end();
+}
+
 Plan::Plan(std::uint64_t number) : seed(number) {
   Dice dice(number * 2 + 1);
-  traits = traitsOf(dice);
-  deniesAccess = dice.oneIn(60);
-  deniesDiscovery = dice.oneIn(60);
-  isStackThere = !dice.oneIn(40);
-  discoversForAnother = dice.oneIn(3);
-  const std::size_t adapterCount = dice.oneIn(40) ? 0 : dice.oneIn(4) ? 2 : 1;
-  for (std::size_t i = 0; i < adapterCount; ++i) adapters.push_back(!dice.oneIn(20));
-  if (dice.oneIn(10)) onlyAdapter = dice.oneIn(2) ? "hci0" : "hci1";
+  setting = drawSetting(dice);
   const std::size_t deviceCount = dice.below(7);
   for (std::size_t i = 0; i < deviceCount; ++i) devices.push_back(deviceOf(dice, i));
   const bool isLong = dice.oneIn(4);
@@ -119,11 +84,7 @@ Plan::Plan(std::uint64_t number) : seed(number) {
 
 Plan Plan::ofStrangers(std::size_t count) {
   Plan plan(1);
-  plan.traits = {};
-  plan.deniesAccess = plan.deniesDiscovery = false;
-  plan.isStackThere = true;
-  plan.adapters = {true};
-  plan.onlyAdapter.clear();
+  plan.setting.reset();
   plan.devices = {{.kind = "tramsel",
                    .name = "Tramsel-1",
                    .appears = 0s,
@@ -210,6 +171,18 @@ const char* nameOf(Incident::Kind kind) {
       return "end of input";
     case Incident::Kind::killBridge:
       return "bridge killed";
+    case Incident::Kind::resetRadio:
+      return "the radio is reset";
+    case Incident::Kind::delayCalls:
+      return "calls and callbacks are late";
+    case Incident::Kind::loseState:
+      return "the radio's state is not known";
+    case Incident::Kind::holdDevice:
+      return "another program connects";
+    case Incident::Kind::forgetPairing:
+      return "pairing forgotten";
+    case Incident::Kind::changeServices:
+      return "services changed";
   }
   return "";
 }

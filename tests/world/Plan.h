@@ -3,11 +3,14 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <set>
+#include <span>
 #include <string>
 #include <vector>
 
-#include "lab/bluetoothd/Bluetoothd.h"
+#include "lab/DeviceModel.h"
+#include "lab/bluetoothd/Dice.h"
 
 namespace world {
 
@@ -26,12 +29,18 @@ struct Incident {
     standStill,     // bluetoothd, for a while
     changeAlias,    // another program
     discover,       // another program, for a while
-    removeDevice,   // another program
+    removeDevice,   // device, by another program
     stallHost,      // for a while
     command,        // the host
     loseBus,        // the D-Bus daemon
     restartBridge,  // the host: by the end of its input, or from outside
     killBridge,
+    resetRadio,      // macOS, and all that follow: for a while
+    delayCalls,      // between program and radio, for a while
+    loseState,       // the radio's is not known, for a while
+    holdDevice,      // device: another program has a link to it, for a while
+    forgetPairing,   // device: the next requests for a link fail
+    changeServices,  // device
   };
 
   Microseconds time;
@@ -39,6 +48,14 @@ struct Incident {
   std::size_t which;  // device, adapter, command
   Microseconds length;
   std::size_t choice;
+
+  bool isOfDevice() const;
+};
+
+// How often a kind is drawn, among the others of a platform.
+struct Weight {
+  Incident::Kind kind;
+  int weight;
 };
 
 struct PlannedDevice {
@@ -48,9 +65,14 @@ struct PlannedDevice {
   unsigned rate;  // values per second
   bool isStored;
   bool doesNameComeLater;
-  bool isHidden;  // resolves to nothing
+  bool isHidden;  // shows no services
   bool isConnectable = true;
 };
+
+// What only the program's platform has; drawn before the rest. Each platform defines these.
+struct Setting;
+std::shared_ptr<const Setting> drawSetting(lab::Dice& dice);
+std::span<const Weight> weightsHere();
 
 struct Plan {
   explicit Plan(std::uint64_t seed);
@@ -59,13 +81,7 @@ struct Plan {
   static Plan ofStrangers(std::size_t count);
 
   std::uint64_t seed;
-  lab::Traits traits;
-  bool deniesAccess = false;
-  bool deniesDiscovery = false;
-  bool isStackThere = true;
-  std::vector<bool> adapters;  // whether each is powered
-  std::string onlyAdapter;     // that the user lets the bridge use; empty for any
-  bool discoversForAnother = false;
+  std::shared_ptr<const Setting> setting;  // null: nothing is special
   std::vector<PlannedDevice> devices;
   std::vector<Incident> incidents;
   std::size_t strangers = 0;

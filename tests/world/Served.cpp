@@ -19,7 +19,7 @@ const std::string kRefused = "\x01";
 
 }  // namespace
 
-Served::Served(const oracle::Family& family, lab::RemoteDevice& device, const std::string& name)
+Served::Served(const oracle::Family& family, lab::StackDevice& device, const std::string& name)
     : family_(family), device_(device) {
   handler_ = family.make(expected_, {device.key(), name});
   if (!family.announcement.empty()) expected_.message(std::string(family.announcement));

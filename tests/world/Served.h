@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "lab/bluetoothd/RemoteDevice.h"
+#include "lab/Witness.h"
 #include "tests/oracle/Handlers.h"
 
 namespace world {
@@ -22,9 +22,9 @@ class Served {
  public:
   enum class Is { no, maybe, yes };
 
-  Served(const oracle::Family& family, lab::RemoteDevice& device, const std::string& name);
+  Served(const oracle::Family& family, lab::StackDevice& device, const std::string& name);
 
-  lab::RemoteDevice& device() const { return device_; }
+  lab::StackDevice& device() const { return device_; }
   // What making the handler says.
   const std::vector<std::string>& firstLines() const { return firstLines_; }
 
@@ -56,10 +56,15 @@ class Served {
   Microseconds upAt{};
   int links = 0;  // in this life of the bridge
   int losses = 0;
-  int failedDiscoveries = 0;
+  int failedDiscoveries = 0;        // of services, by the device's refusal
+  int toldDiscoveries = 0;          // that have failed, or that the loss of a link has left open
+  bool isDiscoverySpoilt = false;   // the answer may never come
+  bool hasChanged = false;          // its services have, since the link is up
+  bool hasFailedToConnect = false;  // and is not asked for again
   std::map<std::string, bool> streams;  // that the host has switched
   std::map<std::string, int> reads;
   std::set<std::string> confirmed;  // subscriptions
+  std::set<std::string> renewed;    // of them, those that are made again behind the bridge's back
 
   // What has to be subscribed, and to be read once, when it is set up.
   std::vector<std::string> subscriptions() const;
@@ -87,7 +92,7 @@ class Served {
   static bool matches(const std::string& expected, const std::string& line);
 
   const oracle::Family& family_;
-  lab::RemoteDevice& device_;
+  lab::StackDevice& device_;
   mutable oracle::Expected expected_;
   std::unique_ptr<oracle::Handler> handler_;
   std::vector<std::string> firstLines_;

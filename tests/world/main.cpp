@@ -59,7 +59,7 @@ void countMemoryExactly(char** argv) {
 // isWhole: nothing has stayed behind that does so in no process.
 std::string playOnce(const Plan& plan, const std::set<std::size_t>& left, World::Print print,
                      bool& isWhole) {
-  lab::MessageBus opened;  // what stays open
+  const auto opened = world::openForGood();
   const int before = lowestFreeDescriptor();
   try {
     {

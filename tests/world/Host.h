@@ -1,0 +1,47 @@
+// The bridge's host: it sends commands, and gets every byte that is written, in order, while it
+// does not stall.
+#pragma once
+
+#include <cstdio>
+#include <deque>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "Output.h"
+
+namespace world {
+
+class Host {
+ public:
+  Host() { std::setbuf(stdout, nullptr); }
+  Host(const Host&) = delete;
+  Host& operator=(const Host&) = delete;
+  ~Host();
+
+  bool isStalled = false;
+  std::deque<std::string> commands;  // that it is about to send
+  bool isInputAtEnd = false;
+
+  // Standard output is the pipe of a bridge that begins.
+  void connect();
+  Output& output() { return *output_; }
+
+  // What the bridge writes, in the order in which it does.
+  void willRead(std::string_view bytes) { unread_ += bytes; }
+  // Reads what has come out.
+  void read();
+  const std::string& unread() const { return unread_; }
+  void forget() { unread_.clear(); }
+
+  // What the product waits for on the reader's thread, or before its end. A host that stalls is not
+  // waited for.
+  void letAllOut();
+
+ private:
+  int input_ = -1;  // the host's end
+  std::string unread_;
+  std::unique_ptr<Output> output_;
+};
+
+}  // namespace world

@@ -272,6 +272,14 @@ TEST_F(Layer, AsksForALinkToADeviceThatAnotherProgramHolds) {
   EXPECT_EQ(battery(*peripheral).UUID(), kBattery);
 }
 
+TEST_F(Layer, AsksForALinkToADeviceThatAnotherProgramHeldBeforeTheScan) {
+  Air::shared().holdByAnother(*model);
+  const auto peripheral = discovered();
+  manager->connect(peripheral);
+  ASSERT_TRUE(waitFor(What::connect));
+  EXPECT_EQ(battery(*peripheral).UUID(), kBattery);
+}
+
 TEST_F(Layer, AsksNothingOfADeviceThatOnlyAnotherProgramHolds) {
   const auto peripheral = discovered();
   Air::shared().holdByAnother(*model);
@@ -300,6 +308,20 @@ TEST_F(Reset, KeepsARequestForALink) {
   ASSERT_TRUE(waitFor(What::connect));
   EXPECT_EQ(recorder.last(What::connect).peripheral, peripheral);
   EXPECT_EQ(battery(*peripheral).UUID(), kBattery);
+}
+
+TEST_F(Reset, EndsARequestForALinkThatHasFailed) {
+  const auto peripheral = discovered();
+  faults().failedConnections = 1;
+  manager->connect(peripheral);
+  settle();
+  reset();
+  ASSERT_TRUE(waitFor(What::state, 2));
+  settle();
+  EXPECT_EQ(recorder.count(What::connect), 0U);
+  EXPECT_EQ(Air::shared().connectionAttempts, 1U);
+  manager->connect(peripheral);
+  EXPECT_TRUE(waitFor(What::connect));
 }
 
 TEST_F(Reset, LeavesADeviceTheSameForANewScan) {
@@ -413,6 +435,33 @@ TEST_F(Layer, ReportsADeviceOnceHoweverOftenItAdvertises) {
   const auto peripheral = discovered();
   runFor(1);
   EXPECT_EQ(recorder.count(What::discover), 0U);
+}
+
+// Whose reader stalls.
+class StalledOutput final : public platform::Output {
+ public:
+  bool isStalled = true;
+
+  bool holdsBack() const override { return isStalled; }
+  void letOut() override {}
+  int descriptor() const override { return -1; }
+};
+
+TEST_F(Layer, ReportsADeviceOnceInANewScanAlsoWhereAnEarlierReportWaits) {
+  StalledOutput output;
+  output.isStalled = false;
+  system->deliverInto(output);
+  manager = system->makeCentralManager(recorder);
+  ASSERT_TRUE(waitFor(What::state));
+  manager->scanForPeripherals();
+  output.isStalled = true;
+  settle();
+  manager->scanForPeripherals();
+  settle();
+  EXPECT_EQ(recorder.count(What::discover), 0U);
+  output.isStalled = false;
+  settle();
+  EXPECT_EQ(recorder.count(What::discover), 1U);
 }
 
 TEST_F(Layer, HoldsBackWhatIsNotDecidedWhileAPersonIsAsked) {

@@ -19,12 +19,9 @@ using namespace std::chrono_literals;
 
 namespace {
 
-World* current = nullptr;
-
 // A turn of the loop that finds nothing to wait for takes some time all the same.
 constexpr Microseconds kTurn = 10us;
 constexpr std::size_t kMostTurnsAtOnce = 20000;
-constexpr std::size_t kMostLinesAtOnce = 50;
 constexpr std::size_t kMemoryOfOthers = std::size_t{128} << 10;  // bytes
 
 }  // namespace
@@ -40,12 +37,8 @@ World::World(const Plan& plan, const std::set<std::size_t>& left, Print print)
       orderDice_(plan.seed * 11 + 5),
       scene_(makeScene(*this, plan)),
       judge_(agenda_, scene_->radio()) {
-  current = this;
+  takeOutput();
   setUp();
-}
-
-World::~World() {
-  current = nullptr;
 }
 
 void World::setUp() {
@@ -247,19 +240,6 @@ void World::act() {
   judge_.didDo();
 }
 
-void World::willWrite(std::string_view bytes) {
-  act();
-  // Some lines belong to one callback.
-  writtenAtOnce_ = host_.output().holdsBack() && !isActing_ ? writtenAtOnce_ + 1 : 0;
-  if (writtenAtOnce_ > kMostLinesAtOnce) throw Wrong("goes on telling a host that does not read");
-  // Without the time, which is the machine's.
-  const bool isLog = bytes.starts_with("<@") && bytes.size() > 17;
-  tell("> " + std::string(isLog ? "<@" : "") +
-       std::string(bytes.substr(isLog ? 14 : 0, bytes.size() - (isLog ? 15 : 1))));
-  judge_.didWrite(bytes);
-  host_.willRead(bytes);
-}
-
 // --- Time
 
 World::Woken World::wait(Microseconds time, bool mayPass, const std::function<bool()>& isReady) {
@@ -333,31 +313,3 @@ bool World::canRest() {
 }
 
 }  // namespace world
-
-// What the core takes for the process's output is the output of the bridge that lives. The linker
-// puts these in the place of standardOutput(), Output::write() and Output::waitUntilOut().
-Output& wrapStandardOutput() asm("__wrap__Z14standardOutputv");
-extern "C" {
-void __real__ZN6Output5writeESt17basic_string_viewIcSt11char_traitsIcEE(Output* output,
-                                                                        std::string_view bytes);
-void __wrap__ZN6Output5writeESt17basic_string_viewIcSt11char_traitsIcEE(Output* output,
-                                                                        std::string_view bytes);
-void __wrap__ZN6Output12waitUntilOutEv(Output* output);
-}
-
-Output& wrapStandardOutput() {
-  return world::current->host().output();
-}
-
-extern "C" {
-void __wrap__ZN6Output5writeESt17basic_string_viewIcSt11char_traitsIcEE(Output* output,
-                                                                        std::string_view bytes) {
-  world::current->willWrite(bytes);
-  __real__ZN6Output5writeESt17basic_string_viewIcSt11char_traitsIcEE(output, bytes);
-  world::current->didWrite();
-}
-
-void __wrap__ZN6Output12waitUntilOutEv(Output* /*output*/) {
-  world::current->host().letAllOut();
-}
-}

@@ -83,6 +83,7 @@ class World final : public lab::Witness {
   void didLoseWrite(lab::StackDevice& device, std::string_view uuid,
                     const lab::Bytes& value) override;
 
+  void takeOutput();
   void setUp();
   void passStranger(std::size_t number);
   void happen(const Incident& incident);

@@ -41,40 +41,61 @@ Air& Air::shared() {
   return *air;
 }
 
+Device& Air::deviceOf(lab::DeviceModel& model) const {
+  const auto isIt = [&model](const auto& device) { return &device->model() == &model; };
+  return **std::ranges::find_if(devices_, isIt);
+}
+
 void Air::add(lab::DeviceModel& model) {
   @autoreleasepool {
-    auto& device = devices_[&model];
-    if (device == nullptr) device = std::make_unique<Device>(*this, model);
+    const auto isIt = [&model](const auto& device) { return &device->model() == &model; };
+    if (std::ranges::none_of(devices_, isIt)) {
+      devices_.push_back(std::make_unique<Device>(*this, model, devices_.size()));
+    }
     appear(model);
   }
 }
 
 void Air::vanish(lab::DeviceModel& model) {
   @autoreleasepool {
-    devices_.at(&model)->setPresent(false);
+    deviceOf(model).setPresent(false);
   }
 }
 
 void Air::appear(lab::DeviceModel& model) {
-  devices_.at(&model)->setPresent(true);
+  deviceOf(model).setPresent(true);
+}
+
+void Air::dropLink(lab::DeviceModel& model) {
+  deviceOf(model).drop();
 }
 
 void Air::holdByAnother(lab::DeviceModel& model) {
   @autoreleasepool {
-    devices_.at(&model)->holdByAnother();
+    deviceOf(model).setHeld(true);
+  }
+}
+
+void Air::releaseByAnother(lab::DeviceModel& model) {
+  @autoreleasepool {
+    deviceOf(model).setHeld(false);
   }
 }
 
 void Air::modifyServices(lab::DeviceModel& model) {
-  devices_.at(&model)->modifyServices();
+  deviceOf(model).modifyServices();
 }
 
 Faults& Air::faultsOf(lab::DeviceModel& model) {
-  return devices_.at(&model)->faults;
+  return deviceOf(model).faults;
+}
+
+lab::StackDevice& Air::seen(lab::DeviceModel& model) {
+  return deviceOf(model);
 }
 
 void Air::wake() {
-  for (const auto& [model, device] : devices_) device->wake();
+  for (const auto& device : devices_) device->wake();
 }
 
 void Air::setState(long state) {
@@ -82,7 +103,7 @@ void Air::setState(long state) {
   if (state != CBManagerStatePoweredOn) {
     isScanning_ = false;
     @autoreleasepool {
-      for (const auto& [model, device] : devices_) device->radioIsOff();
+      for (const auto& device : devices_) device->radioIsOff();
     }
   }
   if (manager != nil) [manager radioHasChanged];
@@ -93,15 +114,34 @@ void Air::setSeed(std::uint64_t seed) {
   if (seed != 0) random_.emplace(seed);
 }
 
-void Air::drive() {
-  if (!driven_) driven_ = lab::Microseconds{0};
+void Air::drive(std::function<lab::Microseconds()> clock) {
+  clock_ = std::move(clock);
+}
+
+void Air::forgetRequests() {
+  isScanning_ = false;
+  for (const auto& device : devices_) device->forgetRequests();
+}
+
+void Air::forgetProgram() {
+  @autoreleasepool {
+    ++program_;
+    manager = nil;
+    stopScan();
+    held_.clear();
+    for (const auto& device : devices_) device->forgetProgram();
+  }
 }
 
 void Air::clear() {
   events_.clear();
+  held_.clear();
   devices_.clear();
   setSeed(0);
   calls_ = callbacks_ = {};
+  delayedUntil_ = lab::Microseconds{0};
+  underWay_ = 0;
+  isTurning_ = true;
   state_ = CBManagerStatePoweredOn;
   authorization = kAllowedAlways;
   isScanning_ = false;
@@ -111,7 +151,7 @@ void Air::clear() {
 void Air::startScan(bool isRepeating) {
   isScanning_ = true;
   isRepeating_ = isRepeating;
-  for (const auto& [model, device] : devices_) {
+  for (const auto& device : devices_) {
     device->scanStarts();
     report(*device);
   }
@@ -119,7 +159,8 @@ void Air::startScan(bool isRepeating) {
 
 void Air::report(Device& device) {
   post([this, &device] {
-    if (!isScanning_ || !device.isAdvertising() || !device.isNews()) return;
+    if (!isScanning_ || state_ != CBManagerStatePoweredOn) return;
+    if (!device.isAdvertising() || !device.isNews()) return;
     ++reports;
     device.reported();
   });
@@ -127,7 +168,7 @@ void Air::report(Device& device) {
 
 lab::Microseconds Air::now() const {
   if (eventTime_) return *eventTime_;
-  if (driven_) return *driven_;
+  if (clock_) return clock_();
   return std::chrono::duration_cast<lab::Microseconds>(
       std::chrono::steady_clock::now().time_since_epoch());
 }
@@ -137,9 +178,38 @@ void Air::after(lab::Microseconds delay, std::function<void()> action) {
   if (entered == events_.begin() && !eventTime_) schedule();
 }
 
+void Air::pass(lab::Microseconds delay, std::function<void()> action) {
+  ++underWay_;
+  after(delay, [this, action = std::move(action)] {
+    --underWay_;
+    action();
+  });
+}
+
 void Air::enter(Way& way, std::function<void()> action) {
-  way.last = std::max(way.last, now() + delay());
-  after(way.last - now(), std::move(action));
+  way.last = std::max({way.last, now() + delay(), delayedUntil_});
+  pass(way.last - now(), std::move(action));
+}
+
+void Air::tell(std::function<void()> action) {
+  enter(callbacks_, [this, program = program_, action = std::move(action)] {
+    if (program != program_) return;
+    if (!isTurning_) return held_.push_back(action);
+    ++callbacks;
+    action();
+  });
+}
+
+void Air::setTurning(bool isTurning) {
+  isTurning_ = isTurning;
+  while (isTurning_ && !held_.empty()) {
+    const std::function<void()> action = std::move(held_.front());
+    held_.pop_front();
+    ++callbacks;
+    @autoreleasepool {
+      action();
+    }
+  }
 }
 
 // Mostly short, now and then long enough for much else to happen.
@@ -149,27 +219,21 @@ lab::Microseconds Air::delay() {
   return lab::Microseconds((*random_)() % (isLong ? 30'000 : 1'000));
 }
 
-bool Air::advanceTo(lab::Microseconds time) {
-  if (events_.empty() || events_.begin()->first > time) {
-    driven_ = std::max(*driven_, time);
-    return false;
-  }
-  driven_ = std::max(*driven_, events_.begin()->first);
-  happen();
-  return true;
+std::optional<lab::Microseconds> Air::next() const {
+  return events_.empty() ? std::nullopt : std::optional(events_.begin()->first);
 }
 
-void Air::skipTo(lab::Microseconds time) {
-  driven_ = std::max(*driven_, time);
-}
-
+// What is called may throw.
 void Air::happen() {
   const auto event = events_.extract(events_.begin());
+  const struct Happening {
+    std::optional<lab::Microseconds>& time;
+    ~Happening() { time.reset(); }
+  } happening{eventTime_};
   eventTime_ = event.key();
   @autoreleasepool {
     event.mapped()();
   }
-  eventTime_.reset();
 }
 
 // What was due while the run loop did not turn happens at its own time, before what came later: the
@@ -181,7 +245,7 @@ void Air::runDue() {
 }
 
 void Air::schedule() {
-  if (driven_) return;
+  if (clock_) return;
   [NSObject cancelPreviousPerformRequestsWithTarget:sharedClock()];
   if (events_.empty()) return;
   const std::chrono::duration<double> wait = events_.begin()->first - now();

@@ -278,12 +278,16 @@ void insert(NSMutableArray* list, NSUInteger index, NSString* identifier) {
 
 - (void)dealloc {
   --Air::shared().objects;
+  if (Air::shared().manager == self) [self endCentral];
+  [super dealloc];
+}
+
+- (void)endCentral {
   Air::shared().manager = nil;
   Air::shared().stopScan();
   @autoreleasepool {
-    for (const auto& [model, device] : Air::shared().devices()) device->forgetCentral();
+    for (const auto& device : Air::shared().devices()) device->forgetCentral();
   }
-  [super dealloc];
 }
 
 - (void)radioHasChanged {
@@ -291,6 +295,7 @@ void insert(NSMutableArray* list, NSUInteger index, NSString* identifier) {
   Air::shared().tell([self, state] {
     if (Air::shared().manager != self) return;
     knownState = state;
+    if (state != CBManagerStatePoweredOn) Air::shared().forgetRequests();
     [receiver centralManagerDidUpdateState:self];
   });
 }
@@ -320,7 +325,7 @@ void insert(NSMutableArray* list, NSUInteger index, NSString* identifier) {
 - (NSArray*)retrievePeripheralsWithIdentifiers:(NSArray*)identifiers {
   NSMutableArray* const known = [NSMutableArray array];
   if (![self isUsable]) return known;
-  for (const auto& [model, device] : Air::shared().devices()) {
+  for (const auto& device : Air::shared().devices()) {
     if (device->isKnown() && [identifiers containsObject:device->identifier()]) {
       [known addObject:device->object()];
     }
@@ -331,8 +336,10 @@ void insert(NSMutableArray* list, NSUInteger index, NSString* identifier) {
 - (NSArray*)retrieveConnectedPeripheralsWithServices:(NSArray*)serviceUUIDs {
   NSMutableArray* const connected = [NSMutableArray array];
   if (![serviceUUIDs containsObject:[CBUUID UUIDWithString:@"1800"]]) return connected;
-  for (const auto& [model, device] : Air::shared().devices()) {
-    if (device->isLinked()) [connected addObject:device->object()];
+  for (const auto& device : Air::shared().devices()) {
+    if (!device->isLinked()) continue;
+    [connected addObject:device->object()];
+    device->retrieved();
   }
   return connected;
 }

@@ -464,6 +464,40 @@ TEST_F(Layer, ReportsADeviceOnceInANewScanAlsoWhereAnEarlierReportWaits) {
   EXPECT_EQ(recorder.count(What::discover), 1U);
 }
 
+TEST_F(Layer, ReportsNothingOfAScanThatHasEndedWhileTheReportWaited) {
+  StalledOutput output;
+  output.isStalled = false;
+  system->deliverInto(output);
+  manager = system->makeCentralManager(recorder);
+  ASSERT_TRUE(waitFor(What::state));
+  manager->scanForPeripherals();
+  output.isStalled = true;
+  settle();
+  manager->stopScan();
+  output.isStalled = false;
+  settle();
+  EXPECT_EQ(recorder.count(What::discover), 0U);
+}
+
+TEST_F(Layer, TellsEachStateThatHasWaitedAsItWas) {
+  StalledOutput output;
+  output.isStalled = false;
+  system->deliverInto(output);
+  manager = system->makeCentralManager(recorder);
+  ASSERT_TRUE(waitFor(What::state));
+  recorder.forget();
+  output.isStalled = true;
+  Air::shared().setState(CBManagerStateResetting);
+  settle();
+  Air::shared().setState(CBManagerStatePoweredOn);
+  settle();
+  output.isStalled = false;
+  settle();
+  ASSERT_EQ(recorder.events().size(), 2U);
+  EXPECT_EQ(recorder.events().front().state, platform::CBManagerState::resetting);
+  EXPECT_EQ(recorder.events().back().state, platform::CBManagerState::poweredOn);
+}
+
 TEST_F(Layer, HoldsBackWhatIsNotDecidedWhileAPersonIsAsked) {
   Air& air = Air::shared();
   air.authorization = CBManagerAuthorizationNotDetermined;

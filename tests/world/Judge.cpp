@@ -211,7 +211,8 @@ void Judge::isAtEnd() {
   if (told_ != "poweredOn") return;
   for (const auto& [family, served] : served_) {
     const lab::StackDevice& device = served->device();
-    if (agenda_.now() - served->takenAt < kSetUp || served->hasFailedToConnect) continue;
+    const Microseconds since = std::max(served->takenAt, toldAt_);
+    if (agenda_.now() - since < kSetUp || served->hasFailedToConnect) continue;
     if (device.canBeConnected() && served->links == 0 && !device.isConnected()) {
       throw Wrong("does not bring the link up to " + device.model().name());
     }

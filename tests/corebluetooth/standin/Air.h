@@ -26,6 +26,7 @@ class Device;
 // What a device's side of the air does wrong; the rest is the model's.
 struct Faults {
   std::size_t failedConnections = 0;       // so many fail, at once
+  lab::Microseconds linkTime{0};           // until a link comes up that is asked for
   bool connectsTwice = false;              // a link is told twice
   std::optional<std::string> localName{};  // that it advertises beside the name that it is known by
   bool doesNameComeLater = false;          // the first report has none

@@ -167,7 +167,8 @@ void Device::want() {
     if ([asking.get() device] == nullptr) return;
     ++air_.connectionAttempts;
     isWanted_ = true;
-    tryToConnect();
+    if (faults.linkTime == lab::Microseconds(0)) return tryToConnect();
+    air_.after(faults.linkTime, [this] { tryToConnect(); });
   });
 }
 

@@ -53,6 +53,7 @@ class AirScene final : public Scene {
 
   World& world_;
   std::shared_ptr<const Setting> setting_;
+  lab::Dice dice_;
   standin::Air& air_;
   AirRadio radio_;
   std::vector<lab::BenchDevice*> models_;

@@ -25,6 +25,7 @@ constexpr Microseconds kLongestDelay = 5s;
 AirScene::AirScene(World& world, const Plan& plan)
     : world_(world),
       setting_(plan.setting != nullptr ? plan.setting : std::make_shared<const Setting>()),
+      dice_(plan.seed * 7 + 3),
       air_(standin::Air::shared()),
       radio_(world.agenda(), air_) {
   scene = this;
@@ -56,6 +57,7 @@ lab::StackDevice& AirScene::add(lab::BenchDevice& model, const PlannedDevice& pl
   if (setting_->advertisesOtherNames) faults.localName = "Tramsel-other";
   faults.doesNameComeLater = planned.doesNameComeLater;
   if (planned.isHidden) faults.discoveryError = 14;
+  if (dice_.oneIn(2)) faults.linkTime = dice_.between(0s, 8s);
   models_.push_back(&model);
   isHeldFirst_.push_back(planned.isStored);
   return air_.seen(model);

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "corebluetooth/standin/Air.h"
+#include "support/corebluetooth/Air.h"
 #include "tests/world/Radio.h"
 
 namespace world {

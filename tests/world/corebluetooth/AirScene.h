@@ -7,8 +7,8 @@
 #include <memory>
 #include <vector>
 
-#include "corebluetooth/standin/Air.h"
 #include "lab/bluetoothd/Dice.h"
+#include "support/corebluetooth/Air.h"
 #include "tests/world/Scene.h"
 #include "tests/world/World.h"
 #include "tests/world/corebluetooth/AirRadio.h"

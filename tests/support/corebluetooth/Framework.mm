@@ -1,6 +1,6 @@
-#import "corebluetooth/standin/Framework.h"
+#import "support/corebluetooth/Framework.h"
 
-#include "corebluetooth/standin/Air.h"
+#include "support/corebluetooth/Air.h"
 
 NSString* const CBErrorDomain = @"CBErrorDomain";
 NSString* const CBATTErrorDomain = @"CBATTErrorDomain";

@@ -3,7 +3,7 @@
 
 #import <CoreBluetooth/CoreBluetooth.h>
 
-#include "corebluetooth/standin/Device.h"
+#include "support/corebluetooth/Device.h"
 
 @interface CBCentralManager (StandIn)
 - (void)radioHasChanged;

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <chrono>
 
-#include "corebluetooth/standin/Air.h"
 #import "platform/corebluetooth/MainLoop.h"
+#include "support/corebluetooth/Air.h"
 
 @interface VornixWakeUp : NSObject
 @end

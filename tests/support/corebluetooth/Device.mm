@@ -1,11 +1,11 @@
-#import "corebluetooth/standin/Device.h"
+#import "support/corebluetooth/Device.h"
 
 #include <algorithm>
 #include <array>
 #include <utility>
 #include <variant>
 
-#import "corebluetooth/standin/Framework.h"
+#import "support/corebluetooth/Framework.h"
 
 namespace standin {
 namespace {

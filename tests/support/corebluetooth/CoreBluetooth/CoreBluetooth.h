@@ -1,6 +1,6 @@
 // Stands in for the framework of the same name where there is none: the classes and protocols that
 // the layer uses, as their documentation describes them, over devices on a radio of the tests' own
-// (standin/Air.h).
+// (Air.h).
 //
 // It keeps no promise that is not documented, and where the documentation is silent it does what is
 // worst for the layer: lists keep what earlier discoveries have found, a failed read leaves the

@@ -9,10 +9,10 @@
 #include <string_view>
 #include <vector>
 
-#include "corebluetooth/standin/Air.h"
 #include "lab/Text.h"
 #include "lab/models/Models.h"
 #include "main.h"
+#include "support/corebluetooth/Air.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#import "corebluetooth/standin/Air.h"
+#import "support/corebluetooth/Air.h"
 
 #include <algorithm>
 #include <chrono>
@@ -6,8 +6,8 @@
 #include <string>
 #include <utility>
 
-#import "corebluetooth/standin/Device.h"
-#import "corebluetooth/standin/Framework.h"
+#import "support/corebluetooth/Device.h"
+#import "support/corebluetooth/Framework.h"
 
 @interface StandInClock : NSObject
 - (void)tick;

@@ -11,11 +11,11 @@
 #include <string>
 #include <string_view>
 
-#include "corebluetooth/standin/Air.h"
 #include "lab/DeviceModel.h"
 #include "lab/Uuid.h"
 #include "lab/Witness.h"
 #include "platform/corebluetooth/Retained.h"
+#include "support/corebluetooth/Air.h"
 
 namespace standin {
 

@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "contract/Recorder.h"
-#include "corebluetooth/standin/Air.h"
 #include "lab/models/Models.h"
 #include "platform/Platform.h"
+#include "support/corebluetooth/Air.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <iostream>
 
 #include "contract/Bench.h"
-#include "corebluetooth/standin/Air.h"
+#include "support/corebluetooth/Air.h"
 
 namespace contract {
 namespace {

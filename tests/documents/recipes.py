@@ -89,6 +89,8 @@ COMMANDS_AS_EXAMPLES = {
 }
 
 PLATFORMS_AS_EXAMPLES = {
+    "explains where what is": "CONTRIBUTING.md",
+    "plants defects in those that have them": "tests/world/defects.txt",
     "plants includes": "tests/unit/core/LayeringTest.cpp",
     "compares with the other system": "docs/platforms/macos.md",
     "is about these recipes": "tests/documents/recipes.py",

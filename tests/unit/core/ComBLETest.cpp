@@ -362,6 +362,16 @@ TEST_F(Connection, IsToldApartByTheDeviceWhenAllFamiliesAreThere) {
   EXPECT_EQ(labelOf(tramsel), "Dorvane");
 }
 
+// Its name has changed between two discoveries.
+TEST_F(Connection, OfADeviceOfTwoFamiliesIsForTheFirstInTheOrderOfConnections) {
+  const auto device = found("Tenoval");
+  device->setName("Nomsuel");
+  discover(device);
+  EXPECT_EQ(of([&] { connect(device); }),
+            Entries{"Tenoval." + discoverServices({service_fenwix, service_batt, service_info,
+                                                   service_fenwix_config})});
+}
+
 TEST_F(Connection, AgainAsksForTheServicesAgain) {
   const auto device = found("Tramsel");
   connect(device);

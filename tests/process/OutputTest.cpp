@@ -138,6 +138,21 @@ TEST(StalledHost, DoesNotKeepTheBridgeFromEndingOnKill) {
   EXPECT_TRUE(endsUnread(bridge));
 }
 
+// The pipe holds a part of a long line when the bridge is told to end.
+TEST(StalledHost, ThatReadsOnAfterKillGetsTheStartedLineWhole) {
+  const std::string piece(1000, '3');  // 500 times "3"
+  const std::vector<std::string> pieces(131, "send=" + piece);
+  Bridge bridge(with(with(fenwix(), id::command, {"send=AA13DCFF"}), id::command, pieces),
+                {.outputRoom = 4096});
+  bridge.stall();
+  while (bridge.next(milliseconds(0))) continue;  // lines that were read before
+  EXPECT_FALSE(bridge.next(seconds(1)));
+  ASSERT_TRUE(bridge.writeLine("kill"));
+  bridge.resume();
+  expectLine(bridge, "<PJSON;" + std::string(65500, '3') + ";");
+  expectQuietEnd(bridge);
+}
+
 // A long line from the reader thread waits for the host as well, and stays whole among the values.
 TEST(StalledHost, GetsALongAnswerAndEveryValue) {
   constexpr std::uint32_t total = 20000;

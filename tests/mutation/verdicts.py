@@ -4,6 +4,7 @@ import dataclasses
 import hashlib
 import json
 import pathlib
+import re
 import threading
 
 
@@ -14,7 +15,10 @@ class Verdict:
 
 
 class Verdicts:
-    """By mutation. A verdict counts while the mutation and the file that it changes are the same."""
+    """By mutation. A verdict counts while the mutation and the file that it changes are the same.
+
+    Comments may change: they are no part of what is compared.
+    """
 
     def __init__(self, path, source):
         self._path = pathlib.Path(path)
@@ -39,4 +43,8 @@ class Verdicts:
 
     def _digest(self, mutation):
         text = (self._source / mutation.file).read_text(encoding="utf-8")
-        return hashlib.sha256(mutation.apply(text).encode()).hexdigest()
+        return hashlib.sha256(without_comments(mutation.apply(text)).encode()).hexdigest()
+
+
+def without_comments(text):
+    return re.sub(r"(?m)^\s*//.*\n|\s+// .*$", "", text)

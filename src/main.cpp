@@ -1,6 +1,7 @@
 #include "main.h"
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
@@ -18,12 +19,12 @@ ComBLE* comBLE = nullptr;
 
 namespace {
 
-// Some hosts leave the child's ends of its pipes non-blocking. A line would then be cut off when
-// the pipe is full, and an empty pipe taken for the end of the input.
-void makeBlocking(std::FILE* stream) {
-  const int flags = ::fcntl(fileno(stream), F_GETFL);
+// Some hosts leave the child's ends of its pipes non-blocking. An empty pipe would then be taken
+// for the end of the input. (Output never waits in a write.)
+void makeInputBlocking() {
+  const int flags = ::fcntl(STDIN_FILENO, F_GETFL);
   if (flags >= 0 && (flags & O_NONBLOCK) != 0) {
-    ::fcntl(fileno(stream), F_SETFL, flags & ~O_NONBLOCK);
+    ::fcntl(STDIN_FILENO, F_SETFL, flags & ~O_NONBLOCK);
   }
 }
 
@@ -31,8 +32,7 @@ void makeBlocking(std::FILE* stream) {
 
 int runVornix(platform::Platform& platform) {
   isRunning = true;
-  makeBlocking(stdin);
-  makeBlocking(stdout);
+  makeInputBlocking();
   std::setbuf(stdout, nullptr);
   std::signal(SIGPIPE, SIG_IGN);  // a host that is gone closes the input, which ends the process
   platform.deliverInto(standardOutput());

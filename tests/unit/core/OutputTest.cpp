@@ -10,6 +10,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <future>
 #include <random>
 #include <string>
 #include <thread>
@@ -154,13 +155,24 @@ TEST(RoomOfAPipe, IsAskedForOnceInManyLines) {
   const Ends ends = pipeWith(65536);
   platform::OutputRoom room;
   ASSERT_EQ(room.take(ends.writing, 80), 80U);
-  // For a closed descriptor, a new look at the pipe would grant everything.
-  ::close(ends.writing);
+  // In a full pipe a new look would find no room.
+  dontBlock(ends.writing);
+  while (::write(ends.writing, "x", 1) == 1) continue;
   for (int i = 0; i < 400; ++i) ASSERT_EQ(room.take(ends.writing, 80), 80U);
-  EXPECT_EQ(room.take(ends.writing, 40000), 40000U);
+  EXPECT_EQ(room.take(ends.writing, 40000), 0U);
+  ::close(ends.writing);
   ::close(ends.reading);
 }
 #endif
+
+// So that a line of any length is one write there.
+TEST(RoomOfAFile, IsThereForAnyLength) {
+  std::FILE* file = std::tmpfile();
+  ASSERT_NE(file, nullptr);
+  platform::OutputRoom room;
+  EXPECT_EQ(room.take(fileno(file), 10'000'000), 10'000'000U);
+  std::fclose(file);
+}
 
 class HeldOutput : public testing::Test {
  protected:
@@ -209,6 +221,15 @@ TEST_F(HeldOutput, NeverWaitsAndKeepsTheOrder) {
   EXPECT_FALSE(output.holdsBack());
 }
 
+TEST_F(HeldOutput, IsNotOvertakenWhenThereIsRoomAgain) {
+  output.write(std::string(100000, 'a'));
+  std::string all = readUpTo(ends.reading, 100000);
+  output.write("b\n");
+  output.letOut();
+  all += readAll();
+  EXPECT_EQ(all, std::string(100000, 'a') + "b\n");
+}
+
 TEST_F(HeldOutput, IsWaitedForUntilTheReaderHasTakenIt) {
   output.write(std::string(300000, 'x'));
   std::size_t taken = 0;
@@ -233,6 +254,26 @@ TEST_F(HeldOutput, IsGivenUpWhenTheReaderNeedsTooLong) {
   output.write(std::string(300000, 'x'));
   output.close(1ms);
   EXPECT_TRUE(output.holdsBack());
+}
+
+// That thread may have written a part of a line.
+TEST_F(HeldOutput, IsLeftAloneAtTheEndWhileAnotherThreadWrites) {
+  output.write(std::string(100000, 'a'));
+  const std::string out = readUpTo(ends.reading, 100000);
+  ASSERT_LT(out.size(), 100000U);
+  std::promise<void> holds;
+  std::promise<void> isClosed;
+  std::thread other([&] {
+    flockfile(stream);
+    holds.set_value();
+    isClosed.get_future().wait();
+    funlockfile(stream);
+  });
+  holds.get_future().wait();
+  output.close(1ms);
+  EXPECT_EQ(readUpTo(ends.reading, 100000), "");
+  isClosed.set_value();
+  other.join();
 }
 
 // A thread's write returns at once although another thread waits for the reader.

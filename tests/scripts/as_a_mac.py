@@ -34,7 +34,8 @@ class Sources(unittest.TestCase):
         source = tool.BUILD / "source.cpp"
         source.write_text(text)
         entry = {"command": f"clang++ -std=c++20 -Wall -Wshadow -o x.o -c {source}"}
-        return tool.read(tool.options(entry, CLANG), str(source), self.begin)
+        changed = tool.overlay(sorted(tool.BUILD.glob("*.[hc]*")))
+        return tool.read(tool.options(entry, CLANG), str(source), self.begin, changed)
 
     def test_takes_what_both_have(self):
         self.assertEqual(self.said(
@@ -44,6 +45,19 @@ class Sources(unittest.TestCase):
     def test_takes_the_branch_of_those_that_have_it_not(self):
         self.assertEqual(self.said(
             "#include <fcntl.h>\nint main() {\n#ifdef F_SETPIPE_SZ\n  none;\n#endif\n}\n"), "")
+
+    def test_takes_the_branch_of_a_mac(self):
+        self.assertEqual(self.said(
+            "#include <fcntl.h>\n#include <unistd.h>\nint main() {\n  int ends[2];\n"
+            "#ifdef __APPLE__\n  return ::pipe(ends);\n#else\n"
+            "  return ::pipe2(ends, O_CLOEXEC);\n#endif\n}\n"
+            "#if defined(__linux__) || defined(__GLIBC__)\n#error not here\n#endif\n"), "")
+
+    def test_refuses_what_is_wrong_in_the_branch_of_a_mac(self):
+        own = "inline int open(int* ends) {\n#ifdef __APPLE__\n  return ::pipe2(ends, 0);\n#endif\n}\n"
+        (tool.BUILD / "own.h").write_text(own)
+        said = self.said('#include <unistd.h>\n#include "own.h"\nint main() { return 0; }\n')
+        self.assertRegex(said, r"/own\.h:3:.*error: attempt to use a poisoned identifier")
 
     def test_refuses_a_header_of_linux(self):
         for name in ("sys/epoll.h", "malloc.h", "linux/input.h", "systemd/sd-bus.h"):

@@ -11,6 +11,8 @@
 #include "HostCommands.h"
 #include "RunLoop.h"
 #include "Utils.h"
+#include "tests/oracle/Commands.h"
+#include "tests/oracle/Utf8.h"
 #include "tests/oracle/subject/Endings.h"
 
 namespace world {
@@ -131,6 +133,20 @@ void World::happenToHost(const Incident& incident) {
   // What it has just begun or ended, and perhaps once more.
   if (incident.choice % 4 == 1) host_.commands.push_back(commandOf(incident.which ^ 1U, 1));
   if (incident.choice % 16 == 1) host_.commands.push_back(commandOf(incident.which, 1));
+}
+
+// The host sends a command for it, if there is one for devices of its family.
+void World::orderFrom(const lab::StackDevice& device) {
+  constexpr std::size_t kCount = 16;
+  const oracle::Family* const family = oracle::familyOf(oracle::lowered(device.model().name()));
+  const std::size_t first = orderDice_.below(kCount);
+  for (std::size_t i = 0; i < kCount; ++i) {
+    const std::string line = commandOf((first + i) % kCount, 1);
+    const oracle::Command* const command = oracle::commandOf(line);
+    if (command == nullptr || command->family == nullptr || command->family != family) continue;
+    tell("* " + line);
+    return host_.commands.push_back(line);
+  }
 }
 
 void World::sendValues(std::size_t number, std::size_t choice) {

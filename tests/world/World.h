@@ -89,6 +89,7 @@ class World final : public lab::Witness {
   void happen(const Incident& incident);
   void happenToHost(const Incident& incident);
   void sendValues(std::size_t device, std::size_t choice);
+  void orderFrom(const lab::StackDevice& device);
   void liveOnce();
   void act();
   Woken turn(Microseconds time, bool mayPass, const std::function<bool()>& isReady);
@@ -115,8 +116,9 @@ class World final : public lab::Witness {
   std::size_t spoilChoice_ = 0;
   std::size_t turnsAtOnce_ = 0;    // of the bridge, without that time passes
   std::size_t memoryInUse_ = 0;    // when half of the strangers had passed
-  std::size_t writtenAtOnce_ = 0;  // lines, while something is held back
-  ComBLE* bridge_ = nullptr;       // the one that lives
+  std::size_t timesHeldBack_ = 0;  // so many times was written while something was held back
+  Microseconds writtenAt_{0};
+  ComBLE* bridge_ = nullptr;  // the one that lives
 };
 
 }  // namespace world

@@ -9,7 +9,8 @@ namespace {
 
 World* current = nullptr;
 
-constexpr std::size_t kMostLinesAtOnce = 50;
+// The lines of one callback come at one time. Those of the run loop itself are few.
+constexpr std::size_t kMostTimesHeldBack = 3;
 
 }  // namespace
 
@@ -23,9 +24,10 @@ World::~World() {
 
 void World::willWrite(std::string_view bytes) {
   act();
-  // Some lines belong to one callback.
-  writtenAtOnce_ = host_.output().holdsBack() && !isActing_ ? writtenAtOnce_ + 1 : 0;
-  if (writtenAtOnce_ > kMostLinesAtOnce) throw Wrong("goes on telling a host that does not read");
+  if (!host_.output().holdsBack()) timesHeldBack_ = 0;
+  if (host_.output().holdsBack() && now() != writtenAt_) ++timesHeldBack_;
+  writtenAt_ = now();
+  if (timesHeldBack_ > kMostTimesHeldBack) throw Wrong("goes on telling a host that does not read");
   // Without the time, which is the machine's.
   const bool isLog = bytes.starts_with("<@") && bytes.size() > 17;
   tell("> " + std::string(isLog ? "<@" : "") +

@@ -97,6 +97,8 @@ void World::didShowCharacteristics(lab::StackDevice& device) {
 void World::didInvalidateServices(lab::StackDevice& device) {
   tell("  services invalid: " + device.model().name());
   judge_.didInvalidateServices(device);
+  // Its services are found again soon, and few orders would be given by chance until then.
+  if (orderDice_.oneIn(3)) orderFrom(device);
 }
 
 void World::didLoseWrite(lab::StackDevice& device, std::string_view uuid, const lab::Bytes& value) {

@@ -49,6 +49,8 @@ class Air {
   void appear(lab::DeviceModel& model);
   // Ends its link, if it has one.
   void dropLink(lab::DeviceModel& model);
+  // The action follows when the device has been asked so many times more (1 or more).
+  void whenAsked(lab::DeviceModel& model, std::size_t times, std::function<void()> action);
   Faults& faultsOf(lab::DeviceModel& model);
 
   // Another program has a link to it, and gives it up again.

@@ -70,6 +70,10 @@ void Air::dropLink(lab::DeviceModel& model) {
   deviceOf(model).drop();
 }
 
+void Air::whenAsked(lab::DeviceModel& model, std::size_t times, std::function<void()> action) {
+  deviceOf(model).whenAsked(times, std::move(action));
+}
+
 void Air::holdByAnother(lab::DeviceModel& model) {
   @autoreleasepool {
     deviceOf(model).setHeld(true);

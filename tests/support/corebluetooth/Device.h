@@ -69,6 +69,7 @@ class Device final : public lab::Link, public lab::StackDevice {
   void forgetRequests();
   void setHeld(bool isHeld);  // by another program
   void modifyServices();
+  void whenAsked(std::size_t times, std::function<void()> action);
   void retrieved();  // among those that are connected
 
   void discoverServices(NSArray* identifiers);
@@ -145,6 +146,8 @@ class Device final : public lab::Link, public lab::StackDevice {
   std::deque<Request> requests_;
   std::uint64_t start_ = 0;  // numbers the times when the first of them is begun
   bool isStuck_ = false;     // it is not answered
+  std::size_t untilAsked_ = 0;
+  std::function<void()> onceAsked_;
 };
 
 }  // namespace standin

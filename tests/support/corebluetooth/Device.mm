@@ -276,6 +276,11 @@ void Device::modifyServices() {
   });
 }
 
+void Device::whenAsked(std::size_t times, std::function<void()> action) {
+  untilAsked_ = times;
+  onceAsked_ = std::move(action);
+}
+
 void Device::loseLink(bool isReported) {
   if (!std::exchange(isLinked_, false)) return;
   ++link_;
@@ -328,6 +333,7 @@ void Device::startNext() {
 // A device that owes an answer gives none to what is asked after that either.
 void Device::carryOut(const Request& request) {
   using Fate = lab::Witness::Fate;
+  if (untilAsked_ > 0 && --untilAsked_ == 0) air_.post(std::exchange(onceAsked_, {}));
   Fate fate = Fate::serve;
   if (air_.witness != nullptr && request.refuse) {
     fate = air_.witness->fateOf(*this, request.verb, request.uuid);

@@ -4,6 +4,7 @@
 
 #import <Foundation/Foundation.h>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -48,7 +49,8 @@ class AirScene final : public Scene {
   void setState(long state);
   void setStateFor(long state, Microseconds length);
   void askPerson();
-  void hold(lab::BenchDevice& model, Microseconds length);
+  void atOnceOrWhenAsked(const Incident& incident, lab::BenchDevice& model,
+                         const std::function<void()>& action);
   void endPool();
 
   World& world_;

@@ -102,11 +102,13 @@ void AirScene::happen(const Incident& incident, std::size_t number) {
   lab::BenchDevice* const model = models_.empty() ? nullptr : models_[number];
   switch (incident.kind) {
     case Kind::vanish:
-      air_.vanish(*model);
-      world_.agenda().after(incident.length, [this, model] { air_.appear(*model); });
+      atOnceOrWhenAsked(incident, *model, [this, model, length = incident.length] {
+        air_.vanish(*model);
+        world_.agenda().after(length, [this, model] { air_.appear(*model); });
+      });
       break;
     case Kind::loseLink:
-      air_.dropLink(*model);
+      atOnceOrWhenAsked(incident, *model, [this, model] { air_.dropLink(*model); });
       break;
     case Kind::powerOff:
       setStateFor(CBManagerStatePoweredOff, incident.length);
@@ -128,11 +130,21 @@ void AirScene::happen(const Incident& incident, std::size_t number) {
       air_.faultsOf(*model).failedConnections = 1 + incident.choice % 2;
       break;
     case Kind::changeServices:
-      air_.modifyServices(*model);
+      atOnceOrWhenAsked(incident, *model, [this, model] { air_.modifyServices(*model); });
       break;
     default:
       std::abort();  // is not drawn here
   }
+}
+
+// Few requests are on their way at any moment that is not chosen by them.
+void AirScene::atOnceOrWhenAsked(const Incident& incident, lab::BenchDevice& model,
+                                 const std::function<void()>& action) {
+  if (incident.choice % 2 == 0) return action();
+  air_.whenAsked(model, 1 + incident.choice / 2 % 12, [this, kind = incident.kind, &model, action] {
+    world_.tell("  now: " + std::string(nameOf(kind)) + " " + model.name());
+    action();
+  });
 }
 
 void AirScene::setState(long state) {

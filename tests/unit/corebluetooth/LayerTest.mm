@@ -552,6 +552,20 @@ TEST_F(Layer, ForgetsTheRequestsToADeviceThatNobodyHolds) {
   EXPECT_TRUE(recorder.events().empty());
 }
 
+// The framework holds on to its own object while a callback for it is under way.
+TEST_F(Layer, HearsNoMoreValuesOfADeviceThatNobodyHolds) {
+  model->control("rate 200");
+  auto peripheral = connected();
+  peripheral->setNotifyValue(true, motion(*peripheral));
+  ASSERT_TRUE(waitFor(What::value, 3));
+  Air::shared().delayUntil(Air::shared().now() + lab::Microseconds(500'000));
+  runFor(0.1);
+  recorder.forget();
+  peripheral.reset();
+  settle();
+  EXPECT_EQ(recorder.count(What::value), 0U);
+}
+
 // Lets go of the peripheral from within its own callback.
 class Quitter final : public platform::CBPeripheralDelegate {
  public:

@@ -110,17 +110,8 @@ void Bluetoothd::serveProperty(const BusMessage& call, const std::string& path) 
   if (device == nullptr) return bus_.sendError(call, kUnknownObject, "No such object");
   lookAtSockets(*device);
   BusMessage reply = MessageBus::newReply(call);
-  const std::string property = name;
-  const bool isConnected = device->isConnected_;
-  const bool isGatt = path != device->path();
-  if (isGatt && !device->hasGattObjects_) {
-    return bus_.sendError(call, kUnknownObject, "No such object");
-  }
-  if (isGatt && property == "UUID") {
-    sd_bus_message_append(reply.get(), "v", "s", "");
-  } else {
-    sd_bus_message_append(reply.get(), "v", "b", property == "Connected" && isConnected ? 1 : 0);
-  }
+  const bool isTrue = device->isConnected_ && std::string(name) == "Connected";
+  sd_bus_message_append(reply.get(), "v", "b", isTrue ? 1 : 0);
   bus_.sendReply(std::move(reply));
 }
 

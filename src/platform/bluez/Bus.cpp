@@ -61,6 +61,14 @@ void Call::start(const Bus& bus, const Message& call, OnReply onReply) {
   onReply_ = std::move(onReply);
 }
 
+// Any property would do. The standard Ping would not: BlueZ's D-Bus library answers it ahead of
+// BlueZ's signals.
+void Call::startRoundTrip(const Bus& bus, const std::string& devicePath,
+                          std::function<void()> onBack) {
+  start(bus, bus.property(devicePath, kDeviceInterface, "Connected"),
+        [onBack = std::move(onBack)](sd_bus_message* /*reply*/) { onBack(); });
+}
+
 void Call::cancel() {
   slot_.reset();
   onReply_ = nullptr;

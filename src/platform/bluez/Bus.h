@@ -81,6 +81,12 @@ class Call {
   // Sends the call; the reply may be an error. Without a connection nothing is sent and no reply
   // comes: the loss of the bus is reported by the Loop.
   void start(const Bus& bus, const Message& call, OnReply onReply);
+
+  // Asks BlueZ for any answer. It handles calls in order, and signals what it has noticed before it
+  // answers. So when onBack is called, it has read all that was sent to it before, and what it knew
+  // by then has arrived here.
+  void startRoundTrip(const Bus& bus, const std::string& devicePath, std::function<void()> onBack);
+
   bool isPending() const { return slot_ != nullptr; }
 
   // Forgets the call: a reply that still comes is ignored.

@@ -55,7 +55,7 @@ void Peripheral::deviceDidChange(std::string_view path, const DeviceProperties& 
   if (properties.connected) setConnected(*properties.connected);
   if (properties.servicesResolved) {
     areServicesResolved_ = *properties.servicesResolved;
-    if (areServicesResolved_) requests_.servicesAreResolved();
+    if (areServicesResolved_) requests_.servicesDidResolve();
   }
   link_.step();
 }

@@ -41,7 +41,7 @@ void RequestQueue::linkDidGoDown() {
   requests_.clear();
 }
 
-void RequestQueue::servicesAreResolved() {
+void RequestQueue::servicesDidResolve() {
   if (phase_ == Phase::awaitingServices) discoverServices();
 }
 
@@ -202,8 +202,8 @@ void RequestQueue::didDecide(Subscriber& subscriber, const std::optional<Error>&
   startNext();
 }
 
-// An acquired subscription is ended by closing its socket, which nothing confirms. BlueZ answers
-// the question after it has noticed that, so that the subscription can be made again at once.
+// An acquired subscription is ended by closing its socket, which nothing confirms. After a round
+// trip BlueZ has noticed it, so that the subscription can be made again at once.
 void RequestQueue::unsubscribe(Characteristic& characteristic) {
   const Bus& bus = peripheral_.loop().useBus();
   const bool isOnBlueZ = characteristic.source() == Characteristic::Source::characteristic;
@@ -212,17 +212,18 @@ void RequestQueue::unsubscribe(Characteristic& characteristic) {
     tellNotificationState(characteristic, std::nullopt);
     return finish();
   }
-  const std::string& path = characteristic.path();
-  const Message call = characteristic.hasSocket()
-                           ? bus.property(path, kCharacteristicInterface, "Notifying")
-                           : bus.method(path, kCharacteristicInterface, "StopNotify");
-  if (characteristic.hasSocket()) characteristic.endSubscription();
-  call_.start(bus, call, [this, &characteristic](sd_bus_message* /*reply*/) {
+  const auto whenEnded = [this, &characteristic] {
     characteristic.endSubscription();
     tellNotificationState(characteristic, std::nullopt);
     finish();
     startNext();
-  });
+  };
+  if (characteristic.hasSocket()) {
+    characteristic.endSubscription();
+    return call_.startRoundTrip(bus, peripheral_.path(), whenEnded);
+  }
+  call_.start(bus, bus.method(characteristic.path(), kCharacteristicInterface, "StopNotify"),
+              [whenEnded](sd_bus_message* /*reply*/) { whenEnded(); });
 }
 
 void RequestQueue::write(const Request& request) {
@@ -241,16 +242,14 @@ void RequestQueue::write(const Request& request) {
 }
 
 // An error may mean that the device refuses, or that the link is going down, in which case there is
-// no callback. BlueZ signals the loss of the link before or after the error, but before it answers
-// the question asked here.
+// no callback. BlueZ signals the loss of the link before or after the error, but no later than the
+// round trip ends.
 void RequestQueue::refuseIfLinkHolds(const Error& error) {
-  const Bus& bus = peripheral_.loop().useBus();
-  call_.start(bus, bus.property(peripheral_.path(), kDeviceInterface, "Connected"),
-              [this, error](sd_bus_message* /*reply*/) {
-                tellRefusal(requests_.front(), error);
-                finish();
-                startNext();
-              });
+  call_.startRoundTrip(peripheral_.loop().useBus(), peripheral_.path(), [this, error] {
+    tellRefusal(requests_.front(), error);
+    finish();
+    startNext();
+  });
 }
 
 void RequestQueue::tellRefusal(const Request& request, const Error& error) {

@@ -27,7 +27,7 @@ class RequestQueue {
 
   // Events from BlueZ about the device.
   void linkDidGoDown();
-  void servicesAreResolved();
+  void servicesDidResolve();
   void objectDidDisappear(std::string_view path);
 
  private:

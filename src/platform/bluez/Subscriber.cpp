@@ -62,19 +62,15 @@ void Subscriber::startNotify() {
        });
 }
 
-// BlueZ handles calls in order: when it answers the question, it has sent the request to the
-// device.
+// After the round trip BlueZ has sent the request to the device.
 void Subscriber::send(const Message& call, Call::OnReply onReply) {
   wait_.stop();
   call_.start(loop_.useBus(), call, std::move(onReply));
-  ask([this](sd_bus_message* /*reply*/) { wait_.start(isLate_ ? kLimit : kPatience); });
+  startRoundTrip([this] { wait_.start(isLate_ ? kLimit : kPatience); });
 }
 
-// Asks for any property, only to see that BlueZ answers.
-void Subscriber::ask(Call::OnReply onReply) {
-  const Bus& bus = loop_.useBus();
-  question_.start(bus, bus.property(characteristic_.path(), kCharacteristicInterface, "UUID"),
-                  std::move(onReply));
+void Subscriber::startRoundTrip(std::function<void()> onBack) {
+  roundTrip_.startRoundTrip(loop_.useBus(), peripheral_.path(), std::move(onBack));
 }
 
 void Subscriber::handleTime() {
@@ -89,25 +85,23 @@ void Subscriber::waitAnew() {
 }
 
 // BlueZ may have hung meanwhile, while the device's answer waited for it. It handles that in the
-// same turn of its loop as the first question, so its reply comes before the answer to the second.
+// same turn of its loop as the first round trip, so its reply comes before the end of the second.
 void Subscriber::giveUp() {
-  ask([this](sd_bus_message* /*reply*/) {
-    ask([this](sd_bus_message* /*reply*/) {
+  startRoundTrip([this] {
+    startRoundTrip([this] {
       refuseIfLinkHolds(Error{SD_BUS_ERROR_NO_REPLY, 0, "The subscription was not answered"});
     });
   });
 }
 
 // An error may mean that the device refuses, or that the link is going down, which ends this
-// object. BlueZ signals the loss of the link before or after the error, but before it answers the
-// question asked here.
+// object. BlueZ signals the loss of the link before or after the error, but no later than the round
+// trip ends.
 void Subscriber::refuseIfLinkHolds(const Error& error) {
   call_.cancel();
   wait_.stop();
   characteristic_.endSubscription();
-  const Bus& bus = loop_.useBus();
-  question_.start(bus, bus.property(peripheral_.path(), kDeviceInterface, "Connected"),
-                  [this, error](sd_bus_message* /*reply*/) { finish(error); });
+  startRoundTrip([this, error] { finish(error); });
 }
 
 // onDone_ is moved out of the object first, since it may destroy the object.

@@ -51,7 +51,7 @@ class Subscriber {
   void handleAcquired(sd_bus_message* reply);
   void startNotify();
   void send(const Message& call, Call::OnReply onReply);
-  void ask(Call::OnReply onReply);
+  void startRoundTrip(std::function<void()> onBack);
   void handleTime();
   void giveUp();
   void finish(const std::optional<Error>& refusal);
@@ -62,7 +62,7 @@ class Subscriber {
   OnLate onLate_;
   OnDone onDone_;
   Call call_;
-  Call question_;
+  Call roundTrip_;
   Timer wait_;
   bool isLate_ = false;
 };

@@ -193,8 +193,8 @@ TEST_F(BluezLateSubscription, HasItsWholeTimeOnceTheOneBeforeItIsDecided) {
 
 // BlueZ may have hung while the device's answer waited in it.
 TEST_F(BluezLateSubscription, IsNotRefusedBeforeBluezCouldPassOnTheAnswer) {
-  bluez->on(stream, "Get", [&](OwnedMessage question) {
-    bluez->refuse(question, SD_BUS_ERROR_FAILED, "of no interest");
+  bluez->on(kDevice, "Get", [&](OwnedMessage roundTrip) {
+    bluez->refuse(roundTrip, SD_BUS_ERROR_FAILED, "of no interest");
     if (socket < 0) socket = bluez->replySocket(held);
   });
   pass(30s);
@@ -275,8 +275,8 @@ TEST_F(BluezLateSubscription, DeliversAReadMadeMeanwhileOnceAndNotItsEchoToo) {
 TEST_F(BluezSubscribe, IsNotLateWhileBluezAnswersNothing) {
   OwnedMessage held;
   bluez->on(stream, "AcquireNotify", [&](OwnedMessage call) { held = std::move(call); });
-  std::vector<OwnedMessage> questions;
-  bluez->on(stream, "Get", [&](OwnedMessage call) { questions.push_back(std::move(call)); });
+  std::vector<OwnedMessage> roundTrips;
+  bluez->on(kDevice, "Get", [&](OwnedMessage call) { roundTrips.push_back(std::move(call)); });
   peripheral->setNotifyValue(true, at(kStream));
   pass(6s);
   settle();

@@ -8,9 +8,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// The time limits of a subscription. The test decides when the device answers it, and when BlueZ
-// answers the question by which the platform learns that BlueZ has read the call. A subscription is
-// late when requests made after it are carried out.
+// The time limits of a subscription. The test decides when the device answers it, and when the
+// round trips end by which the platform learns that BlueZ has read the call. A subscription is late
+// when requests made after it are carried out.
 class BluezSubscriptionTimes : public BluezTest {
  protected:
   void SetUp() override {
@@ -22,12 +22,10 @@ class BluezSubscriptionTimes : public BluezTest {
     }
     bluez->on(stream, "StartNotify",
               [this](OwnedMessage asked) { startNotify = std::move(asked); });
-    for (const std::string& path : {stream, std::string(kDevice)}) {
-      bluez->on(path, "Get", [this](OwnedMessage asked) {
-        questions.push_back(std::move(asked));
-        if (!holdsQuestions) answerQuestions();
-      });
-    }
+    bluez->on(kDevice, "Get", [this](OwnedMessage asked) {
+      roundTrips.push_back(std::move(asked));
+      if (!holdsRoundTrips) endRoundTrips();
+    });
   }
   void TearDown() override {
     for (const int socket : sockets) close(socket);
@@ -43,11 +41,11 @@ class BluezSubscriptionTimes : public BluezTest {
   }
 
   // Any answer will do, so an error as well.
-  void answerQuestions() {
-    for (const OwnedMessage& each : questions) {
+  void endRoundTrips() {
+    for (const OwnedMessage& each : roundTrips) {
       bluez->refuse(each, SD_BUS_ERROR_FAILED, "of no interest");
     }
-    questions.clear();
+    roundTrips.clear();
   }
 
   void subscribe(const platform::CBUUID& uuid) { peripheral->setNotifyValue(true, at(uuid)); }
@@ -76,8 +74,8 @@ class BluezSubscriptionTimes : public BluezTest {
 
   const std::string stream = std::string(kDevice) + "/service000a/char000b";
   const std::string other = std::string(kDevice) + "/service000a/char000d";
-  bool holdsQuestions = false;
-  std::vector<OwnedMessage> questions;
+  bool holdsRoundTrips = false;
+  std::vector<OwnedMessage> roundTrips;
   OwnedMessage acquire;
   OwnedMessage acquireOther;
   OwnedMessage startNotify;
@@ -85,12 +83,12 @@ class BluezSubscriptionTimes : public BluezTest {
 };
 
 TEST_F(BluezSubscriptionTimes, BeginWhenBluezHasReadTheCall) {
-  holdsQuestions = true;
+  holdsRoundTrips = true;
   subscribe(kStream);
   letPass(8s);
   EXPECT_FALSE(goesOn());
-  holdsQuestions = false;
-  answerQuestions();
+  holdsRoundTrips = false;
+  endRoundTrips();
   letPass(6s);
   EXPECT_EQ(bluez->count(other, "ReadValue"), 1U);
 }
@@ -98,7 +96,7 @@ TEST_F(BluezSubscriptionTimes, BeginWhenBluezHasReadTheCall) {
 TEST_F(BluezSubscriptionTimes, BeginAnewWithTheOtherWayToSubscribe) {
   subscribe(kStream);
   letPass(3s);
-  holdsQuestions = true;
+  holdsRoundTrips = true;
   refuseSocket();
   letPass(4s);
   EXPECT_FALSE(goesOn());
@@ -118,13 +116,13 @@ TEST_F(BluezSubscriptionTimes, DoNotBeginWithAnAnswerThatComesBeforeBluezHasRead
   makeLate();
   subscribe(kOther);
   settle();
-  holdsQuestions = true;
+  holdsRoundTrips = true;
   refuseSocket();
   confirm(acquireOther);
   settle();
-  const std::size_t asked = bluez->count(stream, "Get");
+  const std::size_t asked = bluez->count(kDevice, "Get");
   letPass(32s);
-  EXPECT_EQ(bluez->count(stream, "Get"), asked);
+  EXPECT_EQ(bluez->count(kDevice, "Get"), asked);
 }
 
 TEST_F(BluezSubscriptionTimes, AreShortForOneThatIsNotLateThoughALateOneIsDecided) {
@@ -159,18 +157,18 @@ TEST_F(BluezSubscriptionTimes, EndWithARefusalThatAnEvenLaterAnswerDoesNotChange
   makeLate();
   const std::size_t asked = bluez->count(kDevice, "Get");
   letPass(26s);
-  holdsQuestions = true;
+  holdsRoundTrips = true;
   letPass(6s);
   ASSERT_TRUE(told.empty());
-  // Two questions to answer: whether BlueZ has an answer after all, and whether the link is up.
+  // Two, after which BlueZ has no answer after all; the third shows that the link is up.
   for (int i = 0; i < 2; ++i) {
-    answerQuestions();
+    endRoundTrips();
     settle();
   }
-  ASSERT_EQ(bluez->count(kDevice, "Get"), asked + 1);
+  ASSERT_EQ(bluez->count(kDevice, "Get"), asked + 3);
   confirm(acquire);
   settle();
-  answerQuestions();
+  endRoundTrips();
   settle();
   EXPECT_EQ(told, std::vector<std::string>{"refused"});
 }
@@ -178,11 +176,11 @@ TEST_F(BluezSubscriptionTimes, EndWithARefusalThatAnEvenLaterAnswerDoesNotChange
 TEST_F(BluezSubscriptionTimes, EndWithTheRefusalOnceTheLinkIsKnownToBeUp) {
   subscribe(kStream);
   letPass(4s);
-  holdsQuestions = true;
+  holdsRoundTrips = true;
   bluez->refuse(acquire, "org.bluez.Error.Failed", "Operation failed with ATT error: 0x05");
   letPass(3s);
   EXPECT_FALSE(goesOn());
-  answerQuestions();
+  endRoundTrips();
   settle();
   EXPECT_EQ(told, std::vector<std::string>{"refused"});
   EXPECT_EQ(bluez->count(other, "ReadValue"), 1U);

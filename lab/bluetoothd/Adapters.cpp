@@ -81,7 +81,7 @@ void Bluetoothd::serveAdapter(const BusMessage& call, const std::string& path,
 void Bluetoothd::stopDiscovery(const std::string& path, Adapter& adapter) {
   adapter.isForClient = adapter.isForLeaver = false;
   if (adapter.isForAnother) return;
-  if (traits.tellsDiscoveringOfALeaver) {
+  if (traits.tellsDiscoveringOff) {
     tellBoolean(path, kAdapterInterface, "Discovering", false);
   }
   forgetUnheard(path);

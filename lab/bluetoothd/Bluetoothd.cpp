@@ -11,7 +11,7 @@ using namespace std::chrono_literals;
 Bluetoothd::Bluetoothd(Agenda& agenda, Dice& dice, MessageBus& bus, Witness& witness)
     : agenda_(agenda), dice_(dice), bus_(bus), witness_(witness) {
   bus_.onCall = [this](BusMessage call) { receive(std::move(call)); };
-  bus_.onClientGone = [this] { clientIsGone(); };
+  bus_.onClientGone = [this] { clientDidGo(); };
 }
 
 Bluetoothd::~Bluetoothd() {
@@ -68,7 +68,7 @@ void Bluetoothd::stop() {
   bus_.loseStackName();
 }
 
-void Bluetoothd::clientIsGone() {
+void Bluetoothd::clientDidGo() {
   calls_.clear();
   pending_.clear();
   for (const auto& device : devices_) {

@@ -23,16 +23,16 @@ namespace lab {
 
 // Behaviour that differs between versions, or from one time to the next.
 struct Traits {
-  bool offersSockets = true;              // AcquireNotify works; else it fails with NotSupported
-  bool answersRefusedSockets = true;      // AcquireNotify fails when the device refuses, since
-                                          // 5.84; before, it is then never answered
-  bool tellsConnected = true;             // signals Connected true; 5.66 may omit it after a hang
-  bool tellsDiscoveringOfALeaver = true;  // signals Discovering false when a client stops or goes
-  bool signalsValuesEarly = false;        // signals values before it answers StartNotify
-  bool succeedsWithoutALink = false;      // Connect now and then succeeds although no link comes
-  bool resolvesBeforeObjects = false;     // ServicesResolved true before the InterfacesAdded
-  bool tellsLossBeforeErrors = false;     // Connected false before the pending requests fail
-  bool powersAdaptersLate = false;        // adapters appear unpowered when it starts
+  bool offersSockets = true;           // AcquireNotify works; else it fails with NotSupported
+  bool answersRefusedSockets = true;   // AcquireNotify fails when the device refuses, since
+                                       // 5.84; before, it is then never answered
+  bool tellsConnected = true;          // signals Connected true; 5.66 may omit it after a hang
+  bool tellsDiscoveringOff = true;     // signals Discovering false when its client stops it or goes
+  bool signalsValuesEarly = false;     // signals values before it answers StartNotify
+  bool succeedsWithoutALink = false;   // Connect now and then succeeds although no link comes
+  bool resolvesBeforeObjects = false;  // ServicesResolved true before the InterfacesAdded
+  bool tellsLossBeforeErrors = false;  // Connected false before the pending requests fail
+  bool powersAdaptersLate = false;     // adapters appear unpowered when it starts
 };
 
 struct DeviceObject;
@@ -106,7 +106,7 @@ class Bluetoothd {
   void serveProperty(const BusMessage& call, const std::string& path);
   void listObjects(const BusMessage& call);
   void reply(const BusMessage& call) { bus_.sendReply(MessageBus::newReply(call)); }
-  void clientIsGone();
+  void clientDidGo();
 
   void connect(const BusMessage& call, RemoteDevice& device);
   void linkUp(RemoteDevice& device);

@@ -47,12 +47,12 @@ void Central::scanForPeripherals() {
     if (peripheral->isLinked()) {
       report(*peripheral);
     } else {
-      advertises(*peripheral);
+      didAdvertise(*peripheral);
     }
   }
 }
 
-void Central::advertises(Peripheral& peripheral) {
+void Central::didAdvertise(Peripheral& peripheral) {
   if (scan_ == kNoScan || !peripheral.device().isPresent()) return;
   const Time delay = peripheral.device().advertisingDelay;
   air_.after(delay, [&air = air_, number = number_, scan = scan_, &peripheral] {
@@ -93,7 +93,7 @@ void Central::linkDidComeUp(Peripheral& peripheral) {
 
 void Central::linkDidGoDown(Peripheral& peripheral) {
   linksReported_.erase(&peripheral);
-  advertises(peripheral);
+  didAdvertise(peripheral);
 }
 
 }  // namespace platform::simulated

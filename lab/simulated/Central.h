@@ -27,7 +27,7 @@ class Central final : public CBCentralManager {
 
   // What happens on the air.
   void radioDidChange();
-  void advertises(Peripheral& peripheral);
+  void didAdvertise(Peripheral& peripheral);
   void nameDidChange(Peripheral& peripheral);
   void linkDidComeUp(Peripheral& peripheral);
   void linkDidGoDown(Peripheral& peripheral);

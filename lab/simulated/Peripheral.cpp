@@ -75,7 +75,7 @@ std::optional<std::string> Peripheral::nameOnAir() const {
 }
 
 void Peripheral::startAdvertising() {
-  if (air_.central != nullptr) air_.central->advertises(*this);
+  if (air_.central != nullptr) air_.central->didAdvertise(*this);
 }
 
 void Peripheral::nameDidChange() {

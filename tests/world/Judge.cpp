@@ -74,7 +74,7 @@ void Judge::didEnd(bool isHardStop) {
   if (!due_.empty()) throw Wrong("an end in place of " + due_.front());
 }
 
-void Judge::wasKilled() {
+void Judge::didGetKilled() {
   isAlive_ = false;
 }
 
@@ -128,11 +128,11 @@ void Judge::didWriteLine(const std::string& line) {
     if (text != "Demarrage de Vornix 1.04") throw Wrong("no banner, but " + line);
     hasBanner_ = true;
   } else if (text.starts_with(state)) {
-    stateTold(text.substr(state.size()));
+    didTellState(text.substr(state.size()));
   } else if (text.starts_with(found)) {
-    deviceFound(text.substr(found.size()));
+    didTellDevice(text.substr(found.size()));
   } else if (text == "Stop Scan") {
-    scanStopped();
+    didTellStop();
   } else if (!beginsConnection(line)) {
     for (const auto& [family, served] : served_) {
       if (auto more = served->explain(line)) {
@@ -152,9 +152,9 @@ void Judge::didWriteLine(const std::string& line) {
 
 // --- At rest
 
-void Judge::isAtRest() {
+void Judge::didComeToRest() {
   if (!isAlive_ || isUnusable_) return;
-  situationMayHaveChanged();
+  lookAtSituation();
   if (!due_.empty()) throw Wrong("did not come: " + due_.front());
   for (const auto& [family, served] : served_) {
     if (auto line = served->missing(agenda_.now())) throw Wrong("was not told: " + *line);
@@ -202,7 +202,7 @@ void Judge::checkSetUp(const Served& served) const {
   }
 }
 
-void Judge::isAtEnd() {
+void Judge::didComeToEnd() {
   if (!isAlive_ || isUnusable_) return;
   const bool isKnown = radio_.situations().back().state != Radio::kSettling;
   if (told_.empty() && isKnown && agenda_.now() - toldAt_ > kSetUp) {

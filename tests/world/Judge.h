@@ -31,13 +31,13 @@ class Judge {
   // The bridge's life. It begins with the banner.
   void didStart();
   void didEnd(bool isHardStop);
-  void wasKilled();
+  void didGetKilled();
 
   // The host gives it a line, or the end of its input; did: it has returned from it.
   void willDo(const std::string& command);
   void didDo();
   void willEndInput() { mayExit_ = true; }
-  void hostHasStalled() { lastStall_ = agenda_.now(); }
+  void hostDidStall() { lastStall_ = agenda_.now(); }
 
   // All links are gone, and nothing more is heard of devices.
   void didLoseStack();
@@ -62,12 +62,12 @@ class Judge {
   void didFailToDiscover(lab::StackDevice& device);
   void didShowCharacteristics(lab::StackDevice& device);
   void didInvalidateServices(lab::StackDevice& device);
-  void situationMayHaveChanged();
+  void lookAtSituation();
 
   // The bridge waits, the host reads, and everything that was asked has been answered.
-  void isAtRest();
+  void didComeToRest();
   // After a time in which nothing has gone wrong.
-  void isAtEnd();
+  void didComeToEnd();
 
   bool isAlive() const { return isAlive_; }
 
@@ -85,14 +85,14 @@ class Judge {
   void didWriteLine(const std::string& line);
   bool takeDue(Lines& due, const std::string& line);
   bool takeDueConnection(const std::string& line);
-  void stateTold(const std::string& state);
-  void deviceFound(const std::string& key);
+  void didTellState(const std::string& state);
+  void didTellDevice(const std::string& key);
   bool beginsConnection(const std::string& line);
   void see(lab::StackDevice& device);
   void take(const std::string& name);
   const Named& named(const std::string& name) const;
   lab::StackDevice* deviceNamed(const std::string& name, bool isLowered) const;
-  void scanStopped();
+  void didTellStop();
 
   void checkState() const;
   void checkFound() const;

@@ -19,12 +19,12 @@ constexpr Microseconds kCheck = 1100ms;  // of the scan: every second
 
 // --- The radio
 
-void Judge::situationMayHaveChanged() {
+void Judge::lookAtSituation() {
   if (isAlive_) radio_.look();
 }
 
-void Judge::stateTold(const std::string& state) {
-  situationMayHaveChanged();
+void Judge::didTellState(const std::string& state) {
+  lookAtSituation();
   const auto& situations = radio_.situations();
   if (state == told_ && !radio_.habits.tellsEveryState) throw Wrong("told again: " + state);
   // In the order in which they were, though perhaps late, and perhaps not all.
@@ -103,7 +103,7 @@ lab::StackDevice* Judge::deviceNamed(const std::string& name, bool isLowered) co
   return nullptr;
 }
 
-void Judge::deviceFound(const std::string& key) {
+void Judge::didTellDevice(const std::string& key) {
   if (firstRequest_) throw Wrong("told of a device after the first request: " + key);
   lab::StackDevice* device = deviceNamed(key, true);
   if (device == nullptr) throw Wrong("nobody has heard of " + key);
@@ -177,7 +177,7 @@ bool Judge::isScanDue() const {
   return (firstRequest_ && now > *firstRequest_ + kLongestScan) || allFound_;
 }
 
-void Judge::scanStopped() {
+void Judge::didTellStop() {
   if (!isScanning_) throw Wrong("it does not scan, and stops");
   if (!isScanDue()) throw Wrong("stops the scan too early");
   isScanning_ = false;

@@ -40,8 +40,8 @@ class Scene {
 
   // The platform of a bridge that begins. It is ended, still with its platform; both are gone.
   virtual std::unique_ptr<platform::Platform> makePlatform() = 0;
-  virtual void bridgeHasEnded() = 0;
-  virtual void bridgeIsGone() {}
+  virtual void bridgeDidEnd() = 0;
+  virtual void bridgeDidGo() {}
 
   // Passes on what bridge and stack have for each other; true when there was something.
   virtual bool serve() = 0;

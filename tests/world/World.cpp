@@ -113,7 +113,7 @@ void World::happen(const Incident& incident) {
     default:
       scene_->happen(incident, number);
   }
-  judge_.situationMayHaveChanged();
+  judge_.lookAtSituation();
 }
 
 void World::happenToHost(const Incident& incident) {
@@ -121,10 +121,10 @@ void World::happenToHost(const Incident& incident) {
   if (incident.kind == Incident::Kind::killBridge) isKilled_ = true;
   if (incident.kind == Incident::Kind::stallHost) {
     host_.isStalled = true;
-    judge_.hostHasStalled();
+    judge_.hostDidStall();
     agenda_.after(incident.length, [this] {
       host_.isStalled = false;
-      judge_.hostHasStalled();
+      judge_.hostDidStall();
       tell("  the host reads on");
     });
   }
@@ -187,7 +187,7 @@ void World::play() {
       liveOnce();
     } catch (const Over&) {
     }
-    scene_->bridgeIsGone();
+    scene_->bridgeDidGo();
     host_.commands.clear();
     host_.isInputAtEnd = isKilled_ = false;
     host_.read();
@@ -206,7 +206,7 @@ void World::liveOnce() {
     bridge_ = nullptr;
     hasLeftCallback_ |= !isWaiting_;
     isWaiting_ = false;
-    scene_->bridgeHasEnded();
+    scene_->bridgeDidEnd();
   };
   try {
     writeLine("Demarrage de Vornix 1.04");
@@ -221,7 +221,7 @@ void World::liveOnce() {
     judge_.didEnd(how.hardStop);
   } catch (const Killed&) {
     end();
-    judge_.wasKilled();
+    judge_.didGetKilled();
     host_.forget();
   } catch (...) {
     end();
@@ -286,7 +286,7 @@ World::Woken World::turn(Microseconds time, bool mayPass, const std::function<bo
       if (!host_.unread().empty()) {
         throw Wrong("is held back, though the host reads: " + host_.unread());
       }
-      judge_.isAtRest();
+      judge_.didComeToRest();
     }
     step(time);
   }
@@ -309,8 +309,8 @@ void World::step(Microseconds limit) {
   } else {
     agenda_.passUntil(limit);
   }
-  judge_.situationMayHaveChanged();
-  if (isOver_ && judge_.isAlive()) judge_.isAtEnd();
+  judge_.lookAtSituation();
+  if (isOver_ && judge_.isAlive()) judge_.didComeToEnd();
   if (isOver_) throw Over();
 }
 

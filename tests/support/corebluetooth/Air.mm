@@ -107,7 +107,7 @@ void Air::setState(long state) {
   if (state != CBManagerStatePoweredOn) {
     isScanning_ = false;
     @autoreleasepool {
-      for (const auto& device : devices_) device->radioIsOff();
+      for (const auto& device : devices_) device->radioDidGoOff();
     }
   }
   if (manager != nil) [manager radioHasChanged];

@@ -64,7 +64,7 @@ class Device final : public lab::Link, public lab::StackDevice {
 
   void want();
   void tryToConnect();
-  void radioIsOff();
+  void radioDidGoOff();
   // The program is told that the radio was off: what it has asked until then is void.
   void forgetRequests();
   void setHeld(bool isHeld);  // by another program

@@ -230,7 +230,7 @@ void Device::setHeld(bool isHeld) {
   [object_ becomeLinked:CBPeripheralStateConnected name:[object_ name]];
 }
 
-void Device::radioIsOff() {
+void Device::radioDidGoOff() {
   isHeld_ = false;
   forgetRequests();
 }

@@ -28,7 +28,7 @@ class BluezScene final : public Scene {
   void wake(std::size_t device) override { bluetoothd_.wake(*bluetoothd_.devices()[device]); }
   void happen(const Incident& incident, std::size_t device) override;
   std::unique_ptr<platform::Platform> makePlatform() override;
-  void bridgeHasEnded() override { bus_.hangUp(); }
+  void bridgeDidEnd() override { bus_.hangUp(); }
   bool serve() override { return bus_.serve(); }
   bool isIdle() const override { return bluetoothd_.isIdle(); }
 

@@ -12,7 +12,7 @@ lab::Traits traitsOf(lab::Dice& dice) {
   traits.offersSockets = !dice.oneIn(4);
   traits.answersRefusedSockets = dice.oneIn(2);
   traits.tellsConnected = !dice.oneIn(8);
-  traits.tellsDiscoveringOfALeaver = !dice.oneIn(4);
+  traits.tellsDiscoveringOff = !dice.oneIn(4);
   traits.signalsValuesEarly = dice.oneIn(2);
   traits.succeedsWithoutALink = dice.oneIn(6);
   traits.resolvesBeforeObjects = dice.oneIn(4);

@@ -30,8 +30,8 @@ class AirScene final : public Scene {
   void wake(std::size_t device) override;
   void happen(const Incident& incident, std::size_t device) override;
   std::unique_ptr<platform::Platform> makePlatform() override;
-  void bridgeHasEnded() override;
-  void bridgeIsGone() override;
+  void bridgeDidEnd() override;
+  void bridgeDidGo() override;
   bool serve() override { return false; }
   bool isIdle() const override { return air_.isIdle() && !isWoken_; }
   std::optional<Microseconds> next() const override { return air_.next(); }

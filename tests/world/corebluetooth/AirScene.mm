@@ -150,7 +150,7 @@ void AirScene::atOnceOrWhenAsked(const Incident& incident, lab::BenchDevice& mod
 void AirScene::setState(long state) {
   ++states_;
   air_.setState(state);
-  world_.judge().situationMayHaveChanged();
+  world_.judge().lookAtSituation();
 }
 
 // Then it is on again, unless something else has happened to it.
@@ -171,12 +171,12 @@ std::unique_ptr<platform::Platform> AirScene::makePlatform() {
   return platform::makePlatform();
 }
 
-void AirScene::bridgeHasEnded() {
+void AirScene::bridgeDidEnd() {
   air_.setTurning(false);
   air_.forgetProgram();
 }
 
-void AirScene::bridgeIsGone() {
+void AirScene::bridgeDidGo() {
   endPool();
   if (air_.misuses > 0) throw Wrong("asks what the framework complains of");
 }

@@ -38,7 +38,7 @@ void Bluetoothd::setPowered(const std::string& path, bool isPowered) {
       if (device->adapter_ == path) dropLink(*device);
     }
   }
-  tellBoolean(path, kAdapterInterface, "Powered", isPowered);
+  tellChange(path, kAdapterInterface, {{"Powered", isPowered}});
 }
 
 bool Bluetoothd::isPowered(const std::string& path) const {
@@ -65,7 +65,7 @@ void Bluetoothd::serveAdapter(const BusMessage& call, const std::string& path,
     adapter.isForClient = true;
     adapter.isForLeaver = false;
     reply(call);
-    if (!was) tellBoolean(path, kAdapterInterface, "Discovering", true);
+    if (!was) tellChange(path, kAdapterInterface, {{"Discovering", true}});
     return;
   }
   if (member == "StopDiscovery") {
@@ -82,7 +82,7 @@ void Bluetoothd::stopDiscovery(const std::string& path, Adapter& adapter) {
   adapter.isForClient = adapter.isForLeaver = false;
   if (adapter.isForAnother) return;
   if (traits.tellsDiscoveringOff) {
-    tellBoolean(path, kAdapterInterface, "Discovering", false);
+    tellChange(path, kAdapterInterface, {{"Discovering", false}});
   }
   forgetUnheard(path);
 }
@@ -93,16 +93,13 @@ void Bluetoothd::discoverForAnother(const std::string& path, bool isOn) {
   const bool was = found->second.isDiscovering();
   found->second.isForAnother = isOn;
   if (was == found->second.isDiscovering()) return;
-  tellBoolean(path, kAdapterInterface, "Discovering", isOn);
+  tellChange(path, kAdapterInterface, {{"Discovering", isOn}});
   if (!isOn) forgetUnheard(path);
 }
 
 void Bluetoothd::changeAlias(const std::string& adapter) {
-  if (!isRunning_ || !adapters_.contains(adapter)) return;
-  BusMessage signal = bus_.newSignal(adapter, kPropertiesInterface, "PropertiesChanged");
-  if (signal == nullptr) return;
-  sd_bus_message_append(signal.get(), "sa{sv}as", kAdapterInterface, 1, "Alias", "s", "desk", 0);
-  bus_.sendSignal(std::move(signal), kAdapterInterface);
+  if (!adapters_.contains(adapter)) return;
+  tellChange(adapter, kAdapterInterface, {{"Alias", "desk"}});
 }
 
 }  // namespace lab

@@ -15,6 +15,7 @@
 
 #include "lab/Witness.h"
 #include "lab/bluetoothd/Agenda.h"
+#include "lab/bluetoothd/BusObjects.h"
 #include "lab/bluetoothd/Dice.h"
 #include "lab/bluetoothd/MessageBus.h"
 #include "lab/bluetoothd/RemoteDevice.h"
@@ -130,13 +131,10 @@ class Bluetoothd {
   void forget(RemoteDevice& device);
   void forgetUnheard(const std::string& adapter);
   void tellObject(RemoteDevice& device);
-  void tellHeard(const std::string& path, std::int16_t rssi, const std::string& newName);
-  void tellName(const RemoteDevice& device);
   static DeviceObject objectOf(const RemoteDevice& device);
-  void tellBoolean(const std::string& path, const char* interface, const char* name, bool value);
+  void tellChange(const std::string& path, const char* interface, const Properties& changed);
   void tellAdded(const std::string& path, const std::function<void(sd_bus_message*)>& interfaces);
   void tellRemoved(const std::string& path, const char* interface);
-  void tellValue(const RemoteDevice& device, const Gatt& gatt, const Bytes& value);
   void stopDiscovery(const std::string& path, Adapter& adapter);
   RemoteDevice* deviceAt(const std::string& path);
   Microseconds shortTime() { return dice_.between(Microseconds(100), Microseconds(20'000)); }

@@ -113,24 +113,4 @@ void appendGatt(sd_bus_message* message, const RemoteDevice::Gatt& gatt) {
   }
 }
 
-void appendHeard(sd_bus_message* message, std::int16_t rssi, const std::string& newName) {
-  if (newName.empty()) {
-    sd_bus_message_append(message, "sa{sv}as", kDeviceInterface, 1, "RSSI", "n", rssi, 0);
-  } else {
-    sd_bus_message_append(message, "sa{sv}as", kDeviceInterface, 2, "RSSI", "n", rssi, "Name", "s",
-                          newName.c_str(), 0);
-  }
-}
-
-void appendValueChange(sd_bus_message* message, const Bytes& value) {
-  sd_bus_message_append(message, "s", kCharacteristicInterface);
-  sd_bus_message_open_container(message, 'a', "{sv}");
-  sd_bus_message_open_container(message, 'e', "sv");
-  sd_bus_message_append(message, "s", "Value");
-  sd_bus_message_open_container(message, 'v', "ay");
-  sd_bus_message_append_array(message, 'y', value.data(), value.size());
-  for (int i = 0; i < 3; ++i) sd_bus_message_close_container(message);
-  sd_bus_message_append(message, "as", 0);
-}
-
 }  // namespace lab

@@ -46,8 +46,4 @@ struct DeviceObject {
 void appendDevice(sd_bus_message* message, const DeviceObject& device);
 void appendGatt(sd_bus_message* message, const RemoteDevice::Gatt& gatt);
 
-// The arguments of PropertiesChanged.
-void appendHeard(sd_bus_message* message, std::int16_t rssi, const std::string& newName);
-void appendValueChange(sd_bus_message* message, const Bytes& value);
-
 }  // namespace lab

@@ -32,7 +32,9 @@ void Bluetoothd::hear(RemoteDevice& device) {
     if (isNew) {
       tellObject(device);
     } else {
-      tellHeard(device.path(), kRssi, isNameNew ? device.name_ : std::string());
+      Properties changed{{"RSSI", kRssi}};
+      if (isNameNew) changed["Name"] = device.name_;
+      tellChange(device.path(), kDeviceInterface, changed);
     }
     witness_.didHear(device);
     later(kMemory + 1ms, [this, &device] {
@@ -58,7 +60,7 @@ void Bluetoothd::passBy(const std::string& adapter, const std::string& key,
   }
   stranger.lastHeard = agenda_.now();
   stranger.rssi = stranger.rssi == kRssi ? kRssi - kRssiChange : kRssi;
-  tellHeard(path, stranger.rssi, {});
+  tellChange(path, kDeviceInterface, {{"RSSI", stranger.rssi}});
 }
 
 void Bluetoothd::forgetStranger(const std::string& path) {

@@ -80,7 +80,8 @@ void Bluetoothd::read(const BusMessage& call, RemoteDevice& device, Gatt& gatt) 
               bus_.sendError(owned, kFailed, "Operation failed with ATT error: 0x02");
               return witness_.didRead(device, gatt.uuid, nullptr);
             }
-            tellValue(device, gatt, *value);  // a read changes the Value property, as in BlueZ
+            tellChange(device.path() + gatt.path, kCharacteristicInterface,
+                       {{"Value", *value}});  // a read changes the Value property, as in BlueZ
             BusMessage reply = MessageBus::newReply(owned);
             sd_bus_message_append_array(reply.get(), 'y', value->data(), value->size());
             bus_.sendReply(std::move(reply));
@@ -182,7 +183,7 @@ void Bluetoothd::lookAtSockets(RemoteDevice& device) {
 
 void Bluetoothd::takeValue(RemoteDevice& device, Gatt& gatt, const Bytes& value) {
   if (gatt.way == Gatt::Way::signals) {
-    tellValue(device, gatt, value);
+    tellChange(device.path() + gatt.path, kCharacteristicInterface, {{"Value", value}});
     witness_.didSendValue(device, gatt.uuid, value);
   } else if (gatt.way == Gatt::Way::socket) {
     const ssize_t sent =

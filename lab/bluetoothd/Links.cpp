@@ -50,7 +50,7 @@ void Bluetoothd::linkUp(RemoteDevice& device) {
   ++device.generation;
   device.isConnected_ = true;
   device.model_.connected(device);
-  if (traits.tellsConnected) tellBoolean(device.path(), kDeviceInterface, "Connected", true);
+  if (traits.tellsConnected) tellChange(device.path(), kDeviceInterface, {{"Connected", true}});
   witness_.didLinkUp(device);
   const std::size_t generation = device.generation;
   const auto whileUp = [this, &device, generation](Microseconds delay, auto action) {
@@ -81,14 +81,14 @@ void Bluetoothd::resolve(RemoteDevice& device) {
     }
   };
   if (!traits.resolvesBeforeObjects) tellServices();
-  tellBoolean(device.path(), kDeviceInterface, "ServicesResolved", true);
+  tellChange(device.path(), kDeviceInterface, {{"ServicesResolved", true}});
   if (traits.resolvesBeforeObjects) tellServices();
   if (device.hasGattObjects_ && device.name_ != device.model_.name()) readName(device);
 }
 
 void Bluetoothd::readName(RemoteDevice& device) {
   device.name_ = device.model_.name();
-  tellName(device);
+  tellChange(device.path(), kDeviceInterface, {{"Name", device.knownName()}});
 }
 
 void Bluetoothd::dropLink(RemoteDevice& device) {
@@ -111,8 +111,8 @@ void Bluetoothd::dropLink(RemoteDevice& device) {
     }
   };
   const auto tell = [&] {
-    tellBoolean(device.path(), kDeviceInterface, "ServicesResolved", false);
-    tellBoolean(device.path(), kDeviceInterface, "Connected", false);
+    tellChange(device.path(), kDeviceInterface, {{"ServicesResolved", false}});
+    tellChange(device.path(), kDeviceInterface, {{"Connected", false}});
   };
   if (traits.tellsLossBeforeErrors) tell();
   fail();

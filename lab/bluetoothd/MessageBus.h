@@ -54,7 +54,8 @@ class MessageBus {
   // The name org.bluez gets an owner, or loses it; calls without an answer then fail with NoReply.
   void ownStackName();
   void loseStackName();
-  bool isStackThere() const { return !owner_.empty(); }
+  // The owner's name on the bus; empty while there is none.
+  const std::string& stackOwner() const { return owner_; }
 
   BusMessage newSignal(const std::string& path, const char* interface, const char* member);
   // Sends a signal of bluetoothd to the program if one of its match rules fits. firstArgument is

@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "lab/bluetoothd/BusObjects.h"
 #include "lab/bluetoothd/BusTypes.h"
 
 namespace lab {
@@ -20,51 +21,18 @@ void Bluetoothd::tellObject(RemoteDevice& device) {
             [&](sd_bus_message* message) { appendDevice(message, objectOf(device)); });
 }
 
-void Bluetoothd::tellHeard(const std::string& path, std::int16_t rssi, const std::string& newName) {
-  BusMessage signal = bus_.newSignal(path, kPropertiesInterface, "PropertiesChanged");
-  if (signal == nullptr) return;
-  appendHeard(signal.get(), rssi, newName);
-  bus_.sendSignal(std::move(signal), kDeviceInterface);
-}
-
-void Bluetoothd::tellName(const RemoteDevice& device) {
-  BusMessage signal = bus_.newSignal(device.path(), kPropertiesInterface, "PropertiesChanged");
-  if (signal == nullptr) return;
-  sd_bus_message_append(signal.get(), "sa{sv}as", kDeviceInterface, 1, "Name", "s",
-                        device.knownName().c_str(), 0);
-  bus_.sendSignal(std::move(signal), kDeviceInterface);
-}
-
 void Bluetoothd::tellAdded(const std::string& path,
                            const std::function<void(sd_bus_message*)>& interfaces) {
-  BusMessage signal = bus_.newSignal("/", kObjectManagerInterface, "InterfacesAdded");
-  if (signal == nullptr || !isRunning_) return;
-  sd_bus_message_append(signal.get(), "o", path.c_str());
-  interfaces(signal.get());
-  bus_.sendSignal(std::move(signal));
+  if (isRunning_) signalAdded(bus_, path, interfaces);
 }
 
 void Bluetoothd::tellRemoved(const std::string& path, const char* interface) {
-  BusMessage signal = bus_.newSignal("/", kObjectManagerInterface, "InterfacesRemoved");
-  if (signal == nullptr || !isRunning_) return;
-  sd_bus_message_append(signal.get(), "oas", path.c_str(), 2, kPropertiesInterface, interface);
-  bus_.sendSignal(std::move(signal));
+  if (isRunning_) signalRemoved(bus_, path, {kPropertiesInterface, interface});
 }
 
-void Bluetoothd::tellBoolean(const std::string& path, const char* interface, const char* name,
-                             bool value) {
-  BusMessage signal = bus_.newSignal(path, kPropertiesInterface, "PropertiesChanged");
-  if (signal == nullptr || !isRunning_) return;
-  sd_bus_message_append(signal.get(), "sa{sv}as", interface, 1, name, "b", value ? 1 : 0, 0);
-  bus_.sendSignal(std::move(signal), interface);
-}
-
-void Bluetoothd::tellValue(const RemoteDevice& device, const Gatt& gatt, const Bytes& value) {
-  BusMessage signal =
-      bus_.newSignal(device.path() + gatt.path, kPropertiesInterface, "PropertiesChanged");
-  if (signal == nullptr) return;
-  appendValueChange(signal.get(), value);
-  bus_.sendSignal(std::move(signal), kCharacteristicInterface);
+void Bluetoothd::tellChange(const std::string& path, const char* interface,
+                            const Properties& changed) {
+  if (isRunning_) signalChange(bus_, path, interface, changed);
 }
 
 void Bluetoothd::listObjects(const BusMessage& call) {

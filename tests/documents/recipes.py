@@ -60,7 +60,7 @@ DEVICES_AS_EXAMPLES = {
         bench/core/ValueToLine.cpp scope/bench/run""",
     "plays sessions and faults with the devices that suit them": """
         scope/tests/StateTest.cpp scope/tests/page.py tests/process/corebluetooth/SessionTest.cpp
-        tests/process/demo/DemoTest.cpp tests/fuzz/FakeStack.cpp
+        tests/process/demo/DemoTest.cpp tests/fuzz/AnyBluez.cpp
         tests/hosts/cpp/BridgeTest.cpp tests/hosts/cpp/DecodeTest.cpp tests/oracle/OracleTest.cpp
         tests/process/DeviceTest.cpp tests/process/HardStopTest.cpp tests/process/OutputTest.cpp
         tests/process/Scenario.cpp tests/process/Scenario.h tests/hosts/python/bridge.py

@@ -4,7 +4,7 @@
 #include <set>
 
 #include "platform/bluez/BluezPlatform.h"
-#include "tests/fuzz/FakeStack.h"
+#include "tests/fuzz/AnyBluez.h"
 #include "tests/fuzz/Fuzz.h"
 #include "tests/oracle/Identifiers.h"
 #include "tests/oracle/Utf8.h"
@@ -144,35 +144,35 @@ class Asker final : public platform::CBCentralManagerDelegate,
   std::map<CBCharacteristic*, CBPeripheral*> known_;
 };
 
-void turn(platform::Platform& platform, fuzz::FakeStack& stack) {
+void turn(platform::Platform& platform, fuzz::AnyBluez& bluez) {
   for (int i = 0; i < 8; ++i) {
     platform.runUntil(platform.now());
-    if (!stack.serve()) break;
+    if (!bluez.serve()) break;
   }
 }
 
-void happen(fuzz::FakeStack& stack, LeapingClock& clock, Asker& asker, Choices& choices) {
+void happen(fuzz::AnyBluez& bluez, LeapingClock& clock, Asker& asker, Choices& choices) {
   const std::size_t which = choices.byte();
   switch (which % 16) {
     case 10:
-      return stack.answerWithError(choices.byte(), choices);
+      return bluez.answerWithError(choices.byte(), choices);
     case 11:
-      return stack.answerWithAnything(choices.byte(), choices);
+      return bluez.answerWithAnything(choices.byte(), choices);
     case 12:
-      return which < 64 ? stack.signalOwner(choices) : stack.signalAdded(choices);
+      return which < 64 ? bluez.signalOwner(choices) : bluez.signalAdded(choices);
     case 13:
-      return which < 128 ? stack.signalRemoved(choices) : asker.requestSomething();
+      return which < 128 ? bluez.signalRemoved(choices) : asker.requestSomething();
     case 14:
-      return which < 64 ? stack.endSocket(choices) : stack.notify(choices);
+      return which < 64 ? bluez.endSocket(choices) : bluez.notify(choices);
     case 15:
-      if (which == 255) return stack.hangUp();
+      if (which == 255) return bluez.bus.hangUp();
       return clock.leap(std::chrono::seconds(1 + which / 64));
     case 7:
     case 8:
     case 9:
-      return stack.signalChanged(choices);
+      return bluez.signalChanged(choices);
     default:
-      return stack.answerRightly(0, choices);
+      return bluez.answerRightly(0, choices);
   }
 }
 
@@ -180,17 +180,17 @@ void happen(fuzz::FakeStack& stack, LeapingClock& clock, Asker& asker, Choices& 
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   Choices choices(std::span(bytes, size));
-  fuzz::FakeStack stack;
+  fuzz::AnyBluez bluez;
   auto ownClock = std::make_unique<LeapingClock>();
   LeapingClock& clock = *ownClock;
   platform::bluez::BluezPlatform platform(std::move(ownClock));
   Asker asker(choices);
-  stack.accept();
+  bluez.bus.accept();
   const auto central = platform.makeCentralManager(asker);
-  turn(platform, stack);
+  turn(platform, bluez);
   while (!choices.atEnd()) {
-    happen(stack, clock, asker, choices);
-    turn(platform, stack);
+    happen(bluez, clock, asker, choices);
+    turn(platform, bluez);
     asker.look();
   }
   return 0;

@@ -4,17 +4,14 @@
 
 #include <systemd/sd-bus.h>
 
-#include <memory>
 #include <string>
 
+#include "lab/bluetoothd/MessageBus.h"
 #include "tests/oracle/subject/Choices.h"
 
 namespace fuzz {
 
-struct Unref {
-  void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
-};
-using Message = std::unique_ptr<sd_bus_message, Unref>;
+using Message = lab::BusMessage;
 
 // Appends a body with this signature.
 void append(sd_bus_message* message, const std::string& signature, subject::Choices& choices);

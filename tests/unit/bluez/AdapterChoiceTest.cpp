@@ -99,7 +99,7 @@ TEST_F(BluezAdapterChoice, ByAddressIsUsedAtOnceWhenItComesBackUnderAnotherName)
   expectState(CBManagerState::poweredOn);
   bluez.reset();
   expectState(CBManagerState::resetting, 2);
-  bluez = std::make_unique<FakeBluez>(bus);
+  bluez = std::make_unique<ScriptedBluez>(bus);
   bluez->add(kSecond, adapter(true, "00:AA:01:00:00:24"));
   bluez->add(kAdapter, adapter(true, kSecondAddress));
   settle();
@@ -114,7 +114,7 @@ TEST_F(BluezAdapterChoice, IsUnsupportedWhenBluezComesBackWithoutIt) {
   expectState(CBManagerState::poweredOn);
   bluez.reset();
   expectState(CBManagerState::resetting, 2);
-  bluez = std::make_unique<FakeBluez>(bus);
+  bluez = std::make_unique<ScriptedBluez>(bus);
   bluez->add(kAdapter, adapter(true));
   pass(5s);
   expectState(CBManagerState::unsupported, 3);

@@ -16,7 +16,7 @@ class BluezAdapter : public BluezTest {
     bluez.reset();
     ASSERT_TRUE(waitUntil([&] { return states.size() == before + 1; }));
     ASSERT_EQ(states.back(), CBManagerState::resetting);
-    bluez = std::make_unique<FakeBluez>(bus);
+    bluez = std::make_unique<ScriptedBluez>(bus);
   }
   void setPower(const std::string& path, bool isPowered) {
     bluez->change(path, kAdapterInterface, {{"Powered", isPowered}});

@@ -1,4 +1,4 @@
-// The fixture of the tests of the BlueZ platform: the test plays bluetoothd (FakeBluez) on a
+// The fixture of the tests of the BlueZ platform: the test plays bluetoothd (ScriptedBluez) on a
 // simulated message bus.
 #pragma once
 
@@ -10,12 +10,18 @@
 #include <string>
 #include <vector>
 
-#include "FakeBluez.h"
 #include "platform/Platform.h"
 #include "platform/bluez/BluezPlatform.h"
 #include "support/AgendaClock.h"
+#include "support/ScriptedBluez.h"
 
 namespace bluez_tests {
+
+using lab::Bytes;
+using lab::Interfaces;
+using lab::Properties;
+using support::OwnedMessage;
+using support::ScriptedBluez;
 
 inline constexpr char kAdapter[] = "/org/bluez/hci0";
 inline constexpr char kDevice[] = "/org/bluez/hci0/dev_00_11_22_33_44_55";
@@ -115,7 +121,7 @@ class BluezTest : public ::testing::Test,
 
   lab::Agenda agenda;  // only for its time: it stays empty
   lab::MessageBus bus;
-  std::unique_ptr<FakeBluez> bluez = std::make_unique<FakeBluez>(bus);
+  std::unique_ptr<ScriptedBluez> bluez = std::make_unique<ScriptedBluez>(bus);
   std::unique_ptr<platform::bluez::BluezPlatform> platform;
   std::unique_ptr<platform::CBCentralManager> manager;
   std::shared_ptr<platform::CBPeripheral> peripheral;

@@ -100,7 +100,7 @@ TEST_F(BluezConnect, StandsWhenBluezGoesAndComesBack) {
   pending.clear();
   bluez.reset();
   ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
-  bluez = std::make_unique<FakeBluez>(bus);
+  bluez = std::make_unique<ScriptedBluez>(bus);
   bluez->objects[kAdapter] = adapter(true);
   ASSERT_TRUE(waitUntil([&] { return bluez->count(kAdapter, "StartDiscovery") == 1; }));
   bluez->add(kDevice, device("Tramsel-1"));

@@ -95,7 +95,7 @@ TEST_F(BluezKnownDevice, IsLinkedWhenBluezComesBackBeforeDiscoveryStarts) {
   askForLink();
   bluez.reset();
   ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
-  bluez = std::make_unique<FakeBluez>(bus);
+  bluez = std::make_unique<ScriptedBluez>(bus);
   bluez->objects[kAdapter] = adapter(true);
   bluez->objects[kDevice] = device("Tramsel-1");
   holdDiscovery(kAdapter);

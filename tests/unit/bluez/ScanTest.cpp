@@ -193,7 +193,7 @@ TEST_F(BluezScan, StartsAnewOnTheStackThatComesBack) {
   discover();
   bluez.reset();
   ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
-  bluez = std::make_unique<FakeBluez>(bus);
+  bluez = std::make_unique<ScriptedBluez>(bus);
   bluez->objects["/org/bluez/hci3"] = adapter(true);
   pass(5s);
   ASSERT_TRUE(waitUntil([&] { return states.size() == 3; }));

@@ -124,7 +124,7 @@ TEST_F(BluezStart, IsNotAskedForWhereNobodyMayAskForBluez) {
 
 TEST_F(BluezStart, IsOverOnceBluezWasThereEvenIfItGoesAgain) {
   hold("StartServiceByName");
-  bluez = std::make_unique<FakeBluez>(bus);
+  bluez = std::make_unique<ScriptedBluez>(bus);
   settle();
   bluez.reset();
   letPass(11s);

@@ -125,7 +125,7 @@ TEST_F(BluezState, IsResettingWhenBluezEndsBeforeTheFirstAnswer) {
   ASSERT_TRUE(waitUntil([&] { return bluez->count("/", "GetManagedObjects") == 1; }));
   bluez.reset();
   ASSERT_TRUE(waitUntil([&] { return !states.empty(); }));
-  bluez = std::make_unique<FakeBluez>(bus);
+  bluez = std::make_unique<ScriptedBluez>(bus);
   bluez->objects[kAdapter] = adapter(true);
   beforeTheAnswer([&] { bluez->change(kAdapter, kAdapterInterface, {{"Discovering", false}}); });
   ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
@@ -189,7 +189,7 @@ TEST_F(BluezState, WaitsForTheAdapterThatWasUsedBeforeBluezCameBack) {
   startPoweredOn();
   bluez.reset();
   ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
-  bluez = std::make_unique<FakeBluez>(bus);
+  bluez = std::make_unique<ScriptedBluez>(bus);
   bluez->add("/org/bluez/hci1", adapter(true));
   settle();
   EXPECT_EQ(states.size(), 2U);
@@ -214,7 +214,7 @@ TEST_F(BluezState, IsResettingWhileBluezIsAwayAndPoweredOnWhenItIsBack) {
   EXPECT_EQ(states.back(), CBManagerState::resetting);
 
   // As bluetoothd does it: the name, then the adapter, then its power.
-  bluez = std::make_unique<FakeBluez>(bus);
+  bluez = std::make_unique<ScriptedBluez>(bus);
   settle();
   bluez->add(kAdapter, adapter(false));
   settle();
@@ -228,7 +228,7 @@ TEST_F(BluezState, IsPoweredOffWhenBluezComesBackAndStaysUnpowered) {
   startPoweredOn();
   bluez.reset();
   ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
-  bluez = std::make_unique<FakeBluez>(bus);
+  bluez = std::make_unique<ScriptedBluez>(bus);
   bluez->add(kAdapter, adapter(false));
   pass(5s);
   ASSERT_TRUE(waitUntil([&] { return states.size() == 3; }));
@@ -239,7 +239,7 @@ TEST_F(BluezState, StaysResettingWhenBluezComesBackAndGoesAgain) {
   startPoweredOn();
   bluez.reset();
   ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
-  bluez = std::make_unique<FakeBluez>(bus);
+  bluez = std::make_unique<ScriptedBluez>(bus);
   bluez->objects[kAdapter] = adapter(false);
   pass(2s);
   settle();
@@ -264,7 +264,7 @@ TEST_F(BluezState, IsNotConcludedFromABluezThatIsBackAndDoesNotAnswerYet) {
   startPoweredOn();
   bluez.reset();
   ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
-  bluez = std::make_unique<FakeBluez>(bus);
+  bluez = std::make_unique<ScriptedBluez>(bus);
   bluez->objects[kAdapter] = adapter(true);
   OwnedMessage held;
   bluez->on("/", "GetManagedObjects", [&](OwnedMessage call) { held = std::move(call); });

@@ -2,46 +2,44 @@
 // moments that a test cannot bring about. It answers in serve().
 #pragma once
 
-#include <cstdint>
 #include <deque>
 #include <functional>
 #include <map>
 #include <string>
-#include <variant>
 #include <vector>
 
+#include "lab/bluetoothd/BusObjects.h"
 #include "lab/bluetoothd/MessageBus.h"
 
-namespace bluez_tests {
-
-using Bytes = std::vector<std::uint8_t>;
-using Property = std::variant<bool, std::uint8_t, std::int16_t, std::string, Bytes>;
-using Properties = std::map<std::string, Property>;
-using Interfaces = std::map<std::string, Properties>;
+namespace support {
 
 using OwnedMessage = lab::BusMessage;
 
 // Throws when sd-bus reports an error.
 void check(int result);
 
-class FakeBluez {
+class ScriptedBluez {
  public:
   // Owns org.bluez for as long as it exists. The test fills in its objects.
-  explicit FakeBluez(lab::MessageBus& bus);
-  FakeBluez(const FakeBluez&) = delete;
-  FakeBluez& operator=(const FakeBluez&) = delete;
-  ~FakeBluez();
+  explicit ScriptedBluez(lab::MessageBus& bus);
+  ScriptedBluez(const ScriptedBluez&) = delete;
+  ScriptedBluez& operator=(const ScriptedBluez&) = delete;
+  ~ScriptedBluez();
 
-  std::map<std::string, Interfaces> objects;
+  std::map<std::string, lab::Interfaces> objects;
 
-  // Answers the calls that came in. A method without a handler is answered by default: for a device
-  // or a characteristic with an empty reply.
-  void serve();
+  // Answers the calls that came in. False when there was nothing to do.
+  bool serve();
 
   // Sets the handler of one method of one object. It replies by the functions below, now, later or
   // never.
   using Handler = std::function<void(OwnedMessage call)>;
   void on(const std::string& path, const std::string& member, Handler handler);
+  // Gets the calls without a handler of their own.
+  Handler otherwise = [this](const OwnedMessage& call) { answer(call); };
+
+  // As bluetoothd would from the objects; for a device or a characteristic with an empty reply.
+  void answer(const OwnedMessage& call);
 
   // How often a method of an object was called; and all calls in order, as "path Member".
   std::size_t count(const std::string& path, const std::string& member) const;
@@ -57,17 +55,21 @@ class FakeBluez {
   void reply(const OwnedMessage& call) { reply(call, ""); }
   // Answers GetManagedObjects with all objects as they are now.
   void replyObjects(const OwnedMessage& call);
-  void replyValue(const OwnedMessage& call, const Bytes& value);
+  void replyValue(const OwnedMessage& call, const lab::Bytes& value);
   // Answers AcquireNotify with a socket; returns the end into which values are to be written.
   int replySocket(const OwnedMessage& call);
   void refuse(const OwnedMessage& call, const std::string& name, const std::string& message);
 
   // Each changes objects and signals the change.
-  void change(const std::string& path, const std::string& interface, const Properties& changed);
-  void signalChange(const std::string& path, const std::string& interface,
-                    const Properties& changed);
-  void add(const std::string& path, const Interfaces& interfaces);
+  void change(const std::string& path, const std::string& interface,
+              const lab::Properties& changed);
+  void add(const std::string& path, const lab::Interfaces& interfaces);
   void remove(const std::string& path);
+  // Signals a change and leaves objects as they are.
+  void signalChange(const std::string& path, const std::string& interface,
+                    const lab::Properties& changed) {
+    lab::signalChange(bus_, path, interface, changed);
+  }
 
  private:
   void handleCall(OwnedMessage call);
@@ -79,4 +81,4 @@ class FakeBluez {
   std::vector<std::string> calls_;
 };
 
-}  // namespace bluez_tests
+}  // namespace support

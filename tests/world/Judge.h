@@ -37,7 +37,8 @@ class Judge {
   void willDo(const std::string& command);
   void didDo();
   void willEndInput() { mayExit_ = true; }
-  void hostDidStall() { lastStall_ = agenda_.now(); }
+  void hostDidStall();
+  void hostDidReadOn();
 
   // All links are gone, and nothing more is heard of devices.
   void didLoseStack();
@@ -56,6 +57,8 @@ class Judge {
   void didAnswerSubscription(lab::StackDevice& device, const std::string& uuid, bool isMade);
   void didEndSubscription(lab::StackDevice& device, const std::string& uuid);
   void didSendValue(lab::StackDevice& device, const std::string& uuid, const lab::Bytes& value);
+  // The bridge has left so many where they came from that there was no room for this one.
+  void didLoseValue() const;
   void didLoseWrite(lab::StackDevice& device, const std::string& uuid, const lab::Bytes& value);
   void didAskToConnect(lab::StackDevice& device);
   void didFailToConnect(lab::StackDevice& device);
@@ -134,6 +137,7 @@ class Judge {
   bool isScanning_ = false;
   int scans_ = 0;
   Microseconds lastStall_{-1};
+  std::optional<std::size_t> takenInStall_;  // bytes of values; nothing while the host reads
 
   // The radio's state as it was told.
   std::size_t situation_ = 0;  // that was told last

@@ -15,6 +15,11 @@ using Is = Served::Is;
 // counted from the last that it asked of the device.
 constexpr Microseconds kUntoldRefusal = 37s;
 
+// Of values, in bytes, while the host stalls: 64 MiB are held for it, with what holding them takes.
+// A little more waits in the stack.
+constexpr std::size_t kMostTaken = std::size_t{65} << 20;
+constexpr std::size_t kLeastTaken = std::size_t{48} << 20;
+
 }  // namespace
 
 void Judge::willDo(const std::string& line) {
@@ -185,12 +190,29 @@ void Judge::didEndSubscription(lab::StackDevice& device, const std::string& uuid
 
 void Judge::didSendValue(lab::StackDevice& device, const std::string& uuid,
                          const lab::Bytes& value) {
+  if (takenInStall_ && (*takenInStall_ += value.size()) > kMostTaken) {
+    throw Wrong("takes more and more for a host that does not read");
+  }
   Served* served = servedBy(device);
   if (served == nullptr) return;
   if (!served->confirmed.contains(uuid)) return early_[{&device, uuid}].push_back(value);
   served->value(uuid, value);
   const auto stream = served->streams.find(uuid);
   if (stream != served->streams.end() && !stream->second) served->leaveOpen(uuid);
+}
+
+void Judge::hostDidStall() {
+  lastStall_ = agenda_.now();
+  takenInStall_ = 0;
+}
+
+void Judge::hostDidReadOn() {
+  lastStall_ = agenda_.now();
+  takenInStall_.reset();
+}
+
+void Judge::didLoseValue() const {
+  if (takenInStall_.value_or(0) < kLeastTaken) throw Wrong("does not take what comes");
 }
 
 }  // namespace world

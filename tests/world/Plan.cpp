@@ -13,6 +13,8 @@ using lab::Dice;
 
 namespace {
 
+constexpr std::size_t kStartRaw = 4;  // among commandOf's
+
 PlannedDevice deviceOf(Dice& dice, std::size_t number) {
   const bool isStranger = dice.oneIn(5);
   const lab::DeviceKind& kind = *lab::kDeviceKinds[dice.below(std::size(lab::kDeviceKinds))];
@@ -95,8 +97,39 @@ Plan Plan::ofStrangers(std::size_t count) {
                    .isConnectable = false}};
   plan.incidents.clear();
   plan.strangers = count;
-  plan.trouble = kFirstStranger + kStrangerInterval * static_cast<std::int64_t>(count);
+  const auto passed = [&](std::size_t number) {
+    return kFirstStranger + kStrangerInterval * static_cast<std::int64_t>(number);
+  };
+  // Once as many are there as will be at any time.
+  plan.settled = passed(count / 2);
+  plan.trouble = passed(count);
   plan.end = plan.trouble + 1s;
+  return plan;
+}
+
+Plan Plan::ofStall(Microseconds length) {
+  constexpr std::size_t kValueSize = 244;
+  constexpr std::size_t kPerSecond = (std::size_t{1} << 20) / kValueSize;
+  const std::string stream = "3A87";
+  std::string value;
+  for (std::size_t i = 0; i < kValueSize; ++i) value += "7F";
+  Plan plan = ofStrangers(0);
+  plan.devices = {{.kind = "fenwix",
+                   .name = "Nomsuel",
+                   .appears = 0s,
+                   .rate = 1,
+                   .isStored = false,
+                   .doesNameComeLater = false,
+                   .isHidden = false,
+                   .controls = {"rate " + stream + " " + std::to_string(kPerSecond),
+                                "fault value=" + stream + ":" + value}}};
+  using Kind = Incident::Kind;
+  plan.incidents = {{20s, Kind::command, kStartRaw, 0s, 2},
+                    {22s, Kind::stallHost, 0, 1s, 0},
+                    {25s, Kind::stallHost, 0, length + 1s, 0}};
+  plan.settled = 21s;
+  plan.trouble = 24s;
+  plan.end = 25s + length;
   return plan;
 }
 

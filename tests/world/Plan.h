@@ -67,6 +67,7 @@ struct PlannedDevice {
   bool doesNameComeLater;
   bool isHidden;  // shows no services
   bool isConnectable = true;
+  std::vector<std::string> controls{};  // what the model is told besides
 };
 
 // What only the program's platform has; drawn before the rest. Each platform defines these.
@@ -79,6 +80,9 @@ struct Plan {
 
   // Nothing goes wrong, but so many strangers pass while a link is wanted that never comes up.
   static Plan ofStrangers(std::size_t count);
+  // Nothing goes wrong, but the host stalls while a stream brings 1 MiB a second: for a moment, and
+  // then for so long, up to the end.
+  static Plan ofStall(Microseconds length);
 
   std::uint64_t seed;
   std::shared_ptr<const Setting> setting;  // null: nothing is special
@@ -86,6 +90,7 @@ struct Plan {
   std::vector<Incident> incidents;
   std::size_t strangers = 0;
   Microseconds trouble{0};  // until when they happen
+  Microseconds settled{0};  // what is taken from then on is given back by their end; 0: anything
   Microseconds end{0};
 };
 

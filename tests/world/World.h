@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -22,8 +23,12 @@
 
 namespace world {
 
-// Bytes; always the same where the allocator does not tell.
-std::size_t memoryInUse();
+// What the process has taken. memory: bytes; always the same where the allocator does not tell.
+struct Taken {
+  std::size_t memory;
+  int descriptors;
+};
+Taken takenNow();
 
 class World final : public lab::Witness {
  public:
@@ -80,12 +85,14 @@ class World final : public lab::Witness {
   void didFailToDiscover(lab::StackDevice& device) override;
   void didShowCharacteristics(lab::StackDevice& device) override;
   void didInvalidateServices(lab::StackDevice& device) override;
+  void didLose(lab::StackDevice& device, std::string_view uuid) override;
   void didLoseWrite(lab::StackDevice& device, std::string_view uuid,
                     const lab::Bytes& value) override;
 
   void takeOutput();
   void setUp();
   void passStranger(std::size_t number);
+  void checkTaken();
   void happen(const Incident& incident);
   void happenToHost(const Incident& incident);
   void sendValues(std::size_t device, std::size_t choice);
@@ -115,7 +122,7 @@ class World final : public lab::Witness {
   std::set<std::size_t> spoilt_;  // devices whose next request is
   std::size_t spoilChoice_ = 0;
   std::size_t turnsAtOnce_ = 0;    // of the bridge, without that time passes
-  std::size_t memoryInUse_ = 0;    // when half of the strangers had passed
+  std::optional<Taken> taken_;     // when what the plan has in mind was settled
   std::size_t timesHeldBack_ = 0;  // so many times was written while something was held back
   Microseconds writtenAt_{0};
   ComBLE* bridge_ = nullptr;  // the one that lives

@@ -101,6 +101,11 @@ void World::didInvalidateServices(lab::StackDevice& device) {
   if (orderDice_.oneIn(3)) orderFrom(device);
 }
 
+void World::didLose(lab::StackDevice& /*device*/, std::string_view uuid) {
+  tell("  no room for a value " + std::string(uuid));
+  judge_.didLoseValue();
+}
+
 void World::didLoseWrite(lab::StackDevice& device, std::string_view uuid, const lab::Bytes& value) {
   tell("  write lost " + std::string(uuid) + hex(value));
   judge_.didLoseWrite(device, std::string(uuid), value);

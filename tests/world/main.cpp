@@ -3,6 +3,8 @@
 //   world --count N         so many, on all processors; --from N: the first seed
 //   world --minutes M       for so long, from a seed that is the time's
 //   world --strangers N     one session in which so many devices pass, and leave nothing behind
+//   world --stall SECONDS   one in which the host does not read for so long, while 1 MiB comes a
+//                           second
 //   --failures N            each process gives up after so many (20)
 // It prints the seeds that fail, and ends with 1 when there are any.
 #include <sys/mman.h>
@@ -22,8 +24,8 @@
 
 namespace {
 
-using world::memoryInUse;
 using world::Plan;
+using world::takenNow;
 using world::World;
 
 struct Options {
@@ -31,6 +33,7 @@ struct Options {
   std::uint64_t count = 0;
   double minutes = 0;
   std::size_t strangers = 0;
+  int stall = 0;
   int failures = 20;
   bool isOne = false;
 };
@@ -39,12 +42,6 @@ constexpr int kRepetitions = 4;
 constexpr int kLongestSession = 60;  // seconds of the processor, after which it hangs
 
 FILE* report = nullptr;  // where the program prints: standard output is the bridge's
-
-int lowestFreeDescriptor() {
-  const int descriptor = dup(STDERR_FILENO);
-  close(descriptor);
-  return descriptor;
-}
 
 // Starts the program anew if its allocator keeps memory at hand that it counts as in use.
 void countMemoryExactly(char** argv) {
@@ -60,14 +57,14 @@ void countMemoryExactly(char** argv) {
 std::string playOnce(const Plan& plan, const std::set<std::size_t>& left, World::Print print,
                      bool& isWhole) {
   const auto opened = world::openForGood();
-  const int before = lowestFreeDescriptor();
+  const int before = takenNow().descriptors;
   try {
     {
       World session(plan, left, std::move(print));
       session.play();
       isWhole = !session.hasLeftCallback();
     }
-    if (isWhole && lowestFreeDescriptor() != before) return "descriptors were left open";
+    if (isWhole && takenNow().descriptors != before) return "descriptors were left open";
     return {};
   } catch (const std::exception& wrong) {
     return wrong.what();
@@ -79,12 +76,12 @@ std::string playOnce(const Plan& plan, const std::set<std::size_t>& left, World:
 std::string play(const Plan& plan, const std::set<std::size_t>& left, World::Print print = {}) {
   for (int times = 0; times < kRepetitions; ++times) {
     bool isWhole = false;
-    const std::size_t before = memoryInUse();
+    const std::size_t before = takenNow().memory;
     {
       const std::string wrong = playOnce(plan, left, times == 0 ? print : World::Print(), isWhole);
       if (!wrong.empty()) return wrong;
     }
-    if (!isWhole || memoryInUse() <= before) return {};
+    if (!isWhole || takenNow().memory <= before) return {};
   }
   return "memory was not given back";
 }
@@ -115,6 +112,14 @@ bool show(const Plan& plan) {
                left.empty() ? "" : ", made shorter");
   wrong =
       play(plan, left, [](const std::string& line) { std::fprintf(report, "%s\n", line.c_str()); });
+  if (!wrong.empty()) std::fprintf(report, "WRONG: %s\n", wrong.c_str());
+  return wrong.empty();
+}
+
+// Once and without a word, as a long one takes its time.
+bool pass(const Plan& plan) {
+  bool isWhole = false;
+  const std::string wrong = playOnce(plan, {}, {}, isWhole);
   if (!wrong.empty()) std::fprintf(report, "WRONG: %s\n", wrong.c_str());
   return wrong.empty();
 }
@@ -194,17 +199,21 @@ int main(int argc, char** argv) {
       options.from = std::strtoull(argv[i + 1], nullptr, 10);
     if (name == "--count") options.count = std::strtoull(argv[i + 1], nullptr, 10);
     if (name == "--strangers") options.strangers = std::strtoull(argv[i + 1], nullptr, 10);
+    if (name == "--stall") options.stall = std::atoi(argv[i + 1]);
     if (name == "--failures") options.failures = std::atoi(argv[i + 1]);
     if (name == "--minutes") options.minutes = std::strtod(argv[i + 1], nullptr);
   }
-  if (!options.isOne && options.count == 0 && options.minutes == 0 && options.strangers == 0) {
-    std::fputs("world --seed N | --count N [--from N] | --minutes M | --strangers N\n", stderr);
+  const bool isSpecial = options.strangers > 0 || options.stall > 0;
+  if (!options.isOne && !isSpecial && options.count == 0 && options.minutes == 0) {
+    std::fputs("world --seed N | --count N [--from N] | --minutes M | --strangers N | --stall S\n",
+               stderr);
     return 2;
   }
   report = fdopen(dup(STDOUT_FILENO), "w");
   if (options.minutes > 0 && options.from == 1) {
     options.from = static_cast<std::uint64_t>(std::time(nullptr)) << 20;
   }
+  if (options.stall > 0) return pass(Plan::ofStall(std::chrono::seconds(options.stall))) ? 0 : 1;
   if (options.strangers > 0) return show(Plan::ofStrangers(options.strangers)) ? 0 : 1;
   return options.isOne ? (show(Plan(options.from)) ? 0 : 1) : exploreOnAll(options);
 }

@@ -61,8 +61,8 @@ void Call::start(const Bus& bus, const Message& call, OnReply onReply) {
   onReply_ = std::move(onReply);
 }
 
-// Any property would do. The standard Ping would not: BlueZ's D-Bus library answers it ahead of
-// BlueZ's signals.
+// Any property would do. The standard Ping would not: BlueZ's D-Bus library answers it by itself,
+// before BlueZ has had a turn.
 void Call::startRoundTrip(const Bus& bus, const std::string& devicePath,
                           std::function<void()> onBack) {
   start(bus, bus.property(devicePath, kDeviceInterface, "Connected"),

@@ -11,7 +11,8 @@ import { showTree } from "./tree.js";
 import { endingWords } from "./words.js";
 
 const at = (id) => document.getElementById(id);
-const LEAST_FRAME = 30;  // milliseconds: about as many pictures a second as are worth it
+const LEAST_FRAME = 16;  // milliseconds: a screen shows no more pictures
+const LEAST_TURNS = 2;  // so that a curve moves some thirty times a second
 const LEAST_COLUMNS = MOST_COLUMNS / 4;
 
 // The span of time that all curves show, and the cursor.
@@ -70,7 +71,8 @@ class Page {
     this.drawn = 0;
     this.nextFrame = 0;
     this.painted = new MessageChannel();
-    this.columns = MOST_COLUMNS;  // of a picture that moves
+    this.turns = LEAST_TURNS;     // pictures in which each plot that moves is drawn once
+    this.columns = MOST_COLUMNS;  // of a plot that moves
     this.pictures = 0;      // that are there to be seen
     this.sinceChange = [];  // costs of moving pictures
     this.frames = [];       // milliseconds between pictures, the latest thousand
@@ -131,8 +133,9 @@ class Page {
     at("empty").hidden = this.plots.plots.size > 0;
     const [from, to] = this.view.shown(this.now() / 1e6);
     const begin = performance.now();
-    // One that stands still has all its detail, however long it takes.
-    this.plots.draw(from, to, this.view.cursor, isMoving ? this.columns : MOST_COLUMNS);
+    // What stands still has all its detail, however long it takes.
+    if (isMoving) this.plots.drawNext(this.turns, from, to, this.view.cursor, this.columns);
+    else this.plots.draw(from, to, this.view.cursor, MOST_COLUMNS);
     // The browser paints after this, and without a graphics processor that is most of the work. What
     // is asked for here comes when it has painted.
     this.nextFrame = Infinity;
@@ -144,26 +147,32 @@ class Page {
     at("pause").textContent = isFollowing ? "Pause" : "Go on";
   }
 
-  // On a slow or busy machine moving pictures get coarser, in few steps, since each makes the curves
-  // jump. One that takes long all the same leaves two thirds of the time to everything else, and the
-  // page stays usable.
+  // A picture that takes long leaves two thirds of the time to everything else, and the page stays
+  // usable.
   didPaint(cost, isMoving) {
     this.pictures += 1;
     this.costs.push(cost);
     if (this.costs.length > 1000) this.costs.shift();
-    if (isMoving) this.adaptColumns(cost);
+    if (isMoving) this.adapt(cost);
     const excess = Math.max(0, cost - LEAST_FRAME / 2);
-    this.nextFrame = Math.max(this.drawn + LEAST_FRAME - 8, performance.now() + 2 * excess);
+    this.nextFrame = Math.max(this.drawn + LEAST_FRAME / 2, performance.now() + 2 * excess);
   }
 
-  // By the costs since the last change: one slow picture says nothing.
-  adaptColumns(cost) {
+  // On a slow or busy machine each picture draws fewer of the plots, and if that is not enough they
+  // get coarser, in few steps, since each makes the curves jump. By the costs since the last change:
+  // one slow picture says nothing.
+  adapt(cost) {
     this.sinceChange.push(cost);
     if (this.sinceChange.length < 9) return;
     const usual = this.sinceChange.sort((a, b) => a - b)[4];
     this.sinceChange = [];
-    if (usual > LEAST_FRAME / 2 && this.columns > LEAST_COLUMNS) this.columns /= 2;
-    else if (usual < LEAST_FRAME / 5 && this.columns < MOST_COLUMNS) this.columns *= 2;
+    if (usual > LEAST_FRAME / 2) {
+      if (this.turns < this.plots.inSight.length) this.turns *= 2;
+      else if (this.columns > LEAST_COLUMNS) this.columns /= 2;
+    } else if (usual < LEAST_FRAME / 5) {
+      if (this.columns < MOST_COLUMNS) this.columns *= 2;
+      else if (this.turns > LEAST_TURNS) this.turns /= 2;
+    }
   }
 
   showFacts() {

@@ -82,6 +82,7 @@ class Plot {
     this.data = data;
     this.view = view;
     this.scale = stream.scale;
+    this.turn = 0;  // in which it was drawn
     this.isOn = stream.channels.map(() => true);
     this.build();
   }
@@ -256,6 +257,7 @@ export class Plots {
     this.data = data;
     this.view = view;
     this.plots = new Map();
+    this.turn = 0;  // the latest of any plot
     new ResizeObserver(() => this.resize()).observe(root);
     // What is far outside the window of the browser need not be drawn. Asking where it is would make
     // the browser lay the page out once per plot and picture.
@@ -289,9 +291,22 @@ export class Plots {
     }
   }
 
+  get inSight() {
+    return [...this.plots.values()].filter((plot) => plot.isInSight);
+  }
+
   draw(from, to, cursor, columns) {
-    for (const plot of this.plots.values()) {
-      if (!plot.isInSight) continue;
+    for (const plot of this.inSight) {
+      plot.draw(from, to, columns);
+      plot.showCursor(cursor, to);
+    }
+  }
+
+  // Draws those that have not been drawn for longest: all of them in so many turns.
+  drawNext(turns, from, to, cursor, columns) {
+    const waiting = this.inSight.sort((a, b) => a.turn - b.turn);
+    for (const plot of waiting.slice(0, Math.ceil(waiting.length / turns))) {
+      plot.turn = ++this.turn;
       plot.draw(from, to, columns);
       plot.showCursor(cursor, to);
     }

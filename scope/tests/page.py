@@ -181,13 +181,15 @@ class Values(PageTest):
               while (performance.now() < begin + 60);
               painted = performance.now();
             }).observe(box);
-            const draw = scope.plots.draw.bind(scope.plots);
-            scope.plots.draw = (...view) => {
-              globalThis.columns = view.at(-1);
-              if (painted) pauses.push(performance.now() - painted);
-              draw(...view);
-              box.style.height = `${pauses.length + 1}px`;
-            };""")
+            for (const name of ["draw", "drawNext"]) {
+              const draw = scope.plots[name].bind(scope.plots);
+              scope.plots[name] = (...view) => {
+                globalThis.columns = view.at(-1);
+                if (painted) pauses.push(performance.now() - painted);
+                draw(...view);
+                box.style.height = `${pauses.length + 1}px`;
+              };
+            }""")
         pauses = BROWSER.wait("pauses.length > 5 && pauses")
         self.assertGreater(min(pauses[1:]), 80)
         # And coarser, but for a picture that stands still.
@@ -196,6 +198,19 @@ class Values(PageTest):
         BROWSER.wait("columns === 700")
         BROWSER.run("scope.view.follow()")
         BROWSER.wait("columns === 175")
+        session.end()
+
+    def test_are_drawn_in_turns_when_many_move(self):
+        session = self.open(DEMO, ready="scope.plots.inSight.length > 1")
+        drawn = BROWSER.run("""
+            const all = scope.plots.inSight;
+            const times = new Map(all.map((plot) => [plot, 0]));
+            for (const plot of all) {
+              plot.draw = () => times.set(plot, times.get(plot) + 1);
+            }
+            for (let i = 0; i < 3 * all.length; ++i) scope.plots.drawNext(all.length, 0, 1, null, 700);
+            return [...times.values()];""")
+        self.assertEqual(set(drawn), {3})
         session.end()
 
 

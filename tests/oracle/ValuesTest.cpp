@@ -7,11 +7,10 @@
 #include "tests/oracle/Draw.h"
 #include "tests/oracle/Identifiers.h"
 #include "tests/oracle/subject/Plays.h"
+#include "tests/support/Sanitizer.h"
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 // Declared here since GCC 12 lacks the sanitizers' header.
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
-#endif
 
 namespace oracle {
 namespace {
@@ -59,12 +58,12 @@ void deliverAnother(subject::Twin& twin, Draw& draw, const Stream& stream) {
 
 // The memory in use. It is the same after each twin if the bridge keeps nothing.
 std::size_t allocatedBytes() {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  return __sanitizer_get_current_allocated_bytes();
-#else
-  const struct mallinfo2 heap = ::mallinfo2();
-  return heap.uordblks + heap.hblkhd;
-#endif
+  if constexpr (support::hasAddressSanitizer || support::hasThreadSanitizer) {
+    return __sanitizer_get_current_allocated_bytes();
+  } else {
+    const struct mallinfo2 heap = ::mallinfo2();
+    return heap.uordblks + heap.hblkhd;
+  }
 }
 constexpr std::size_t kGrowth = std::size_t{4} << 10;
 

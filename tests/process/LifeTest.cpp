@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Scenario.h"
+#include "support/Sanitizer.h"
 
 namespace process_test {
 namespace {
@@ -17,11 +18,7 @@ using Lines = std::vector<std::string>;
 
 // To find an end that goes wrong once in hundreds of times. A sanitizer needs fewer runs, since it
 // also sees mistakes that have no effect; each run takes it twenty times as long.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int manyRuns = 50;
-#else
-constexpr int manyRuns = 1000;
-#endif
+constexpr int manyRuns = support::hasAddressSanitizer || support::hasThreadSanitizer ? 50 : 1000;
 
 // Runs a bridge with these bytes as its whole input, and returns the lines that it answers them
 // with.
@@ -149,16 +146,11 @@ TEST(Streaming, IsEndedByTheEndOfInputWithWholeLines) {
 
 TEST(Threads, AreExactlyTwo) {
   if (!Bridge::canCountThreads()) GTEST_SKIP() << "this system does not tell";
-#ifdef __SANITIZE_THREAD__
-  constexpr std::size_t ofTheSanitizer = 1;
-#else
-  constexpr std::size_t ofTheSanitizer = 0;
-#endif
   Bridge bridge(with(tramsel(), id::motion, {"stream=0100FFFF3412F4FF0000E8037FFF0080FF7F"}));
   expectLine(bridge, "<B;92;1;-1;4660;-12;0;1000;-129;-32768;32767;");
   ASSERT_TRUE(bridge.writeLine("is the reader there"));
   expectLine(bridge, "@commande recue non traitee : is the reader there");
-  EXPECT_EQ(bridge.threadCount(), 2 + ofTheSanitizer);
+  EXPECT_EQ(bridge.threadCount(), 2U + support::threadsOfSanitizer);
 }
 
 }  // namespace

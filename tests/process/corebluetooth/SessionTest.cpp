@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "support/BridgeProcess.h"
+#include "support/Sanitizer.h"
 
 namespace {
 
@@ -92,19 +93,13 @@ Words motionsOf(const Words& messages) {
   return all;
 }
 
-#ifdef __SANITIZE_THREAD__
-constexpr std::size_t kOfTheSanitizer = 1;
-#else
-constexpr std::size_t kOfTheSanitizer = 0;
-#endif
-
 TEST(CoreBluetoothSession, ServesAllDevicesAndObeysTheHost) {
   Session bridge({"tramsel", "ilo", "corvelta", "fenwix", "json 60"});
   bridge.expectLog("manager state update : poweredOn");
   bridge.expectLog("Stop Scan");
   bridge.expectMessageOf("S;");
   bridge.expectMessageOf("P1;");
-  EXPECT_EQ(bridge.threadCount(), 2 + kOfTheSanitizer);
+  EXPECT_EQ(bridge.threadCount(), 2 + support::threadsOfSanitizer);
 
   for (const char* command : {"FX_startRaw", "FX_startRaw2"}) bridge.writeLine(command);
   bridge.expectMessageOf("PR1;");

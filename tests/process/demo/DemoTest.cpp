@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "support/BridgeProcess.h"
+#include "support/Sanitizer.h"
 
 namespace {
 
@@ -91,12 +92,7 @@ TEST(Demo, HasTwoThreads) {
   if (!BridgeProcess::canCountThreads()) GTEST_SKIP() << "this system does not tell";
   BridgeProcess demo = start({});
   ASSERT_TRUE(waitForMessageLike(demo, "B;"));
-#ifdef __SANITIZE_THREAD__
-  constexpr std::size_t kOthers = 1;  // the sanitizer's
-#else
-  constexpr std::size_t kOthers = 0;
-#endif
-  EXPECT_EQ(demo.threadCount(), 2U + kOthers);
+  EXPECT_EQ(demo.threadCount(), 2U + support::threadsOfSanitizer);
 }
 
 TEST(Demo, LosesNothingWhileTheHostStalls) {

@@ -79,10 +79,15 @@ std::optional<OutputLine> BridgeProcess::next(Limit limit) {
 std::optional<OutputLine> BridgeProcess::waitFor(
     const std::function<bool(const OutputLine&)>& condition, Limit limit) {
   const Clock::time_point deadline = Clock::now() + limit;
-  for (;;) {
-    const auto left = std::chrono::ceil<Limit>(deadline - Clock::now());
-    std::optional<OutputLine> line = next(std::max(left, Limit::zero()));
-    if (!line || condition(*line)) return line;
+  for (bool isOver = false;;) {
+    while (std::optional<OutputLine> line = takeLine()) {
+      if (condition(*line)) return line;
+    }
+    if (isOver || !output_.isOpen()) return std::nullopt;
+    // At the end of the time, what has come by then is read once more, and no further: a program
+    // that writes faster than the condition reads would be read for ever.
+    isOver = Clock::now() >= deadline;
+    if (!serve(deadline, nullptr)) return std::nullopt;
   }
 }
 

@@ -78,6 +78,11 @@ TEST(BridgeProcess, DoesNotWaitLongerThanAsked) {
   EXPECT_EQ(cat.waitForEnd(1ms), std::nullopt);
 }
 
+TEST(BridgeProcess, DoesNotWaitLongerThanAskedWhileLinesComeWithoutPause) {
+  BridgeProcess yes("/usr/bin/yes");
+  EXPECT_EQ(yes.waitForMessage("that never comes", 1ms), std::nullopt);
+}
+
 TEST(BridgeProcess, StallsTheProgramsOutput) {
   Shell shell("yes '<C;3;0;4A3D>'");
   shell.stall();

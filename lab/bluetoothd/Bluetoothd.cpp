@@ -1,5 +1,6 @@
 #include "lab/bluetoothd/Bluetoothd.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "lab/bluetoothd/BusTypes.h"
@@ -24,7 +25,8 @@ RemoteDevice& Bluetoothd::add(DeviceModel& model, const std::string& key) {
 }
 
 bool Bluetoothd::isIdle() const {
-  return calls_.empty() && pending_.empty() && bus_.unansweredCount() == 0;
+  return calls_.empty() && pending_.empty() && bus_.unansweredCount() == 0 &&
+         std::ranges::none_of(devices_, &RemoteDevice::hasUnseenEnd);
 }
 
 void Bluetoothd::start() {

@@ -75,7 +75,7 @@ class Bluetoothd {
 
   const std::map<std::string, Adapter>& adapters() const { return adapters_; }
 
-  // No call is unanswered, except Connect.
+  // No call is unanswered, except Connect, and no end of a subscription unseen.
   bool isIdle() const;
 
   // Lets the daemon hang: it answers no call for this long.

@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -35,8 +36,7 @@ BusMessage share(const SharedMessage& message) {
 
 void Bluetoothd::serveGatt(const BusMessage& call, RemoteDevice& device, Gatt& gatt,
                            const std::string& member) {
-  // bluetoothd may see the call before it sees that the client has closed a socket.
-  if (member != "AcquireNotify" || dice_.oneIn(2)) lookAtSockets(device);
+  lookAtSockets(device);
   if (member == "StartNotify") return startNotify(call, device, gatt);
   if (member == "StopNotify") {
     unsubscribe(device, gatt);
@@ -165,18 +165,32 @@ void Bluetoothd::unsubscribe(RemoteDevice& device, Gatt& gatt) {
   if (gatt.way == Gatt::Way::none) return;
   if (gatt.socket >= 0) close(std::exchange(gatt.socket, -1));
   gatt.way = Gatt::Way::none;
+  gatt.oversights = 0;
   ++gatt.subscription;
   witness_.didEndSubscription(device, gatt.uuid);
   if (device.isConnected_) device.model_.subscribe(gatt.index, false);
 }
 
-// A client ends a subscription by closing its end of the socket.
+// A client ends a subscription by closing its end of the socket. bluetoothd may handle calls that
+// came after that before it sees it: one in the turn of its loop in which the socket was closed,
+// and one in the next. Without calls its next turn comes by itself. The device carries out what it
+// was asked for before.
 void Bluetoothd::lookAtSockets(RemoteDevice& device) {
+  const bool isAsked = std::ranges::any_of(
+      pending_, [&device](const auto& entry) { return entry.second.device == &device; });
+  if (isAsked) return;
   for (Gatt& gatt : device.gatt_) {
     if (gatt.way != Gatt::Way::socket) continue;
     pollfd end{gatt.socket, 0, 0};
-    if (::poll(&end, 1, 0) > 0 && (end.revents & (POLLHUP | POLLERR)) != 0) {
+    if (::poll(&end, 1, 0) <= 0 || (end.revents & (POLLHUP | POLLERR)) == 0) continue;
+    if (gatt.oversights == 2 || dice_.oneIn(2)) {
       unsubscribe(device, gatt);
+    } else if (gatt.oversights++ == 0) {
+      later(300us, [this, &device, &gatt, subscription = gatt.subscription] {
+        if (gatt.subscription != subscription) return;
+        gatt.oversights = 2;
+        lookAtSockets(device);
+      });
     }
   }
 }

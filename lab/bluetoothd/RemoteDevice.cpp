@@ -28,6 +28,10 @@ void RemoteDevice::drop() {
   bluetoothd_.later(Microseconds(0), [this] { bluetoothd_.dropLink(*this); });
 }
 
+bool RemoteDevice::hasUnseenEnd() const {
+  return std::ranges::any_of(gatt_, [](const Gatt& gatt) { return gatt.oversights > 0; });
+}
+
 const RemoteDevice::Gatt* RemoteDevice::find(std::string_view uuid) const {
   const auto found = std::ranges::find(gatt_, uuid, &Gatt::uuid);
   return found == gatt_.end() ? nullptr : &*found;

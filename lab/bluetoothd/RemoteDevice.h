@@ -29,6 +29,7 @@ class RemoteDevice final : public Link, public StackDevice {
     Way way = Way::none;
     int socket = -1;
     unsigned subscription = 0;  // counts subscriptions and their ends
+    unsigned oversights = 0;    // how often bluetoothd has not yet seen that the socket is closed
   };
 
   RemoteDevice(Bluetoothd& bluetoothd, DeviceModel& model, std::string key)
@@ -53,6 +54,7 @@ class RemoteDevice final : public Link, public StackDevice {
   bool isHidden() const override { return doesResolveToNothing; }
   const std::string& adapter() const { return adapter_; }
   std::string path() const { return adapter_ + "/" + key_; }
+  bool hasUnseenEnd() const;
   const Gatt* find(std::string_view uuid) const;
   bool isSubscribed(std::string_view uuid) const override;
 

@@ -54,7 +54,12 @@ void Judge::mustStopUnless(Is is) {
 
 void Judge::order(Served& served, const std::string& uuid, const lab::Bytes& bytes) {
   mustStopUnless(served.isTreeKnown);
-  if (served.device().isConnected()) served.orders.emplace_back(uuid, bytes);
+  if (!served.device().isConnected()) return;
+  Served::Order order{uuid, bytes, {}};
+  for (const auto& [stream, isOn] : served.streams) {
+    if (!isOn && served.confirmed.contains(stream)) order.ends.push_back(stream);
+  }
+  served.orders.push_back(std::move(order));
 }
 
 void Judge::switchStream(Served& served, const std::string& uuid, bool isOn) {
@@ -160,8 +165,12 @@ void Judge::didLoseWrite(lab::StackDevice& device, const std::string& uuid,
 }
 
 void Judge::takeOrder(Served& served, const std::string& uuid, const lab::Bytes& value) {
-  if (served.orders.empty() || served.orders.front() != std::pair(uuid, value)) {
+  if (served.orders.empty() || served.orders.front().uuid != uuid ||
+      served.orders.front().bytes != value) {
     throw Wrong("nobody has given this order to " + served.device().key());
+  }
+  for (const std::string& stream : served.orders.front().ends) {
+    if (served.device().isSubscribed(stream)) throw Wrong("an order overtook the end of " + stream);
   }
   served.orders.pop_front();
 }

@@ -47,7 +47,12 @@ class Served {
   std::optional<std::string> missing(Microseconds now);
 
   // What the host has ordered, and has not arrived at the device.
-  std::deque<std::pair<std::string, oracle::Bytes>> orders;
+  struct Order {
+    std::string uuid;
+    oracle::Bytes bytes;
+    std::vector<std::string> ends;  // the streams that have to end before
+  };
+  std::deque<Order> orders;
   Is isTreeKnown = Is::no;
   bool isSpoilt = false;  // a request was not served: for a while nothing can be expected
   Microseconds spoiltAt{0};

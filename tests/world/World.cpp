@@ -146,17 +146,22 @@ void World::happenToHost(const Incident& incident) {
   if (incident.choice % 16 == 1) host_.commands.push_back(commandOf(incident.which, 1));
 }
 
-// The host sends a command for it, if there is one for devices of its family.
-void World::orderFrom(const lab::StackDevice& device) {
+// The host sends commands for it, if there are any for devices of its family.
+void World::orderFrom(const lab::StackDevice& device, std::size_t count) {
   constexpr std::size_t kCount = 16;
   const oracle::Family* const family = oracle::familyOf(oracle::lowered(device.model().name()));
-  const std::size_t first = orderDice_.below(kCount);
+  std::vector<std::string> lines;
   for (std::size_t i = 0; i < kCount; ++i) {
-    const std::string line = commandOf((first + i) % kCount, 1);
+    const std::string line = commandOf(i, 1);
     const oracle::Command* const command = oracle::commandOf(line);
-    if (command == nullptr || command->family == nullptr || command->family != family) continue;
-    tell("* " + line);
-    return host_.commands.push_back(line);
+    if (command != nullptr && command->family != nullptr && command->family == family) {
+      lines.push_back(line);
+    }
+  }
+  if (lines.empty()) return;
+  for (std::size_t i = 0; i < count; ++i) {
+    host_.commands.push_back(lines[orderDice_.below(lines.size())]);
+    tell("* " + host_.commands.back());
   }
 }
 

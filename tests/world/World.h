@@ -96,7 +96,7 @@ class World final : public lab::Witness {
   void happen(const Incident& incident);
   void happenToHost(const Incident& incident);
   void sendValues(std::size_t device, std::size_t choice);
-  void orderFrom(const lab::StackDevice& device);
+  void orderFrom(const lab::StackDevice& device, std::size_t count);
   void liveOnce();
   void act();
   Woken turn(Microseconds time, bool mayPass, const std::function<bool()>& isReady);

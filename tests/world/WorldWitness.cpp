@@ -54,6 +54,7 @@ void World::didWrite(lab::StackDevice& device, std::string_view uuid, const lab:
 void World::didAnswerSubscription(lab::StackDevice& device, std::string_view uuid, bool isMade) {
   tell("  subscription " + std::string(uuid) + (isMade ? " made" : " refused"));
   judge_.didAnswerSubscription(device, std::string(uuid), isMade);
+  if (isMade && orderDice_.oneIn(12)) orderFrom(device, 1 + orderDice_.below(4));
 }
 
 void World::didEndSubscription(lab::StackDevice& device, std::string_view uuid) {
@@ -98,7 +99,7 @@ void World::didInvalidateServices(lab::StackDevice& device) {
   tell("  services invalid: " + device.model().name());
   judge_.didInvalidateServices(device);
   // Its services are found again soon, and few orders would be given by chance until then.
-  if (orderDice_.oneIn(3)) orderFrom(device);
+  if (orderDice_.oneIn(3)) orderFrom(device, 1);
 }
 
 void World::didLose(lab::StackDevice& /*device*/, std::string_view uuid) {

@@ -202,8 +202,9 @@ void RequestQueue::didDecide(Subscriber& subscriber, const std::optional<Error>&
   startNext();
 }
 
-// An acquired subscription is ended by closing its socket, which nothing confirms. After a round
-// trip BlueZ has noticed it, so that the subscription can be made again at once.
+// An acquired subscription is ended by closing its socket, which nothing confirms. BlueZ may answer
+// the first round trip in a turn of its loop that began before the socket was closed. It notices
+// the end in the next turn, so before it handles what is sent after the second.
 void RequestQueue::unsubscribe(Characteristic& characteristic) {
   const Bus& bus = peripheral_.loop().useBus();
   const bool isOnBlueZ = characteristic.source() == Characteristic::Source::characteristic;
@@ -220,7 +221,9 @@ void RequestQueue::unsubscribe(Characteristic& characteristic) {
   };
   if (characteristic.hasSocket()) {
     characteristic.endSubscription();
-    return call_.startRoundTrip(bus, peripheral_.path(), whenEnded);
+    return call_.startRoundTrip(bus, peripheral_.path(), [this, whenEnded] {
+      call_.startRoundTrip(peripheral_.loop().useBus(), peripheral_.path(), whenEnded);
+    });
   }
   call_.start(bus, bus.method(characteristic.path(), kCharacteristicInterface, "StopNotify"),
               [whenEnded](sd_bus_message* /*reply*/) { whenEnded(); });

@@ -236,6 +236,25 @@ TEST_F(BluezSubscriptionLife, ClosesItsSocketBeforeTheRoundTrip) {
   EXPECT_EQ(bluez->count(stream, "StopNotify"), 0U);
 }
 
+// BlueZ may have answered the first round trip before it saw that the socket is closed.
+TEST_F(BluezSubscriptionLife, MakesTwoRoundTripsBetweenTheEndOfItsSocketAndTheNextRequest) {
+  acquire();
+  std::vector<std::string> calls;
+  bluez->on(kDevice, "Get", [&](OwnedMessage call) {
+    calls.emplace_back("round trip");
+    bluez->reply(call, "v", "b", 1);
+  });
+  bluez->on(stream, "WriteValue", [&](OwnedMessage call) {
+    calls.emplace_back("write");
+    bluez->reply(call);
+  });
+  const Bytes value{1};
+  peripheral->setNotifyValue(false, at(kStream));
+  peripheral->writeValue(value, at(kStream), platform::CBCharacteristicWriteType::withResponse);
+  ASSERT_TRUE(waitUntil([&] { return bluez->count(stream, "WriteValue") == 1; }));
+  EXPECT_EQ(calls, (std::vector<std::string>{"round trip", "round trip", "write"}));
+}
+
 TEST_F(BluezSubscriptionLife, TakesValuesFromBluezAlone) {
   listen();
   signalFromAnother(stream.c_str(), "org.freedesktop.DBus.Properties", "PropertiesChanged",

@@ -274,7 +274,8 @@ class Platform {
   virtual std::unique_ptr<CBCentralManager> makeCentralManager(
       CBCentralManagerDelegate& delegate) = 0;
 
-  // Serves the stack's events and makes the callbacks until the given date.
+  // Serves the stack's events and makes the callbacks until the given date. If that is past, serves
+  // only what is there.
   virtual void runUntil(double date) = 0;
 
   // The current date, in seconds since 1 January 1970.

@@ -13,6 +13,12 @@ TEST_F(Clock, ReachesTheDateThatTheRunLoopServedUntil) {
   EXPECT_GE(platform().now() + 0.001, date);
 }
 
+TEST_F(Clock, DoesNotWaitForADateThatIsPast) {
+  const double before = platform().now();
+  platform().runUntil(before - 100);
+  EXPECT_LT(platform().now(), before + 50);
+}
+
 TEST_F(Clock, GoesOnDuringASleep) {
   const double before = platform().now();
   platform().sleep(50ms);

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -239,6 +240,25 @@ TEST_F(HeldOutput, IsWaitedForUntilTheReaderHasTakenIt) {
   output.waitUntilOut();
   EXPECT_FALSE(output.holdsBack());
   reader.join();
+}
+
+// Room may come between two pieces of a line.
+TEST_F(HeldOutput, IsWrittenOnceWhileItsReaderReads) {
+  std::string line;
+  while (line.size() < 100000) line += std::to_string(line.size()) + ' ';
+  for (int round = 0; round < 20; ++round) {
+    std::atomic<bool> isOut = false;
+    std::string read;
+    std::thread reader([&] {
+      while (!isOut) read += readUpTo(ends.reading, 5000);
+      read += readUpTo(ends.reading, 100000);
+    });
+    output.write(line);
+    output.waitUntilOut();
+    isOut = true;
+    reader.join();
+    ASSERT_EQ(read, line);
+  }
 }
 
 TEST_F(HeldOutput, WhoseReaderIsGoneIsForgotten) {

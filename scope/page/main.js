@@ -75,11 +75,12 @@ class Page {
     this.columns = MOST_COLUMNS;  // of a plot that moves
     this.pictures = 0;      // that are there to be seen
     this.sinceChange = [];  // costs of moving pictures
+    this.areFactsDue = false;
     this.frames = [];       // milliseconds between pictures, the latest thousand
     this.costs = [];        // milliseconds until they were painted, the latest thousand
     this.connectControls();
     requestAnimationFrame((time) => this.frame(time));
-    setInterval(() => this.showFacts(), 250);
+    setInterval(() => this.didPassTime(), 250);
   }
 
   // Microseconds since the session began, as far as the page can know.
@@ -119,11 +120,20 @@ class Page {
     showTree(at("tree"), text);
   }
 
+  get isMoving() {
+    return !this.view.span && this.connection === "open" && this.state?.endCode === undefined;
+  }
+
+  // While curves move, the facts have a picture of their own: a picture with both would be late.
+  didPassTime() {
+    if (this.isMoving && !document.hidden) this.areFactsDue = true;
+    else this.showFacts();
+  }
+
   frame(time) {
     requestAnimationFrame((next) => this.frame(next));
     if (time < this.nextFrame) return;
-    const isMoving = !this.view.span && this.connection === "open" &&
-      this.state?.endCode === undefined;
+    const { isMoving } = this;
     if (!isMoving && !this.view.isDirty) return;
     this.frames.push(time - this.drawn);
     if (this.frames.length > 1000) this.frames.shift();
@@ -134,12 +144,14 @@ class Page {
     const [from, to] = this.view.shown(this.now() / 1e6);
     const begin = performance.now();
     // What stands still has all its detail, however long it takes.
-    if (isMoving) this.plots.drawNext(this.turns, from, to, this.view.cursor, this.columns);
-    else this.plots.draw(from, to, this.view.cursor, MOST_COLUMNS);
+    const isOfCurves = isMoving && !this.areFactsDue;
+    if (!isMoving) this.plots.draw(from, to, this.view.cursor, MOST_COLUMNS);
+    else if (this.areFactsDue) this.showFacts();
+    else this.plots.drawNext(this.turns, from, to, this.view.cursor, this.columns);
     // The browser paints after this, and without a graphics processor that is most of the work. What
     // is asked for here comes when it has painted.
     this.nextFrame = Infinity;
-    this.painted.port1.onmessage = () => this.didPaint(performance.now() - begin, isMoving);
+    this.painted.port1.onmessage = () => this.didPaint(performance.now() - begin, isOfCurves);
     this.painted.port2.postMessage(null);
     const isFollowing = this.view.span === null;
     at("live").hidden = isFollowing;
@@ -147,15 +159,15 @@ class Page {
     at("pause").textContent = isFollowing ? "Pause" : "Go on";
   }
 
-  // A picture that takes long leaves two thirds of the time to everything else, and the page stays
+  // A picture that takes long leaves about half of the time to everything else, and the page stays
   // usable.
-  didPaint(cost, isMoving) {
+  didPaint(cost, isOfCurves) {
     this.pictures += 1;
     this.costs.push(cost);
     if (this.costs.length > 1000) this.costs.shift();
-    if (isMoving) this.adapt(cost);
+    if (isOfCurves) this.adapt(cost);
     const excess = Math.max(0, cost - LEAST_FRAME / 2);
-    this.nextFrame = Math.max(this.drawn + LEAST_FRAME / 2, performance.now() + 2 * excess);
+    this.nextFrame = Math.max(this.drawn + LEAST_FRAME / 2, performance.now() + excess);
   }
 
   // On a slow or busy machine each picture draws fewer of the plots, and if that is not enough they
@@ -176,7 +188,9 @@ class Page {
   }
 
   showFacts() {
+    this.areFactsDue = false;
     this.showStatus();
+    this.plots.showValues(this.view.cursor, this.view.shown(this.now() / 1e6)[1]);
     if (!this.state) return;
     this.cards.show(this.state, this.session, this.now(), this.missed);
     this.commands.show(this.state, this.session, this.connection === "open");

@@ -296,19 +296,23 @@ export class Plots {
   }
 
   draw(from, to, cursor, columns) {
-    for (const plot of this.inSight) {
-      plot.draw(from, to, columns);
-      plot.showCursor(cursor, to);
-    }
+    for (const plot of this.inSight) plot.draw(from, to, columns);
+    this.showValues(cursor, to);
   }
 
-  // Draws those that have not been drawn for longest: all of them in so many turns.
+  // At the cursor, or the latest.
+  showValues(cursor, to) {
+    for (const plot of this.inSight) plot.showCursor(cursor, to);
+  }
+
+  // Draws those that have not been drawn for longest: all of them in so many turns. The latest values
+  // are left to showValues: as text they cannot be read thirty times a second.
   drawNext(turns, from, to, cursor, columns) {
     const waiting = this.inSight.sort((a, b) => a.turn - b.turn);
     for (const plot of waiting.slice(0, Math.ceil(waiting.length / turns))) {
       plot.turn = ++this.turn;
       plot.draw(from, to, columns);
-      plot.showCursor(cursor, to);
+      if (cursor !== null) plot.showCursor(cursor, to);
     }
   }
 

@@ -18,11 +18,7 @@ void Bluetoothd::unplug(const std::string& adapter) {
     dropLink(*device);
     forget(*device);
   }
-  std::erase_if(strangers_, [&](const auto& stranger) {
-    const bool isHere = stranger.first.starts_with(adapter + "/");
-    if (isHere) tellRemoved(stranger.first, kDeviceInterface);
-    return isHere;
-  });
+  forgetTemporary(adapter);
   adapters_.erase(adapter);
   if (isRunning_) tellRemoved(adapter, kAdapterInterface);
 }
@@ -30,15 +26,26 @@ void Bluetoothd::unplug(const std::string& adapter) {
 void Bluetoothd::setPowered(const std::string& path, bool isPowered) {
   const auto found = adapters_.find(path);
   if (found == adapters_.end() || found->second.isPowered == isPowered) return;
-  Adapter& adapter = found->second;
-  adapter.isPowered = isPowered;
-  if (!isPowered) {
-    adapter.isForClient = adapter.isForLeaver = adapter.isForAnother = false;
-    for (const auto& device : devices_) {
-      if (device->adapter_ == path) dropLink(*device);
-    }
+  found->second.isPowered = isPowered;
+  if (isPowered) return tellChange(path, kAdapterInterface, {{"Powered", true}});
+  endAll(path, found->second);
+}
+
+// Links, discovery and power.
+void Bluetoothd::endAll(const std::string& path, Adapter& adapter) {
+  forgetTemporary(path);
+  const bool wasDiscovering = adapter.isDiscovering();
+  adapter.isForClient = adapter.isForLeaver = adapter.isForAnother = false;
+  for (const auto& device : devices_) {
+    if (device->adapter_ != path) continue;
+    dropLink(*device);
+    device->hasRssi_ = false;
   }
-  tellChange(path, kAdapterInterface, {{"Powered", isPowered}});
+  if (traits.joinsChanges) {
+    return tellChange(path, kAdapterInterface, {{"Discovering", false}, {"Powered", false}});
+  }
+  if (wasDiscovering) tellChange(path, kAdapterInterface, {{"Discovering", false}});
+  tellChange(path, kAdapterInterface, {{"Powered", false}});
 }
 
 bool Bluetoothd::isPowered(const std::string& path) const {
@@ -57,12 +64,12 @@ void Bluetoothd::serveAdapter(const BusMessage& call, const std::string& path,
   if (member == "SetDiscoveryFilter") return reply(call);
   if (member == "StartDiscovery") {
     if (deniesDiscovery) return bus_.sendError(call, kAccessDenied, "Rejected by the policy");
-    if (!adapter.isPowered) return bus_.sendError(call, kNotReady, "Not ready");
+    if (!adapter.isPowered) return bus_.sendError(call, kNotReady, "Resource Not Ready");
     if (adapter.isForClient && !adapter.isForLeaver) {
-      return bus_.sendError(call, kInProgress, "In progress");
+      return bus_.sendError(call, kInProgress, "Operation already in progress");
     }
     const bool was = adapter.isDiscovering();
-    adapter.isForClient = true;
+    adapter.isForClient = adapter.wasForClient = true;
     adapter.isForLeaver = false;
     reply(call);
     if (!was) tellChange(path, kAdapterInterface, {{"Discovering", true}});

@@ -44,23 +44,39 @@ void Bluetoothd::start() {
     }
   }
   for (const auto& device : devices_) {
-    if (device->isStored && !adapters_.empty()) {
+    if (adapters_.contains(device->keptOn_)) {
+      device->adapter_ = device->keptOn_;
+      ++device->objects;
+    } else if (device->isStored && !adapters_.empty()) {
       device->adapter_ = adapters_.begin()->first;
-      device->name_ = device->model_.name();
     }
+    if (device->hasObject()) device->name_ = device->model_.name();
   }
   bus_.ownStackName();
+  tellStart();
+}
+
+// The name comes first.
+void Bluetoothd::tellStart() {
+  for (const auto& entry : adapters_) {
+    tellAdded(entry.first, [&](sd_bus_message* message) {
+      appendAdapter(message, entry.second.isPowered, false);
+    });
+  }
+  for (const auto& device : devices_) {
+    if (device->hasObject()) tellObject(*device);
+  }
 }
 
 void Bluetoothd::stop() {
   if (!isRunning_) return;
-  for (const auto& device : devices_) {
-    dropLink(*device);
-    device->adapter_.clear();
-    device->connect_.reset();
-    device->hasRssi_ = false;
-    device->hasGattObjects_ = false;
-    device->name_.clear();
+  for (const auto& device : devices_) device->connect_.reset();  // the bus answers for it
+  for (auto& [path, adapter] : adapters_) {
+    if (adapter.isPowered) endAll(path, adapter);
+    for (const auto& device : devices_) {
+      if (device->adapter_ == path) forget(*device);
+    }
+    tellRemoved(path, kAdapterInterface);
   }
   isRunning_ = false;
   ++life_;
@@ -68,6 +84,12 @@ void Bluetoothd::stop() {
   pending_.clear();
   strangers_.clear();
   bus_.loseStackName();
+}
+
+void Bluetoothd::kill() {
+  isKilled_ = true;
+  stop();
+  isKilled_ = false;
 }
 
 void Bluetoothd::clientDidGo() {
@@ -78,9 +100,10 @@ void Bluetoothd::clientDidGo() {
     for (Gatt& gatt : device->gatt_) unsubscribe(*device, gatt);
   }
   for (auto& [path, adapter] : adapters_) {
-    if (!adapter.isForClient) continue;
-    // Discovery ends a moment later, when the daemon notices that the client is gone. The next
-    // client may have started its own discovery by then.
+    if (!std::exchange(adapter.wasForClient, false)) continue;
+    // Discovery ends a moment later, when the daemon notices that the client is gone; that it is
+    // off is told even if the client had stopped it before. The next client may have started its
+    // own discovery by then.
     adapter.isForLeaver = true;
     later(shortTime(), [this, path = path] {
       const auto found = adapters_.find(path);

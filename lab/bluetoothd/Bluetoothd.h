@@ -22,17 +22,22 @@
 
 namespace lab {
 
-// Behaviour that differs between versions, or from one time to the next.
+// Behaviour that differs between versions, or from one time to the next; as it is in 5.66, whose
+// recorded traffic the model is compared with (tests/contract/traffic).
 struct Traits {
   bool offersSockets = true;           // AcquireNotify works; else it fails with NotSupported
-  bool answersRefusedSockets = true;   // AcquireNotify fails when the device refuses, since
+  bool answersRefusedSockets = false;  // AcquireNotify fails when the device refuses, since
                                        // 5.84; before, it is then never answered
   bool tellsConnected = true;          // signals Connected true; 5.66 may omit it after a hang
   bool tellsDiscoveringOff = true;     // signals Discovering false when its client stops it or goes
   bool signalsValuesEarly = false;     // signals values before it answers StartNotify
   bool succeedsWithoutALink = false;   // Connect now and then succeeds although no link comes
   bool resolvesBeforeObjects = false;  // ServicesResolved true before the InterfacesAdded
-  bool tellsLossBeforeErrors = false;  // Connected false before the pending requests fail
+  bool tellsLossBeforeErrors = true;   // Connected false before the pending requests fail
+  bool joinsChanges = true;            // one signal for what changes together: Connected and
+                                       // ServicesResolved, Powered and Discovering
+  bool forgetsAtDiscoveryEnd = false;  // removes who was never connected when discovery ends, and
+                                       // not only when it was not heard for a while
   bool powersAdaptersLate = false;     // adapters appear unpowered when it starts
 };
 
@@ -45,6 +50,7 @@ class Bluetoothd {
     bool isForClient = false;   // the client discovers
     bool isForLeaver = false;   // the client that discovers is gone, which is not noticed yet
     bool isForAnother = false;  // another program discovers
+    bool wasForClient = false;  // the client has discovered, whether it does now or not
 
     bool isDiscovering() const { return isForClient || isForAnother; }
   };
@@ -70,7 +76,8 @@ class Bluetoothd {
   bool isDiscovering(const std::string& adapter) const;
 
   void start();
-  void stop();
+  void stop();  // it takes its objects away, from the last link to the adapters
+  void kill();  // it tells nothing more
   bool isRunning() const { return isRunning_; }
 
   const std::map<std::string, Adapter>& adapters() const { return adapters_; }
@@ -119,6 +126,7 @@ class Bluetoothd {
   // Calls answer with the request's fate after a while, unless the link is lost before.
   void request(const BusMessage& call, RemoteDevice& device, const char* verb, Gatt& gatt,
                const std::function<void(Witness::Fate)>& answer);
+  void fail(const BusMessage& call, AttError error);
   void read(const BusMessage& call, RemoteDevice& device, Gatt& gatt);
   void write(const BusMessage& call, RemoteDevice& device, Gatt& gatt);
   void acquire(const BusMessage& call, RemoteDevice& device, Gatt& gatt);
@@ -129,13 +137,18 @@ class Bluetoothd {
 
   void forgetStranger(const std::string& path);
   void forget(RemoteDevice& device);
+  void expire(RemoteDevice& device);
+  void tellGattRemoved(const RemoteDevice& device);
   void forgetUnheard(const std::string& adapter);
+  void forgetTemporary(const std::string& adapter);
   void tellObject(RemoteDevice& device);
+  void tellStart();
   static DeviceObject objectOf(const RemoteDevice& device);
   void tellChange(const std::string& path, const char* interface, const Properties& changed);
   void tellAdded(const std::string& path, const std::function<void(sd_bus_message*)>& interfaces);
   void tellRemoved(const std::string& path, const char* interface);
   void stopDiscovery(const std::string& path, Adapter& adapter);
+  void endAll(const std::string& path, Adapter& adapter);
   RemoteDevice* deviceAt(const std::string& path);
   Microseconds shortTime() { return dice_.between(Microseconds(100), Microseconds(20'000)); }
   void later(Microseconds delay, Agenda::Action action);
@@ -145,6 +158,7 @@ class Bluetoothd {
   MessageBus& bus_;
   Witness& witness_;
   bool isRunning_ = false;
+  bool isKilled_ = false;
   std::size_t life_ = 0;
   std::map<std::string, Adapter> adapters_;
   std::vector<std::unique_ptr<RemoteDevice>> devices_;

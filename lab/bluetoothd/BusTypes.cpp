@@ -58,6 +58,11 @@ std::vector<RemoteDevice::Gatt> gattOf(const DeviceModel& model) {
   std::vector<RemoteDevice::Gatt> tree;
   unsigned handle = 0x000A;
   CharacteristicIndex index = 0;
+  // The generic attribute service, which bluetoothd shows and the models do not tell of.
+  tree.push_back({.path = pathPart("service", handle++),
+                  .uuid = longForm("1801"),
+                  .isService = true,
+                  .declared = {}});
   for (const Service& service : model.services()) {
     const std::string path = pathPart("service", handle++);
     tree.push_back(

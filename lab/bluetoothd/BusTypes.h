@@ -23,6 +23,7 @@ inline constexpr char kObjectManagerInterface[] = "org.freedesktop.DBus.ObjectMa
 // Errors.
 inline constexpr char kFailed[] = "org.bluez.Error.Failed";
 inline constexpr char kInProgress[] = "org.bluez.Error.InProgress";
+inline constexpr char kNotPermitted[] = "org.bluez.Error.NotPermitted";
 inline constexpr char kNotReady[] = "org.bluez.Error.NotReady";
 inline constexpr char kNotSupported[] = "org.bluez.Error.NotSupported";
 inline constexpr char kAccessDenied[] = "org.freedesktop.DBus.Error.AccessDenied";

@@ -28,7 +28,6 @@ void Bluetoothd::hear(RemoteDevice& device) {
     if (tellsName) device.name_ = device.model_.name();
     device.adapter_ = path;
     device.hasRssi_ = true;
-    device.lastHeard_ = agenda_.now();
     if (isNew) {
       tellObject(device);
     } else {
@@ -37,12 +36,16 @@ void Bluetoothd::hear(RemoteDevice& device) {
       tellChange(device.path(), kDeviceInterface, changed);
     }
     witness_.didHear(device);
-    later(kMemory + 1ms, [this, &device] {
-      const bool isStale = device.lastHeard_ + kMemory <= agenda_.now();
-      if (isStale && device.hasObject() && !device.isConnected_) remove(device);
-    });
-    return;
+    return expire(device);
   }
+}
+
+void Bluetoothd::expire(RemoteDevice& device) {
+  device.lastHeard_ = agenda_.now();
+  later(kMemory + 1ms, [this, &device] {
+    const bool isStale = device.lastHeard_ + kMemory <= agenda_.now();
+    if (isStale && device.isTemporary()) forget(device);
+  });
 }
 
 // For a device that is heard again, bluetoothd signals only the properties that changed.
@@ -77,18 +80,14 @@ void Bluetoothd::forgetStranger(const std::string& path) {
 void Bluetoothd::remove(RemoteDevice& device) {
   if (!isRunning_ || !device.hasObject()) return;
   dropLink(device);
+  device.keptOn_.clear();
   forget(device);
 }
 
 // As in bluetoothd, a pending Connect of a removed device is never answered.
 void Bluetoothd::forget(RemoteDevice& device) {
   if (!device.hasObject()) return;
-  if (device.hasGattObjects_) {
-    for (const Gatt& gatt : device.gatt_) {
-      tellRemoved(device.path() + gatt.path,
-                  gatt.isService ? kServiceInterface : kCharacteristicInterface);
-    }
-  }
+  if (device.hasGattObjects_) tellGattRemoved(device);
   const std::string path = device.path();
   device.adapter_.clear();
   if (device.connect_ != nullptr) bus_.forget(device.connect_);
@@ -100,13 +99,39 @@ void Bluetoothd::forget(RemoteDevice& device) {
   if (isRunning_) tellRemoved(path, kDeviceInterface);
 }
 
+// A service goes after its characteristics.
+void Bluetoothd::tellGattRemoved(const RemoteDevice& device) {
+  const Gatt* service = nullptr;
+  const auto endService = [&] {
+    if (service != nullptr) tellRemoved(device.path() + service->path, kServiceInterface);
+  };
+  for (const Gatt& gatt : device.gatt_) {
+    if (gatt.isService) {
+      endService();
+      service = &gatt;
+    } else {
+      tellRemoved(device.path() + gatt.path, kCharacteristicInterface);
+    }
+  }
+  endService();
+}
+
 void Bluetoothd::forgetUnheard(const std::string& adapter) {
   for (const auto& device : devices_) {
-    if (device->adapter_ != adapter) continue;
-    device->hasRssi_ = false;
-    const bool isTemporary = !device->isStored && !device->hasGattObjects_;
-    if (isTemporary && !device->isConnected_) forget(*device);
+    if (device->adapter_ == adapter) device->hasRssi_ = false;
   }
+  if (traits.forgetsAtDiscoveryEnd) forgetTemporary(adapter);
+}
+
+void Bluetoothd::forgetTemporary(const std::string& adapter) {
+  for (const auto& device : devices_) {
+    if (device->adapter_ == adapter && device->isTemporary()) forget(*device);
+  }
+  std::erase_if(strangers_, [&](const auto& stranger) {
+    const bool isHere = stranger.first.starts_with(adapter + "/");
+    if (isHere) tellRemoved(stranger.first, kDeviceInterface);
+    return isHere;
+  });
 }
 
 RemoteDevice* Bluetoothd::deviceAt(const std::string& path) {

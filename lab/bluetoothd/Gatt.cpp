@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <utility>
 
@@ -63,10 +64,23 @@ void Bluetoothd::request(const BusMessage& call, RemoteDevice& device, const cha
   later(shortTime(), [this, number, fate, answer, &device] {
     if (!pending_.contains(number)) return;
     if (fate == Witness::Fate::drop) return dropLink(device);
-    const auto kept = pending_.extract(number);
     answer(fate);
+    pending_.erase(number);
     wake(device);
   });
+}
+
+void Bluetoothd::fail(const BusMessage& call, AttError error) {
+  if (error == AttError::readNotPermitted) {
+    return bus_.sendError(call, kNotPermitted, "Read not permitted");
+  }
+  if (error == AttError::writeNotPermitted) {
+    return bus_.sendError(call, kNotPermitted, "Write not permitted");
+  }
+  char text[64];
+  std::snprintf(text, sizeof text, "Operation failed with ATT error: 0x%02x",
+                static_cast<unsigned>(error));
+  bus_.sendError(call, kFailed, text);
 }
 
 void Bluetoothd::read(const BusMessage& call, RemoteDevice& device, Gatt& gatt) {
@@ -75,9 +89,10 @@ void Bluetoothd::read(const BusMessage& call, RemoteDevice& device, Gatt& gatt) 
             const BusMessage owned = share(call);
             ReadResult result = AttError::readNotPermitted;
             if (fate == Witness::Fate::serve) result = device.model_.read(gatt.index);
+            if (device.isEnding_) return dropLink(device);  // before its answer
             const Bytes* value = std::get_if<Bytes>(&result);
             if (value == nullptr) {
-              bus_.sendError(owned, kFailed, "Operation failed with ATT error: 0x02");
+              fail(owned, std::get<AttError>(result));
               return witness_.didRead(device, gatt.uuid, nullptr);
             }
             tellChange(device.path() + gatt.path, kCharacteristicInterface,
@@ -102,7 +117,7 @@ void Bluetoothd::write(const BusMessage& call, RemoteDevice& device, Gatt& gatt)
             if (fate == Witness::Fate::serve) error = device.model_.write(gatt.index, value);
             witness_.didWrite(device, gatt.uuid, value);
             if (error == AttError::none) return reply(owned);
-            bus_.sendError(owned, kFailed, "Operation failed with ATT error: 0x03");
+            fail(owned, error);
           });
 }
 
@@ -119,7 +134,7 @@ void Bluetoothd::acquire(const BusMessage& call, RemoteDevice& device, Gatt& gat
             if (error != AttError::none) {
               witness_.didAnswerSubscription(device, gatt.uuid, false);
               if (!traits.answersRefusedSockets) return bus_.forget(owned);
-              return bus_.sendError(owned, kFailed, "Operation failed with ATT error: 0x0e");
+              return fail(owned, error);
             }
             std::array<int, 2> ends{};
             if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0,
@@ -146,7 +161,7 @@ void Bluetoothd::startNotify(const BusMessage& call, RemoteDevice& device, Gatt&
             if (error != AttError::none) {
               const BusMessage owned = share(call);
               witness_.didAnswerSubscription(device, gatt.uuid, false);
-              return bus_.sendError(owned, kFailed, "Operation failed with ATT error: 0x0e");
+              return fail(owned, error);
             }
             gatt.way = Gatt::Way::signals;
             const auto confirm = [this, call, &device, &gatt] {

@@ -25,6 +25,7 @@ void Bluetoothd::connect(const BusMessage& call, RemoteDevice& device) {
   if (device.isConnected_) return reply(call);
   if (device.connect_ != nullptr) return bus_.sendError(call, kInProgress, "In Progress");
   if (traits.succeedsWithoutALink && dice_.oneIn(3)) return reply(call);
+  device.keptOn_ = device.adapter_;
   device.connect_ = BusMessage(sd_bus_message_ref(call.get()));
   const std::size_t attempt = ++device.attempt_;
   const auto tryAgain = [this, &device, attempt](auto&& self, int left) -> void {
@@ -58,13 +59,13 @@ void Bluetoothd::linkUp(RemoteDevice& device) {
       if (device.generation == generation && device.isConnected_) action();
     });
   };
-  whileUp(shortTime(), [this, &device] {
+  whileUp(shortTime(), [this, &device, whileUp] {
     const BusMessage call = std::move(device.connect_);
     if (call != nullptr) reply(call);
-  });
-  whileUp(dice_.between(1ms, 900ms), [this, &device] {
-    if (std::exchange(device.isLostAtServiceDiscovery, false)) return dropLink(device);
-    resolve(device);
+    whileUp(dice_.between(1ms, 900ms), [this, &device] {
+      if (std::exchange(device.isLostAtServiceDiscovery, false)) return dropLink(device);
+      resolve(device);
+    });
   });
   wake(device);
 }
@@ -95,8 +96,11 @@ void Bluetoothd::dropLink(RemoteDevice& device) {
   if (!device.isConnected_) return;
   ++device.generation;
   device.isConnected_ = false;
-  device.isResolved_ = false;
+  const bool wasResolved = std::exchange(device.isResolved_, false);
+  device.isEnding_ = false;
   device.hasRssi_ = false;
+  if (!isKilled_) device.keptOn_.clear();
+  expire(device);
   witness_.didLinkDown(device);
   const auto fail = [&] {
     const BusMessage call = std::move(device.connect_);
@@ -111,11 +115,15 @@ void Bluetoothd::dropLink(RemoteDevice& device) {
     }
   };
   const auto tell = [&] {
-    tellChange(device.path(), kDeviceInterface, {{"ServicesResolved", false}});
-    tellChange(device.path(), kDeviceInterface, {{"Connected", false}});
+    Properties changed{{"Connected", false}};
+    if (wasResolved && traits.joinsChanges) changed["ServicesResolved"] = false;
+    if (wasResolved && !traits.joinsChanges) {
+      tellChange(device.path(), kDeviceInterface, {{"ServicesResolved", false}});
+    }
+    tellChange(device.path(), kDeviceInterface, changed);
   };
   if (traits.tellsLossBeforeErrors) tell();
-  fail();
+  if (!isKilled_) fail();
   for (Gatt& gatt : device.gatt_) unsubscribe(device, gatt);
   if (!traits.tellsLossBeforeErrors) tell();
   device.model_.disconnected();

@@ -123,6 +123,7 @@ void MessageBus::handle(sd_bus_message* message) {
   if (destination == nullptr || std::strcmp(destination, kStack) != 0) {
     return handleDaemonCall(call, sd_bus_message_get_member(message));
   }
+  if (onTraffic) onTraffic(message);
   if (owner_.empty()) return sendError(call, kUnknownService, "The name is not activatable");
   unanswered_.emplace_back(sd_bus_message_ref(message));
   onCall(std::move(call));
@@ -175,7 +176,7 @@ void MessageBus::changeOwner(const std::string& owner) {
   if (bus_ == nullptr) return;
   BusMessage signal = newSignal(kDaemonPath, kDaemon, "NameOwnerChanged");
   sd_bus_message_append(signal.get(), "sss", kStack, before.c_str(), owner.c_str());
-  if (isWanted(signal.get(), kStack)) send(signal.get(), kDaemon);
+  sendIfWanted(signal.get(), kStack, kDaemon);
 }
 
 BusMessage MessageBus::newSignal(const std::string& path, const char* interface,
@@ -188,7 +189,7 @@ BusMessage MessageBus::newSignal(const std::string& path, const char* interface,
 
 void MessageBus::sendSignal(BusMessage signal, const char* firstArgument) {
   if (bus_ == nullptr || owner_.empty() || signal == nullptr) return;
-  if (isWanted(signal.get(), firstArgument)) send(signal.get(), owner_);
+  sendIfWanted(signal.get(), firstArgument, owner_);
 }
 
 void MessageBus::sendFrom(const std::string& sender, BusMessage signal) {
@@ -255,9 +256,17 @@ bool MessageBus::isWanted(sd_bus_message* signal, const char* firstArgument) con
   return std::ranges::any_of(matches_, isMatched);
 }
 
+void MessageBus::sendIfWanted(sd_bus_message* signal, const char* firstArgument,
+                              const std::string& sender) {
+  if (isWanted(signal, firstArgument)) return send(signal, sender);
+  if (!onTraffic) return;
+  check(sd_bus_message_seal(signal, 1, 0), "seal");  // makes it readable
+  onTraffic(signal);
+}
+
 void MessageBus::send(sd_bus_message* message, const std::string& sender) {
   check(sd_bus_message_set_sender(message, sender.c_str()), "sender");
-  sd_bus_send(bus_, message, nullptr);
+  if (sd_bus_send(bus_, message, nullptr) >= 0 && onTraffic) onTraffic(message);
 }
 
 }  // namespace lab

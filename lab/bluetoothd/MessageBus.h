@@ -32,6 +32,9 @@ class MessageBus {
   // A call to the bus itself: true when it is answered, or is to have no answer. The others are
   // answered as the daemon does where org.bluez cannot be started.
   std::function<bool(const std::string& member, const BusMessage& call)> onBusCall;
+  // What a monitor of the bus sees of bluetoothd: calls to it, their answers, its signals, whether
+  // the program listens or not, and the changes of its name's owner.
+  std::function<void(sd_bus_message* message)> onTraffic;
   // The program's connection has ended.
   std::function<void()> onClientGone;
 
@@ -90,6 +93,7 @@ class MessageBus {
   void changeOwner(const std::string& owner);
   bool forget(std::uint64_t cookie);
   bool isWanted(sd_bus_message* signal, const char* firstArgument) const;
+  void sendIfWanted(sd_bus_message* signal, const char* firstArgument, const std::string& sender);
   void send(sd_bus_message* message, const std::string& sender);
 
   sd_bus* bus_ = nullptr;

@@ -23,16 +23,16 @@ void Bluetoothd::tellObject(RemoteDevice& device) {
 
 void Bluetoothd::tellAdded(const std::string& path,
                            const std::function<void(sd_bus_message*)>& interfaces) {
-  if (isRunning_) signalAdded(bus_, path, interfaces);
+  if (isRunning_ && !isKilled_) signalAdded(bus_, path, interfaces);
 }
 
 void Bluetoothd::tellRemoved(const std::string& path, const char* interface) {
-  if (isRunning_) signalRemoved(bus_, path, {kPropertiesInterface, interface});
+  if (isRunning_ && !isKilled_) signalRemoved(bus_, path, {kPropertiesInterface, interface});
 }
 
 void Bluetoothd::tellChange(const std::string& path, const char* interface,
                             const Properties& changed) {
-  if (isRunning_) signalChange(bus_, path, interface, changed);
+  if (isRunning_ && !isKilled_) signalChange(bus_, path, interface, changed);
 }
 
 void Bluetoothd::listObjects(const BusMessage& call) {

@@ -25,6 +25,7 @@ bool RemoteDevice::notify(CharacteristicIndex characteristic, std::span<const st
 }
 
 void RemoteDevice::drop() {
+  isEnding_ = isConnected_;
   bluetoothd_.later(Microseconds(0), [this] { bluetoothd_.dropLink(*this); });
 }
 

@@ -71,12 +71,19 @@ class RemoteDevice final : public Link, public StackDevice {
  private:
   friend class Bluetoothd;
 
+  // Is removed when it is not heard any more.
+  bool isTemporary() const { return hasObject() && !isStored && !isConnected_ && keptOn_.empty(); }
+
   Bluetoothd& bluetoothd_;
   DeviceModel& model_;
   std::string key_;
   std::string adapter_;  // the path of the adapter that has an object for it; empty for none
   std::string name_;     // as bluetoothd knows it
   Microseconds lastHeard_{0};
+  // The adapter that keeps it, on disk as well: a link is wanted, or was up when bluetoothd was
+  // killed.
+  std::string keptOn_;
+  bool isEnding_ = false;  // it ends the link
   bool hasRssi_ = false;
   bool isConnected_ = false;
   bool isResolved_ = false;

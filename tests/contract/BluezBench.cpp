@@ -3,9 +3,13 @@
 // is started, which remembers nothing.
 #include <gtest/gtest.h>
 
-#include "contract/Bench.h"
+#include <csignal>
+#include <optional>
+
 #include "contract/LabAir.h"
+#include "contract/StackBench.h"
 #include "stack/BluetoothStack.h"
+#include "stack/BusMonitor.h"
 
 namespace contract {
 namespace {
@@ -27,7 +31,17 @@ LabAir& air() {
   return air;
 }
 
-class BluezBench final : public Bench {
+// What passes between bluetoothd and its clients, and a call to the bus that only the bench makes.
+const std::vector<std::string> kTraffic{
+    "type='method_call',destination='org.bluez'",
+    "type='method_return'",
+    "type='error'",
+    "type='signal',sender='org.bluez'",
+    "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='org.bluez'",
+    "type='method_call',member='GetConnectionUnixProcessID'",
+};
+
+class BluezBench final : public StackBench {
  public:
   BluezBench() {
     stack_.startBluetoothd();
@@ -39,7 +53,8 @@ class BluezBench final : public Bench {
   // bluetoothd releases a link that is already down.
   ~BluezBench() override {
     endPlatform();
-    EXPECT_TRUE(stack_.bluez().isRunning()) << "bluetoothd has ended in the course of the test";
+    EXPECT_TRUE(isStopped_ || stack_.bluez().isRunning())
+        << "bluetoothd has ended in the course of the test";
     stack_.killBluetoothd();
     air_.takeBackAll();
   }
@@ -64,6 +79,35 @@ class BluezBench final : public Bench {
   void onDevices(const std::function<void()>& action) override { air_.run(action); }
   double settlingTime() const override { return 1; }
 
+  // The bus passes everything on in one order, so what came before a call of the bench's own is
+  // seen before it.
+  Traffic& traffic() override {
+    if (!monitor_) monitor_.emplace(kTraffic);
+    const std::string own = stack_.bluez().name();
+    stack_.bluez().busProcess();
+    const auto isLast = [&](sd_bus_message* message) {
+      const char* sender = sd_bus_message_get_sender(message);
+      if (sender == nullptr || own != sender) {
+        traffic_.add(message);
+        return false;
+      }
+      return sd_bus_message_is_method_call(message, nullptr, "GetConnectionUnixProcessID") > 0;
+    };
+    EXPECT_TRUE(monitor_->waitFor(isLast));
+    return traffic_;
+  }
+
+  void stopStack() override {
+    stack_.signalBluetoothd(SIGTERM);
+    isStopped_ = stack_.bluez().waitUntil([&] { return !stack_.bluez().isRunning(); });
+  }
+  void killStack() override { stack_.killBluetoothd(); }
+  void startStack() override {
+    stack_.startBluetoothd();
+    waitForPower(true);
+  }
+  void discoverForAnother(bool isOn) override { stack_.bluez().setDiscovering(kAdapter, isOn); }
+
  private:
   // The manager has called StopDiscovery when it was destroyed. bluetoothd 5.66 crashes when the
   // caller leaves the bus before the answer. And when bluetoothd is killed while the kernel
@@ -82,6 +126,9 @@ class BluezBench final : public Bench {
     stack_.bluez().waitUntil([&] { return stack_.bluez().isPowered(kAdapter) == powered; });
   }
 
+  bool isStopped_ = false;
+  Traffic traffic_;
+  std::optional<stack::BusMonitor> monitor_;
   LabAir& air_ = air();
   stack::BluetoothStack stack_{kFolder};
   std::unique_ptr<platform::Platform> platform_;
@@ -90,6 +137,10 @@ class BluezBench final : public Bench {
 }  // namespace
 
 std::unique_ptr<Bench> makeBench() {
+  return std::make_unique<BluezBench>();
+}
+
+std::unique_ptr<StackBench> makeStackBench(unsigned /*dice*/) {
   return std::make_unique<BluezBench>();
 }
 

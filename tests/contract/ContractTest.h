@@ -8,6 +8,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "contract/Bench.h"
@@ -27,6 +28,8 @@ using platform::CBUUID;
 class ContractTest : public testing::Test {
  protected:
   static constexpr char kName[] = "Contract-1";
+
+  explicit ContractTest(std::unique_ptr<Bench> made = makeBench()) : bench(std::move(made)) {}
 
   // Turns the run loop until the condition holds; false when it does not within a minute.
   bool waitUntil(const std::function<bool()>& condition);
@@ -60,7 +63,7 @@ class ContractTest : public testing::Test {
 
   ContractDevice device{kName};
   ContractDevice otherDevice{"Contract-2"};
-  std::unique_ptr<Bench> bench = makeBench();
+  std::unique_ptr<Bench> bench;
   Recorder recorder;
   std::unique_ptr<platform::CBCentralManager> manager;
   std::shared_ptr<CBPeripheral> peripheral;

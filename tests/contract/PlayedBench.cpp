@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "contract/Bench.h"
+#include "contract/StackBench.h"
 #include "lab/bluetoothd/Bluetoothd.h"
 #include "platform/bluez/BluezPlatform.h"
 #include "support/AgendaClock.h"
@@ -19,9 +19,9 @@ using namespace std::chrono_literals;
 constexpr char kAdapter[] = "/org/bluez/hci0";
 constexpr lab::Microseconds kAdvertisingInterval = 100ms;
 
-class PlayedBench final : public Bench, private lab::Witness {
+class PlayedBench final : public StackBench, private lab::Witness {
  public:
-  PlayedBench() {
+  explicit PlayedBench(unsigned dice) : dice_(dice) {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): one thread
     if (std::getenv("VORNIX_OLD_BLUETOOTHD") != nullptr) {
       bluetoothd_.traits = {.offersSockets = false,
@@ -68,6 +68,16 @@ class PlayedBench final : public Bench, private lab::Witness {
 
   double settlingTime() const override { return 5; }
 
+  Traffic& traffic() override {
+    bus_.onTraffic = [this](sd_bus_message* message) { traffic_.add(message); };
+    return traffic_;
+  }
+
+  void stopStack() override { bluetoothd_.stop(); }
+  void killStack() override { bluetoothd_.kill(); }
+  void startStack() override { bluetoothd_.start(); }
+  void discoverForAnother(bool isOn) override { bluetoothd_.discoverForAnother(kAdapter, isOn); }
+
  private:
   Fate fateOf(lab::StackDevice&, std::string_view, std::string_view) override {
     return Fate::serve;
@@ -91,8 +101,9 @@ class PlayedBench final : public Bench, private lab::Witness {
     throw std::logic_error("the device is not on the air");
   }
 
+  Traffic traffic_;
   lab::Agenda agenda_;
-  lab::Dice dice_{1};
+  lab::Dice dice_;
   lab::MessageBus bus_;
   lab::Bluetoothd bluetoothd_{agenda_, dice_, bus_, *this};
   std::unique_ptr<platform::Platform> platform_;
@@ -101,7 +112,11 @@ class PlayedBench final : public Bench, private lab::Witness {
 }  // namespace
 
 std::unique_ptr<Bench> makeBench() {
-  return std::make_unique<PlayedBench>();
+  return std::make_unique<PlayedBench>(1);
+}
+
+std::unique_ptr<StackBench> makeStackBench(unsigned dice) {
+  return std::make_unique<PlayedBench>(dice);
 }
 
 }  // namespace contract

@@ -188,6 +188,18 @@ void BlueZ::setPowered(const std::string& adapter, bool powered) const {
         adapter);
 }
 
+void BlueZ::setDiscovering(const std::string& adapter, bool discovering) const {
+  check(sd_bus_call_method(bus_.get(), service, pathOf(adapter).c_str(), adapterInterface,
+                           discovering ? "StartDiscovery" : "StopDiscovery", nullptr, nullptr, ""),
+        adapter);
+}
+
+std::string BlueZ::name() const {
+  const char* name = nullptr;
+  check(sd_bus_get_unique_name(bus_.get(), &name), "name");
+  return name;
+}
+
 std::optional<bool> BlueZ::adapterFlag(const std::string& adapter, const char* property) const {
   int value = 0;
   if (!isRunning() ||

@@ -42,6 +42,12 @@ class BlueZ {
   std::string address(const std::string& adapter) const;  // empty: no such adapter
   void setPowered(const std::string& adapter, bool powered) const;
 
+  // As any other program that scans for devices.
+  void setDiscovering(const std::string& adapter, bool discovering) const;
+
+  // Its own name on the bus.
+  std::string name() const;
+
   // The devices that BlueZ knows on the first adapter.
   std::vector<Device> devices() const;
 

@@ -16,7 +16,7 @@ int check(int result) {
 
 }  // namespace
 
-BusMonitor::BusMonitor() {
+BusMonitor::BusMonitor(const std::vector<std::string>& rules) {
   sd_bus* bus = nullptr;
   check(sd_bus_new(&bus));
   bus_.reset(bus);
@@ -24,10 +24,16 @@ BusMonitor::BusMonitor() {
   check(sd_bus_set_bus_client(bus, 1));
   check(sd_bus_set_monitor(bus, 1));
   check(sd_bus_start(bus));
-  check(sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                           "org.freedesktop.DBus.Monitoring", "BecomeMonitor", nullptr, nullptr,
-                           "asu", 2, "type='error',sender='org.bluez'",
-                           "type='method_call',interface='org.bluez.Device1',member='Connect'", 0));
+  sd_bus_message* made = nullptr;
+  check(sd_bus_message_new_method_call(bus, &made, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                       "org.freedesktop.DBus.Monitoring", "BecomeMonitor"));
+  const std::unique_ptr<sd_bus_message, decltype(&sd_bus_message_unref)> call(made,
+                                                                              sd_bus_message_unref);
+  check(sd_bus_message_open_container(made, 'a', "s"));
+  for (const std::string& rule : rules) check(sd_bus_message_append(made, "s", rule.c_str()));
+  check(sd_bus_message_close_container(made));
+  check(sd_bus_message_append(made, "u", 0));
+  check(sd_bus_call(bus, made, 0, nullptr, nullptr));
 }
 
 bool BusMonitor::waitForError(Limit limit) {
@@ -41,7 +47,7 @@ bool BusMonitor::waitForConnect(Limit limit) {
       limit);
 }
 
-bool BusMonitor::waitFor(IsMeant isMeant, Limit limit) {
+bool BusMonitor::waitFor(const IsMeant& isMeant, Limit limit) {
   const Clock::time_point deadline = Clock::now() + limit;
   for (;;) {
     sd_bus_message* message = nullptr;

@@ -4,7 +4,10 @@
 
 #include <systemd/sd-bus.h>
 
+#include <functional>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "Program.h"
 
@@ -12,7 +15,8 @@ namespace stack {
 
 class BusMonitor {
  public:
-  BusMonitor();  // throws std::system_error without a system bus
+  // Sees what matches one of the rules. Throws std::system_error without a system bus.
+  explicit BusMonitor(const std::vector<std::string>& rules);
 
   // Waits until BlueZ answers a call with an error; false at the limit.
   bool waitForError(Limit limit = patience);
@@ -20,11 +24,11 @@ class BusMonitor {
   // Waits until a program asks BlueZ for a link to a device; false at the limit.
   bool waitForConnect(Limit limit = patience);
 
+  // Waits until a message is the one that is meant; false at the limit.
+  using IsMeant = std::function<bool(sd_bus_message* message)>;
+  bool waitFor(const IsMeant& isMeant, Limit limit = patience);
+
  private:
-  using IsMeant = bool (*)(sd_bus_message* message);
-
-  bool waitFor(IsMeant isMeant, Limit limit);
-
   struct Close {
     void operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
   };

@@ -113,7 +113,7 @@ TEST_F(DeviceTest, NameInTheScanResponse) {
 // not.
 TEST_F(DeviceTest, FirstConnectionsRefused) {
   stack_.start(2);
-  BusMonitor monitor;
+  BusMonitor monitor({"type='error',sender='org.bluez'"});
   const auto tramsel = startTramsel({"--control", "connectable off", "--rate", "200"});
   auto& bridge = startBridge();
   EXPECT_TRUE(bridge.waitForMessage("C;3;0;"));
@@ -127,7 +127,7 @@ TEST_F(DeviceTest, FirstConnectionsRefused) {
 // Connected has changed.
 TEST_F(DeviceTest, ConnectedWhileBluetoothdHung) {
   stack_.start(2);
-  BusMonitor monitor;
+  BusMonitor monitor({"type='method_call',interface='org.bluez.Device1',member='Connect'"});
   const auto tramsel = startTramsel({"--control", "connectable off", "--rate", "200"});
   auto& bridge = startBridge();
   EXPECT_TRUE(monitor.waitForConnect());

@@ -131,7 +131,9 @@ void BluezScene::happen(const Incident& incident, std::size_t number) {
       });
       break;
     case Kind::stopStack:
-      bluetoothd_.stop();
+      // Without a farewell. One that is stopped in order takes its adapters away before it goes,
+      // for which the bridge says "unsupported", as when they are pulled out.
+      bluetoothd_.kill();
       agenda_.after(incident.length, [this] { bluetoothd_.start(); });
       break;
     case Kind::standStill:

@@ -18,6 +18,8 @@ lab::Traits traitsOf(lab::Dice& dice) {
   traits.resolvesBeforeObjects = dice.oneIn(4);
   traits.tellsLossBeforeErrors = dice.oneIn(2);
   traits.powersAdaptersLate = dice.oneIn(3);
+  traits.joinsChanges = dice.oneIn(2);
+  traits.forgetsAtDiscoveryEnd = dice.oneIn(2);
   return traits;
 }
 

@@ -54,7 +54,7 @@ void World::didWrite(lab::StackDevice& device, std::string_view uuid, const lab:
 void World::didAnswerSubscription(lab::StackDevice& device, std::string_view uuid, bool isMade) {
   tell("  subscription " + std::string(uuid) + (isMade ? " made" : " refused"));
   judge_.didAnswerSubscription(device, std::string(uuid), isMade);
-  if (isMade && orderDice_.oneIn(12)) orderFrom(device, 1 + orderDice_.below(4));
+  if (isMade && orderDice_.oneIn(5)) orderFrom(device, 1 + orderDice_.below(4));
 }
 
 void World::didEndSubscription(lab::StackDevice& device, std::string_view uuid) {

@@ -57,6 +57,11 @@ void BluetoothStack::startBluetoothd(const std::vector<std::string>& options) {
   if (controllers_) waitForAdapter(0);
 }
 
+void BluetoothStack::endBluetoothd() {
+  bluetoothd_->sendSignal(SIGTERM);
+  require(bluetoothd_->waitForEnd(), "bluetoothd does not end");
+}
+
 void BluetoothStack::waitForAdapter(int index) {
   const std::string adapter = "hci" + std::to_string(index);
   const auto isOn = [&] { return bluez_->isPowered(adapter).value_or(false); };

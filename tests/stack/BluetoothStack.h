@@ -29,6 +29,8 @@ class BluetoothStack {
   // Waits until bluetoothd has powered on hci0, if there are controllers.
   void startBluetoothd(const std::vector<std::string>& options = {});
   void killBluetoothd() { bluetoothd_.reset(); }
+  // As the system ends it; returns when it has ended.
+  void endBluetoothd();
   void signalBluetoothd(int number) { bluetoothd_->sendSignal(number); }
 
   // bluez() cannot be used afterwards. The next stack starts another bus.

@@ -39,6 +39,12 @@ const std::vector<Fault> kDaemonFaults = {
      {"resetting", "poweredOn"},
      "",
      true},
+    {"BluetoothdRestartedInOrder",
+     &FaultTest::restartBluetoothdInOrder,
+     {streams, streams, idles, idles},
+     {"resetting", "poweredOn"},
+     "",
+     true},
     // Discovering: a device that does not answer for 30 s counts for bluetoothd as one without
     // services, which is no error.
     {"BluetoothdStopped", &FaultTest::stopBluetoothd, {streams, streams, idles, streams}},

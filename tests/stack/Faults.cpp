@@ -109,6 +109,13 @@ void FaultTest::restartBluetoothd() {
   stack_.startBluetoothd();
 }
 
+// As systemctl restart does.
+void FaultTest::restartBluetoothdInOrder() {
+  stack_.endBluetoothd();
+  EXPECT_TRUE(bridge_->waitForLog(stateLine("resetting")));
+  stack_.startBluetoothd();
+}
+
 void FaultTest::stopBluetoothd() {
   stack_.signalBluetoothd(SIGSTOP);
   expectLittleWork(20s);

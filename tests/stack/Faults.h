@@ -73,6 +73,7 @@ class FaultTest : public FaultBench, public ::testing::WithParamInterface<Cell> 
   // The faults. Each has happened when the function returns.
   void killBluetoothd();
   void restartBluetoothd();
+  void restartBluetoothdInOrder();
   void stopBluetoothd();
   void killBus();
   void powerOff();

@@ -9,8 +9,10 @@ namespace {
 // When bluetoothd starts, its adapters appear, and are powered on, some time after its name.
 constexpr std::chrono::seconds kSettlingTime{5};
 
-// An adapter that is pulled out first loses its power, and disappears some milliseconds later.
-constexpr std::chrono::milliseconds kPowerLossTime{300};
+// An adapter that is pulled out first loses its power, and disappears some milliseconds later. A
+// bluetoothd that is told to end (systemctl restart bluetooth) does the same to its adapters and
+// then leaves the bus, which is a reset.
+constexpr std::chrono::milliseconds kLossTime{300};
 
 std::string_view keyOf(std::string_view devicePath) {
   return devicePath.substr(devicePath.rfind('/') + 1);
@@ -28,7 +30,7 @@ CentralManager::CentralManager(std::shared_ptr<Loop> loop, CBCentralManagerDeleg
                   isSettling_ = false;
                   adaptersDidChange();
                 }),
-      powerLoss_(*loop_, [this] { setState(CBManagerState::poweredOff); }),
+      loss_(*loop_, [this] { setState(lossState_); }),
       stack_(*loop_, *this),
       discovery_(
           *loop_, [this] { stack_.requestSnapshot(); },
@@ -175,10 +177,13 @@ void CentralManager::judgeAdapters() {
   const bool isPresent = current != adapters_.end();
   const bool isPowered = isPresent && current->second.isPowered;
   if (state_ == CBManagerState::poweredOn && !isPowered) {
-    if (!isPresent) return setState(CBManagerState::unsupported);
-    if (!powerLoss_.isRunning()) powerLoss_.start(kPowerLossTime);
-  } else if (powerLoss_.isRunning()) {
-    setState(CBManagerState::poweredOff);  // it is on again already, but scan and links have ended
+    if (!loss_.isRunning()) {
+      lossState_ = CBManagerState::poweredOff;
+      loss_.start(kLossTime);
+    }
+    if (!isPresent) lossState_ = CBManagerState::unsupported;
+  } else if (loss_.isRunning()) {
+    setState(lossState_);  // it is on again already, but scan and links have ended
     setState(CBManagerState::poweredOn);
   } else if (!isPowered) {
     chooseAdapter();
@@ -221,7 +226,7 @@ void CentralManager::setAdapter(const std::string& path) {
 void CentralManager::setState(CBManagerState state) {
   if (state_ == state) return;
   state_ = state;
-  powerLoss_.stop();
+  loss_.stop();
   if (state == CBManagerState::poweredOn) {
     isSettling_ = false;
     settling_.stop();

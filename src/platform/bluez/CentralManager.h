@@ -88,7 +88,8 @@ class CentralManager final : public CBCentralManager, private StackWatch::Listen
   std::string lastAdapter_;  // the path of the one that was last in use and powered on
   bool isSettling_ = false;  // BlueZ has just been started
   Timer settling_;
-  Timer powerLoss_;  // runs while an adapter that lost its power may still disappear
+  Timer loss_;  // runs while the adapter in use has lost its power, and more may follow
+  CBManagerState lossState_ = CBManagerState::poweredOff;  // told when it has run
 
   bool isScanning_ = false;
   unsigned scan_ = 0;

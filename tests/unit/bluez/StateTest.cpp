@@ -207,6 +207,35 @@ TEST_F(BluezState, IsUnsupportedWhenTheAdapterGoesAway) {
   EXPECT_EQ(states.back(), CBManagerState::unsupported);
 }
 
+// So bluetoothd leaves when it is told to end.
+TEST_F(BluezState, IsResettingWhenTheAdapterGoesAwayAndBluezAfterIt) {
+  startPoweredOn();
+  bluez->change(kAdapter, kAdapterInterface, {{"Powered", false}});
+  settle();
+  bluez->remove(kAdapter);
+  settle();
+  bluez.reset();
+  ASSERT_TRUE(waitUntil([&] { return states.size() == 2; }));
+  EXPECT_EQ(states.back(), CBManagerState::resetting);
+  settle();
+  pass(1s);
+  settle();
+  EXPECT_EQ(states.size(), 2U);
+}
+
+// Scan and links have ended.
+TEST_F(BluezState, IsReportedAgainWhenTheAdapterGoesAwayAndComesBackHoweverSoon) {
+  startPoweredOn();
+  bluez->remove(kAdapter);
+  bluez->add(kAdapter, adapter(true));
+  ASSERT_TRUE(waitUntil([&] { return states.size() == 3; }));
+  EXPECT_EQ(states[1], CBManagerState::unsupported);
+  EXPECT_EQ(states[2], CBManagerState::poweredOn);
+  bluez->change(kAdapter, kAdapterInterface, {{"Powered", false}});
+  ASSERT_TRUE(waitUntil([&] { return states.size() == 4; }));
+  EXPECT_EQ(states[3], CBManagerState::poweredOff);
+}
+
 TEST_F(BluezState, IsResettingWhileBluezIsAwayAndPoweredOnWhenItIsBack) {
   startPoweredOn();
   bluez.reset();

@@ -131,9 +131,12 @@ void BluezScene::happen(const Incident& incident, std::size_t number) {
       });
       break;
     case Kind::stopStack:
-      // Without a farewell. One that is stopped in order takes its adapters away before it goes,
-      // for which the bridge says "unsupported", as when they are pulled out.
-      bluetoothd_.kill();
+      // In order, or without a farewell.
+      if (incident.choice % 2 == 0) {
+        bluetoothd_.stop();
+      } else {
+        bluetoothd_.kill();
+      }
       agenda_.after(incident.length, [this] { bluetoothd_.start(); });
       break;
     case Kind::standStill:

@@ -126,6 +126,7 @@ int getDevice(sd_bus*, const char*, const char*, const char*, sd_bus_message* re
 constexpr char batteryRoot[] = "/battery";
 constexpr char batteryObject[] = "/battery/level";
 constexpr char batteryProvider[] = "org.bluez.BatteryProvider1";
+constexpr char batteryManager[] = "org.bluez.BatteryProviderManager1";
 
 const sd_bus_vtable batteryProperties[] = {
     SD_BUS_VTABLE_START(0),
@@ -235,6 +236,34 @@ bool BlueZ::isAcquired(const std::string& uuid) const {
   return isAcquired;
 }
 
+std::string BlueZ::acquire(const std::string& uuid, Limit limit) const {
+  const std::string wanted = longForm(uuid);
+  std::string path;
+  forEachInterface(bus_.get(), [&](sd_bus_message* message, std::string_view object,
+                                   std::string_view interface) {
+    if (interface != "org.bluez.GattCharacteristic1") return false;
+    forEachEntry(message, 's', "sv", [&](std::string_view property) {
+      if (property != "UUID") return void(check(sd_bus_message_skip(message, "v"), "skip"));
+      if (wanted == readVariant<const char*>(message, "s")) path = object;
+    });
+    return true;
+  });
+  sd_bus_message* call = nullptr;
+  check(sd_bus_message_new_method_call(bus_.get(), &call, service, path.c_str(),
+                                       "org.bluez.GattCharacteristic1", "AcquireNotify"),
+        "AcquireNotify");
+  const Message ownCall(call);
+  check(sd_bus_message_append(call, "a{sv}", 0), "AcquireNotify");
+  sd_bus_message* reply = nullptr;
+  Failure failure;
+  const auto microseconds = std::chrono::microseconds(limit).count();
+  const int result = sd_bus_call(bus_.get(), call, static_cast<std::uint64_t>(microseconds),
+                                 failure.get(), &reply);
+  const Message ownReply(reply);
+  if (result == -ETIMEDOUT) return kNoAnswer;
+  return result < 0 ? failure.get()->name : "";
+}
+
 std::string BlueZ::connectDevice() {
   const auto call = [this](const std::string& path, const char* interface, const char* member) {
     check(sd_bus_call_method(bus_.get(), service, path.c_str(), interface, member, nullptr, nullptr,
@@ -247,6 +276,15 @@ std::string BlueZ::connectDevice() {
   call(path, "org.bluez.Device1", "Connect");
   call(pathOf("hci0"), adapterInterface, "StopDiscovery");
   return path;
+}
+
+bool BlueZ::takesBatteries() const {
+  bool isFound = false;
+  forEachInterface(bus_.get(), [&](sd_bus_message*, std::string_view, std::string_view interface) {
+    isFound |= interface == batteryManager;
+    return false;
+  });
+  return isFound;
 }
 
 void BlueZ::provideBattery(const std::string& devicePath, std::uint8_t level) {
@@ -262,9 +300,8 @@ void BlueZ::provideBattery(const std::string& devicePath, std::uint8_t level) {
   check(sd_bus_add_object_vtable(bus_.get(), nullptr, batteryObject, batteryProvider,
                                  batteryProperties, &battery_),
         batteryObject);
-  check(sd_bus_call_method(bus_.get(), service, pathOf("hci0").c_str(),
-                           "org.bluez.BatteryProviderManager1", "RegisterBatteryProvider", nullptr,
-                           nullptr, "o", batteryRoot),
+  check(sd_bus_call_method(bus_.get(), service, pathOf("hci0").c_str(), batteryManager,
+                           "RegisterBatteryProvider", nullptr, nullptr, "o", batteryRoot),
         "RegisterBatteryProvider");
 }
 

@@ -55,9 +55,17 @@ class BlueZ {
   // characters). bluetoothd's own subscription to a battery level has no socket.
   bool isAcquired(const std::string& uuid) const;
 
+  // Asks for the socket of a characteristic's values. Returns the name of the error; "" for a
+  // socket, which is closed again; kNoAnswer when none of the two comes.
+  static constexpr char kNoAnswer[] = "no answer";
+  std::string acquire(const std::string& uuid, Limit limit) const;
+
   // Discovers the one device in range and connects to it, as another program would; returns its
   // path.
   std::string connectDevice();
+
+  // Whether provideBattery is possible: not with 5.55, nor without --experimental.
+  bool takesBatteries() const;
 
   // Gives BlueZ the battery level of a device, as a program does that does not know it from the
   // device's GATT services. BlueZ (5.66, experimental) accepts it for a device that has been

@@ -18,8 +18,8 @@ class Peripheral;
 
 class Characteristic final : public CBCharacteristic, public shared::ValueTarget {
  public:
-  // Where its values come from. Old versions of BlueZ (5.48 to 5.54) hide the battery service and
-  // export its level as a property of the device.
+  // Where its values come from. Old versions of BlueZ (5.48 to 5.54, by their sources; not 5.55)
+  // hide the battery service and export its level as a property of the device.
   enum class Source { characteristic, battery };
 
   Characteristic(Peripheral& peripheral, const CBUUID& uuid, std::string path, Source source);

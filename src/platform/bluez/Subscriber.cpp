@@ -9,8 +9,9 @@ namespace platform::bluez {
 
 namespace {
 
-// Refusals by BlueZ, not by the device: the characteristic has only indications (before 5.80),
-// another client is subscribed, or the method does not exist (before 5.46).
+// Refusals by BlueZ, not by the device: the characteristic has only indications (before 5.80; seen
+// with 5.55 and 5.66, not with 5.82), another client is subscribed, or the method does not exist
+// (before 5.46, by its sources).
 bool callsForSignals(sd_bus_message* reply) {
   return sd_bus_message_is_method_error(reply, "org.bluez.Error.NotSupported") > 0 ||
          sd_bus_message_is_method_error(reply, "org.bluez.Error.NotPermitted") > 0 ||

@@ -2,11 +2,12 @@
 // StartNotify where BlueZ does not offer that. Main thread only.
 //
 // A device may take long to answer: the link is slow or busy, or a person has to confirm a pairing.
-// But BlueZ up to 5.83 never answers an AcquireNotify that the device refuses. So there are two
-// limits. After kPatience the subscription is late: other requests no longer wait for it. After
-// kLimit more it counts as refused, since the Attribute Protocol gives up a link when an answer
-// takes 30 s. Both limits are for the device alone: they start when BlueZ is known to have read the
-// call, and at the end BlueZ gets the chance to pass on an answer that it already has.
+// But BlueZ before 5.84 never answers an AcquireNotify that the device refuses (seen with 5.66 and
+// 5.82). So there are two limits. After kPatience the subscription is late: other requests no
+// longer wait for it. After kLimit more it counts as refused, since the Attribute Protocol gives up
+// a link when an answer takes 30 s. Both limits are for the device alone: they start when BlueZ is
+// known to have read the call, and at the end BlueZ gets the chance to pass on an answer that it
+// already has.
 #pragma once
 
 #include <functional>

@@ -94,7 +94,8 @@ void Peripheral::runUntil(Clock::time_point end, int otherInput) {
     const Clock::time_point wake = std::min(deadline().value_or(end), end);
     const auto wait = std::max(wake - now, Clock::duration::zero());
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(wait);
-    const timespec timeout{seconds.count(), (wait - seconds).count()};
+    const timespec timeout{static_cast<time_t>(seconds.count()),
+                           static_cast<long>((wait - seconds).count())};
     pollfd wanted[]{{fileDescriptor(), events(), 0}, {otherInput, POLLIN, 0}};
     ::ppoll(wanted, 2, &timeout, nullptr);
     serve();

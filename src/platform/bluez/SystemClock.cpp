@@ -52,8 +52,9 @@ void SystemClock::setAlarm(TimePoint time) {
   const nanoseconds sinceStart = std::max<nanoseconds>(time.time_since_epoch(), 1ns);
   const auto wholeSeconds = floor<seconds>(sinceStart);
   itimerspec setting{};
-  setting.it_value.tv_sec = wholeSeconds.count();
-  setting.it_value.tv_nsec = (sinceStart - wholeSeconds).count();
+  // Both have 32 bits on a 32-bit ARM; the seconds since the machine's start fit.
+  setting.it_value.tv_sec = static_cast<time_t>(wholeSeconds.count());
+  setting.it_value.tv_nsec = static_cast<long>((sinceStart - wholeSeconds).count());
   timerfd_settime(alarm_.get(), TFD_TIMER_ABSTIME, &setting, nullptr);
 }
 

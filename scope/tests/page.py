@@ -191,7 +191,7 @@ class Values(PageTest):
               };
             }""")
         pauses = BROWSER.wait("pauses.length > 5 && pauses")
-        self.assertGreater(min(pauses[1:]), 80)
+        self.assertGreater(min(pauses[1:]), 45)
         # And coarser, but for a picture that stands still.
         BROWSER.wait("columns === 175")
         BROWSER.run("scope.view.zoomTo(0, 1)")

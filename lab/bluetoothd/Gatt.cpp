@@ -54,8 +54,10 @@ void Bluetoothd::request(const BusMessage& call, RemoteDevice& device, const cha
                          const std::function<void(Witness::Fate)>& answer) {
   const Witness::Fate fate = witness_.fateOf(device, verb, gatt.uuid);
   const std::size_t number = ++requestCount_;
-  pending_.emplace(number, Pending{&device, &gatt, BusMessage(sd_bus_message_ref(call.get()))});
-  if (fate == Witness::Fate::ignore) {
+  const bool isIgnored = fate == Witness::Fate::ignore;
+  pending_.emplace(number,
+                   Pending{&device, &gatt, BusMessage(sd_bus_message_ref(call.get())), isIgnored});
+  if (isIgnored) {
     later(kAttLimit, [this, number, &device] {
       if (pending_.contains(number)) dropLink(device);
     });
@@ -189,10 +191,11 @@ void Bluetoothd::unsubscribe(RemoteDevice& device, Gatt& gatt) {
 // A client ends a subscription by closing its end of the socket. bluetoothd may handle calls that
 // came after that before it sees it: one in the turn of its loop in which the socket was closed,
 // and one in the next. Without calls its next turn comes by itself. The device carries out what it
-// was asked for before.
+// was asked for before, but for what it ignores.
 void Bluetoothd::lookAtSockets(RemoteDevice& device) {
-  const bool isAsked = std::ranges::any_of(
-      pending_, [&device](const auto& entry) { return entry.second.device == &device; });
+  const bool isAsked = std::ranges::any_of(pending_, [&device](const auto& entry) {
+    return entry.second.device == &device && !entry.second.isIgnored;
+  });
   if (isAsked) return;
   for (Gatt& gatt : device.gatt_) {
     if (gatt.way != Gatt::Way::socket) continue;

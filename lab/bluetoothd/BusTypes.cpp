@@ -15,18 +15,18 @@ std::string pathPart(const char* name, unsigned handle) {
 }
 
 // Writes an object's interfaces: its own between the standard ones that every object has.
-class Interfaces {
+class InterfaceWriter {
  public:
-  Interfaces(sd_bus_message* message, const char* interface) : message_(message) {
+  InterfaceWriter(sd_bus_message* message, const char* interface) : message_(message) {
     sd_bus_message_open_container(message, 'a', "{sa{sv}}");
     sd_bus_message_append(message, "{sa{sv}}", "org.freedesktop.DBus.Introspectable", 0);
     sd_bus_message_open_container(message, 'e', "sa{sv}");
     sd_bus_message_append(message, "s", interface);
     sd_bus_message_open_container(message, 'a', "{sv}");
   }
-  Interfaces(const Interfaces&) = delete;
-  Interfaces& operator=(const Interfaces&) = delete;
-  ~Interfaces() {
+  InterfaceWriter(const InterfaceWriter&) = delete;
+  InterfaceWriter& operator=(const InterfaceWriter&) = delete;
+  ~InterfaceWriter() {
     sd_bus_message_close_container(message_);
     sd_bus_message_close_container(message_);
     sd_bus_message_append(message_, "{sa{sv}}", kPropertiesInterface, 0);
@@ -79,7 +79,7 @@ std::vector<RemoteDevice::Gatt> gattOf(const DeviceModel& model) {
 }
 
 void appendAdapter(sd_bus_message* message, bool isPowered, bool isDiscovering) {
-  Interfaces adapter(message, kAdapterInterface);
+  InterfaceWriter adapter(message, kAdapterInterface);
   adapter.add("Address", std::string("00:11:22:33:44:55"));
   adapter.add("Powered", isPowered);
   adapter.add("Discovering", isDiscovering);
@@ -88,7 +88,7 @@ void appendAdapter(sd_bus_message* message, bool isPowered, bool isDiscovering) 
 // The properties that bluetoothd 5.66 gives a device which advertises flags, a service and
 // manufacturer data, in its order.
 void appendDevice(sd_bus_message* message, const DeviceObject& device) {
-  Interfaces object(message, kDeviceInterface);
+  InterfaceWriter object(message, kDeviceInterface);
   object.add("Address", addressIn(device.path));
   object.add("AddressType", std::string("random"));
   if (!device.name.empty()) object.add("Name", device.name);
@@ -109,7 +109,7 @@ void appendDevice(sd_bus_message* message, const DeviceObject& device) {
 }
 
 void appendGatt(sd_bus_message* message, const RemoteDevice::Gatt& gatt) {
-  Interfaces object(message, gatt.isService ? kServiceInterface : kCharacteristicInterface);
+  InterfaceWriter object(message, gatt.isService ? kServiceInterface : kCharacteristicInterface);
   object.add("UUID", gatt.uuid);
   if (gatt.isService) {
     object.add("Primary", true);

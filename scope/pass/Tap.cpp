@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t kHead = 4 + 1 + 8;
 // What the reader may lag behind: ten seconds of 2,000 motions. The system may grant less.
-constexpr int kRoom = 1 << 20;
+constexpr int kPipeCapacity = 1 << 20;
 constexpr int kLastPatience = 300;  // milliseconds
 
 std::array<char, kHead> headOf(const Piece& piece) {
@@ -28,7 +28,7 @@ std::array<char, kHead> headOf(const Piece& piece) {
 }  // namespace
 
 TapSender::TapSender(Descriptor pipe) : pipe_(std::move(pipe)) {
-  ::fcntl(pipe_.get(), F_SETPIPE_SZ, kRoom);
+  ::fcntl(pipe_.get(), F_SETPIPE_SZ, kPipeCapacity);
   ::fcntl(pipe_.get(), F_SETFL, O_NONBLOCK);
 }
 

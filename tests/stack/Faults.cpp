@@ -19,8 +19,8 @@ constexpr char kMotionService[] = "EF680400-9B35-4933-9B10-52FFA9740042";
 constexpr char kBatteryService[] = "180F";
 constexpr char kEcho[] = "commande recue non traitee : ";
 
-constexpr std::size_t kLongLine = 100'000'000;
-constexpr int kManyCommands = 100'000;
+constexpr std::size_t kLongLine = 20'000'000;
+constexpr int kManyCommands = 20'000;
 
 std::vector<std::string> optionsFor(Stage stage) {
   std::vector<std::string> options{"--name", "Tramsel-7", "--rate",

@@ -2,7 +2,9 @@
 
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <limits>
 #include <stdexcept>
 #include <string>
@@ -16,6 +18,15 @@ std::ifstream open(pid_t process, const char* name) {
 
 void require(const std::ifstream& file) {
   if (!file) throw std::runtime_error("the process is gone");
+}
+
+std::size_t memoryIn(std::ifstream status, const std::string& name) {
+  std::string word;
+  while (status >> word && word != name) continue;
+  std::size_t kibibytes = 0;
+  status >> kibibytes;
+  require(status);
+  return kibibytes << 10U;
 }
 
 }  // namespace
@@ -34,13 +45,16 @@ std::chrono::milliseconds processorTime(pid_t process) {
 }
 
 std::size_t largestMemory(pid_t process) {
-  std::ifstream file = open(process, "status");
-  std::string word;
-  while (file >> word && word != "VmHWM:") continue;
-  std::size_t kibibytes = 0;
-  file >> kibibytes;
-  require(file);
-  return kibibytes << 10U;
+  return memoryIn(open(process, "status"), "VmHWM:");
+}
+
+std::size_t residentMemory(pid_t process) {
+  return memoryIn(open(process, "status"), "VmRSS:");
+}
+
+std::size_t openDescriptors(pid_t process) {
+  const std::filesystem::directory_iterator all("/proc/" + std::to_string(process) + "/fd");
+  return static_cast<std::size_t>(std::distance(begin(all), end(all)));
 }
 
 }  // namespace stack

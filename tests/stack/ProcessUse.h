@@ -13,5 +13,10 @@ std::chrono::milliseconds processorTime(pid_t process);
 
 // Its peak resident memory in bytes. Throws likewise.
 std::size_t largestMemory(pid_t process);
+// Its resident memory in bytes, now. Throws likewise.
+std::size_t residentMemory(pid_t process);
+
+// How many descriptors it has open. Throws likewise.
+std::size_t openDescriptors(pid_t process);
 
 }  // namespace stack

@@ -7,27 +7,23 @@
 // both sides.
 #pragma once
 
-#include <optional>
 #include <string>
 
-#include "lab/hci/HciChannel.h"
+#include "SpareController.h"
 
 namespace stack {
 
 class SpareLinks {
  public:
   // Opens the controller hci<index>. Throws std::runtime_error on failure.
-  explicit SpareLinks(int index);
+  explicit SpareLinks(int index) : controller_(index) {}
 
   // Makes one link to an advertising device. address: as in the device's journal. Throws
   // std::runtime_error when the link does not come up.
   void linkTo(const std::string& address);
 
  private:
-  void command(std::uint16_t opcode, const lab::Bytes& parameters);
-  lab::Bytes waitForEvent(std::uint8_t code, std::uint8_t first);
-
-  std::optional<lab::HciChannel> channel_;
+  SpareController controller_;
 };
 
 }  // namespace stack

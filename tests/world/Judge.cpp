@@ -51,6 +51,7 @@ void Judge::didStart() {
   found_.clear();
   foundInScan_.clear();
   reportable_.clear();
+  passersBy_.clear();
   firstRequest_.reset();
   allFound_.reset();
   isScanning_ = false;

@@ -48,6 +48,7 @@ class Judge {
 
   // What the stack and the devices see.
   void didHear(lab::StackDevice& device);
+  void didPass(const std::string& name);  // a stranger
   void didListObjects();
   void didLinkUp(lab::StackDevice& device);
   void didLinkDown(lab::StackDevice& device);
@@ -129,6 +130,7 @@ class Judge {
   std::map<std::pair<const lab::StackDevice*, std::string>, std::vector<lab::Bytes>> early_;
   mutable std::map<std::string, Named> names_;           // that have been looked at
   std::map<std::string, std::set<Sighting>> sightings_;  // by name
+  std::set<std::string> passersBy_;                      // of whom the host has not been told yet
   std::map<std::string, std::size_t> found_;             // told, by key
   std::set<std::string> foundInScan_;
   std::set<const lab::StackDevice*> reportable_;

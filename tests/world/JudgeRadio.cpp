@@ -75,6 +75,11 @@ void Judge::see(lab::StackDevice& device) {
   sightings_[device.model().name()].emplace(scans_, device.objectCount(), isNamed);
 }
 
+// The host is told of everybody until there is a device to ask for.
+void Judge::didPass(const std::string& name) {
+  if (!firstRequest_) passersBy_.insert(oracle::lowered(name));
+}
+
 void Judge::didListObjects() {
   radio_.didListObjects();
   for (lab::StackDevice* device : radio_.devices) {
@@ -105,6 +110,7 @@ lab::StackDevice* Judge::deviceNamed(const std::string& name, bool isLowered) co
 
 void Judge::didTellDevice(const std::string& key) {
   if (firstRequest_) throw Wrong("told of a device after the first request: " + key);
+  if (passersBy_.erase(key) > 0) return;
   lab::StackDevice* device = deviceNamed(key, true);
   if (device == nullptr) throw Wrong("nobody has heard of " + key);
   const std::string name = device->model().name();
@@ -154,6 +160,7 @@ void Judge::take(const std::string& name) {
     served->upAt = agenda_.now();
   }
   if (!firstRequest_) firstRequest_ = agenda_.now();
+  passersBy_.clear();
   const bool isAll =
       served_.contains("tramsel") && served_.contains("sonde") && served_.contains("corvelta");
   if (isAll && !allFound_) allFound_ = agenda_.now();
@@ -161,6 +168,7 @@ void Judge::take(const std::string& name) {
 
 void Judge::checkFound() const {
   if (!isScanning_ || told_ != "poweredOn" || radio_.isDiscovering() != true) return;
+  if (!passersBy_.empty()) throw Wrong("was not told of: " + *passersBy_.begin());
   for (const lab::StackDevice* device : reportable_) {
     const std::string name = device->knownName();
     if (name.empty() || !radio_.doesReport(*device)) continue;

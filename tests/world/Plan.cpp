@@ -87,19 +87,21 @@ Plan::Plan(std::uint64_t number) : seed(number) {
 Plan Plan::ofStrangers(std::size_t count) {
   Plan plan(1);
   plan.setting.reset();
+  const auto passed = [](std::size_t number) {
+    return kFirstStranger + kStrangerInterval * static_cast<std::int64_t>(number);
+  };
   plan.devices = {{.kind = "tramsel",
                    .name = "Tramsel-1",
-                   .appears = 0s,
+                   .appears = passed(count * 3 / 4),
                    .rate = 1,
                    .isStored = false,
                    .doesNameComeLater = false,
                    .isHidden = false,
                    .isConnectable = false}};
-  plan.incidents.clear();
+  // The host is told of each as long as it has no device. It does not read for so long that the
+  // stack has forgotten the first whom it is to be told of when it goes on.
+  plan.incidents = {{passed(count / 2), Incident::Kind::stallHost, 0, 45s, 0}};
   plan.strangers = count;
-  const auto passed = [&](std::size_t number) {
-    return kFirstStranger + kStrangerInterval * static_cast<std::int64_t>(number);
-  };
   // Once as many are there as will be at any time.
   plan.settled = passed(count / 2);
   plan.trouble = passed(count);

@@ -31,8 +31,8 @@ class Scene {
 
   // From now on the device is there.
   virtual void appear(std::size_t device) = 0;
-  // Somebody passes whom nobody wants anything of.
-  virtual void passBy(std::size_t number) = 0;
+  // Somebody passes whom nobody wants anything of. Returns the name.
+  virtual std::string passBy(std::size_t number) = 0;
   // The model may have something to do.
   virtual void wake(std::size_t device) = 0;
   // What is the stack's affair. device: the one that it is about.

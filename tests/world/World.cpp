@@ -85,7 +85,7 @@ void World::checkTaken() {
 
 void World::passStranger(std::size_t number) {
   if (number == plan_.strangers) return;
-  scene_->passBy(number);
+  judge_.didPass(scene_->passBy(number));
   agenda_.after(kStrangerInterval, [this, number] { passStranger(number + 1); });
 }
 

@@ -262,9 +262,21 @@ void CentralManager::deviceDidDisappear(std::string_view path) {
   const auto known = peripherals_.find(keyOf(path));
   if (known == peripherals_.end()) return;
   known->second->deviceDidDisappear();
-  if (known->second.use_count() == 1 && !known->second->link().isWanted()) {
-    peripherals_.erase(known);
+  if (forget(known->first)) return;
+  // Perhaps the bridge is still to be told of it: then it can be forgotten after that.
+  loop_->deliveries().push([this, key = known->first] { forget(key); });
+}
+
+// Whether it could be: unless it is there, or somebody holds it.
+bool CentralManager::forget(std::string_view key) {
+  const auto known = peripherals_.find(key);
+  if (known == peripherals_.end()) return true;
+  Peripheral& peripheral = *known->second;
+  if (peripheral.isPresent() || peripheral.link().isWanted() || known->second.use_count() > 1) {
+    return false;
   }
+  peripherals_.erase(known);
+  return true;
 }
 
 void CentralManager::forgetDevices() {

@@ -71,6 +71,7 @@ class CentralManager final : public CBCentralManager, private StackWatch::Listen
   bool isOnAdapter(std::string_view devicePath) const { return parentOf(devicePath) == adapter_; }
   void deviceDidChange(const Object& object);
   void deviceDidDisappear(std::string_view path);
+  bool forget(std::string_view key);
   void forgetDevices();
   void report(Peripheral& peripheral);
   void linkDidComeUp(Peripheral& peripheral);

@@ -73,6 +73,34 @@ TEST_F(BluezStalledHost, GetsADeviceOnceInANewScan) {
   EXPECT_EQ(reports.size(), 1U);
 }
 
+// As the bridge does with a device that it does not serve.
+class BluezStalledHostAmongStrangers : public BluezStalledHost {
+ protected:
+  void centralManagerDidDiscover(platform::CBCentralManager&,
+                                 const std::shared_ptr<platform::CBPeripheral>& found) override {
+    stranger = found;
+    isTold = true;
+  }
+
+  std::weak_ptr<platform::CBPeripheral> stranger;
+  bool isTold = false;
+};
+
+TEST_F(BluezStalledHostAmongStrangers, KeepsNoDeviceThatHasGoneMeanwhile) {
+  bluez->objects[kDevice] = device("Beacon 1");
+  startPoweredOn();
+  stall();
+  manager->scanForPeripherals();
+  settle();
+  see(kDevice);
+  bluez->remove(kDevice);
+  settle();
+  EXPECT_FALSE(isTold);
+  goOn();
+  EXPECT_TRUE(isTold);
+  EXPECT_TRUE(stranger.expired());
+}
+
 TEST_F(BluezStalledHost, LeavesTheServicesAsLastReportedUntilItReads) {
   connect();
   const std::string path = std::string(kDevice) + "/service000a";

@@ -95,10 +95,12 @@ void BluezScene::advertise(std::size_t number) {
   agenda_.after(dice_.between(300ms, 1500ms), [this, number] { advertise(number); });
 }
 
-void BluezScene::passBy(std::size_t number) {
+std::string BluezScene::passBy(std::size_t number) {
   char key[32];
   std::snprintf(key, sizeof(key), "dev_%08zX", number);
-  bluetoothd_.passBy(adapterOf(0), key, "Casque-" + std::to_string(number));
+  std::string name = "Casque-" + std::to_string(number);
+  bluetoothd_.passBy(adapterOf(0), key, name);
+  return name;
 }
 
 std::string BluezScene::adapterOf(std::size_t which) const {

@@ -26,7 +26,7 @@ class AirScene final : public Scene {
   lab::StackDevice& add(lab::BenchDevice& model, const PlannedDevice& planned) override;
   void start() override;
   void appear(std::size_t device) override;
-  void passBy(std::size_t number) override;
+  std::string passBy(std::size_t number) override;
   void wake(std::size_t device) override;
   void happen(const Incident& incident, std::size_t device) override;
   std::unique_ptr<platform::Platform> makePlatform() override;

@@ -89,7 +89,7 @@ void AirScene::appear(std::size_t device) {
   if (isHeldFirst_[device]) air_.holdByAnother(*models_[device]);
 }
 
-void AirScene::passBy(std::size_t /*number*/) {
+std::string AirScene::passBy(std::size_t /*number*/) {
   throw Wrong("nobody passes by here");
 }
 

@@ -4,10 +4,12 @@
 // Control lines on standard input:
 //   probe                  lets the probe advertise, which a scan alone does not
 //   stream RATE COUNT      COUNT values of each subscribed device, RATE per second
-//   appear RATE COUNT      COUNT new advertisers, RATE per second
+//   appear RATE COUNT      COUNT new advertisers, RATE per second: those that are known from now on
 //   again RATE COUNT       COUNT reports of known advertisers in turn, RATE per second
-// The last three may run at the same time. On standard output, one line each: ready; subscribed
-// (one device's stream); done (nothing is running any more); failed. It ends with its input.
+//   join RATE COUNT        COUNT more that are new, RATE per second
+// One of each may run at the same time, but not appear with join. On standard output, one line
+// each: ready; subscribed (one device's stream); done (nothing is running any more); failed. It
+// ends with its input.
 #include <poll.h>
 #include <unistd.h>
 
@@ -154,7 +156,10 @@ class Player final : private lab::Witness {
     if (verb == "stream") {
       stream(rate, count);
     } else if (verb == "appear") {
+      first_ = next_;
       known_ = count;
+      firsts_.start(rate, count);
+    } else if (verb == "join") {
       firsts_.start(rate, count);
     } else if (verb == "again" && known_ > 0) {
       reports_.start(rate, count);
@@ -187,9 +192,11 @@ class Player final : private lab::Witness {
   lab::MessageBus bus_;
   lab::Bluetoothd bluetoothd_{agenda_, dice_, bus_, *this};
   std::deque<bench::PlayedDevice> devices_;  // indexed like kDevices
+  unsigned next_ = 0;                        // the next one that nobody has heard of
+  unsigned first_ = 0;                       // of those that are known
   unsigned known_ = 0;
-  Series firsts_{[this](unsigned number) { pass(number - 1); }};
-  Series reports_{[this](unsigned number) { pass((number - 1) % known_); }};
+  Series firsts_{[this](unsigned) { pass(next_++); }};
+  Series reports_{[this](unsigned number) { pass(first_ + (number - 1) % known_); }};
   std::vector<Series*> series_{&firsts_, &reports_};  // then those of the devices
 };
 

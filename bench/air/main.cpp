@@ -17,6 +17,8 @@ using bench::kDevices;
 using bench::Nanoseconds;
 
 constexpr unsigned kAdvertisers = 1000;
+constexpr unsigned kCrowd = 10'000;
+constexpr unsigned kNewPerSecond = 33;       // in a crowd whose addresses change every five minutes
 constexpr unsigned kReportsPerSecond = 970;  // no multiple of the values' rate
 constexpr unsigned kReports = 4850;
 constexpr unsigned kValuesPerSecond = 250;  // of each device
@@ -24,6 +26,7 @@ constexpr unsigned kValues = 1250;
 
 constexpr std::string_view kScanning = "the scan goes on";
 constexpr std::string_view kScanned = "the scan has ended";
+const std::string kOfCrowd = "one of 10,000 that are new";
 
 std::string order(const char* verb, unsigned rate, unsigned count) {
   return std::string(verb) + " " + std::to_string(rate) + " " + std::to_string(count);
@@ -32,6 +35,8 @@ std::string order(const char* verb, unsigned rate, unsigned count) {
 const std::string kStream = order("stream", kValuesPerSecond, kValues);
 const std::string kAppear = order("appear", kReportsPerSecond, kAdvertisers);
 const std::string kAgain = order("again", kReportsPerSecond, kReports);
+const std::string kCrowdAppears = order("appear", kReportsPerSecond, kCrowd);
+const std::string kJoin = order("join", kNewPerSecond, kNewPerSecond* kReports / kReportsPerSecond);
 
 bool isEndOfScan(std::string_view line) {
   return line.ends_with(" : Stop Scan>");
@@ -59,6 +64,9 @@ class Run {
     session_.serveFor(2s);
     measureAcquaintances(kScanned);
     measureValues(kScanned, kDevices.size());
+    measureReports(kOfCrowd, kCrowdAppears, kCrowd);
+    measureValues(kScanned, kDevices.size(), "10,000 advertisers, 33 new a second",
+                  {kAgain, kJoin, kStream});
   }
 
   // The listener has no phases; its figures are the floor for both phases of the bridge.
@@ -69,6 +77,7 @@ class Run {
     measureNewcomers();
     measureAcquaintances(kScanning);
     measureAcquaintances(kScanned);
+    measureReports(kOfCrowd, kCrowdAppears, kCrowd);
   }
 
  private:

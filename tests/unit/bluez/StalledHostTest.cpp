@@ -79,11 +79,11 @@ class BluezStalledHostAmongStrangers : public BluezStalledHost {
   void centralManagerDidDiscover(platform::CBCentralManager&,
                                  const std::shared_ptr<platform::CBPeripheral>& found) override {
     stranger = found;
-    isTold = true;
+    ++times;
   }
 
   std::weak_ptr<platform::CBPeripheral> stranger;
-  bool isTold = false;
+  int times = 0;  // that it was told of
 };
 
 TEST_F(BluezStalledHostAmongStrangers, KeepsNoDeviceThatHasGoneMeanwhile) {
@@ -95,10 +95,27 @@ TEST_F(BluezStalledHostAmongStrangers, KeepsNoDeviceThatHasGoneMeanwhile) {
   see(kDevice);
   bluez->remove(kDevice);
   settle();
-  EXPECT_FALSE(isTold);
+  EXPECT_EQ(times, 0);
   goOn();
-  EXPECT_TRUE(isTold);
+  EXPECT_EQ(times, 1);
   EXPECT_TRUE(stranger.expired());
+}
+
+TEST_F(BluezStalledHostAmongStrangers, KeepsOneThatHasGoneAndIsBack) {
+  bluez->objects[kDevice] = device("Beacon 1");
+  startPoweredOn();
+  stall();
+  manager->scanForPeripherals();
+  settle();
+  see(kDevice);
+  bluez->remove(kDevice);
+  settle();
+  bluez->add(kDevice, device("Beacon 1"));
+  settle();
+  goOn();
+  see(kDevice);
+  EXPECT_EQ(times, 1);
+  EXPECT_FALSE(stranger.expired());
 }
 
 TEST_F(BluezStalledHost, LeavesTheServicesAsLastReportedUntilItReads) {

@@ -82,19 +82,23 @@ class BluezStalledHostAmongStrangers : public BluezStalledHost {
     ++times;
   }
 
+  void passWhileStalled() {
+    bluez->objects[kDevice] = device("Beacon 1");
+    startPoweredOn();
+    stall();
+    manager->scanForPeripherals();
+    settle();
+    see(kDevice);
+    bluez->remove(kDevice);
+    settle();
+  }
+
   std::weak_ptr<platform::CBPeripheral> stranger;
   int times = 0;  // that it was told of
 };
 
 TEST_F(BluezStalledHostAmongStrangers, KeepsNoDeviceThatHasGoneMeanwhile) {
-  bluez->objects[kDevice] = device("Beacon 1");
-  startPoweredOn();
-  stall();
-  manager->scanForPeripherals();
-  settle();
-  see(kDevice);
-  bluez->remove(kDevice);
-  settle();
+  passWhileStalled();
   EXPECT_EQ(times, 0);
   goOn();
   EXPECT_EQ(times, 1);
@@ -102,14 +106,7 @@ TEST_F(BluezStalledHostAmongStrangers, KeepsNoDeviceThatHasGoneMeanwhile) {
 }
 
 TEST_F(BluezStalledHostAmongStrangers, KeepsOneThatHasGoneAndIsBack) {
-  bluez->objects[kDevice] = device("Beacon 1");
-  startPoweredOn();
-  stall();
-  manager->scanForPeripherals();
-  settle();
-  see(kDevice);
-  bluez->remove(kDevice);
-  settle();
+  passWhileStalled();
   bluez->add(kDevice, device("Beacon 1"));
   settle();
   goOn();

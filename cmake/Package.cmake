@@ -44,6 +44,8 @@ elseif(NOT CMAKE_SYSTEM_NAME STREQUAL "Linux")
   return()
 endif()
 
+install(FILES cmake/lintian-overrides RENAME vornix
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides)
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME vornix)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})

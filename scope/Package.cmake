@@ -23,6 +23,8 @@ install(FILES ${PROJECT_BINARY_DIR}/vornix-scope.1.gz
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT scope EXCLUDE_FROM_ALL)
 install(FILES scope/copyright CHANGELOG.md docs/scope.md docs/recording.md
   DESTINATION ${scope_documents} COMPONENT scope EXCLUDE_FROM_ALL)
+install(FILES cmake/lintian-overrides RENAME vornix-scope
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides COMPONENT scope EXCLUDE_FROM_ALL)
 install(FILES /usr/share/doc/libjs-dygraphs/copyright RENAME copyright.dygraphs
   DESTINATION ${scope_documents} COMPONENT scope EXCLUDE_FROM_ALL)
 

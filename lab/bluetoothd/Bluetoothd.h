@@ -176,6 +176,7 @@ class Bluetoothd {
     RemoteDevice* device;
     Gatt* gatt;
     BusMessage call;
+    bool isIgnored;  // by the device
   };
   std::map<std::size_t, Pending> pending_;
   std::size_t requestCount_ = 0;

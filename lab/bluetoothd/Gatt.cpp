@@ -54,8 +54,10 @@ void Bluetoothd::request(const BusMessage& call, RemoteDevice& device, const cha
                          const std::function<void(Witness::Fate)>& answer) {
   const Witness::Fate fate = witness_.fateOf(device, verb, gatt.uuid);
   const std::size_t number = ++requestCount_;
-  pending_.emplace(number, Pending{&device, &gatt, BusMessage(sd_bus_message_ref(call.get()))});
-  if (fate == Witness::Fate::ignore) {
+  const bool isIgnored = fate == Witness::Fate::ignore;
+  pending_.emplace(number,
+                   Pending{&device, &gatt, BusMessage(sd_bus_message_ref(call.get())), isIgnored});
+  if (isIgnored) {
     later(kAttLimit, [this, number, &device] {
       if (pending_.contains(number)) dropLink(device);
     });
@@ -191,8 +193,9 @@ void Bluetoothd::unsubscribe(RemoteDevice& device, Gatt& gatt) {
 // and one in the next. Without calls its next turn comes by itself. The device carries out what it
 // was asked for before.
 void Bluetoothd::lookAtSockets(RemoteDevice& device) {
-  const bool isAsked = std::ranges::any_of(
-      pending_, [&device](const auto& entry) { return entry.second.device == &device; });
+  const bool isAsked = std::ranges::any_of(pending_, [&device](const auto& entry) {
+    return entry.second.device == &device && !entry.second.isIgnored;
+  });
   if (isAsked) return;
   for (Gatt& gatt : device.gatt_) {
     if (gatt.way != Gatt::Way::socket) continue;

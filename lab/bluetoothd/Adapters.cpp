@@ -28,24 +28,28 @@ void Bluetoothd::setPowered(const std::string& path, bool isPowered) {
   if (found == adapters_.end() || found->second.isPowered == isPowered) return;
   found->second.isPowered = isPowered;
   if (isPowered) return tellChange(path, kAdapterInterface, {{"Powered", true}});
-  endAll(path, found->second);
+  endAll(path, found->second, false);
 }
 
 // Links, discovery and power.
-void Bluetoothd::endAll(const std::string& path, Adapter& adapter) {
-  forgetTemporary(path);
+void Bluetoothd::endAll(const std::string& path, Adapter& adapter, bool tellsPowerFirst) {
+  if (traits.forgetsAtPowerOff) forgetTemporary(path);
   const bool wasDiscovering = adapter.isDiscovering();
   adapter.isForClient = adapter.isForLeaver = adapter.isForAnother = false;
+  const auto tellPower = [&] {
+    if (traits.joinsChanges) {
+      return tellChange(path, kAdapterInterface, {{"Discovering", false}, {"Powered", false}});
+    }
+    if (wasDiscovering) tellChange(path, kAdapterInterface, {{"Discovering", false}});
+    tellChange(path, kAdapterInterface, {{"Powered", false}});
+  };
+  if (tellsPowerFirst) tellPower();
   for (const auto& device : devices_) {
     if (device->adapter_ != path) continue;
     dropLink(*device);
     device->hasRssi_ = false;
   }
-  if (traits.joinsChanges) {
-    return tellChange(path, kAdapterInterface, {{"Discovering", false}, {"Powered", false}});
-  }
-  if (wasDiscovering) tellChange(path, kAdapterInterface, {{"Discovering", false}});
-  tellChange(path, kAdapterInterface, {{"Powered", false}});
+  if (!tellsPowerFirst) tellPower();
 }
 
 bool Bluetoothd::isPowered(const std::string& path) const {
@@ -79,10 +83,14 @@ void Bluetoothd::serveAdapter(const BusMessage& call, const std::string& path,
     if (!adapter.isForClient || adapter.isForLeaver) {
       return bus_.sendError(call, kFailed, "No discovery started");
     }
-    reply(call);
-    return stopDiscovery(path, adapter);
+    // The kernel tells of either at its own time.
+    const bool isAnsweredFirst = dice_.oneIn(2);
+    if (isAnsweredFirst) reply(call);
+    stopDiscovery(path, adapter);
+    if (!isAnsweredFirst) reply(call);
+    return;
   }
-  bus_.sendError(call, kUnknownMethod, "No such method");
+  failUnknown(call, kUnknownMethod);
 }
 
 void Bluetoothd::stopDiscovery(const std::string& path, Adapter& adapter) {

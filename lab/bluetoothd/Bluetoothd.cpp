@@ -72,7 +72,8 @@ void Bluetoothd::stop() {
   if (!isRunning_) return;
   for (const auto& device : devices_) device->connect_.reset();  // the bus answers for it
   for (auto& [path, adapter] : adapters_) {
-    if (adapter.isPowered) endAll(path, adapter);
+    if (adapter.isPowered) endAll(path, adapter, traits.tellsPowerFirst);
+    forgetTemporary(path);
     for (const auto& device : devices_) {
       if (device->adapter_ == path) forget(*device);
     }
@@ -149,14 +150,23 @@ void Bluetoothd::serve(const BusMessage& call) {
   if (member == "Get") return serveProperty(call, path);
   if (adapters_.contains(path)) return serveAdapter(call, path, member);
   RemoteDevice* device = deviceAt(path);
-  if (device == nullptr) return bus_.sendError(call, kUnknownObject, "No such object");
+  if (device == nullptr) return failUnknown(call, kUnknownObject);
   if (path == device->path()) return serveDevice(call, *device, member);
   for (Gatt& gatt : device->gatt_) {
     if (device->hasGattObjects_ && path == device->path() + gatt.path) {
       return serveGatt(call, *device, gatt, member);
     }
   }
-  bus_.sendError(call, kUnknownObject, "No such object");
+  failUnknown(call, kUnknownObject);
+}
+
+// As libdbus says it.
+void Bluetoothd::failUnknown(const BusMessage& call, const char* error) {
+  const char* signature = sd_bus_message_get_signature(call.get(), 1);
+  bus_.sendError(call, error,
+                 std::string("Method \"") + sd_bus_message_get_member(call.get()) +
+                     "\" with signature \"" + signature + "\" on interface \"" +
+                     sd_bus_message_get_interface(call.get()) + "\" doesn't exist\n");
 }
 
 }  // namespace lab

@@ -22,13 +22,16 @@
 
 namespace lab {
 
-// Behaviour that differs between versions, or from one time to the next; as it is in 5.66, whose
-// recorded traffic the model is compared with (tests/contract/traffic).
+// Behaviour that differs between versions, or from one time to the next; as it is in 5.66. Held
+// against the recorded traffic of 5.55, 5.66 and 5.82 (tests/contract/traffic).
 struct Traits {
   bool offersSockets = true;           // AcquireNotify works; else it fails with NotSupported
+  bool offersMoreSockets = false;      // also where the device only indicates; since 5.80
   bool answersRefusedSockets = false;  // AcquireNotify fails when the device refuses, since
                                        // 5.84; before, it is then never answered
   bool tellsConnected = true;          // signals Connected true; 5.66 may omit it after a hang
+  bool tellsConnectedLate = false;     // only in the signal of ServicesResolved, though the
+                                       // property is true before: 5.55
   bool tellsDiscoveringOff = true;     // signals Discovering false when its client stops it or goes
   bool signalsValuesEarly = false;     // signals values before it answers StartNotify
   bool succeedsWithoutALink = false;   // Connect now and then succeeds although no link comes
@@ -39,6 +42,14 @@ struct Traits {
   bool forgetsAtDiscoveryEnd = false;  // removes who was never connected when discovery ends, and
                                        // not only when it was not heard for a while
   bool powersAdaptersLate = false;     // adapters appear unpowered when it starts
+  bool showsAccessService = false;     // the service with the device's name, 0x1800, as in 5.82
+  bool tellsPowerFirst = false;        // when it ends, Powered false before Connected false: 5.82
+                                       // on Linux 6.12
+  bool forgetsAtPowerOff = true;       // removes who was never connected; 5.55 does not
+  bool namesFailures = true;           // says why a Connect fails in words of its own; 5.55 in
+                                       // the system's
+  bool forgetsFailed = false;          // removes a device as soon as its Connect fails, unless it
+                                       // is stored: 5.82
 };
 
 struct DeviceObject;
@@ -127,6 +138,7 @@ class Bluetoothd {
   void request(const BusMessage& call, RemoteDevice& device, const char* verb, Gatt& gatt,
                const std::function<void(Witness::Fate)>& answer);
   void fail(const BusMessage& call, AttError error);
+  void failUnknown(const BusMessage& call, const char* error);
   void read(const BusMessage& call, RemoteDevice& device, Gatt& gatt);
   void write(const BusMessage& call, RemoteDevice& device, Gatt& gatt);
   void acquire(const BusMessage& call, RemoteDevice& device, Gatt& gatt);
@@ -148,7 +160,7 @@ class Bluetoothd {
   void tellAdded(const std::string& path, const std::function<void(sd_bus_message*)>& interfaces);
   void tellRemoved(const std::string& path, const char* interface);
   void stopDiscovery(const std::string& path, Adapter& adapter);
-  void endAll(const std::string& path, Adapter& adapter);
+  void endAll(const std::string& path, Adapter& adapter, bool tellsPowerFirst);
   RemoteDevice* deviceAt(const std::string& path);
   Microseconds shortTime() { return dice_.between(Microseconds(100), Microseconds(20'000)); }
   void later(Microseconds delay, Agenda::Action action);

@@ -8,6 +8,8 @@
 namespace lab {
 namespace {
 
+constexpr CharacteristicIndex kNoneOfTheModel = ~CharacteristicIndex{0};
+
 std::string pathPart(const char* name, unsigned handle) {
   char text[32];
   std::snprintf(text, sizeof(text), "/%s%04x", name, handle);
@@ -54,11 +56,22 @@ std::string addressIn(const std::string& path) {
 
 }  // namespace
 
-std::vector<RemoteDevice::Gatt> gattOf(const DeviceModel& model) {
+std::vector<RemoteDevice::Gatt> gattOf(const DeviceModel& model, bool showsAccess) {
   std::vector<RemoteDevice::Gatt> tree;
+  if (showsAccess) {
+    const std::string path = pathPart("service", 1);
+    tree.push_back({.path = path, .uuid = longForm("1800"), .isService = true, .declared = {}});
+    unsigned handle = 2;
+    for (const char* uuid : {"2A00", "2A01"}) {
+      tree.push_back({.path = path + pathPart("char", handle),
+                      .uuid = longForm(uuid),
+                      .declared = {.uuid = uuid, .read = true},
+                      .index = kNoneOfTheModel});
+      handle += 2;
+    }
+  }
   unsigned handle = 0x000A;
   CharacteristicIndex index = 0;
-  // The generic attribute service, which bluetoothd shows and the models do not tell of.
   tree.push_back({.path = pathPart("service", handle++),
                   .uuid = longForm("1801"),
                   .isService = true,

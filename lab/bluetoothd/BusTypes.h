@@ -30,8 +30,10 @@ inline constexpr char kAccessDenied[] = "org.freedesktop.DBus.Error.AccessDenied
 inline constexpr char kUnknownObject[] = "org.freedesktop.DBus.Error.UnknownObject";
 inline constexpr char kUnknownMethod[] = "org.freedesktop.DBus.Error.UnknownMethod";
 
-// A model's tree as objects, in handle order: a service, then its characteristics.
-std::vector<RemoteDevice::Gatt> gattOf(const DeviceModel& model);
+// A model's tree as objects, in handle order: a service, then its characteristics. Before them the
+// generic services, which every device has and the models do not tell of: that with the name and
+// appearance if showsAccess, and the one of attributes.
+std::vector<RemoteDevice::Gatt> gattOf(const DeviceModel& model, bool showsAccess);
 
 inline constexpr std::int16_t kRssi = -60;  // dBm, of every device
 

@@ -47,7 +47,7 @@ void Bluetoothd::serveGatt(const BusMessage& call, RemoteDevice& device, Gatt& g
   if (member == "ReadValue") return read(call, device, gatt);
   if (member == "WriteValue") return write(call, device, gatt);
   if (member == "AcquireNotify") return acquire(call, device, gatt);
-  bus_.sendError(call, kUnknownMethod, "No such method");
+  failUnknown(call, kUnknownMethod);
 }
 
 void Bluetoothd::request(const BusMessage& call, RemoteDevice& device, const char* verb, Gatt& gatt,
@@ -124,7 +124,9 @@ void Bluetoothd::write(const BusMessage& call, RemoteDevice& device, Gatt& gatt)
 }
 
 void Bluetoothd::acquire(const BusMessage& call, RemoteDevice& device, Gatt& gatt) {
-  if (!traits.offersSockets || !gatt.declared.notify) {
+  const bool offersSocket =
+      gatt.declared.notify || (gatt.declared.indicate && traits.offersMoreSockets);
+  if (!traits.offersSockets || !offersSocket) {
     return bus_.sendError(call, kNotSupported, "Operation is not supported");
   }
   if (gatt.way != Gatt::Way::none) return bus_.sendError(call, kInProgress, "In progress");

@@ -18,14 +18,14 @@ constexpr const char* kLinkLost = "Operation failed with ATT error: 0x0e";
 void Bluetoothd::serveDevice(const BusMessage& call, RemoteDevice& device,
                              const std::string& member) {
   if (member == "Connect") return connect(call, device);
-  bus_.sendError(call, kUnknownMethod, "No such method");
+  failUnknown(call, kUnknownMethod);
 }
 
 void Bluetoothd::connect(const BusMessage& call, RemoteDevice& device) {
   if (device.isConnected_) return reply(call);
   if (device.connect_ != nullptr) return bus_.sendError(call, kInProgress, "In Progress");
   if (traits.succeedsWithoutALink && dice_.oneIn(3)) return reply(call);
-  device.keptOn_ = device.adapter_;
+  if (!traits.forgetsFailed || device.isStored) device.keptOn_ = device.adapter_;
   device.connect_ = BusMessage(sd_bus_message_ref(call.get()));
   const std::size_t attempt = ++device.attempt_;
   const auto tryAgain = [this, &device, attempt](auto&& self, int left) -> void {
@@ -33,7 +33,10 @@ void Bluetoothd::connect(const BusMessage& call, RemoteDevice& device) {
       if (attempt != device.attempt_) return;
       if (!isPowered(device.adapter_)) return failConnect(device, "Not Powered");
       if (device.isAdvertising && device.isConnectable) return linkUp(device);
-      if (left == 0) return failConnect(device, "le-connection-abort-by-local");
+      if (left == 0) {
+        return failConnect(device, traits.namesFailures ? "le-connection-abort-by-local"
+                                                        : "Software caused connection abort");
+      }
       self(self, left - 1);
     });
   };
@@ -44,14 +47,18 @@ void Bluetoothd::failConnect(RemoteDevice& device, const char* text) {
   ++device.attempt_;
   const BusMessage call = std::move(device.connect_);
   if (call != nullptr) bus_.sendError(call, kFailed, text);
+  if (traits.forgetsFailed && device.isTemporary()) forget(device);
 }
 
 void Bluetoothd::linkUp(RemoteDevice& device) {
   ++device.attempt_;
   ++device.generation;
   device.isConnected_ = true;
+  device.keptOn_ = device.adapter_;
   device.model_.connected(device);
-  if (traits.tellsConnected) tellChange(device.path(), kDeviceInterface, {{"Connected", true}});
+  if (traits.tellsConnected && !traits.tellsConnectedLate) {
+    tellChange(device.path(), kDeviceInterface, {{"Connected", true}});
+  }
   witness_.didLinkUp(device);
   const std::size_t generation = device.generation;
   const auto whileUp = [this, &device, generation](Microseconds delay, auto action) {
@@ -74,7 +81,7 @@ void Bluetoothd::resolve(RemoteDevice& device) {
   device.isResolved_ = true;
   const auto tellServices = [&] {
     if (device.hasGattObjects_ || device.doesResolveToNothing) return;
-    if (device.gatt_.empty()) device.gatt_ = gattOf(device.model_);
+    if (device.gatt_.empty()) device.gatt_ = gattOf(device.model_, traits.showsAccessService);
     device.hasGattObjects_ = true;
     for (const Gatt& gatt : device.gatt_) {
       tellAdded(device.path() + gatt.path,
@@ -82,7 +89,9 @@ void Bluetoothd::resolve(RemoteDevice& device) {
     }
   };
   if (!traits.resolvesBeforeObjects) tellServices();
-  tellChange(device.path(), kDeviceInterface, {{"ServicesResolved", true}});
+  Properties changed{{"ServicesResolved", true}};
+  if (traits.tellsConnected && traits.tellsConnectedLate) changed["Connected"] = true;
+  tellChange(device.path(), kDeviceInterface, changed);
   if (traits.resolvesBeforeObjects) tellServices();
   if (device.hasGattObjects_ && device.name_ != device.model_.name()) readName(device);
 }

@@ -75,7 +75,7 @@ void Bluetoothd::serveProperty(const BusMessage& call, const std::string& path) 
   const char* name = nullptr;
   if (sd_bus_message_read(call.get(), "ss", &interface, &name) < 0) return;
   RemoteDevice* device = deviceAt(path);
-  if (device == nullptr) return bus_.sendError(call, kUnknownObject, "No such object");
+  if (device == nullptr) return failUnknown(call, kUnknownObject);
   lookAtSockets(*device);
   BusMessage reply = MessageBus::newReply(call);
   const bool isTrue = device->isConnected_ && std::string(name) == "Connected";

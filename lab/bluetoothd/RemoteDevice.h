@@ -72,7 +72,9 @@ class RemoteDevice final : public Link, public StackDevice {
   friend class Bluetoothd;
 
   // Is removed when it is not heard any more.
-  bool isTemporary() const { return hasObject() && !isStored && !isConnected_ && keptOn_.empty(); }
+  bool isTemporary() const {
+    return hasObject() && !isStored && !isConnected_ && !isBeingConnected() && keptOn_.empty();
+  }
 
   Bluetoothd& bluetoothd_;
   DeviceModel& model_;

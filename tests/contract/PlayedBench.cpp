@@ -1,7 +1,8 @@
 // The bench of the BlueZ implementation with the lab's model of bluetoothd: one thread, simulated
-// time. The same tests also run with the real bluetoothd, which shows how true the model is. With
-// VORNIX_OLD_BLUETOOTHD set, the model behaves as older versions do.
+// time. The same tests also run with the real bluetoothd, which shows how true the model is.
+// VORNIX_BLUETOOTHD is the version that the model behaves as: 5.66 if it is not set.
 #include <cstdlib>
+#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -19,19 +20,32 @@ using namespace std::chrono_literals;
 constexpr char kAdapter[] = "/org/bluez/hci0";
 constexpr lab::Microseconds kAdvertisingInterval = 100ms;
 
+lab::Traits traitsOf(const std::string& version) {
+  static const std::map<std::string, lab::Traits> known{
+      // What older ones may do, all at once.
+      {"old",
+       {.offersSockets = false,
+        .tellsConnected = false,
+        .signalsValuesEarly = true,
+        .succeedsWithoutALink = true,
+        .resolvesBeforeObjects = true}},
+      {"5.55", {.tellsConnectedLate = true, .forgetsAtPowerOff = false, .namesFailures = false}},
+      {"5.66", {}},
+      {"5.82",
+       {.offersMoreSockets = true,
+        .showsAccessService = true,
+        .tellsPowerFirst = true,
+        .forgetsFailed = true}},
+  };
+  return known.at(version);
+}
+
 class PlayedBench final : public StackBench, private lab::Witness {
  public:
   explicit PlayedBench(unsigned dice) : dice_(dice) {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): one thread
-    if (std::getenv("VORNIX_OLD_BLUETOOTHD") != nullptr) {
-      bluetoothd_.traits = {.offersSockets = false,
-                            .answersRefusedSockets = false,
-                            .tellsConnected = false,
-                            .signalsValuesEarly = true,
-                            .succeedsWithoutALink = true,
-                            .resolvesBeforeObjects = true,
-                            .tellsLossBeforeErrors = true};
-    }
+    const char* version = std::getenv("VORNIX_BLUETOOTHD");
+    bluetoothd_.traits = traitsOf(version != nullptr ? version : "5.66");
     bluetoothd_.plug(kAdapter, true);
     bluetoothd_.start();
     startPlatform();

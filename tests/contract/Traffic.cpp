@@ -45,6 +45,14 @@ std::string textOf(const void* bytes, std::size_t size) {
   return "[" + text + "]";
 }
 
+// Some of libdbus's messages end with a line feed.
+std::string onOneLine(std::string text) {
+  for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos;) {
+    text.replace(at, 1, "\\n");
+  }
+  return text;
+}
+
 std::string readBytes(sd_bus_message* message) {
   const void* bytes = nullptr;
   std::size_t size = 0;
@@ -164,10 +172,16 @@ void Traffic::addAnswer(sd_bus_message* answer) {
   if (call.empty()) return;
   const std::string& line = call.mapped();
   if (const sd_bus_error* error = sd_bus_message_get_error(answer)) {
-    return tell(line + " fails: " + error->name + ", " + error->message);
+    return tell(line + " fails: " + error->name + ", " + onOneLine(error->message));
   }
   if (line.find("Discovery") != std::string::npos) {
-    steps_.back().ofDiscovery.push_back({line + " is done"});
+    Lines& lines = steps_.back().ofDiscovery;
+    auto place = lines.end();
+    // The order of these two is the kernel's, and 5.55 and 5.82 were seen to have either.
+    const bool isStop = line.starts_with("StopDiscovery ");
+    const std::string path = line.substr(line.find(' ') + 1);
+    if (isStop && !lines.empty() && lines.back().front() == path + " Discovering=false") --place;
+    lines.insert(place, {line + " is done"});
   } else if (line == "GetManagedObjects") {
     tell(line + " gives");
     for (const std::string& object : readAllObjects(answer)) {

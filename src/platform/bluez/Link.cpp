@@ -48,7 +48,8 @@ void Link::attempt() {
 
 // The reply says little: BlueZ may report success without a link, and an error when the link is up
 // already. The property Connected decides. It is asked for, since its change is not always
-// signalled: seen with bluetoothd 5.66 when it had hung while the link came up.
+// signalled: not by bluetoothd 5.66 when it had hung while the link came up; and 5.55 was seen to
+// signal it only when the services are resolved.
 void Link::handleReply() {
   if (!isWanted()) {
     phase_ = Phase::idle;

@@ -84,7 +84,9 @@ std::optional<bool> BluezRadio::isDiscovering() const {
 bool BluezRadio::doesReport(const lab::StackDevice& device) const {
   const auto& remote = static_cast<const lab::RemoteDevice&>(device);
   if (!remote.isInRange() || remote.adapter() != adapter_) return false;
-  return !remote.isConnected() || bluetoothd_.traits.tellsConnected;
+  const lab::Traits& traits = bluetoothd_.traits;
+  const bool isToldNow = !traits.tellsConnectedLate || remote.areServicesResolved();
+  return !remote.isConnected() || (traits.tellsConnected && isToldNow);
 }
 
 void BluezRadio::didListObjects() {

@@ -20,6 +20,13 @@ lab::Traits traitsOf(lab::Dice& dice) {
   traits.powersAdaptersLate = dice.oneIn(3);
   traits.joinsChanges = dice.oneIn(2);
   traits.forgetsAtDiscoveryEnd = dice.oneIn(2);
+  traits.offersMoreSockets = dice.oneIn(2);
+  traits.tellsConnectedLate = dice.oneIn(4);
+  traits.showsAccessService = dice.oneIn(2);
+  traits.tellsPowerFirst = dice.oneIn(2);
+  traits.forgetsAtPowerOff = !dice.oneIn(4);
+  traits.namesFailures = !dice.oneIn(4);
+  traits.forgetsFailed = dice.oneIn(2);
   return traits;
 }
 

@@ -8,6 +8,12 @@
 
 namespace stack {
 
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+}  // namespace
+
 void SpareLinks::linkTo(const std::string& address) {
   // Scan interval and window, no filter list, public address; then its own address, the link's
   // interval, latency, supervision time-out and event length.
@@ -18,7 +24,6 @@ void SpareLinks::linkTo(const std::string& address) {
     parameters.push_back(static_cast<std::uint8_t>(byte));
   }
   // The attempt fails when the device does not advertise at that very moment.
-  using Clock = std::chrono::steady_clock;
   constexpr std::uint8_t linkComplete = 0x01;
   constexpr std::uint8_t success = 0;
   for (const auto end = Clock::now() + patience; Clock::now() < end;) {

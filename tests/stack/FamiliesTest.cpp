@@ -16,6 +16,7 @@ using namespace std::chrono_literals;
 class FamiliesTest : public StackTest {
  protected:
   static constexpr char kIdentification[] = "C;5;0;120034;2;260;3;7;";
+  static constexpr char kOneLink[] = "the emulator's controllers carry one link at a time";
 
   std::unique_ptr<LabDevice> device(int controller, const std::string& kind,
                                     const std::vector<std::string>& options = {}) const {
@@ -36,16 +37,27 @@ class FamiliesTest : public StackTest {
     return added;
   }
 
-  // Starts four devices and the bridge, and waits until all are connected and subscribed to. They
+  // Starts four devices and the bridge, and waits until all are connected and subscribed to: false
+  // if that fails, or if the emulator's controllers cannot have so many links. The devices
   // stream afterwards, unless that is off: with bluetoothd 5.82 on Linux 6.12, a third device was
   // not found within a minute while two sent 300 values a second.
-  void startAll(std::vector<std::string> options = {}, bool isStreaming = true) {
+  bool startAll(const std::vector<std::string>& options = {}, bool isStreaming = true) {
+    connectAll(options);
+    if (HasFatalFailure() || IsSkipped()) return false;
+    for (const LabDevice* device : devices_) {
+      if (isStreaming) device->control("stream on");
+    }
+    return true;
+  }
+
+  void connectAll(std::vector<std::string> options) {
     options.insert(options.end(), {"--control", "stream off"});
     stack_.start(8);
     fenwix_ = add("fenwix", options);
     tramsel_ = add("tramsel", options);
     corvelta_ = add("corvelta", options);
     ilo_ = add("ilo", options);
+    if (!hasLinksApart()) GTEST_SKIP() << kOneLink;
     bridge_ = &startBridge();
     for (LabDevice* device : devices_) {
       device->control("advertise on");
@@ -56,10 +68,11 @@ class FamiliesTest : public StackTest {
     ASSERT_TRUE(corvelta_->waitFor(std::string("subscribed ") + contractionUuid, 1, 60s));
     ASSERT_TRUE(ilo_->waitFor(std::string("subscribed ") + iloUuid, 1, 60s));
     ASSERT_TRUE(bridge_->waitForMessage(kIdentification, 60s));
-    for (const LabDevice* device : devices_) {
-      if (isStreaming) device->control("stream on");
-    }
   }
+
+  // Whether a controller can have several links. For btvirt of 5.55 all of them are link 42, so
+  // that the kernel refuses the second, and a packet goes to any.
+  bool hasLinksApart() const { return spare_.front()->areLinksApart(); }
 
   void command(const std::string& line) const { ASSERT_TRUE(bridge_->writeLine(line)); }
 
@@ -102,7 +115,7 @@ unsigned long setting(const char* name, unsigned long usual) {
 TEST_F(FamiliesTest, FourDevicesStreamTogetherWithoutLoss) {
   const auto duration = setting("VORNIX_STREAM_SECONDS", 10);
   const auto rate = setting("VORNIX_STREAM_RATE", 250);
-  startAll({}, false);
+  if (!startAll({}, false)) return;
   for (const auto* device : {tramsel_.get(), corvelta_.get(), ilo_.get()}) {
     device->control("rate " + std::to_string(rate));
   }
@@ -136,7 +149,7 @@ TEST_F(FamiliesTest, FourDevicesStreamTogetherWithoutLoss) {
 }
 
 TEST_F(FamiliesTest, RawStreamsRunOnlyBetweenTheirCommands) {
-  startAll({"--control", "rate 100"});
+  if (!startAll({"--control", "rate 100"})) return;
   for (std::size_t turn = 1; turn <= 3; ++turn) {
     for (const char* uuid : {rawUuid, raw2Uuid}) {
       EXPECT_EQ(fenwix_->count(std::string("subscribed ") + uuid), turn - 1);
@@ -161,7 +174,7 @@ TEST_F(FamiliesTest, RawStreamsRunOnlyBetweenTheirCommands) {
 }
 
 TEST_F(FamiliesTest, CommandsReachTheDeviceByteForByte) {
-  startAll();
+  if (!startAll()) return;
   const std::string calibration = "0860AC22-B172-468E-9755-03A53F3C7E40";
   const std::string acquisition = "5B4153A2-3F1C-4DC4-872E-E43265446878";
   for (const char* line :
@@ -180,7 +193,7 @@ TEST_F(FamiliesTest, CommandsReachTheDeviceByteForByte) {
 }
 
 TEST_F(FamiliesTest, JsonDocumentOfSixtyThousandBytes) {
-  startAll({"--control", "rate 50"});
+  if (!startAll({"--control", "rate 50"})) return;
   fenwix_->control("json 60000");
   command("FX_getJson");
   const auto isDocument = [](const support::OutputLine& line) {
@@ -206,7 +219,7 @@ TEST_F(FamiliesTest, JsonDocumentOfSixtyThousandBytes) {
 
 // Calibrations and mains power are notified as they happen.
 TEST_F(FamiliesTest, CorveltaReportsCalibrationMainsFirmwareAndBattery) {
-  startAll();
+  if (!startAll()) return;
   const auto has = [this](const std::string& text) {
     return std::ranges::any_of(bridge_->lines(),
                                [&](const auto& line) { return line.text == text; });
@@ -249,6 +262,7 @@ TEST_F(FamiliesTest, ScanEndsWhenTramselProbeAndCorveltaAreFound) {
   tramsel_ = add("tramsel", {"--rate", "10"});
   ilo_ = add("ilo", {"--rate", "10"});
   corvelta_ = add("corvelta", {});
+  if (!hasLinksApart()) GTEST_SKIP() << kOneLink;
   bridge_ = &startBridge();
   for (LabDevice* device : {fenwix_.get(), tramsel_.get(), ilo_.get()}) {
     device->control("advertise on");
@@ -268,7 +282,7 @@ TEST_F(FamiliesTest, ScanEndsWhenTramselProbeAndCorveltaAreFound) {
 
 // The reader thread makes writes and subscriptions as fast as it can while all devices stream.
 TEST_F(FamiliesTest, CommandsWithoutPauseWhileAllStream) {
-  startAll({"--control", "rate 100"});
+  if (!startAll({"--control", "rate 100"})) return;
   constexpr int kRounds = 50;
   for (int round = 0; round < kRounds; ++round) {
     for (const char* line : {"FX_startRaw", "FX_cmdWriteByte 7 1", "FX_stopRaw", "CV_debutCalib",

@@ -28,7 +28,12 @@ void SpareLinks::linkTo(const std::string& address) {
   constexpr std::uint8_t success = 0;
   for (const auto end = Clock::now() + patience; Clock::now() < end;) {
     controller_.command(0x200D, parameters);  // LE Create Connection
-    if (controller_.waitForLowEnergy(linkComplete)[4] == success) return;
+    const lab::Bytes event = controller_.waitForLowEnergy(linkComplete);
+    if (event.at(4) == success) {
+      ++links_;
+      handles_.emplace(event.at(5), event.at(6));
+      return;
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
   }
   throw std::runtime_error("no link to " + address);

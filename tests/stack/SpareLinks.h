@@ -7,7 +7,11 @@
 // both sides.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <set>
 #include <string>
+#include <utility>
 
 #include "SpareController.h"
 
@@ -22,8 +26,13 @@ class SpareLinks {
   // std::runtime_error when the link does not come up.
   void linkTo(const std::string& address);
 
+  // Whether each link has a handle of its own.
+  bool areLinksApart() const { return handles_.size() == links_; }
+
  private:
   SpareController controller_;
+  std::size_t links_ = 0;
+  std::set<std::pair<std::uint8_t, std::uint8_t>> handles_;  // low byte, high byte
 };
 
 }  // namespace stack

@@ -290,7 +290,10 @@ class Page {
 
   connectControls() {
     at("pause").addEventListener("click", () => this.pause());
-    at("live").addEventListener("click", () => this.view.follow());
+    at("live").addEventListener("click", () => {
+      this.view.follow();
+      at("pause").focus();  // this button is hidden now, and the keys go on from the one beside it
+    });
     at("save").addEventListener("click", () => this.saveTable());
     at("help").addEventListener("click", () => this.toggleHelp());
     at("window").addEventListener("change", () => this.chooseLength());

@@ -33,6 +33,7 @@ constexpr int kNotFound = 404;
 constexpr int kConflict = 409;
 constexpr int kTooMany = 503;
 
+constexpr const char* kText = "text/plain; charset=utf-8";
 constexpr const char* kPolicy =
     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; "
     "base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
@@ -48,10 +49,10 @@ Asked askedBy(const httplib::Request& request, std::string& host, std::string& o
 }
 
 // The library compresses a text that it is given whole, as small as it can: a third of a second for
-// the page's largest file, each time, and for nothing on the loopback address. `owner` keeps the
-// text for as long as it is sent.
+// the page's largest file, each time, and for nothing on the loopback address. `owner` is kept for
+// as long as the text is sent.
 void sendAsItIs(httplib::Response& response, std::string_view text, const char* type,
-                std::shared_ptr<const std::string> owner) {
+                std::shared_ptr<const void> owner) {
   if (text.empty()) {
     response.set_content("", type);
     return;
@@ -88,6 +89,7 @@ class Server::Requests {
 
   int port() const { return port_; }
   int pages() const { return pages_; }
+  bool isAnswering() const { return answers_ > 0; }
   bool hadPages() const { return hadPages_; }
 
  private:
@@ -131,7 +133,7 @@ class Server::Requests {
                 [this](const auto& request, auto& response) { sendEvents(request, response); });
     server_.Get("/document", [this](const auto&, auto& response) {
       auto text = std::make_shared<const std::string>(setup_.document());
-      sendAsItIs(response, *text, "text/plain; charset=utf-8", text);
+      sendAsItIs(response, *text, kText, text);
     });
     server_.Post("/command",
                  [this](const auto& request, auto& response) { takeCommand(request, response); });
@@ -144,7 +146,14 @@ class Server::Requests {
     });
   }
 
+  // Lives until the answer that owns it has been written.
+  std::shared_ptr<const void> answer() {
+    ++answers_;
+    return {nullptr, [this](const void*) { --answers_; }};
+  }
+
   void takeCommand(const httplib::Request& request, httplib::Response& response) {
+    const std::shared_ptr<const void> answering = answer();
     const bool isLine = !request.body.empty() && request.body.size() <= kLongestCommand &&
                         request.body.find_first_of("\r\n") == std::string::npos;
     if (setup_.isReadOnly) {
@@ -154,6 +163,8 @@ class Server::Requests {
     } else {
       response.status = setup_.command(request.body) ? kAccepted : kConflict;
     }
+    // In a word, since an answer without a body would not be owned.
+    sendAsItIs(response, response.status == kAccepted ? "sent\n" : "not sent\n", kText, answering);
   }
 
   void sendEvents(const httplib::Request& request, httplib::Response& response) {
@@ -194,6 +205,7 @@ class Server::Requests {
   int port_ = -1;
   std::atomic<int> pages_ = 0;
   std::atomic<bool> hadPages_ = false;
+  std::atomic<int> answers_ = 0;  // to commands, that have not been written
 };
 
 Server::Server(ServerSetup setup) : requests_(new Requests(std::move(setup))) {}
@@ -204,6 +216,10 @@ int Server::port() const {
 
 int Server::pages() const {
   return requests_->pages();
+}
+
+bool Server::isAnswering() const {
+  return requests_->isAnswering();
 }
 
 bool Server::hadPages() const {

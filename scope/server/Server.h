@@ -35,6 +35,8 @@ class Server {
   int port() const;
   // Pages that are being told.
   int pages() const;
+  // Whether a command was taken that has not been answered yet.
+  bool isAnswering() const;
   // Whether a page was told anything at all.
   bool hadPages() const;
 

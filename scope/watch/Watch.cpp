@@ -210,7 +210,10 @@ class Watch {
         ::isatty(STDERR_FILENO) != 0 && !server_->hadPages() ? kAfterword : kFarewell;
     // Whoever started the scope may read its standard error to the end.
     ::close(STDERR_FILENO);
-    const auto isWaiting = [&] { return server_->pages() > 0 || !server_->hadPages(); };
+    // A command that has ended the bridge is answered as the others are.
+    const auto isWaiting = [&] {
+      return server_->pages() > 0 || server_->isAnswering() || !server_->hadPages();
+    };
     for (auto waited = 0ms; isWaiting() && waited < patience; waited += 50ms) {
       std::this_thread::sleep_for(50ms);
     }

@@ -245,6 +245,8 @@ class Controls(PageTest):
 
     def zoom_and_cursor(self):
         BROWSER.press("0")
+        # Values are there all over the span that is zoomed into.
+        BROWSER.wait("scope.now() / 1e6 - scope.data.series('motion').times[0] > 5")
         BROWSER.drag("[data-stream=motion] .canvas", 0.6, 0.9)
         span = BROWSER.wait("scope.view.span")
         self.assertAlmostEqual(span[1] - span[0], 3, delta=1)

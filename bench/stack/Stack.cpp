@@ -1,5 +1,6 @@
 #include "Stack.h"
 
+#include <cstdint>
 #include <cstring>
 #include <stdexcept>
 

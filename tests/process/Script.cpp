@@ -181,8 +181,9 @@ class Script {
 
   void count(std::string_view argument) {
     const auto [size, total] = divide(argument, ',');
-    repeatWhenSubscribed([size = number(size)](std::size_t place) { return numbered(place, size); },
-                         number(total));
+    repeatWhenSubscribed(
+        [length = number(size)](std::size_t place) { return numbered(place, length); },
+        number(total));
   }
 
   void echo(std::string_view uuid) {

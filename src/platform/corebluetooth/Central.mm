@@ -1,5 +1,6 @@
 #import "platform/corebluetooth/Central.h"
 
+#import "platform/corebluetooth/Convert.h"
 #import "platform/corebluetooth/Peripheral.h"
 
 @interface VornixCentralDelegate : NSObject <CBCentralManagerDelegate> {
@@ -44,7 +45,6 @@ namespace {
 
 using NativeCentral = ::CBCentralManager;
 using NativeManager = ::CBManager;
-using NativeUUID = ::CBUUID;
 
 // Whether the state is final for now: `unknown` means that it will be known soon, and so does
 // `unauthorized` while the user is being asked.
@@ -90,7 +90,7 @@ void Central::scanForPeripherals() {
                                           options:@{
                                             CBCentralManagerScanOptionAllowDuplicatesKey : @(YES)
                                           }];
-    NSArray* const access = @[ [NativeUUID UUIDWithString:@"1800"] ];
+    NSArray* const access = nativeIdentifiers({CBUUID::UUIDWithString("1800")});
     for (id peripheral in [native_.get() retrieveConnectedPeripheralsWithServices:access]) {
       didDiscover(peripheral);
     }

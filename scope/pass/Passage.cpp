@@ -92,6 +92,7 @@ class Passage {
       endAs(run_());
     }
     std::vector<char*> words;
+    words.reserve(command_.size() + 1);
     for (std::string& word : command_) words.push_back(word.data());
     words.push_back(nullptr);
     ::execvp(words[0], words.data());

@@ -178,7 +178,7 @@ void State::did(const host::RadioUnusable& radio) {
 template <typename Kind>
 void State::did(const Kind& message) {
   using Form = host::Form<Kind>;
-  DeviceState& device = at(*Form::family);
+  DeviceState& device = at(Form::family.value());
   Facts facts(device.facts, Form::isPlotted);
   Form::visit(facts, message);
   const bool wasReady = device.isReady;

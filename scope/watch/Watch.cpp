@@ -68,7 +68,7 @@ class Watch {
     ends_.done.close();
     publish(true);
     backlog_.end();
-    if (server_) sayFarewell();
+    if (server_) sayFarewell(*server_);
   }
 
  private:
@@ -204,15 +204,15 @@ class Watch {
            static_cast<ssize_t>(line.size());
   }
 
-  void sayFarewell() {
+  static void sayFarewell(const Server& server) {
     // Whoever has the address on a terminal may open it only now, to see why the bridge has ended.
     const auto patience =
-        ::isatty(STDERR_FILENO) != 0 && !server_->hadPages() ? kAfterword : kFarewell;
+        ::isatty(STDERR_FILENO) != 0 && !server.hadPages() ? kAfterword : kFarewell;
     // Whoever started the scope may read its standard error to the end.
     ::close(STDERR_FILENO);
     // A command that has ended the bridge is answered as the others are.
     const auto isWaiting = [&] {
-      return server_->pages() > 0 || server_->isAnswering() || !server_->hadPages();
+      return server.pages() > 0 || server.isAnswering() || !server.hadPages();
     };
     for (auto waited = 0ms; isWaiting() && waited < patience; waited += 50ms) {
       std::this_thread::sleep_for(50ms);

@@ -40,7 +40,7 @@ void Bluetoothd::start() {
     const bool isPowered = adapter.isPowered;
     adapter = Adapter{.isPowered = isPowered && !traits.powersAdaptersLate};
     if (isPowered && traits.powersAdaptersLate) {
-      later(dice_.between(1ms, 2s), [this, path = path] { setPowered(path, true); });
+      later(dice_.between(1ms, 2s), [this, name = path] { setPowered(name, true); });
     }
   }
   for (const auto& device : devices_) {
@@ -106,10 +106,10 @@ void Bluetoothd::clientDidGo() {
     // off is told even if the client had stopped it before. The next client may have started its
     // own discovery by then.
     adapter.isForLeaver = true;
-    later(shortTime(), [this, path = path] {
-      const auto found = adapters_.find(path);
+    later(shortTime(), [this, name = path] {
+      const auto found = adapters_.find(name);
       if (found == adapters_.end() || !found->second.isForLeaver) return;
-      stopDiscovery(path, found->second);
+      stopDiscovery(name, found->second);
     });
   }
 }

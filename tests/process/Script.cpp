@@ -135,7 +135,7 @@ class Script {
     air_.setState(state(first));
     for (Time time = pause_; !others.empty(); time += pause_) {
       const auto [next, rest] = divide(others, ',');
-      air_.at(time, [&air = air_, next = state(next)] { air.setState(next); });
+      air_.at(time, [&air = air_, then = state(next)] { air.setState(then); });
       others = rest;
     }
   }

@@ -67,7 +67,7 @@ std::vector<std::uint8_t> Draw::level() {
 std::vector<std::uint8_t> Draw::text(std::size_t count) {
   std::string drawn;
   while (drawn.size() < count) {
-    const auto widest = std::uint64_t{1} << (7 + below(15));
+    const auto widest = std::size_t{1} << (7 + below(15));
     // Surrogates too, and numbers above the last scalar.
     std::string piece = encoded(static_cast<std::uint32_t>(below(widest)));
     if (oneIn(8)) piece.resize(1 + below(piece.size()));

@@ -1,6 +1,7 @@
 // Random values, with edge cases drawn often.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <random>
 #include <vector>
@@ -18,8 +19,8 @@ class Draw {
  public:
   explicit Draw(std::uint64_t seed) : generator_(seed) {}
 
-  std::uint64_t below(std::uint64_t bound) { return generator_() % bound; }
-  bool oneIn(std::uint64_t count) { return below(count) == 0; }
+  std::size_t below(std::size_t bound) { return static_cast<std::size_t>(generator_() % bound); }
+  bool oneIn(std::size_t count) { return below(count) == 0; }
   std::uint8_t byte();
 
   // Mostly the length that a decoder needs, or one near it; else any up to 512.

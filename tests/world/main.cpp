@@ -161,14 +161,14 @@ int explore(const Options& options, std::uint64_t first, std::uint64_t stride,
 }
 
 int exploreOnAll(const Options& options) {
-  const auto processors = static_cast<std::uint64_t>(sysconf(_SC_NPROCESSORS_ONLN));
+  const auto processors = static_cast<std::size_t>(sysconf(_SC_NPROCESSORS_ONLN));
   const std::size_t size = processors * sizeof(std::uint64_t);
   void* shared = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (shared == MAP_FAILED) return 1;
   auto* current = static_cast<std::uint64_t*>(shared);
   std::vector<pid_t> children;
   std::fflush(report);
-  for (std::uint64_t i = 0; i < processors; ++i) {
+  for (std::size_t i = 0; i < processors; ++i) {
     const pid_t child = fork();
     if (child == 0) _exit(explore(options, i, processors, current[i]) > 0 ? 1 : 0);
     children.push_back(child);
@@ -198,7 +198,7 @@ int main(int argc, char** argv) {
     if (name == "--seed" || name == "--from")
       options.from = std::strtoull(argv[i + 1], nullptr, 10);
     if (name == "--count") options.count = std::strtoull(argv[i + 1], nullptr, 10);
-    if (name == "--strangers") options.strangers = std::strtoull(argv[i + 1], nullptr, 10);
+    if (name == "--strangers") options.strangers = std::strtoul(argv[i + 1], nullptr, 10);
     if (name == "--stall") options.stall = std::atoi(argv[i + 1]);
     if (name == "--failures") options.failures = std::atoi(argv[i + 1]);
     if (name == "--minutes") options.minutes = std::strtod(argv[i + 1], nullptr);

@@ -40,6 +40,7 @@ int listener() {
   std::memcpy(address.sun_path + 1, name.data(), name.size());
   const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
   socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  check(socket, "socket");
   check(bind(socket, reinterpret_cast<sockaddr*>(&address), length), "bind");
   check(listen(socket, 4), "listen");
   return socket;

@@ -129,7 +129,7 @@ struct Command {
   std::string_view log;  // what the bridge logs when it begins the command
   Needs needs = Needs::nothing;
   std::uint32_t most = 0;      // of the second argument; 0: there are no arguments
-  std::string_view stop = "";  // of what this one starts
+  std::string_view stop = {};  // of what this one starts
   bool isNotDuringDocument = false;  // not between a question for the document and its answer
 };
 

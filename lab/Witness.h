@@ -55,6 +55,8 @@ class Witness {
 
   // bluetoothd's.
   virtual void didLose(StackDevice&, std::string_view /*uuid*/) {}  // a value: the socket was full
+  // A call has come, and is looked at.
+  virtual void didReceive(std::string_view /*path*/, std::string_view /*member*/) {}
   virtual void didAsk(const std::string& /*path*/, const std::string& /*member*/) {}
   virtual void didListObjects() {}
 

@@ -121,6 +121,7 @@ void Bluetoothd::later(Microseconds delay, Agenda::Action action) {
 }
 
 void Bluetoothd::receive(BusMessage call) {
+  witness_.didReceive(sd_bus_message_get_path(call.get()), sd_bus_message_get_member(call.get()));
   calls_.push_back(std::move(call));
   if (isServing_) return;
   isServing_ = true;

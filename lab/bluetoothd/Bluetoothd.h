@@ -147,6 +147,7 @@ class Bluetoothd {
   void lookAtSockets(RemoteDevice& device);
   void advance(RemoteDevice& device);
 
+  const std::string* adapterThatHears(const RemoteDevice& device) const;
   void forgetStranger(const std::string& path);
   void forget(RemoteDevice& device);
   void expire(RemoteDevice& device);

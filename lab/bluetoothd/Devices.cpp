@@ -16,28 +16,44 @@ constexpr std::int16_t kRssiChange = 15;  // dB; bluetoothd signals a change of 
 
 }  // namespace
 
-void Bluetoothd::hear(RemoteDevice& device) {
-  if (!isRunning_ || !device.isAdvertising || device.isConnected_) return;
+// On the adapter that has an object for it, unless the client discovers on another: the device is
+// then removed and found there. With bluetoothd it has an object on both, of which the client uses
+// the same one.
+const std::string* Bluetoothd::adapterThatHears(const RemoteDevice& device) const {
+  const std::string* first = nullptr;
   for (const auto& [path, adapter] : adapters_) {
     if (!adapter.isPowered || !adapter.isDiscovering()) continue;
-    if (device.hasObject() && device.adapter_ != path) continue;
-    const bool isNew = !device.hasObject();
-    if (isNew) ++device.objects;
-    const bool tellsName = !isNew || !device.doesNameComeLater;
-    const bool isNameNew = tellsName && device.name_ != device.model_.name();
-    if (tellsName) device.name_ = device.model_.name();
-    device.adapter_ = path;
-    device.hasRssi_ = true;
-    if (isNew) {
-      tellObject(device);
-    } else {
-      Properties changed{{"RSSI", kRssi}};
-      if (isNameNew) changed["Name"] = device.name_;
-      tellChange(device.path(), kDeviceInterface, changed);
-    }
-    witness_.didHear(device);
-    return expire(device);
+    if (adapter.isForClient) return &path;
+    const bool isWrong = device.hasObject() && device.adapter_ != path;
+    if (first == nullptr && !isWrong) first = &path;
   }
+  return first;
+}
+
+void Bluetoothd::hear(RemoteDevice& device) {
+  if (!isRunning_ || !device.isAdvertising || device.isConnected_) return;
+  const std::string* const path = adapterThatHears(device);
+  if (path == nullptr) return;
+  if (device.hasObject() && device.adapter_ != *path) {
+    device.keptOn_.clear();
+    forget(device);
+  }
+  const bool isNew = !device.hasObject();
+  if (isNew) ++device.objects;
+  const bool tellsName = !isNew || !device.doesNameComeLater;
+  const bool isNameNew = tellsName && device.name_ != device.model_.name();
+  if (tellsName) device.name_ = device.model_.name();
+  device.adapter_ = *path;
+  device.hasRssi_ = true;
+  if (isNew) {
+    tellObject(device);
+  } else {
+    Properties changed{{"RSSI", kRssi}};
+    if (isNameNew) changed["Name"] = device.name_;
+    tellChange(device.path(), kDeviceInterface, changed);
+  }
+  witness_.didHear(device);
+  expire(device);
 }
 
 void Bluetoothd::expire(RemoteDevice& device) {

@@ -27,6 +27,10 @@ void Host::connect() {
 }
 
 void Host::read() {
+  if (!unread_.empty()) readAll();
+}
+
+void Host::readAll() {
   if (isStalled || input_ < 0) return;
   std::array<char, 4096> bytes{};
   for (ssize_t size = 0; (size = ::read(input_, bytes.data(), bytes.size())) > 0;) {
@@ -41,7 +45,7 @@ void Host::letAllOut() {
     read();
     output_->letOut();
   }
-  read();
+  readAll();
 }
 
 }  // namespace world

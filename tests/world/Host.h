@@ -29,7 +29,7 @@ class Host {
 
   // What the bridge writes, in the order in which it does.
   void willRead(std::string_view bytes) { unread_ += bytes; }
-  // Reads what has come out.
+  // Reads what has come out of what was written.
   void read();
   const std::string& unread() const { return unread_; }
   void forget() { unread_.clear(); }
@@ -39,6 +39,8 @@ class Host {
   void letAllOut();
 
  private:
+  void readAll();
+
   int input_ = -1;  // the host's end
   std::string unread_;
   std::unique_ptr<Output> output_;

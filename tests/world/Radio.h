@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -65,8 +66,10 @@ class Radio {
   // Whether a bridge that scans is told of the device.
   virtual bool doesReport(const lab::StackDevice& device) const = 0;
 
-  // What a bridge that is told of all objects sees, and what it asks for.
+  // What a bridge that is told of all objects sees, and what it asks for: when that comes, and when
+  // the stack looks at it.
   virtual void didListObjects() {}
+  virtual void didReceive(std::string_view /*path*/, std::string_view /*member*/) {}
   virtual void didAsk(const std::string& /*path*/, const std::string& /*member*/) {}
 
  protected:

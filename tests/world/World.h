@@ -78,6 +78,7 @@ class World final : public lab::Witness {
   void didEndSubscription(lab::StackDevice& device, std::string_view uuid) override;
   void didSendValue(lab::StackDevice& device, std::string_view uuid,
                     const lab::Bytes& value) override;
+  void didReceive(std::string_view path, std::string_view member) override;
   void didAsk(const std::string& path, const std::string& member) override;
   void didListObjects() override;
   void didAskToConnect(lab::StackDevice& device) override;

@@ -67,6 +67,10 @@ void World::didSendValue(lab::StackDevice& device, std::string_view uuid, const 
   judge_.didSendValue(device, std::string(uuid), value);
 }
 
+void World::didReceive(std::string_view path, std::string_view member) {
+  scene_->radio().didReceive(path, member);
+}
+
 void World::didAsk(const std::string& path, const std::string& member) {
   tell("  " + member + " " + path);
   scene_->radio().didAsk(path, member);

@@ -95,6 +95,13 @@ void BluezRadio::didListObjects() {
   }
 }
 
+// From here on the bridge uses the adapter, also while bluetoothd stands still.
+void BluezRadio::didReceive(std::string_view path, std::string_view member) {
+  if (member != "SetDiscoveryFilter" && member != "StartDiscovery") return;
+  use(std::string(path));
+  look();
+}
+
 void BluezRadio::didAsk(const std::string& path, const std::string& member) {
   if (member == "Connect") didAskToConnect(path);
   if (member == "Connect" || member.ends_with("Discovery")) {
@@ -102,9 +109,8 @@ void BluezRadio::didAsk(const std::string& path, const std::string& member) {
     if (agenda_.now() > since + 1s) std::tie(since, count) = std::pair(agenda_.now(), 0);
     if (++count > kMostAskedInASecond) throw Wrong("asks without end: " + member);
   }
-  if (member != "SetDiscoveryFilter" && member != "StartDiscovery") return;
-  use(path);
-  hasAskedToDiscover_ |= member == "StartDiscovery";
+  if (member != "StartDiscovery") return;
+  hasAskedToDiscover_ = true;
   look();
 }
 

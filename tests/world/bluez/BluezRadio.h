@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "lab/bluetoothd/Bluetoothd.h"
@@ -23,6 +24,7 @@ class BluezRadio final : public Radio {
   std::optional<bool> isDiscovering() const override;
   bool doesReport(const lab::StackDevice& device) const override;
   void didListObjects() override;
+  void didReceive(std::string_view path, std::string_view member) override;
   void didAsk(const std::string& path, const std::string& member) override;
 
  private:

@@ -25,7 +25,10 @@ class WorldClock final : public Clock {
   double date() const override {
     return kStart + std::chrono::duration<double>(world_.now()).count();
   }
-  void sleep(std::chrono::microseconds duration) override { world_.pass(duration); }
+  void sleep(std::chrono::microseconds duration) override {
+    scene_.bridgeDidRun();
+    world_.pass(duration);
+  }
   std::size_t wait(int epoll, TimePoint time, std::span<epoll_event> found) override {
     return scene_.wait(epoll, worldTime(time), found, true);
   }
@@ -173,8 +176,16 @@ std::unique_ptr<platform::Platform> BluezScene::makePlatform() {
   return platform;
 }
 
+// To look whether a bridge has sent something costs as much as to receive it.
+bool BluezScene::serve() {
+  const bool hasLeftToSend = (bus_.wanted().events & POLLOUT) != 0;
+  if (!std::exchange(mayHaveSent_, false) && !hasLeftToSend) return false;
+  return bus_.serve();
+}
+
 std::size_t BluezScene::wait(int epoll, Microseconds time, std::span<epoll_event> found,
                              bool mayPass) {
+  bridgeDidRun();
   int count = 0;
   const auto isReady = [&] {
     count = epoll_wait(epoll, found.data(), static_cast<int>(found.size()), 0);

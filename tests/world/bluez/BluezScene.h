@@ -29,8 +29,9 @@ class BluezScene final : public Scene {
   void happen(const Incident& incident, std::size_t device) override;
   std::unique_ptr<platform::Platform> makePlatform() override;
   void bridgeDidEnd() override { bus_.hangUp(); }
-  bool serve() override { return bus_.serve(); }
+  bool serve() override;
   bool isIdle() const override { return bluetoothd_.isIdle(); }
+  void bridgeDidRun() { mayHaveSent_ = true; }
 
   // What the bridge's clock waits by.
   std::size_t wait(int epoll, Microseconds time, std::span<epoll_event> found, bool mayPass);
@@ -46,6 +47,7 @@ class BluezScene final : public Scene {
   lab::MessageBus bus_;
   lab::Bluetoothd bluetoothd_;
   BluezRadio radio_;
+  bool mayHaveSent_ = false;  // the bridge, since it was looked for
 };
 
 }  // namespace world

@@ -15,6 +15,7 @@ using platform::bluez::Clock;
 
 namespace {
 
+constexpr Microseconds kRestOfPowerLoss = 10s;
 constexpr double kStart = 1'700'000'000;  // seconds since 1970
 
 class WorldClock final : public Clock {
@@ -111,6 +112,11 @@ std::string BluezScene::adapterOf(std::size_t which) const {
   return "/org/bluez/hci" + std::to_string(which % count);
 }
 
+void BluezScene::turnOff(const std::string& adapter, Microseconds duration) {
+  bluetoothd_.setPowered(adapter, false);
+  agenda_.after(duration, [this, adapter] { bluetoothd_.setPowered(adapter, true); });
+}
+
 void BluezScene::happen(const Incident& incident, std::size_t number) {
   using Kind = Incident::Kind;
   const std::string adapter = adapterOf(incident.which);
@@ -126,8 +132,7 @@ void BluezScene::happen(const Incident& incident, std::size_t number) {
       bluetoothd_.dropLink(*device);
       break;
     case Kind::powerOff:
-      bluetoothd_.setPowered(adapter, false);
-      agenda_.after(incident.length, [this, adapter] { bluetoothd_.setPowered(adapter, true); });
+      turnOff(adapter, incident.length);
       break;
     case Kind::unplug:
       bluetoothd_.unplug(adapter);
@@ -143,6 +148,10 @@ void BluezScene::happen(const Incident& incident, std::size_t number) {
         bluetoothd_.kill();
       }
       agenda_.after(incident.length, [this] { bluetoothd_.start(); });
+      // It may come back with another of two adapters.
+      if (setting_->adapters.size() > 1 && incident.choice / 2 % 2 == 0) {
+        turnOff(adapter, incident.length + kRestOfPowerLoss);
+      }
       break;
     case Kind::standStill:
       bluetoothd_.standStill(incident.length);

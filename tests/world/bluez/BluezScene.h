@@ -38,6 +38,7 @@ class BluezScene final : public Scene {
 
  private:
   void advertise(std::size_t device);
+  void turnOff(const std::string& adapter, Microseconds duration);
   std::string adapterOf(std::size_t which) const;
 
   World& world_;

@@ -20,38 +20,18 @@ const std::string kRefused = "\x01";
 }  // namespace
 
 Served::Served(const oracle::Family& family, lab::StackDevice& device, const std::string& name)
-    : family_(family), device_(device) {
+    : device_(device) {
   handler_ = family.make(expected_, {device.key(), name});
   if (!family.announcement.empty()) expected_.message(std::string(family.announcement));
   for (const std::string& entry : expected_.take()) {
     if (isLine(entry)) firstLines_.push_back(entry);
   }
-}
-
-// Those that such a device is asked for.
-std::vector<const oracle::Part*> Served::parts() const {
-  std::vector<const oracle::Part*> parts;
-  for (const oracle::Part& part : family_.parts) {
+  for (const oracle::Part& part : family.parts) {
     const auto& asked = handler_->model().services;
-    if (std::ranges::find(asked, part.service) != asked.end()) parts.push_back(&part);
+    if (std::ranges::find(asked, part.service) == asked.end()) continue;
+    if (part.subscribe) subscriptions_.emplace_back(part.uuid);
+    if (part.read) readings_.emplace_back(part.uuid);
   }
-  return parts;
-}
-
-std::vector<std::string> Served::subscriptions() const {
-  std::vector<std::string> uuids;
-  for (const oracle::Part* part : parts()) {
-    if (part->subscribe) uuids.emplace_back(part->uuid);
-  }
-  return uuids;
-}
-
-std::vector<std::string> Served::readings() const {
-  std::vector<std::string> uuids;
-  for (const oracle::Part* part : parts()) {
-    if (part->read) uuids.emplace_back(part->uuid);
-  }
-  return uuids;
 }
 
 void Served::value(const std::string& uuid, std::optional<oracle::Bytes> value) {
@@ -113,19 +93,21 @@ bool Served::matches(const std::string& expected, const std::string& line) {
 // The line is what the first event of some characteristic makes the handler say, perhaps after
 // events of others of which nothing is said. What is open may have been left out.
 std::optional<std::vector<std::string>> Served::explain(const std::string& line) {
-  std::unique_ptr<oracle::Handler> now = handler_->copy();
-  Queues rest = queues_;
+  std::unique_ptr<oracle::Handler> later;  // after events of which nothing is said
+  Queues laterQueues;
   for (;;) {
-    std::deque<Event>* silent = nullptr;
+    const oracle::Handler& now = later != nullptr ? *later : *handler_;
+    Queues& queues = later != nullptr ? laterQueues : queues_;
+    const std::deque<Event>* silent = nullptr;
     const std::string* silentUuid = nullptr;
-    for (auto& [uuid, events] : rest) {
+    for (auto& [uuid, events] : queues) {
       for (auto event = events.begin(); event != events.end(); ++event) {
-        std::unique_ptr<oracle::Handler> next = now->copy();
+        std::unique_ptr<oracle::Handler> next = now.copy();
         Outcome outcome = apply(*next, uuid, *event);
         if (!outcome.lines.empty() && matches(outcome.lines.front(), line)) {
           events.erase(events.begin(), event + 1);
           handler_ = std::move(next);
-          queues_ = std::move(rest);
+          if (later != nullptr) queues_ = std::move(laterQueues);
           outcome.lines.erase(outcome.lines.begin());
           return outcome.lines;
         }
@@ -139,17 +121,21 @@ std::optional<std::vector<std::string>> Served::explain(const std::string& line)
       }
     }
     if (silent == nullptr) return std::nullopt;
-    apply(*now, *silentUuid, silent->front());
-    silent->pop_front();
+    const std::string uuid = *silentUuid;
+    if (later == nullptr) {
+      later = handler_->copy();
+      laterQueues = queues_;
+    }
+    std::deque<Event>& events = laterQueues[uuid];
+    apply(*later, uuid, events.front());
+    events.pop_front();
   }
 }
 
 bool Served::explainsEnd(const char* entry) const {
-  std::unique_ptr<oracle::Handler> now = handler_->copy();
-  Queues rest = queues_;
-  for (auto& [uuid, events] : rest) {
+  for (const auto& [uuid, events] : queues_) {
     for (const Event& event : events) {
-      const Outcome outcome = apply(*now->copy(), uuid, event);
+      const Outcome outcome = apply(*handler_->copy(), uuid, event);
       if (outcome.end == entry) return true;
       if (!outcome.lines.empty()) break;
     }

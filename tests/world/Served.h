@@ -72,8 +72,8 @@ class Served {
   std::set<std::string> renewed;    // of them, those that are made again behind the bridge's back
 
   // What has to be subscribed, and to be read once, when it is set up.
-  std::vector<std::string> subscriptions() const;
-  std::vector<std::string> readings() const;
+  const std::vector<std::string>& subscriptions() const { return subscriptions_; }
+  const std::vector<std::string>& readings() const { return readings_; }
 
  private:
   struct Event {
@@ -90,17 +90,17 @@ class Served {
     const char* end = nullptr;
   };
 
-  std::vector<const oracle::Part*> parts() const;
   std::optional<std::string> missing(std::deque<Event>& events, const std::string& uuid,
                                      Microseconds now);
   Outcome apply(oracle::Handler& handler, const std::string& uuid, const Event& event) const;
   static bool matches(const std::string& expected, const std::string& line);
 
-  const oracle::Family& family_;
   lab::StackDevice& device_;
   mutable oracle::Expected expected_;
   std::unique_ptr<oracle::Handler> handler_;
   std::vector<std::string> firstLines_;
+  std::vector<std::string> subscriptions_;
+  std::vector<std::string> readings_;
   Queues queues_;
   std::size_t count_ = 0;
 };

@@ -33,7 +33,7 @@ void makeInputBlocking() {
 int runVornix(platform::Platform& platform) {
   isRunning = true;
   makeInputBlocking();
-  std::setbuf(stdout, nullptr);
+  std::setvbuf(stdout, nullptr, _IONBF, 0);
   std::signal(SIGPIPE, SIG_IGN);  // a host that is gone closes the input, which ends the process
   platform.deliverInto(standardOutput());
   const auto central = std::make_unique<ComBLE>(platform);

@@ -5,10 +5,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 namespace lab {
@@ -40,9 +42,10 @@ int listener() {
   std::memcpy(address.sun_path + 1, name.data(), name.size());
   const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
   socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-  check(socket, "socket");
-  check(bind(socket, reinterpret_cast<sockaddr*>(&address), length), "bind");
-  check(listen(socket, 4), "listen");
+  if (socket < 0 || bind(socket, reinterpret_cast<sockaddr*>(&address), length) < 0 ||
+      listen(socket, 4) < 0) {
+    throw std::system_error(errno, std::generic_category(), "the bus cannot listen");
+  }
   return socket;
 }
 

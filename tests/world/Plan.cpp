@@ -79,9 +79,12 @@ Plan::Plan(std::uint64_t number) : seed(number) {
   trouble = isLong ? dice.between(10s, 90s) : dice.between(500ms, 15s);
   end = trouble + 45s;
   const std::size_t count = dice.below(dice.oneIn(3) ? 30 : 10);
-  for (std::size_t i = 0; i < count; ++i) incidents.push_back(incidentOf(dice, trouble));
-  for (const Incident& each : incidents) end = std::max(end, each.time + each.length + 30s);
-  std::ranges::stable_sort(incidents, {}, &Incident::time);
+  for (std::size_t i = 0; i < count; ++i) {
+    const Incident drawn = incidentOf(dice, trouble);
+    end = std::max(end, drawn.time + drawn.length + 30s);
+    // By time; of several at the same time, the one drawn first comes first.
+    incidents.insert(std::ranges::upper_bound(incidents, drawn.time, {}, &Incident::time), drawn);
+  }
 }
 
 Plan Plan::ofStrangers(std::size_t count) {

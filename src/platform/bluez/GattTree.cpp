@@ -19,6 +19,7 @@ class ByHandle {
   std::vector<T*> sorted() {
     std::ranges::sort(found_, {}, &std::pair<unsigned, T*>::first);
     std::vector<T*> objects;
+    objects.reserve(found_.size());
     for (const auto& [handle, object] : found_) objects.push_back(object);
     return objects;
   }

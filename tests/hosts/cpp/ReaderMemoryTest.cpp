@@ -1,35 +1,18 @@
 // Tests the reader's promise to allocate no memory for a line.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <new>
+#include <cstddef>
 #include <string>
 
 #include "ReadAll.h"
-
-namespace {
-int allocations = 0;
-}  // namespace
-
-// Counts for the whole program; each test takes the difference over its own lines.
-void* operator new(std::size_t size) {
-  ++allocations;
-  if (void* memory = std::malloc(size)) return memory;
-  throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
-}
+#include "support/AllocationCount.h"
 
 namespace {
 
 using host_test::framed;
 using vornix_host::LineReader;
 
-int readCounting(const std::string& output, bool decoding) {
+std::size_t readCounting(const std::string& output, bool decoding) {
   LineReader reader;
   int lines = 0;
   const auto readOnce = [&] {
@@ -40,29 +23,29 @@ int readCounting(const std::string& output, bool decoding) {
     }
   };
   readOnce();  // lets the buffer grow to its size
-  const int before = allocations;
+  const std::size_t before = support::allocationCount();
   for (int i = 0; i < 100; ++i) readOnce();
   EXPECT_GE(lines, 101);
-  return allocations - before;
+  return support::allocationCount() - before;
 }
 
 TEST(ReaderMemory, TakesNoneForALine) {
   const std::string longLine = framed("PJSON;" + std::string(5000, '>') + ";");
   EXPECT_EQ(
       readCounting("<@00:00:00.000 : " + std::string(500, 'x') + ">\nstray\n" + longLine, false),
-      0);
+      0U);
 }
 
 TEST(ReaderMemory, TakesNoneForAMessageOfNumbers) {
   EXPECT_EQ(readCounting(framed("B;92;1;-1;4660;-12;0;1000;-129;-32768;32767;") +
                              framed("S;80;4660;0;") + framed("P1;10000000;") + "<C;3;0;4A3D>\n",
                          true),
-            0);
+            0U);
 }
 
 TEST(ReaderMemory, TakesOnePieceForATextOrItsBytes) {
-  EXPECT_EQ(readCounting(framed("PJSON;" + std::string(5000, 'x') + ";"), true), 100);
-  EXPECT_EQ(readCounting(framed("PR1;" + std::string(480, 'A') + ";"), true), 100);
+  EXPECT_EQ(readCounting(framed("PJSON;" + std::string(5000, 'x') + ";"), true), 100U);
+  EXPECT_EQ(readCounting(framed("PR1;" + std::string(480, 'A') + ";"), true), 100U);
 }
 
 }  // namespace

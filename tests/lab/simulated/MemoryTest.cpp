@@ -2,31 +2,12 @@
 #include <unistd.h>
 
 #include <array>
-#include <atomic>
-#include <cstdlib>
-#include <new>
+#include <cstddef>
 
+#include "support/AllocationCount.h"
 #include "support/NonBlockingPipe.h"
 #include "support/PipeOutput.h"
 #include "tests/lab/simulated/SimulatedTest.h"
-
-namespace {
-
-std::atomic<std::size_t> allocations{0};
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  ++allocations;
-  if (void* memory = std::malloc(size)) return memory;
-  std::abort();
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
 
 namespace simulated_test {
 
@@ -52,9 +33,9 @@ TEST_F(Memory, ASteadyStreamAllocatesNothing) {
   stream.send();
   run(1s);
   const std::size_t deliveredBefore = delivered;
-  const std::size_t before = allocations;
+  const std::size_t before = support::allocationCount();
   run(10s);
-  EXPECT_EQ(allocations, before);
+  EXPECT_EQ(support::allocationCount(), before);
   EXPECT_EQ(delivered - deliveredBefore, 10000U);
 }
 

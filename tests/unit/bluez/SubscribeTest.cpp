@@ -4,9 +4,9 @@
 
 #include <cstdio>
 
-#include "AllocationCount.h"
 #include "BluezTest.h"
 #include "Output.h"
+#include "support/AllocationCount.h"
 #include "support/PipeOutput.h"
 
 namespace bluez_tests {
@@ -120,12 +120,12 @@ TEST_F(BluezSubscribe, AllocatesNothingForAValue) {
   peripheral->setDelegate(nullptr);  // the test's own delegate would allocate to keep the values
   sendSome(10);
   Bytes value(18);
-  const std::size_t before = allocationCount();
+  const std::size_t before = support::allocationCount();
   for (int i = 0; i < 2000; ++i) {
     ASSERT_EQ(::send(socket, value.data(), value.size(), 0), 18);
     platform->runUntil(0);
   }
-  EXPECT_EQ(allocationCount(), before);
+  EXPECT_EQ(support::allocationCount(), before);
 }
 
 // bluetoothd has written the socket's value before it sends the signal.

@@ -1,4 +1,4 @@
-#include "AllocationCount.h"
+#include "support/AllocationCount.h"
 
 #include <atomic>
 #include <cstdlib>
@@ -10,6 +10,7 @@ std::atomic<std::size_t> count = 0;
 
 }  // namespace
 
+// The library's stable_sort calls it: what it gives has to suit the delete below as well.
 void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
   ++count;
   return std::malloc(size > 0 ? size : 1);
@@ -29,6 +30,6 @@ void operator delete(void* memory, std::size_t /*size*/) noexcept {
   std::free(memory);
 }
 
-std::size_t bluez_tests::allocationCount() {
+std::size_t support::allocationCount() {
   return count;
 }

@@ -3,8 +3,8 @@
 
 #include <cstddef>
 
-namespace bluez_tests {
+namespace support {
 
 std::size_t allocationCount();
 
-}  // namespace bluez_tests
+}  // namespace support

@@ -5,6 +5,9 @@ include(GoogleTest)
 # and it needs no hardening (cmake/Hardening.cmake).
 set(CMAKE_FOLDER tests)
 add_compile_options(-g1 -O0)
+if(VORNIX_PRECOMPILE)
+  add_compile_definitions(GTEST_HAS_PTHREAD=1)  # all have to agree on what GTest's targets define
+endif()
 
 # Several files are compiled as one, which parses the headers once: a build takes a third of the
 # time.

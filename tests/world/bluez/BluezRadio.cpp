@@ -33,6 +33,7 @@ void BluezRadio::forget() {
   hasAskedToDiscover_ = false;
   settlesUntil_.reset();
   adapter_.clear();
+  lastAdapter_.clear();
   adapterSince_ = 0;
   asked_.clear();
 }
@@ -89,9 +90,14 @@ bool BluezRadio::doesReport(const lab::StackDevice& device) const {
   return !remote.isConnected() || (traits.tellsConnected && isToldNow);
 }
 
+// The one that was used before, for which the bridge waits a while when bluetoothd is back; or any.
 void BluezRadio::didListObjects() {
+  if (!adapter_.empty()) return;
+  if (bluetoothd_.isPowered(lastAdapter_)) return use(lastAdapter_);
+  const bool isSettling = settlesUntil_ && agenda_.now() < *settlesUntil_;
+  if (isSettling && !lastAdapter_.empty() && onlyAdapter_.empty()) return;
   for (const auto& [path, adapter] : bluetoothd_.adapters()) {
-    if (adapter_.empty() && adapter.isPowered && admits(path)) use(path);
+    if (adapter.isPowered && admits(path)) return use(path);
   }
 }
 
@@ -125,7 +131,7 @@ void BluezRadio::didAskToConnect(const std::string& path) const {
 
 void BluezRadio::use(const std::string& adapter) {
   if (adapter_ != adapter) adapterSince_ = situations().size() - 1;
-  adapter_ = adapter;
+  adapter_ = lastAdapter_ = adapter;
 }
 
 bool BluezRadio::admits(const std::string& adapter) const {

@@ -43,6 +43,7 @@ class BluezRadio final : public Radio {
   bool hasAskedToDiscover_ = false;
   std::optional<Microseconds> settlesUntil_;  // bluetoothd has come while the bridge was there
   std::string adapter_;                       // that the bridge uses
+  std::string lastAdapter_;                   // that it has used last
   std::size_t adapterSince_ = 0;              // of the situations
   // How often the bridge has asked for what in a second that began then.
   std::map<std::string, std::pair<Microseconds, int>> asked_;

@@ -165,9 +165,9 @@ class Watching(Folder):
     VALUES = ("for i in range({count}): os.write(1, line(b'P1;%d;' % i))\n"
               "os.write(1, b'done\\n'); sys.stdin.read()")
 
-    def values(self, count):
+    def values(self, count, before=""):
         return bridge("import binascii\ndef line(p):"
-                      " return b'<%s%04X>\\n' % (p, binascii.crc_hqx(p, 0xFFFF))\n" +
+                      " return b'<%s%04X>\\n' % (p, binascii.crc_hqx(p, 0xFFFF))\n" + before +
                       self.VALUES.format(count=count))
 
     def expected(self, count):
@@ -183,10 +183,12 @@ class Watching(Folder):
             self.assertEqual(session.end(line=None), 0)
 
     def test_may_stand_still(self):
-        with Session(SCOPE, "--record", self.file, *self.values(100000)) as session:
+        values = self.values(100000, before="sys.stdin.readline()\n")
+        with Session(SCOPE, "--record", self.file, *values) as session:
             self.assertTrue(session.address)
             number = watcher(SCOPE, session)
             os.kill(number, signal.SIGSTOP)
+            session.write("begin")
             session.wait_for(b"done\n")
             self.assertEqual(bytes(session.output), self.expected(100000))
             os.kill(number, signal.SIGCONT)

@@ -105,13 +105,15 @@ std::optional<std::vector<std::string>> Served::explain(const std::string& line)
         std::unique_ptr<oracle::Handler> next = now.copy();
         Outcome outcome = apply(*next, uuid, *event);
         if (!outcome.lines.empty() && matches(outcome.lines.front(), line)) {
+          leaveOrderOpen(queues, event->number, now);
           events.erase(events.begin(), event + 1);
           handler_ = std::move(next);
           if (later != nullptr) queues_ = std::move(laterQueues);
           outcome.lines.erase(outcome.lines.begin());
           return outcome.lines;
         }
-        const bool isSilent = outcome.lines.empty() && outcome.end == nullptr;
+        const bool saysNothing = outcome.lines.empty() || event->wasPerhapsTaken;
+        const bool isSilent = saysNothing && outcome.end == nullptr;
         const bool isFirst = event == events.begin();
         if (isSilent && isFirst && (silent == nullptr || event->number < silent->front().number)) {
           silent = &events;
@@ -129,6 +131,20 @@ std::optional<std::vector<std::string>> Served::explain(const std::string& line)
     std::deque<Event>& events = laterQueues[uuid];
     apply(*later, uuid, events.front());
     events.pop_front();
+  }
+}
+
+// Values of one characteristic may overtake those of another. So what came before the event with
+// this number, and said nothing then, may have been taken before it, and says nothing later either.
+void Served::leaveOrderOpen(Queues& queues, std::size_t number,
+                            const oracle::Handler& handler) const {
+  for (auto& [uuid, events] : queues) {
+    for (Event& event : events) {
+      if (event.number >= number) break;
+      const Outcome outcome = apply(*handler.copy(), uuid, event);
+      if (!outcome.lines.empty() || outcome.end != nullptr) break;
+      event.wasPerhapsTaken = true;
+    }
   }
 }
 
@@ -158,7 +174,7 @@ std::optional<std::string> Served::missing(std::deque<Event>& events, const std:
       if (event.due && *event.due > now) return std::nullopt;
       const Outcome outcome = apply(*handler_, uuid, event);
       if (outcome.end != nullptr) return std::string("its end: ") + outcome.end;
-      if (!outcome.lines.empty()) return outcome.lines.front();
+      if (!outcome.lines.empty() && !event.wasPerhapsTaken) return outcome.lines.front();
     }
     events.pop_front();
   }

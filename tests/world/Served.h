@@ -81,6 +81,7 @@ class Served {
     bool isConfirmation = false;
     bool isMade = false;
     bool isOpen = false;
+    bool wasPerhapsTaken = false;  // already, in which case nothing was said
     std::optional<Microseconds> due = std::nullopt;
     std::size_t number = 0;
   };
@@ -90,6 +91,7 @@ class Served {
     const char* end = nullptr;
   };
 
+  void leaveOrderOpen(Queues& queues, std::size_t number, const oracle::Handler& handler) const;
   std::optional<std::string> missing(std::deque<Event>& events, const std::string& uuid,
                                      Microseconds now);
   Outcome apply(oracle::Handler& handler, const std::string& uuid, const Event& event) const;

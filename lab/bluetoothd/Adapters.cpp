@@ -35,7 +35,7 @@ void Bluetoothd::setPowered(const std::string& path, bool isPowered) {
 void Bluetoothd::endAll(const std::string& path, Adapter& adapter, bool tellsPowerFirst) {
   if (traits.forgetsAtPowerOff) forgetTemporary(path);
   const bool wasDiscovering = adapter.isDiscovering();
-  adapter.isForClient = adapter.isForLeaver = adapter.isForAnother = false;
+  adapter.isForClient = adapter.isForLeaver = adapter.isForAnother = adapter.isOccupied = false;
   const auto tellPower = [&] {
     if (traits.joinsChanges) {
       return tellChange(path, kAdapterInterface, {{"Discovering", false}, {"Powered", false}});
@@ -69,7 +69,7 @@ void Bluetoothd::serveAdapter(const BusMessage& call, const std::string& path,
   if (member == "StartDiscovery") {
     if (deniesDiscovery) return bus_.sendError(call, kAccessDenied, "Rejected by the policy");
     if (!adapter.isPowered) return bus_.sendError(call, kNotReady, "Resource Not Ready");
-    if (adapter.isForClient && !adapter.isForLeaver) {
+    if (adapter.isOccupied || (adapter.isForClient && !adapter.isForLeaver)) {
       return bus_.sendError(call, kInProgress, "Operation already in progress");
     }
     const bool was = adapter.isDiscovering();
@@ -110,6 +110,11 @@ void Bluetoothd::discoverForAnother(const std::string& path, bool isOn) {
   if (was == found->second.isDiscovering()) return;
   tellChange(path, kAdapterInterface, {{"Discovering", isOn}});
   if (!isOn) forgetUnheard(path);
+}
+
+void Bluetoothd::occupy(const std::string& path, bool isOn) {
+  const auto found = adapters_.find(path);
+  if (found != adapters_.end()) found->second.isOccupied = isOn && found->second.isPowered;
 }
 
 void Bluetoothd::changeAlias(const std::string& adapter) {

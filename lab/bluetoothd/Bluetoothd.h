@@ -62,6 +62,7 @@ class Bluetoothd {
     bool isForLeaver = false;   // the client that discovers is gone, which is not noticed yet
     bool isForAnother = false;  // another program discovers
     bool wasForClient = false;  // the client has discovered, whether it does now or not
+    bool isOccupied = false;    // with what discovery cannot begin beside: another's inquiry
 
     bool isDiscovering() const { return isForClient || isForAnother; }
   };
@@ -102,6 +103,7 @@ class Bluetoothd {
   // What other programs do.
   void changeAlias(const std::string& adapter);
   void discoverForAnother(const std::string& adapter, bool isOn);
+  void occupy(const std::string& adapter, bool isOn);
   void remove(RemoteDevice& device);
 
   void hear(RemoteDevice& device);

@@ -31,8 +31,13 @@ class Host {
   void willRead(std::string_view bytes) { unread_ += bytes; }
   // Reads what has come out of what was written.
   void read();
+  // Leaves room for so many bytes, by others that it has to read before the bridge's next.
+  void fillPipe(std::size_t room);
+  // Reads what is in the pipe, though it stalls.
+  void readOnce();
   const std::string& unread() const { return unread_; }
-  void forget() { unread_.clear(); }
+  // Gives up the pipe of a bridge that was killed.
+  void forget();
 
   // What the product waits for on the reader's thread, or before its end. A host that stalls is not
   // waited for.
@@ -40,6 +45,7 @@ class Host {
 
  private:
   void readAll();
+  bool readPipe();
 
   int input_ = -1;  // the host's end
   std::string unread_;

@@ -51,6 +51,7 @@ World::World(const Plan& plan, const std::set<std::size_t>& left, Print print)
       left_(left),
       print_(std::move(print)),
       orderDice_(plan.seed * 11 + 5),
+      hostDice_(plan.seed * 13 + 9),
       scene_(makeScene(*this, plan)),
       judge_(agenda_, scene_->radio()) {
   takeOutput();
@@ -140,6 +141,7 @@ void World::happenToHost(const Incident& incident) {
   if (incident.kind == Incident::Kind::killBridge) isKilled_ = true;
   if (incident.kind == Incident::Kind::stallHost) {
     host_.isStalled = true;
+    if (incident.choice % 2 == 1) host_.fillPipe(incident.choice / 2 % 128);
     judge_.hostDidStall();
     agenda_.after(incident.length, [this] {
       host_.isStalled = false;

@@ -109,6 +109,7 @@ class World final : public lab::Witness {
   Print print_;
   lab::Agenda agenda_;
   lab::Dice orderDice_;
+  lab::Dice hostDice_;
   std::unique_ptr<Scene> scene_;
   Judge judge_;
   std::vector<std::unique_ptr<lab::BenchDevice>> models_;

@@ -79,7 +79,8 @@ std::optional<bool> BluezRadio::isDiscovering() const {
   const auto adapter = bluetoothd_.adapters().find(adapter_);
   if (adapter == bluetoothd_.adapters().end()) return std::nullopt;
   const bool isOn = adapter->second.isForClient;
-  return isOn || adapter->second.isPowered ? std::optional(isOn) : std::nullopt;
+  const bool canBegin = adapter->second.isPowered && !adapter->second.isOccupied;
+  return isOn || canBegin ? std::optional(isOn) : std::nullopt;
 }
 
 bool BluezRadio::doesReport(const lab::StackDevice& device) const {

@@ -160,6 +160,12 @@ void BluezScene::happen(const Incident& incident, std::size_t number) {
       bluetoothd_.changeAlias(adapter);
       break;
     case Kind::discover:
+      // In a way beside which nobody else can begin to, or as the bridge does.
+      if (incident.choice / 2 % 4 == 0) {
+        bluetoothd_.occupy(adapter, true);
+        agenda_.after(incident.length, [this, adapter] { bluetoothd_.occupy(adapter, false); });
+        break;
+      }
       bluetoothd_.discoverForAnother(adapter, incident.choice % 2 == 0);
       agenda_.after(incident.length, [this, adapter, incident] {
         bluetoothd_.discoverForAnother(adapter, incident.choice % 2 != 0);

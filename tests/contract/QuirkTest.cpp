@@ -1,25 +1,13 @@
 // What bluetoothd itself does, by its version: the quirks that the bridge has a way round for, so
 // that the versions in its comments are those that were seen.
-#include <cstdio>
-
 #include "contract/ContractTest.h"
 #include "stack/BlueZ.h"
+#include "stack/BluetoothStack.h"
 
 namespace contract {
 namespace {
 
 using namespace std::chrono_literals;
-
-// The second number of bluetoothd's version: 66 of 5.66.
-int versionOfBluetoothd() {
-  int version = 0;
-  FILE* told = ::popen("/usr/libexec/bluetooth/bluetoothd --version", "r");
-  if (told != nullptr) {
-    if (std::fscanf(told, "5.%d", &version) != 1) version = 0;
-    ::pclose(told);
-  }
-  return version;
-}
 
 class QuirkTest : public ContractTest {
  protected:
@@ -30,7 +18,7 @@ class QuirkTest : public ContractTest {
     return stack::BlueZ().acquire(identifierOf(which), 60s);
   }
 
-  const int version_ = versionOfBluetoothd();
+  const int version_ = stack::versionOfBluetoothd();
 };
 
 TEST_F(QuirkTest, IndicationsHaveASocketSince580) {

@@ -236,7 +236,7 @@ bool BlueZ::isAcquired(const std::string& uuid) const {
   return isAcquired;
 }
 
-std::string BlueZ::acquire(const std::string& uuid, Limit limit) const {
+std::string BlueZ::pathOfCharacteristic(const std::string& uuid) const {
   const std::string wanted = longForm(uuid);
   std::string path;
   forEachInterface(bus_.get(), [&](sd_bus_message* message, std::string_view object,
@@ -248,6 +248,11 @@ std::string BlueZ::acquire(const std::string& uuid, Limit limit) const {
     });
     return true;
   });
+  return path;
+}
+
+std::string BlueZ::acquire(const std::string& uuid, Limit limit) const {
+  const std::string path = pathOfCharacteristic(uuid);
   sd_bus_message* call = nullptr;
   check(sd_bus_message_new_method_call(bus_.get(), &call, service, path.c_str(),
                                        "org.bluez.GattCharacteristic1", "AcquireNotify"),

@@ -51,8 +51,11 @@ class BlueZ {
   // The devices that BlueZ knows on the first adapter.
   std::vector<Device> devices() const;
 
-  // Whether a client has the socket of AcquireNotify for this characteristic (4 digits, or 36
-  // characters). bluetoothd's own subscription to a battery level has no socket.
+  // Its object's; "" if there is none. Characteristics are named by 4 digits, or 36 characters.
+  std::string pathOfCharacteristic(const std::string& uuid) const;
+
+  // Whether a client has asked for the socket of this characteristic's values (AcquireNotify), and
+  // it was not refused. bluetoothd's own subscription to a battery level has no socket.
   bool isAcquired(const std::string& uuid) const;
 
   // Asks for the socket of a characteristic's values. Returns the name of the error; "" for a

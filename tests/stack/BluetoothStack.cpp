@@ -1,6 +1,7 @@
 #include "BluetoothStack.h"
 
 #include <csignal>
+#include <cstdio>
 #include <fstream>
 #include <stdexcept>
 #include <utility>
@@ -19,6 +20,16 @@ void require(bool condition, const std::string& what) {
 }
 
 }  // namespace
+
+int versionOfBluetoothd() {
+  int version = 0;
+  FILE* told = ::popen("/usr/libexec/bluetooth/bluetoothd --version", "r");
+  if (told != nullptr) {
+    if (std::fscanf(told, "5.%d", &version) != 1) version = 0;
+    ::pclose(told);
+  }
+  return version;
+}
 
 BluetoothStack::BluetoothStack(fs::path folder) : folder_(std::move(folder)) {
   if (!fs::exists(busSocket)) {

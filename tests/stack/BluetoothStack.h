@@ -12,6 +12,9 @@
 
 namespace stack {
 
+// The second number of bluetoothd's version: 66 of 5.66. 0 if it does not tell.
+int versionOfBluetoothd();
+
 class BluetoothStack {
  public:
   // folder: for the logs of the daemons. Starts the system bus if none runs; it then stays for the
@@ -31,6 +34,7 @@ class BluetoothStack {
   void killBluetoothd() { bluetoothd_.reset(); }
   // As the system ends it; returns when it has ended.
   void endBluetoothd();
+  bool hasBluetoothdEnded() { return bluetoothd_->waitForEnd(Limit(0)); }
   void signalBluetoothd(int number) { bluetoothd_->sendSignal(number); }
 
   // bluez() cannot be used afterwards. The next stack starts another bus.

@@ -47,6 +47,21 @@ bool BusMonitor::waitForConnect(Limit limit) {
       limit);
 }
 
+bool BusMonitor::waitForSocket(const std::string& characteristic, Limit limit) {
+  const auto isMeant = [&characteristic](sd_bus_message* message) {
+    const char* interface = nullptr;
+    const char* property = nullptr;
+    return sd_bus_message_is_signal(message, nullptr, "PropertiesChanged") > 0 &&
+           sd_bus_message_get_path(message) == characteristic &&
+           check(sd_bus_message_read(message, "s", &interface)) > 0 &&
+           check(sd_bus_message_enter_container(message, 'a', "{sv}")) > 0 &&
+           check(sd_bus_message_enter_container(message, 'e', "sv")) > 0 &&
+           check(sd_bus_message_read(message, "s", &property)) > 0 &&
+           property == std::string("NotifyAcquired");
+  };
+  return waitFor(isMeant, limit);
+}
+
 bool BusMonitor::waitFor(const IsMeant& isMeant, Limit limit) {
   const Clock::time_point deadline = Clock::now() + limit;
   for (;;) {

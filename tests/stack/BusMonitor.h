@@ -24,6 +24,11 @@ class BusMonitor {
   // Waits until a program asks BlueZ for a link to a device; false at the limit.
   bool waitForConnect(Limit limit = patience);
 
+  // Waits until BlueZ says that a client has the socket of a characteristic's values, by its path;
+  // false at the limit. Before that the characteristic is "acquired", as soon as a client has asked
+  // for it, and values go nowhere.
+  bool waitForSocket(const std::string& characteristic, Limit limit = patience);
+
   // Waits until a message is the one that is meant; false at the limit.
   using IsMeant = std::function<bool(sd_bus_message* message)>;
   bool waitFor(const IsMeant& isMeant, Limit limit = patience);

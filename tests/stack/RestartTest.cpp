@@ -81,24 +81,55 @@ void end(BridgeProcess& bridge, int turn) {
   }
 }
 
-class RestartTest : public StackTest {};
+class RestartTest : public StackTest {
+ protected:
+  RestartTest() { startStack(); }
+
+  // The bridge that is started next, once it streams.
+  std::unique_ptr<BridgeProcess> startStreaming() {
+    for (;;) {
+      auto bridge = std::make_unique<BridgeProcess>(VORNIX_BRIDGE);
+      const bool streams = waitForMotions(*bridge, 1, 10s);
+      // A bluetoothd before 5.84 may crash when a client has ended while its subscription was being
+      // made, of which it keeps a part. Then all begins anew, the radio and the device as well.
+      if (!streams && versionOfBluetoothd() < 84 && stack_.hasBluetoothdEnded()) {
+        bridge.reset();
+        startStack();
+        ++crashes_;
+        continue;
+      }
+      EXPECT_TRUE(streams);
+      return bridge;
+    }
+  }
+
+  int crashes_ = 0;  // of bluetoothd
+
+ private:
+  void startStack() {
+    tramsel_.reset();
+    stack_.removeControllers();
+    stack_.start(2);
+    tramsel_ = startTramsel({"--rate", "20"});
+  }
+
+  std::unique_ptr<LabDevice> tramsel_;
+};
 
 TEST_F(RestartTest, EachStreamsAgain) {
-  stack_.start(2);
-  const auto tramsel = startTramsel({"--rate", "20"});
   const Meddler meddler;
   const auto start = std::chrono::steady_clock::now();
   const int count = restarts();
   for (int turn = 0; turn < count && !HasFailure(); ++turn) {
-    BridgeProcess bridge(VORNIX_BRIDGE);
-    EXPECT_TRUE(waitForMotions(bridge, 1));
-    end(bridge, turn);
-    EXPECT_EQ(bridge.standardError(), "");
-    if (HasFailure()) ADD_FAILURE() << "start " << turn << ":\n" << bridge.output();
+    const std::unique_ptr<BridgeProcess> bridge = startStreaming();
+    end(*bridge, turn);
+    EXPECT_EQ(bridge->standardError(), "");
+    if (HasFailure()) ADD_FAILURE() << "start " << turn << ":\n" << bridge->output();
     if ((turn + 1) % kRestartsPerReport != 0) continue;
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
     std::cout << turn + 1 << " restarts, " << taken.count() / (turn + 1) << " s each" << std::endl;
   }
+  if (crashes_ > 0) std::cout << "bluetoothd has crashed " << crashes_ << " times" << std::endl;
 }
 
 }  // namespace

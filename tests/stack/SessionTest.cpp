@@ -4,6 +4,7 @@
 #include <fstream>
 #include <iostream>
 
+#include "BusMonitor.h"
 #include "StackTest.h"
 #include "support/Sanitizer.h"
 
@@ -64,9 +65,10 @@ TEST_F(SessionTest, TenThousandValuesAtAThousandPerSecond) {
 TEST_F(SessionTest, BatteryIsUnknownThenReadThenFollowed) {
   stack_.start(2);
   const auto tramsel = startTramsel({"--rate", "500", "--control", "battery 92"});
+  BusMonitor monitor({"type='signal',sender='org.bluez',member='PropertiesChanged'"});
   auto& bridge = startBridge();
   EXPECT_TRUE(waitForBattery(bridge, "92"));
-  EXPECT_TRUE(stack_.bluez().waitUntil([this] { return stack_.bluez().isAcquired(batteryUuid); }));
+  EXPECT_TRUE(monitor.waitForSocket(stack_.bluez().pathOfCharacteristic(batteryUuid)));
   tramsel->control("battery 41");
   EXPECT_TRUE(waitForBattery(bridge, "41"));
   tramsel->control("battery 0");

@@ -90,9 +90,8 @@ class RestartTest : public StackTest {
     for (;;) {
       auto bridge = std::make_unique<BridgeProcess>(VORNIX_BRIDGE);
       const bool streams = waitForMotions(*bridge, 1, 10s);
-      // A bluetoothd before 5.84 may crash when a client has ended while its subscription was being
-      // made, of which it keeps a part. Then all begins anew, the radio and the device as well.
-      if (!streams && versionOfBluetoothd() < 84 && stack_.hasBluetoothdEnded()) {
+      // Then all begins anew, the radio and the device as well.
+      if (!streams && mayCrash() && stack_.hasBluetoothdEnded()) {
         bridge.reset();
         startStack();
         ++crashes_;
@@ -106,6 +105,13 @@ class RestartTest : public StackTest {
   int crashes_ = 0;  // of bluetoothd
 
  private:
+  // Now and then, when a client has ended while its subscription was being made, of which
+  // bluetoothd keeps a part: seen with 5.82, and never with 5.66; 5.84 has mended it.
+  bool mayCrash() const {
+    const int version = versionOfBluetoothd();
+    return version > 66 && version < 84 && crashes_ <= restarts() / 10;
+  }
+
   void startStack() {
     tramsel_.reset();
     stack_.removeControllers();

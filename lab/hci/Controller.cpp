@@ -127,9 +127,7 @@ void Controller::send(std::uint16_t channel, std::span<const std::uint8_t> paylo
   whole.insert(whole.end(), payload.begin(), payload.end());
   for (std::size_t at = 0; at < whole.size(); at += bufferLength_) {
     const auto part = Packet(whole).subspan(at, std::min(bufferLength_, whole.size() - at));
-    Bytes packet;
-    packet.reserve(5 + part.size());
-    packet.push_back(kDataPacket);
+    Bytes packet{kDataPacket};
     append16(packet, at == 0 ? *link_ : *link_ | kContinuing);
     append16(packet, part.size());
     packet.insert(packet.end(), part.begin(), part.end());
@@ -146,9 +144,7 @@ void Controller::disconnect(std::uint8_t reason) {
 }
 
 void Controller::command(std::uint16_t opcode, std::span<const std::uint8_t> parameters) {
-  Bytes packet;
-  packet.reserve(4 + parameters.size());
-  packet.push_back(kCommandPacket);
+  Bytes packet{kCommandPacket};
   append16(packet, opcode);
   packet.push_back(static_cast<std::uint8_t>(parameters.size()));
   packet.insert(packet.end(), parameters.begin(), parameters.end());

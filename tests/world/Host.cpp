@@ -54,11 +54,6 @@ void Host::fillPipe(std::size_t room) {
   if (count > 0) unread_.append(others, 0, static_cast<std::size_t>(count));
 }
 
-void Host::readOnce() {
-  readPipe();
-}
-
-// Whether there was something to read.
 bool Host::readPipe() {
   if (input_ < 0) return false;
   std::array<char, kCapacity> bytes{};

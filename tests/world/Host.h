@@ -33,8 +33,8 @@ class Host {
   void read();
   // Leaves room for so many bytes, by others that it has to read before the bridge's next.
   void fillPipe(std::size_t room);
-  // Reads what is in the pipe, though it stalls.
-  void readOnce();
+  // Reads what is in the pipe, also while it stalls. Whether there was something.
+  bool readPipe();
   const std::string& unread() const { return unread_; }
   // Gives up the pipe of a bridge that was killed.
   void forget();
@@ -45,7 +45,6 @@ class Host {
 
  private:
   void readAll();
-  bool readPipe();
 
   int input_ = -1;  // the host's end
   std::string unread_;

@@ -25,7 +25,7 @@ World::~World() {
 void World::willWrite(std::string_view bytes) {
   act();
   // A host may read at any moment: also between the lines of one callback.
-  if (host_.output().holdsBack() && hostDice_.oneIn(2)) host_.readOnce();
+  if (host_.output().holdsBack() && hostDice_.oneIn(2)) host_.readPipe();
   if (!host_.output().holdsBack()) timesHeldBack_ = 0;
   if (host_.output().holdsBack() && now() != writtenAt_) ++timesHeldBack_;
   writtenAt_ = now();

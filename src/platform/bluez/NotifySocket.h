@@ -34,14 +34,18 @@ class NotifySocket final : public Poller::Source {
   void handle(short events) override;
 
  private:
-  // Receives values. events: as reported by poll(). False when there are none.
-  bool receive(short events);
+  // Receives values, and returns how many, at most PacketBatch::kSize. events: as reported by
+  // poll().
+  int receive(short events);
+  // Whether more values than one may wait.
+  bool isBehind();
   short pollEvents() const;
 
   Loop& loop_;
   Descriptor socket_;
   shared::ValueTarget& target_;
   OnEnd onEnd_;
+  unsigned times_ = 0;  // that one value, or all, were asked for
 };
 
 }  // namespace platform::bluez

@@ -13,6 +13,8 @@ namespace platform::bluez {
 
 class PacketBatch {
  public:
+  static constexpr int kSize = 16;
+
   PacketBatch();
   PacketBatch(const PacketBatch&) = delete;
   PacketBatch& operator=(const PacketBatch&) = delete;
@@ -26,7 +28,6 @@ class PacketBatch {
   Value operator[](int index) const;
 
  private:
-  static constexpr std::size_t kSize = 16;
   static constexpr std::size_t kPacketSize = kLargestValue + 1;
 
   std::array<std::array<std::uint8_t, kPacketSize>, kSize> bytes_;

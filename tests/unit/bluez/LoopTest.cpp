@@ -38,9 +38,13 @@ class Target final : public platform::shared::ValueTarget {
  public:
   void retain() override { ++held; }
   void release() override { --held; }
-  void deliver(Value value) override { values.emplace_back(value.begin(), value.end()); }
+  void deliver(Value value) override {
+    values.emplace_back(value.begin(), value.end());
+    if (onDelivery) onDelivery();
+  }
 
   int held = 0;
+  std::function<void()> onDelivery;
   std::vector<std::vector<std::uint8_t>> values;
 };
 
@@ -57,6 +61,7 @@ struct Connection {
   }
 
   void send(std::uint8_t value) const { EXPECT_EQ(::send(bluez.get(), &value, 1, 0), 1); }
+  void sendNoBytes() const { EXPECT_EQ(::send(bluez.get(), "", 0, 0), 0); }
   void hangUp() { bluez = Descriptor(); }
 
   Descriptor bluez;
@@ -278,6 +283,76 @@ TEST_F(LoopTest, ReceivesNothingWhileItsQueueIsFull) {
   EXPECT_EQ(target.held, 0);
 }
 
+// A socket holds some 270 values, and the sender drops those that find no room.
+TEST_F(LoopTest, LosesNothingWhereValuesComeFasterThanTheyAreDelivered) {
+  constexpr std::size_t kMany = 3000;
+  Connection connection(*loop, target);
+  std::size_t sent = 0;
+  const auto sendSome = [&] {
+    for (int i = 0; i < 3 && sent < kMany; ++i) connection.send(static_cast<std::uint8_t>(sent++));
+  };
+  target.onDelivery = sendSome;
+  sendSome();
+  run(1s);
+  ASSERT_EQ(target.values.size(), kMany);
+  for (std::size_t i = 0; i < kMany; ++i) {
+    ASSERT_EQ(target.values[i], std::vector{static_cast<std::uint8_t>(i)});
+  }
+}
+
+TEST_F(LoopTest, TakesAllThatASocketHoldsBeforeItDeliversMoreOnceItLags) {
+  constexpr int kMany = 200;
+  Connection connection(*loop, target);
+  for (int i = 0; i < kMany; ++i) connection.send(1);
+  push([] {});
+  std::size_t deliveredBefore = kMany;
+  target.onDelivery = [&] {
+    std::uint8_t next = 0;
+    const ssize_t left = recv(connection.own->descriptor(), &next, 1, MSG_PEEK | MSG_DONTWAIT);
+    if (left < 0) deliveredBefore = std::min(deliveredBefore, target.values.size());
+  };
+  run(1s);
+  EXPECT_EQ(target.values.size(), kMany);
+  EXPECT_EQ(deliveredBefore, 1U);
+}
+
+TEST_F(LoopTest, TakesNoMoreThanItsQueueHolds) {
+  Connection connection(*loop, target);
+  shut();
+  fill();
+  while (loop->deliveries().isFull()) loop->deliveries().deliverNext();
+  for (int i = 0; i < 200; ++i) connection.send(1);
+  run(1s);
+  EXPECT_TRUE(loop->deliveries().isFull());
+  std::uint8_t next = 0;
+  EXPECT_EQ(recv(connection.own->descriptor(), &next, 1, MSG_PEEK | MSG_DONTWAIT), 1);
+}
+
+// Such a value reads like the end of the connection.
+TEST_F(LoopTest, TellsValuesOfNoBytesFromTheEndWhileItLags) {
+  Connection connection(*loop, target);
+  for (int i = 0; i < 20; ++i) {
+    connection.send(1);
+    connection.sendNoBytes();
+  }
+  run(1s);
+  ASSERT_EQ(target.values.size(), 40U);
+  EXPECT_TRUE(target.values.back().empty());
+  EXPECT_NE(connection.own, nullptr);
+}
+
+TEST_F(LoopTest, TakesNoEndForAValueWhereItCameAfterTheLook) {
+  Connection first(*loop, target);
+  Connection second(*loop, target);
+  first.send(1);
+  second.send(2);
+  first.onEnd = [&] { second.hangUp(); };
+  first.hangUp();
+  run(1s);
+  EXPECT_EQ(target.values, (std::vector<std::vector<std::uint8_t>>{{1}, {2}}));
+  EXPECT_EQ(second.own, nullptr);
+}
+
 TEST_F(LoopTest, ForgetsASocketThatIsGone) {
   auto connection = std::make_unique<Connection>(*loop, target);
   connection->send(1);
@@ -289,6 +364,15 @@ TEST_F(LoopTest, ForgetsASocketThatIsGone) {
   run(1s);
   EXPECT_EQ(target.values.front(), std::vector<std::uint8_t>{1});
   EXPECT_EQ(target.held, 0);
+}
+
+TEST_F(LoopTest, TakesWhatWaitsInASocketThatIsGoneBehindAValueOfNoBytes) {
+  auto connection = std::make_unique<Connection>(*loop, target);
+  connection->sendNoBytes();
+  connection->send(1);
+  connection.reset();
+  run(1s);
+  EXPECT_EQ(target.values, (std::vector<std::vector<std::uint8_t>>{{}, {1}}));
 }
 
 TEST_F(LoopTest, CallsNoSocketThatAnotherHasJustRemoved) {

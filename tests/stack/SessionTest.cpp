@@ -2,7 +2,9 @@
 #include <algorithm>
 #include <csignal>
 #include <fstream>
+#include <functional>
 #include <iostream>
+#include <memory>
 
 #include "BusMonitor.h"
 #include "StackTest.h"
@@ -153,54 +155,97 @@ TEST_F(SessionTest, StalledHostLosesNothing) {
   expectAllMotions(bridge, *tramsel);
 }
 
-// The bridge gets no processor time while a second of values comes. Any program would lose the
-// values that bluetoothd's socket cannot hold meanwhile; how many that is depends on the kernel's
-// setting when bluetoothd was started.
+// The size of sockets that are made from now on, unless a program sets its own: "wmem" is for what
+// is sent, "rmem" for what is received.
+class DefaultSize {
+ public:
+  explicit DefaultSize(const std::string& kind)
+      : setting_("/proc/sys/net/core/" + kind + "_default") {
+    std::ifstream(setting_) >> usual_;
+    std::ofstream(setting_) << 8388608;
+  }
+  DefaultSize(const DefaultSize&) = delete;
+  DefaultSize& operator=(const DefaultSize&) = delete;
+  ~DefaultSize() { std::ofstream(setting_) << usual_; }
+
+ private:
+  const std::string setting_;
+  std::string usual_;
+};
+
+// The bridge, or bluetoothd, gets no processor time while a second of values comes. Any client
+// would lose the values that a socket cannot hold meanwhile: the bridge's, which bluetoothd writes
+// to, or bluetoothd's, which the kernel writes to.
 class StoppedSessionTest : public StackTest {
  protected:
   static constexpr std::size_t kValues = 1000;
+  using SendSignal = std::function<void(int)>;
+
+  StoppedSessionTest() { stack_.start(2); }
+
+  void start() {
+    tramsel_ = startTramsel({"--rate", "1000"});
+    bridge_ = &startBridge();
+    EXPECT_TRUE(waitForMotions(*bridge_, 100));
+  }
+  SendSignal toBridge() {
+    return [this](int number) { bridge_->sendSignal(number); };
+  }
+  SendSignal toBluetoothd() {
+    return [this](int number) { stack_.signalBluetoothd(number); };
+  }
 
   // The number of values that were lost; expects messages for all others, in order.
-  std::size_t lostWhileStopped() {
-    stack_.start(2);
-    const auto tramsel = startTramsel({"--rate", "1000"});
-    auto& bridge = startBridge();
-    EXPECT_TRUE(waitForMotions(bridge, 100));
+  std::size_t lostWhileStopped(const SendSignal& sendSignal) {
     const std::string sent = std::string("sent ") + motionUuid;
-    bridge.sendSignal(SIGSTOP);
-    EXPECT_TRUE(tramsel->waitFor(sent, tramsel->count(sent) + kValues, 120s));
-    bridge.sendSignal(SIGCONT);
-    EXPECT_TRUE(waitForMotions(bridge, 100));
-    tramsel->control("stream off");
-    EXPECT_TRUE(waitForMarker(bridge, *tramsel));
+    sendSignal(SIGSTOP);
+    EXPECT_TRUE(tramsel_->waitFor(sent, tramsel_->count(sent) + kValues, 120s));
+    sendSignal(SIGCONT);
+    EXPECT_TRUE(waitForMotions(*bridge_, 100));
+    tramsel_->control("stream off");
+    EXPECT_TRUE(waitForMarker(*bridge_, *tramsel_));
 
-    std::vector<std::string> values = tramsel->sent(motionUuid);
+    std::vector<std::string> values = tramsel_->sent(motionUuid);
     std::ranges::transform(values, values.begin(), motionFields);
-    const std::vector<std::string> told = motionsOf(bridge).fields;
+    const std::vector<std::string> told = motionsOf(*bridge_).fields;
     auto next = told.begin();
     for (const std::string& value : values) {
       if (next != told.end() && *next == value) ++next;
     }
     EXPECT_TRUE(next == told.end()) << "twice, or in another order";
+    std::cout << "lost: " << values.size() - told.size() << '\n';
     return values.size() - told.size();
   }
+
+ private:
+  std::unique_ptr<LabDevice> tramsel_;
+  support::BridgeProcess* bridge_ = nullptr;
 };
 
 TEST_F(StoppedSessionTest, LosesWhatTheUsualSocketCannotHold) {
-  const std::size_t lost = lostWhileStopped();
-  std::cout << "lost: " << lost << '\n';
+  start();
+  const std::size_t lost = lostWhileStopped(toBridge());
   EXPECT_GT(lost, kValues / 2);
   EXPECT_LT(lost, kValues);
 }
 
 TEST_F(StoppedSessionTest, LosesNothingWhereTheSocketHoldsMore) {
-  const char* const setting = "/proc/sys/net/core/wmem_default";
-  std::string usual;
-  std::ifstream(setting) >> usual;
-  std::ofstream(setting) << 8388608;
-  const std::size_t lost = lostWhileStopped();
-  std::ofstream(setting) << usual;
-  EXPECT_EQ(lost, 0U);
+  const DefaultSize size("wmem");
+  start();
+  EXPECT_EQ(lostWhileStopped(toBridge()), 0U);
+}
+
+TEST_F(StoppedSessionTest, LosesWhatBluetoothdsUsualSocketCannotHold) {
+  start();
+  const std::size_t lost = lostWhileStopped(toBluetoothd());
+  EXPECT_GT(lost, kValues / 2);
+  EXPECT_LT(lost, kValues);
+}
+
+TEST_F(StoppedSessionTest, LosesNothingWhereBluetoothdsSocketHoldsMore) {
+  const DefaultSize size("rmem");
+  start();
+  EXPECT_EQ(lostWhileStopped(toBluetoothd()), 0U);
 }
 
 // The link outlives a bridge that is killed, and a connected device does not advertise.

@@ -39,6 +39,8 @@ class Judge {
   void willEndInput() { mayExit_ = true; }
   void hostDidStall();
   void hostDidReadOn();
+  // The bridge did not run for a while, though it had something to do.
+  void didComeLate();
 
   // All links are gone, and nothing more is heard of devices.
   void didLoseStack();
@@ -74,6 +76,8 @@ class Judge {
   void didComeToEnd();
 
   bool isAlive() const { return isAlive_; }
+  // The host has been told how the radio is.
+  bool hasHeardOfState() const { return !told_.empty(); }
 
  private:
   using Lines = std::deque<std::string>;
@@ -138,7 +142,7 @@ class Judge {
   std::optional<Microseconds> allFound_;
   bool isScanning_ = false;
   int scans_ = 0;
-  Microseconds lastStall_{-1};
+  Microseconds lastStall_{-1};               // of the host or the bridge
   std::optional<std::size_t> takenInStall_;  // bytes of values; nothing while the host reads
 
   // The radio's state as it was told.

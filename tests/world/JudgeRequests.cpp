@@ -220,6 +220,10 @@ void Judge::hostDidReadOn() {
   takenInStall_.reset();
 }
 
+void Judge::didComeLate() {
+  lastStall_ = agenda_.now();
+}
+
 void Judge::didLoseValue() const {
   if (takenInStall_.value_or(0) < kLeastTaken) throw Wrong("does not take what comes");
 }

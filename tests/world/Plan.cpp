@@ -70,7 +70,7 @@ bool Incident::isOfDevice() const {
   return std::ranges::find(kOfDevices, kind) != kOfDevices.end();
 }
 
-Plan::Plan(std::uint64_t number) : seed(number) {
+Plan::Plan(std::uint64_t number) : seed(number), isBusy(Dice(number * 23 + 7).oneIn(3)) {
   Dice dice(number * 2 + 1);
   setting = drawSetting(dice);
   const std::size_t deviceCount = dice.below(7);
@@ -90,6 +90,7 @@ Plan::Plan(std::uint64_t number) : seed(number) {
 Plan Plan::ofStrangers(std::size_t count) {
   Plan plan(1);
   plan.setting.reset();
+  plan.isBusy = false;
   const auto passed = [](std::size_t number) {
     return kFirstStranger + kStrangerInterval * static_cast<std::int64_t>(number);
   };

@@ -89,6 +89,7 @@ struct Plan {
   std::vector<PlannedDevice> devices;
   std::vector<Incident> incidents;
   std::size_t strangers = 0;
+  bool isBusy = false;      // the machine, so that the bridge comes late now and then
   Microseconds trouble{0};  // until when they happen
   Microseconds settled{0};  // what is taken from then on is given back by their end; 0: anything
   Microseconds end{0};

@@ -139,9 +139,10 @@ std::optional<std::vector<std::string>> Served::explain(const std::string& line)
 void Served::leaveOrderOpen(Queues& queues, std::size_t number,
                             const oracle::Handler& handler) const {
   for (auto& [uuid, events] : queues) {
+    const std::unique_ptr<oracle::Handler> copy = handler.copy();
     for (Event& event : events) {
       if (event.number >= number) break;
-      const Outcome outcome = apply(*handler.copy(), uuid, event);
+      const Outcome outcome = apply(*copy, uuid, event);
       if (!outcome.lines.empty() || outcome.end != nullptr) break;
       event.wasPerhapsTaken = true;
     }

@@ -52,6 +52,7 @@ World::World(const Plan& plan, const std::set<std::size_t>& left, Print print)
       print_(std::move(print)),
       orderDice_(plan.seed * 11 + 5),
       hostDice_(plan.seed * 13 + 9),
+      lateDice_(plan.seed * 17 + 3),
       scene_(makeScene(*this, plan)),
       judge_(agenda_, scene_->radio()) {
   takeOutput();
@@ -304,7 +305,10 @@ World::Woken World::turn(Microseconds time, bool mayPass, const std::function<bo
     host_.read();
     if (host_.unread().size() < unread) turnsAtOnce_ = 0;
     act();
-    if (isReady()) return Woken::bySomething;
+    if (isReady()) {
+      if (comesLate()) continue;
+      return Woken::bySomething;
+    }
     if (agenda_.now() >= time) return Woken::byTime;
     if (!mayPass) {
       step(agenda_.now() + kTurn);
@@ -323,6 +327,23 @@ World::Woken World::turn(Microseconds time, bool mayPass, const std::function<bo
     }
     step(time);
   }
+}
+
+// The bridge has something to do and does not run for a while. Not before it has told how the radio
+// is: until then, only it knows what it has seen of the stack.
+bool World::comesLate() {
+  if (!plan_.isBusy || !judge_.hasHeardOfState() || !lateDice_.oneIn(8)) return false;
+  const bool isLong = lateDice_.oneIn(4);
+  const Microseconds late = isLong ? lateDice_.between(100ms, 3s) : lateDice_.between(0ms, 100ms);
+  tell("  the bridge is late by " + std::to_string(late.count()));
+  const Microseconds end = agenda_.now() + late;
+  while (agenda_.now() < end) {
+    scene_->serve();
+    host_.read();
+    step(end);
+  }
+  judge_.didComeLate();
+  return true;
 }
 
 // The next thing happens, or so much time passes.

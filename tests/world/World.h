@@ -103,6 +103,7 @@ class World final : public lab::Witness {
   Woken turn(Microseconds time, bool mayPass, const std::function<bool()>& isReady);
   void step(Microseconds limit);
   bool canRest();
+  bool comesLate();
 
   const Plan& plan_;
   std::set<std::size_t> left_;
@@ -110,6 +111,7 @@ class World final : public lab::Witness {
   lab::Agenda agenda_;
   lab::Dice orderDice_;
   lab::Dice hostDice_;
+  lab::Dice lateDice_;
   std::unique_ptr<Scene> scene_;
   Judge judge_;
   std::vector<std::unique_ptr<lab::BenchDevice>> models_;

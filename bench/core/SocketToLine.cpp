@@ -1,5 +1,6 @@
 // Reads motion values from a socket like bluetoothd's and writes their lines, by the bridge's own
-// code: loop, queue, handler, output. For bench/core/instructions.
+// code: loop, queue, handler, output. Each is sent when the one before is told, so that the bridge
+// does not lag. For bench/core/instructions.
 //
 //   bench-socket COUNT
 #include <sys/socket.h>
@@ -23,8 +24,6 @@ using platform::bluez::Loop;
 using platform::bluez::NotifySocket;
 using namespace std::chrono_literals;
 
-constexpr long kBatch = 100;  // values that fit into the socket at once
-
 constexpr std::uint8_t kMotion[] = {0x01, 0x00, 0xFF, 0xFF, 0x34, 0x12, 0xF4, 0xFF, 0x00,
                                     0x00, 0xE8, 0x03, 0x7F, 0xFF, 0x00, 0x80, 0xFF, 0x7F};
 
@@ -43,7 +42,14 @@ class Device final : public platform::CBPeripheral {
 
 class Motion final : public platform::CBCharacteristic, public platform::shared::ValueTarget {
  public:
-  Motion() : CBCharacteristic(charac_tramsel) {}
+  Motion(int socket, long count)
+      : CBCharacteristic(charac_tramsel), socket_(socket), left_(count) {}
+
+  void sendNext() {
+    if (left_ == 0) return;
+    --left_;
+    ::send(socket_, kMotion, sizeof(kMotion), 0);
+  }
 
   void retain() override {}
   void release() override {}
@@ -52,6 +58,7 @@ class Motion final : public platform::CBCharacteristic, public platform::shared:
     handler_.peripheralDidUpdateValueFor(device_, *this, nullptr);
     value_.reset();
     ++delivered_;
+    sendNext();
   }
 
   long delivered() const { return delivered_; }
@@ -59,12 +66,10 @@ class Motion final : public platform::CBCharacteristic, public platform::shared:
  private:
   Device device_;
   ComTramsel handler_{std::shared_ptr<platform::CBPeripheral>(&device_, [](auto*) {})};
+  const int socket_;
+  long left_;
   long delivered_ = 0;
 };
-
-void send(int socket, long count) {
-  for (long i = 0; i < count; ++i) ::send(socket, kMotion, sizeof(kMotion), 0);
-}
 
 }  // namespace
 
@@ -75,10 +80,8 @@ int main(int argc, char** argv) {
   std::setbuf(stdout, nullptr);
   Loop loop(std::make_unique<platform::bluez::SystemClock>());
   loop.gate().follow(standardOutput());
-  Motion motion;
+  Motion motion(ends[1], count);
   const NotifySocket socket(loop, Descriptor(ends[0]), motion, [] {});
-  for (long sent = 0; sent < count; sent += kBatch) {
-    send(ends[1], kBatch);
-    while (motion.delivered() < sent + kBatch) loop.runUntil(loop.clock().now() + 20ms);
-  }
+  motion.sendNext();
+  while (motion.delivered() < count) loop.runUntil(loop.clock().now() + 20ms);
 }

@@ -13,7 +13,7 @@ namespace platform::bluez {
 
 class PacketBatch {
  public:
-  static constexpr int kSize = 16;
+  static constexpr int kSize = 16;  // packets at most
 
   PacketBatch();
   PacketBatch(const PacketBatch&) = delete;
